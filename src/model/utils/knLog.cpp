@@ -1,0 +1,52 @@
+#include "model/utils/knLog.h"
+
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace {
+
+struct State {
+  std::recursive_mutex mutex;               // held while a line is written: a sink may log
+  std::shared_ptr<knLog::Sink const> sink;  // shared with the running call: a sink may replace itself
+};
+
+State& state() {
+  static State& instance = *new State;  // never destroyed, for lines logged by the destructors of statics
+  return instance;
+}
+
+void writeToStandardError(knLog::Level level, std::string_view text) {
+  std::string line = level == knLog::Level::Error ? "error: " : "warning: ";
+  line += text;
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void log(knLog::Level level, char const* text) {
+  if (text == nullptr) return;
+  std::lock_guard const lock(state().mutex);
+  if (std::shared_ptr<knLog::Sink const> const sink = state().sink) {
+    (*sink)(level, text);
+  } else {
+    writeToStandardError(level, text);
+  }
+}
+
+}  // namespace
+
+void knLog::error(char const* text) { log(Level::Error, text); }
+
+void knLog::warning(char const* text) { log(Level::Warning, text); }
+
+knLog::Sink knLog::setSink(Sink sink) {
+  auto next = sink ? std::make_shared<Sink const>(std::move(sink)) : nullptr;
+  std::shared_ptr<Sink const> previous;
+  {
+    std::lock_guard const lock(state().mutex);
+    previous = std::exchange(state().sink, std::move(next));
+  }
+  return previous ? *previous : Sink();
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "model/utils/Export.h"
+
+#include <functional>
+#include <string_view>
+
+/// Lines for the user. Without a sink they go to the standard error stream as "error: <text>" and "warning:
+/// <text>".
+///
+/// Every operation may be called from any thread, also while statics are being destroyed. Lines never mix and
+/// calls of the sink never overlap; a sink may itself log, but must not wait for another thread that does.
+class KNSCENE_API knLog {
+ public:
+  enum class Level { Error, Warning };
+  /// Takes one line, without its line end; the text is valid during the call only.
+  using Sink = std::function<void(Level level, std::string_view text)>;
+
+  knLog() = delete;
+
+  /// Tells the user what could not be done. Null is ignored.
+  static void error(char const* text);
+  /// Tells the user what is doubtful but was done. Null is ignored.
+  static void warning(char const* text);
+
+  /// Sends all further lines to `sink` instead, or to the standard error stream again when it is empty. Gives
+  /// back the sink that was set before; on return no other thread is inside that one any more.
+  static Sink setSink(Sink sink);
+};

@@ -1,0 +1,167 @@
+#include "model/records/knDynBlockArray.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// Counts what is allocated and not freed, and runs out of memory on demand.
+struct TestMemory {
+  static inline std::atomic<int> blocks = 0;
+  static inline std::atomic<int> allowed = 0;
+
+  static void* allocate(std::size_t size, std::size_t alignment) {
+    if (allowed-- <= 0) return nullptr;
+    ++blocks;
+    return kn_aligned_malloc(size, alignment);
+  }
+  static void release(void* pointer) {
+    if (pointer != nullptr) --blocks;
+    kn_aligned_free(pointer);
+  }
+};
+
+using Array = knDynBlockArray<std::uint64_t, TestMemory>;
+
+class KnDynBlockArrayTest : public testing::Test {
+ protected:
+  KnDynBlockArrayTest() { TestMemory::allowed = 1000000; }
+  ~KnDynBlockArrayTest() override { EXPECT_EQ(TestMemory::blocks, 0) << "all memory is given back"; }
+};
+
+void append(Array& array, std::uint64_t count) {
+  for (std::uint64_t i = 0; i < count; ++i) array.push_back(array.size() * 3);
+}
+
+/// Size, number of blocks and room in the block table.
+std::vector<std::uint64_t> shape(Array const& array) {
+  return {array.size(), array.blockCount(), array.tableCapacity()};
+}
+using Shape = std::vector<std::uint64_t>;
+
+TEST_F(KnDynBlockArrayTest, GrowsByBlocksAndDoublesTheTable) {
+  Array array(128);
+  EXPECT_EQ(shape(array), (Shape{0, 0, 1}));
+  append(array, 128);
+  EXPECT_EQ(shape(array), (Shape{128, 1, 1}));
+  std::uint64_t const* const first = &array[0];
+  EXPECT_EQ(array.push_back(384), 128U);
+  EXPECT_EQ(shape(array), (Shape{129, 2, 2}));
+  append(array, 512);
+  EXPECT_EQ(shape(array), (Shape{641, 6, 8}));
+
+  EXPECT_EQ(&array[0], first) << "elements never move";
+  for (std::uint64_t i = 0; i < array.size(); ++i) {
+    ASSERT_EQ(std::as_const(array)[i], i * 3);
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(&array[i / 128 * 128]) % 128, 0U);
+  }
+}
+
+TEST_F(KnDynBlockArrayTest, ClearStartsOver) {
+  Array array(128);
+  for (std::uint64_t const count : {0U, 1U, 1000U}) {
+    append(array, count);
+    array.clear();
+    EXPECT_EQ(shape(array), (Shape{0, 0, 1}));
+    EXPECT_EQ(TestMemory::blocks, 1) << "the table alone";
+    EXPECT_EQ(array.push_back(5), 0U);
+    EXPECT_EQ(array[0], 5U);
+  }
+}
+
+TEST_F(KnDynBlockArrayTest, ManyThreadsAppendEachValueOnce) {
+  constexpr std::uint64_t ThreadCount = 8;
+  constexpr std::uint64_t PerThread = 20000;
+  Array array(128);
+  std::atomic<bool> isOpen = false;
+  std::atomic<bool> isInOrder = true;
+  std::vector<std::thread> threads;
+  for (std::uint64_t t = 0; t < ThreadCount; ++t) {
+    threads.emplace_back([&, t] {
+      while (!isOpen) std::this_thread::yield();
+      std::uint64_t last = 0;
+      for (std::uint64_t i = 0; i < PerThread; ++i) {
+        std::uint64_t const value = t * PerThread + i;
+        std::uint64_t const index = array.push_back(value);
+        if ((i > 0 && index <= last) || array[index] != value) isInOrder = false;
+        last = index;
+      }
+    });
+  }
+  isOpen = true;
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_TRUE(isInOrder) << "one thread's indexes ascend, and each finds its value there";
+  ASSERT_EQ(array.size(), ThreadCount * PerThread);
+  EXPECT_EQ(array.blockCount(), ThreadCount * PerThread / 128);
+  std::vector<int> seen(ThreadCount * PerThread);
+  for (std::uint64_t i = 0; i < array.size(); ++i) ++seen.at(array[i]);
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), static_cast<std::ptrdiff_t>(seen.size()));
+}
+
+TEST_F(KnDynBlockArrayTest, ThreadsNeedingTheSameBlockAllocateOne) {
+  for (int round = 0; round < 200; ++round) {
+    Array array(128);
+    append(array, 127);
+    std::atomic<int> ready = 0;
+    auto const appendTwo = [&] {
+      ++ready;
+      while (ready < 2) std::this_thread::yield();
+      append(array, 2);
+    };
+    std::thread other(appendTwo);
+    appendTwo();
+    other.join();
+    ASSERT_EQ(array.size(), 131U);
+    ASSERT_EQ(array.blockCount(), 2U);
+    ASSERT_EQ(TestMemory::blocks, 4) << "two blocks, the table and the retired one";
+  }
+}
+
+TEST_F(KnDynBlockArrayTest, BlocksWithoutMemoryLoseTheirElementsOnly) {
+  Array array(128);
+  append(array, 128);
+  TestMemory::allowed = 1;  // the table grows, the block is missing
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(array.push_back(7), 128U);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  TestMemory::allowed = 1000;
+  append(array, 128);
+  array[129] = 9;
+  EXPECT_EQ(array[129], 0U);
+  EXPECT_EQ(array[127], 127U * 3);
+  EXPECT_EQ(array[256], 256U * 3);
+  EXPECT_EQ(array.blockCount(), 3U);
+
+  knDynBlockArray<int> misaligned(100);  // no power of two: no block at all
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(misaligned.push_back(7), 0U);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  EXPECT_EQ(misaligned[0], 0);
+}
+
+TEST_F(KnDynBlockArrayTest, WorksOnWithoutATable) {
+  TestMemory::allowed = 0;
+  testing::internal::CaptureStdout();
+  Array array(128);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Allocation failed\n");
+  EXPECT_EQ(array.tableCapacity(), 0U);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(array.push_back(7), 0U);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  EXPECT_EQ(array[0], 0U);
+
+  TestMemory::allowed = 1000;  // an element appended later finds memory again
+  append(array, 200);
+  EXPECT_EQ(array.size(), 201U);
+  EXPECT_EQ(array[0], 0U);
+  EXPECT_EQ(array[1], 3U);
+  EXPECT_EQ(array[200], 600U);
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+#include "model/utils/OsgLog.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+
+namespace {
+
+using osg::Log;
+using osg::LogLevel;
+
+class OsgLogTest : public testing::Test {
+ protected:
+  OsgLogTest() { log.setStream(&text); }
+  ~OsgLogTest() override {
+    log.setStream(nullptr);
+    log.setLevel(LogLevel::Warning);
+    log.setModule(nullptr);
+  }
+
+  Log& log = *osg::osgLogP;
+  std::ostringstream text;
+};
+
+TEST_F(OsgLogTest, WritesWholeLines) {
+  osgLogWarning("OpenSG", "det == %.1f\n", 0.5);
+  std::string const head = "WARNING: OpenSG: OsgLogTest.cpp:" + std::to_string(__LINE__ - 1);
+  EXPECT_EQ(text.str(), head + ": det == 0.5\n");
+
+  text.str("");
+  std::string const longText(5000, 'x');
+  log.writeLine(LogLevel::Fatal, nullptr, nullptr, 1, "%s|%d", longText.c_str(), 42);
+  log.writeLine(LogLevel::Fatal, nullptr, nullptr, 1, nullptr);
+  EXPECT_EQ(text.str(), "FATAL: " + longText + "|42\n");
+
+  log.setStream(nullptr);
+  testing::internal::CaptureStderr();
+  log.writeLine(LogLevel::Warning, "M", nullptr, 0, "to standard error");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "WARNING: M: to standard error\n");
+}
+
+TEST_F(OsgLogTest, DropsWhatLevelOrModuleDisable) {
+  int evaluated = 0;
+  osgLogLine(LogLevel::Notice, "OpenSG", "%d", ++evaluated);
+  EXPECT_EQ(evaluated, 0) << "arguments of a disabled level are not evaluated";
+  EXPECT_EQ(&log.stream(LogLevel::Notice), Log::_nilstreamP);
+  *Log::_nilstreamP << "dropped";
+
+  log.setModule("OpenSG");
+  EXPECT_TRUE(log.checkModule("OpenSG"));
+  EXPECT_FALSE(log.checkModule("Other"));
+  EXPECT_FALSE(log.checkModule(nullptr));
+  osgLogWarning("Other", "%d", ++evaluated);
+  EXPECT_EQ(text.str(), "");
+
+  log.setLevel(LogLevel::Debug);
+  osgLogLine(LogLevel::Debug, "OpenSG", "now");
+  EXPECT_NE(text.str().find("now\n"), std::string::npos);
+}
+
+TEST_F(OsgLogTest, PiecesBelongToTheLineBegunLast) {
+  log.doLog("before any line");
+  Log::_pLogLock->aquire();
+  log.doHeader(LogLevel::Warning, "OpenSG", "a/b.cpp", 3);
+  log.doLog("%s ", "one");
+  log.doLog(nullptr);
+  log.doLog("two\n");
+  log.doHeader(LogLevel::Info, "OpenSG", "a/b.cpp", 4);
+  log.doLog("not enabled\n");
+  Log::_pLogLock->release();
+  EXPECT_EQ(text.str(), "WARNING: OpenSG: b.cpp:3: one two\n");
+}
+
+}  // namespace

@@ -1,0 +1,75 @@
+#include "support/LogCapture.h"
+
+#include "model/utils/knLog.h"
+
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using kntest::LogCapture;
+using Line = LogCapture::Line;
+
+TEST(KnLog, WritesLinesToStandardErrorByDefault) {
+  testing::internal::CaptureStderr();
+  knLog::error("no file");
+  knLog::warning("100% odd %s");
+  knLog::error(nullptr);
+  knLog::warning(nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "error: no file\nwarning: 100% odd %s\n");
+}
+
+TEST(KnLog, SinkTakesAllLinesUntilRemoved) {
+  testing::internal::CaptureStderr();
+  {
+    LogCapture const outer;
+    knLog::error("first");
+    {
+      LogCapture const inner;
+      knLog::warning("second");
+      EXPECT_EQ(inner.lines(), (std::vector<Line>{{knLog::Level::Warning, "second"}}));
+    }
+    knLog::warning(nullptr);
+    knLog::warning("third");
+    EXPECT_EQ(outer.lines(),
+              (std::vector<Line>{{knLog::Level::Error, "first"}, {knLog::Level::Warning, "third"}}));
+  }
+  knLog::error("fourth");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "error: fourth\n");
+}
+
+TEST(KnLog, SinkMayLogAndReplaceItself) {
+  LogCapture const outer;
+  std::string const text = "captured text, too long to be stored in place";
+  knLog::Sink const captured = knLog::setSink({});
+  knLog::setSink([captured, text](knLog::Level, std::string_view) {
+    knLog::setSink(captured);
+    knLog::warning(text.c_str());
+  });
+  knLog::error("trigger");
+  EXPECT_EQ(outer.lines(), (std::vector<Line>{{knLog::Level::Warning, text}}));
+}
+
+TEST(KnLog, TakesLinesFromManyThreadsWhileTheSinkChanges) {
+  constexpr std::size_t ThreadCount = 4;
+  constexpr std::size_t LineCount = 500;
+  std::set<std::string> seen;  // guarded by the log alone: calls of a sink never overlap
+  auto const sink = [&seen](knLog::Level, std::string_view text) { seen.emplace(text); };
+  knLog::Sink const before = knLog::setSink(sink);
+  std::vector<std::thread> threads(ThreadCount);
+  for (std::size_t t = 0; t < ThreadCount; ++t) {
+    threads[t] = std::thread([t] {
+      for (std::size_t i = 0; i < LineCount; ++i)
+        knLog::warning((std::to_string(t) + ":" + std::to_string(i)).c_str());
+    });
+  }
+  for (int i = 0; i < 200; ++i) knLog::setSink(sink);
+  for (std::thread& thread : threads) thread.join();
+  knLog::setSink(before);
+  EXPECT_EQ(seen.size(), ThreadCount * LineCount);
+}
+
+}  // namespace

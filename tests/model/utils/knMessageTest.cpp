@@ -1,0 +1,39 @@
+#include "model/utils/knMessage.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(KnMessage, GivesValuesOnlyUnderTheirKeyAndType) {
+  knMessage message;
+  EXPECT_EQ(message.size(), 0U);
+  EXPECT_EQ(message.get<double>("fps"), nullptr);
+
+  message.set("fps", 25.0, true);
+  message.set("nothing", boost::any(), true);
+  ASSERT_NE(message.get<double>("fps"), nullptr);
+  EXPECT_EQ(*message.get<double>("fps"), 25.0);
+  EXPECT_EQ(message.get<float>("fps"), nullptr);
+  EXPECT_EQ(message.get<double>("fp"), nullptr);
+  EXPECT_TRUE(message.has("nothing"));
+  EXPECT_EQ(message.get<int>("nothing"), nullptr);
+  EXPECT_FALSE(message.has("FPS"));
+}
+
+TEST(KnMessage, ReplacesOrKeepsAndHoldsTheOrderOfKeys) {
+  knMessage message;
+  message.set("b", 1, true);
+  message.set("a", 2, false);
+  message.set("b", std::string("kept out"), false);
+  EXPECT_EQ(*message.get<int>("b"), 1);
+  message.set("b", std::string("taken"), true);
+  EXPECT_EQ(message.get<int>("b"), nullptr);
+  EXPECT_EQ(*message.get<std::string>("b"), "taken");
+  EXPECT_EQ(message.keys(), (std::vector<std::string>{"b", "a"}));
+
+  knMessage const copy = message;
+  message.set("a", 3, true);
+  EXPECT_EQ(*copy.get<int>("a"), 2);
+}
+
+}  // namespace

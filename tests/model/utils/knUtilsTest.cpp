@@ -1,0 +1,152 @@
+#include "model/utils/knUtils.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Subscription = knUtils::Subscription;
+using Calls = std::vector<std::string>;
+
+Subscription heldByAStatic;  // ends after main, when the memory checkers still look on
+
+class KnUtilsTest : public testing::Test {
+ protected:
+  knUtils::Receiver note(std::string mark) {
+    return [this, mark = std::move(mark)](std::string_view, knMessage&, int) { calls.push_back(mark); };
+  }
+
+  Calls calls;
+};
+
+TEST_F(KnUtilsTest, IgnoresMissingNamesAndReceivers) {
+  Subscription const all = knUtils::listenToAll(note("all"));
+  knMessage message;
+  knUtils::call(nullptr, 0);
+  knUtils::call("", 0);
+  knUtils::call(nullptr, message, 0);
+  knUtils::call("", message, 0);
+  EXPECT_EQ(calls, Calls{});
+
+  EXPECT_FALSE(knUtils::listen("", note("nameless")).isActive());
+  EXPECT_FALSE(knUtils::listen("name", {}).isActive());
+  EXPECT_FALSE(knUtils::listenToAll({}).isActive());
+  knUtils::call("name", 0);
+  EXPECT_EQ(calls, Calls{"all"});
+}
+
+TEST_F(KnUtilsTest, DeliversInOrderOfRegistrationWithinTheCall) {
+  Subscription const a = knUtils::listen("x", note("a"));
+  Subscription const all = knUtils::listenToAll(note("all"));
+  Subscription const other = knUtils::listen("xx", note("other"));
+  Subscription const b = knUtils::listen("x", note("b"));
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls, (Calls{"a", "all", "b"}));
+}
+
+TEST_F(KnUtilsTest, PassesNamePayloadAndChannel) {
+  std::vector<std::size_t> sizes;
+  Subscription const writer =
+      knUtils::listen("x", [&](std::string_view name, knMessage& message, int channel) {
+        sizes.push_back(message.size());
+        message.set("answer", std::string(name) + std::to_string(channel), true);
+      });
+  Subscription const reader = knUtils::listen(
+      "x", [&](std::string_view, knMessage& message, int) { sizes.push_back(message.size()); });
+  knMessage message;
+  message.set("question", 1, true);
+  knUtils::call("x", message, 7);
+  EXPECT_EQ(*message.get<std::string>("answer"), "x7");
+  knUtils::call("x", 0);
+  knUtils::call("x", 0);
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{1, 2, 0, 1, 0, 1})) << "a message without payload begins empty";
+}
+
+TEST_F(KnUtilsTest, SubscriptionsMoveAndEndOnce) {
+  heldByAStatic = knUtils::listen("never sent", note("static"));
+  std::optional<Subscription> first = knUtils::listen("x", note("first"));
+  Subscription second = knUtils::listen("x", note("second"));
+  Subscription third = std::move(*first);
+  first.reset();
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls, (Calls{"first", "second"}));
+
+  second = std::move(third);  // ends its own, takes the other
+  Subscription& same = second;
+  second = std::move(same);
+  knUtils::call("x", 0);
+  second.end();
+  second.end();
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls, (Calls{"first", "second", "first"}));
+}
+
+TEST_F(KnUtilsTest, EndedReceiversAreNotCalledInTheRunningDelivery) {
+  Subscription later;
+  Subscription earlier = knUtils::listen("x", note("earlier"));
+  auto const guard = std::make_shared<int>(0);
+  Subscription self = knUtils::listen("x", [&, guard](std::string_view, knMessage&, int) {
+    self.end();
+    later.end();
+    earlier.end();
+    calls.push_back("self " + std::to_string(guard.use_count()));  // what it captured must still be there
+  });
+  later = knUtils::listen("x", note("later"));
+  Subscription const last = knUtils::listen("x", note("last"));
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls, (Calls{"earlier", "self 2", "last"}));
+  EXPECT_EQ(guard.use_count(), 1) << "an ended receiver is freed when the delivery is over";
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls.size(), 4U);
+}
+
+TEST_F(KnUtilsTest, ReceiversRegisteredInADeliveryWaitForTheNextMessage) {
+  std::vector<Subscription> added;
+  Subscription const adder = knUtils::listen("x", [&](std::string_view, knMessage&, int) {
+    for (int i = 0; i < 100 && added.size() < 100; ++i) added.push_back(knUtils::listen("x", note("x")));
+    added.push_back(knUtils::listen("nested", note("nested")));
+    knUtils::call("nested", 0);
+  });
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls, Calls{"nested"});
+  calls.clear();
+  knUtils::call("x", 0);
+  EXPECT_EQ(calls.size(), 102U) << "two nested ones, and the hundred";
+}
+
+TEST_F(KnUtilsTest, EndsInNestedDeliveriesHoldForTheOuterOnes) {
+  Subscription victim;
+  Subscription const sender =
+      knUtils::listen("outer", [](std::string_view, knMessage&, int) { knUtils::call("inner", 0); });
+  Subscription const ender =
+      knUtils::listen("inner", [&](std::string_view, knMessage&, int) { victim.end(); });
+  victim = knUtils::listenToAll(note("victim"));
+  Subscription const last = knUtils::listenToAll(note("last"));
+  knUtils::call("outer", 0);
+  EXPECT_EQ(calls, (Calls{"last", "last"}));
+}
+
+TEST_F(KnUtilsTest, TheEndOfAReceiverMayEndOthers) {
+  for (bool const inDelivery : {false, true}) {
+    auto owned = std::make_shared<Subscription>();
+    Subscription outer = knUtils::listen("x", [owned](std::string_view, knMessage&, int) {});
+    *owned = knUtils::listen("x", note("inner"));
+    owned.reset();
+    Subscription const ender =
+        knUtils::listen("end", [&](std::string_view, knMessage&, int) { outer.end(); });
+    Subscription const last = knUtils::listen("x", note("last"));
+    if (inDelivery) {
+      knUtils::call("end", 0);
+    } else {
+      outer.end();
+    }
+    knUtils::call("x", 0);
+  }
+  EXPECT_EQ(calls, (Calls{"last", "last"}));
+}
+
+}  // namespace
