@@ -1,0 +1,21 @@
+#pragma once
+
+#include "model/sceneext/AnimObject.h"
+
+namespace osg {
+inline namespace knscene {
+
+class AnimClip;
+
+class KNSCENE_API AnimClipBase : public AnimObject {
+  KN_CONTAINER(AnimClipBase, AnimClip, AnimObject)
+  KN_CONTAINER_END
+};
+
+/// An arrangement of blocks, curves, sequences, shots, caches and other clips on a timeline.
+class KNSCENE_API AnimClip : public AnimClipBase {};
+
+using AnimClipPtr = AnimClip::Ptr;
+
+}  // namespace knscene
+}  // namespace osg

@@ -1,0 +1,105 @@
+#include "model/sceneext/AnimCurve.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace osg {
+inline namespace knscene {
+
+KN_CONTAINER_TYPE(AnimCurveBase, AnimCurve, "AnimCurve")
+
+namespace {
+
+// The length of a computed tangent as a part of the segment. At a third the segment's time would be linear in
+// its parameter, and the cubic that evaluation solves would lose its leading term.
+constexpr Real32 TangentLength = 0.4F;
+
+bool isComputed(UInt32 type) { return type == LinearTangent || type == SmoothTangent; }
+
+Vec2f tangentToward(CCPnt const& neighbour, CCPnt const& key, UInt32 type) {
+  Vec2f const way = neighbour.point() - key.point();
+  return Vec2f(way.x(), type == LinearTangent ? way.y() : 0.F) * TangentLength;
+}
+
+bool earlier(CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); }
+
+}  // namespace
+
+Int32 AnimCurve::addPoint(Point2f const& position, Vector2f const& inTangent, Vector2f const& outTangent,
+                          UInt32 inType, UInt32 outType, bool replaceSameTime, bool computeTangents) {
+  if (!std::isfinite(position.x())) return -1;
+  CCPnt key(position, {}, {}, inType, outType);
+  key.setIntangent(inTangent, computeTangents && isComputed(inType) && inTangent == Vec2f());
+  key.setOuttangent(outTangent, computeTangents && isComputed(outType) && outTangent == Vec2f());
+
+  auto& keys = _fControlPoints.getValues();
+  auto place = std::lower_bound(keys.begin(), keys.end(), key, earlier);
+  if (replaceSameTime && place != keys.end() && place->x() == key.x()) {
+    *place = key;
+  } else {
+    place = keys.insert(std::upper_bound(place, keys.end(), key, earlier), key);
+  }
+  auto const index = static_cast<std::size_t>(place - keys.begin());
+  followNeighbours(index);
+  timeRangeChanged();
+  return static_cast<Int32>(index);
+}
+
+void AnimCurve::followNeighbours(std::size_t index) {
+  auto& keys = _fControlPoints.getValues();
+  std::size_t const first = index > 0 ? index - 1 : 0;
+  std::size_t const last = std::min(index + 1, keys.size() - 1);
+  for (std::size_t i = first; i <= last; ++i) {
+    if (keys[i].inFollows()) computeIntangent(static_cast<UInt32>(i), -1);
+    if (keys[i].outFollows()) computeOuttangent(static_cast<UInt32>(i), -1);
+  }
+}
+
+void AnimCurve::addPoints(MField<Pnt2f> const& points) {
+  _fControlPoints.reserve(_fControlPoints.size() + points.size());
+  for (Pnt2f const& point : points) addPoint(point, {}, {}, LinearTangent, LinearTangent, false, true);
+}
+
+void AnimCurve::points(MField<Pnt2f>& points) const {
+  points.clear();
+  points.reserve(_fControlPoints.size());
+  for (CCPnt const& key : _fControlPoints) points.push_back(key.point());
+}
+
+void AnimCurve::clear() {
+  _fControlPoints.clear();
+  timeRangeChanged();
+}
+
+void AnimCurve::shrink() { _fControlPoints.getValues().shrink_to_fit(); }
+
+void AnimCurve::computeIntangent(UInt32 index, Int32 type) {
+  if (index >= _fControlPoints.size()) return;
+  CCPnt& key = _fControlPoints[index];
+  if (type >= 0) key.setInType(static_cast<UInt32>(type));
+  if (key.inType() > SmoothTangent) return;
+  bool const computed = isComputed(key.inType());
+  key.setIntangent(
+      computed && index > 0 ? tangentToward(_fControlPoints[index - 1], key, key.inType()) : Vec2f(),
+      computed);
+}
+
+void AnimCurve::computeOuttangent(UInt32 index, Int32 type) {
+  if (index >= _fControlPoints.size()) return;
+  CCPnt& key = _fControlPoints[index];
+  if (type >= 0) key.setOutType(static_cast<UInt32>(type));
+  if (key.outType() > SmoothTangent) return;
+  bool const computed = isComputed(key.outType());
+  bool const hasNext = index + 1 < _fControlPoints.size();
+  key.setOuttangent(
+      computed && hasNext ? tangentToward(_fControlPoints[index + 1], key, key.outType()) : Vec2f(),
+      computed);
+}
+
+std::optional<TimeRange> AnimCurve::getTimeRange() const {
+  if (isEmpty()) return std::nullopt;
+  return TimeRange{getControlPoints().front().x(), getControlPoints().back().x()};
+}
+
+}  // namespace knscene
+}  // namespace osg

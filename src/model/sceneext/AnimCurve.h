@@ -1,0 +1,92 @@
+#pragma once
+
+#include "model/sceneext/AnimObject.h"
+#include "model/sceneext/CCPnt.h"
+
+#include <atomic>
+
+namespace osg {
+inline namespace knscene {
+
+class AnimCurve;
+
+/// What a curve does before its first and after its last key. Any value above 4 acts as constant.
+enum InfinityMode : UInt32 {
+  ConstantInfinity = 0,       ///< the value of the nearest end key
+  LinearInfinity = 1,         ///< extended along the end key's tangent
+  CycleInfinity = 2,          ///< the curve repeats
+  CycleRelativeInfinity = 3,  ///< the curve repeats, each repetition raised by its whole rise
+  OscillateInfinity = 4,      ///< the curve repeats, every other repetition mirrored in time
+};
+
+class KNSCENE_API AnimCurveBase : public AnimObject {
+  KN_CONTAINER(AnimCurveBase, AnimCurve, AnimObject)
+ public:
+  /// The keys, ascending in time. Whoever writes them directly keeps them so, and announces the field.
+  KN_MFIELD(CCPnt, ControlPoints, controlPoints)
+  KN_SFIELD(UInt32, PreInfinityMode, preInfinityMode, ConstantInfinity)
+  KN_SFIELD(UInt32, PostInfinityMode, postInfinityMode, ConstantInfinity)
+  /// Segments are straight lines, tangents are ignored.
+  KN_SFIELD(bool, ForceLinearInterpolation, forceLinearInterpolation, false)
+  /// The channel's name; with the suffix it finds a channel's curve.
+  KN_SFIELD(std::string, ChannelName, channelName)
+  /// The component of the channel, such as "X" or "R".
+  KN_SFIELD(std::string, Suffix, suffix)
+  /// The component of the field that the curve writes (0 to 3), or the number of a bit plus 10.
+  KN_SFIELD(UInt32, ValueIndex, valueIndex, 0U)
+  /// The vertex that a vertex curve moves.
+  KN_SFIELD(UInt32, VertexIndex, vertexIndex, 0U)
+  /// The curve was made from a camera shot, and its first key follows the camera.
+  KN_SFIELD(bool, IsCameraShotCurve, isCameraShotCurve, false)
+  /// Display colour.
+  KN_SFIELD(Color3f, Color, color, Color3f(1, 1, 1))
+  KN_CONTAINER_END
+};
+
+/// A curve: keys with tangents, and what happens outside them. All operations are for the main thread, except
+/// reading while nobody writes.
+class KNSCENE_API AnimCurve : public AnimCurveBase {
+ public:
+  bool isEmpty() const { return getControlPoints().empty(); }
+
+  /// Adds a key and returns its place. Keys are kept in order of time; among equal times the new one comes last.
+  /// A time that is not finite is refused with -1; a value is taken as it is.
+  ///
+  /// `replaceSameTime` puts the key in the place of the first one at exactly this time, if there is one.
+  /// `computeTangents` turns a zero vector into one of its type's making, and keeps it up to date when further
+  /// keys come beside it: type 1 runs straight toward the neighbour, type 2 leaves flat, type 0 stays zero, so
+  /// that the value holds; other types stay as given. A vector that is not zero is always kept.
+  Int32 addPoint(Point2f const& position, Vector2f const& inTangent, Vector2f const& outTangent,
+                 UInt32 inType, UInt32 outType, bool replaceSameTime, bool computeTangents);
+  /// Adds a key at each point, joined by straight lines.
+  void addPoints(MField<Pnt2f> const& points);
+  /// Reads the keys as (time, value) pairs; the former content of `points` is dropped.
+  void points(MField<Pnt2f>& points) const;
+  /// Drops all keys.
+  void clear();
+  /// Releases room that the keys do not need.
+  void shrink();
+
+  /// Computes a tangent anew by a type, which becomes the key's; -1 keeps the key's own. Types 0 to 2 act as in
+  /// addPoint, any other leaves the vector. At the end of the curve that has no neighbour the vector is zero. An
+  /// index out of range is ignored.
+  void computeIntangent(UInt32 index, Int32 type);
+  void computeOuttangent(UInt32 index, Int32 type);
+
+  std::optional<TimeRange> getTimeRange() const override;
+
+  /// The segment that was read last, as the index of its earlier key: a hint for the next search, and no more.
+  /// Any thread.
+  UInt32 getSegmentHint() const { return _segmentHint.load(std::memory_order_relaxed); }
+  void setSegmentHint(UInt32 segment) const { _segmentHint.store(segment, std::memory_order_relaxed); }
+
+ private:
+  void followNeighbours(std::size_t index);
+
+  mutable std::atomic<UInt32> _segmentHint = 0;
+};
+
+using AnimCurvePtr = AnimCurve::Ptr;
+
+}  // namespace knscene
+}  // namespace osg

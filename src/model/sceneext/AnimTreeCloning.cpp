@@ -1,0 +1,74 @@
+#include "model/sceneext/AnimTreeCloning.h"
+
+#include "model/scenegraph/Cloning.h"
+#include "model/scenegraph/Traverse.h"
+
+namespace osg {
+inline namespace knscene {
+
+namespace {
+
+void copyPlainFields(Node const& source, Node& copy) {
+  Node& readable = const_cast<Node&>(source);  // fields are reached for writing only, but nothing is written
+  for (FieldDescription const& description : source.getType().getFieldDescriptions()) {
+    if (description.getRole() == FieldRole::Plain) {
+      description.getField(copy)->copyFrom(*description.getField(readable));
+    }
+  }
+}
+
+void stopPlaying(NodePtr const& node) {
+  AnimNode* const animNode = dcastTo<AnimNode>(node);
+  if (animNode == nullptr) return;
+  animNode->setPlaying(false);
+  animNode->setPausing(false);
+}
+
+NodePtr cloneNode(NodePtr const& source, bool withAttachments) {
+  NodePtr const copy = dcast<NodePtr>(source->getType().createFieldContainer());
+  copyPlainFields(*source, *copy);
+  stopPlaying(copy);
+  copy->setCore(source->getCore());
+  if (!withAttachments) return copy;
+  for (AttachmentSlot const& slot : source->getAttachments()) {
+    bool const isName = dcast<NamePtr>(slot.attachment) != nullptr;
+    copy->addAttachment(
+        isName ? dcast<AttachmentPtr>(deepCopyContainer(slot.attachment, "")) : slot.attachment,
+        slot.binding);
+  }
+  return copy;
+}
+
+}  // namespace
+
+NodePtr cloneAnimTree(NodePtr const& source, bool withAttachments) {
+  struct Pair {
+    NodePtr source;
+    NodePtr copy;
+  };
+  if (!source.isAlive()) return {};
+  std::vector<Pair> open{{source, cloneNode(source, withAttachments)}};
+  NodePtr const root = open.front().copy;
+  while (!open.empty()) {
+    Pair const pair = open.back();
+    open.pop_back();
+    for (NodePtr const& child : pair.source->getChildren()) {
+      NodePtr const copy = cloneNode(child, withAttachments);
+      pair.copy->addChild(copy);
+      open.push_back({child, copy});
+    }
+  }
+  return root;
+}
+
+AnimNodePtr deepCloneAnimTree(AnimNodePtr const& source, std::string const& shareTypes) {
+  AnimNodePtr const copy = dcast<AnimNodePtr>(deepCopyContainer(source, shareTypes));
+  traverse(copy, [](NodePtr const& node) {
+    stopPlaying(node);
+    return Action::Continue;
+  });
+  return copy;
+}
+
+}  // namespace knscene
+}  // namespace osg
