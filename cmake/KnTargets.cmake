@@ -1,0 +1,59 @@
+# What every target of this project has in common.
+
+include_guard(GLOBAL)
+
+# Compiles through ccache, when there is one and no other launcher was asked for. The precompiled test header
+# is cacheable only with the sloppiness given here.
+function(kn_use_ccache)
+  find_program(CCACHE_PROGRAM ccache)
+  mark_as_advanced(CCACHE_PROGRAM)
+  if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND};-E;env;CCACHE_SLOPPINESS=pch_defines,time_macros;${CCACHE_PROGRAM}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+# Language level, visibility, warnings and sanitizers of a library or a program.
+function(kn_configure_target target)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    INTERPROCEDURAL_OPTIMIZATION ${KN_LTO})
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wconversion)
+  if(KN_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  # Bounds of the standard containers are checked wherever assertions are on.
+  target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  target_link_options(${target} PRIVATE -Wl,--as-needed)
+  kn_sanitize_target(${target})
+endfunction()
+
+function(kn_sanitize_target target)
+  if(NOT KN_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE
+    -fsanitize=${KN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(${target} PRIVATE -fsanitize=${KN_SANITIZE})
+  get_target_property(type ${target} TYPE)
+  if(KN_SANITIZE MATCHES "thread" AND type MATCHES "SHARED_LIBRARY|EXECUTABLE")
+    kn_show_tbb(${target})
+  endif()
+endfunction()
+
+# Links a stand-in for those parts of TBB that the thread sanitizer cannot see into. It stays hidden in the
+# library or program, so that TBB itself goes on calling its own.
+function(kn_show_tbb target)
+  if(NOT TARGET kn_visible_tbb)
+    add_library(kn_visible_tbb OBJECT "${PROJECT_SOURCE_DIR}/cmake/sanitizers/VisibleTbb.cpp")
+    set_target_properties(kn_visible_tbb PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    target_link_libraries(kn_visible_tbb PRIVATE TBB::tbb)
+    kn_configure_target(kn_visible_tbb)
+  endif()
+  target_sources(${target} PRIVATE $<TARGET_OBJECTS:kn_visible_tbb>)
+  target_link_libraries(${target} PRIVATE TBB::tbb ${CMAKE_DL_LIBS})
+endfunction()
