@@ -1,0 +1,27 @@
+#pragma once
+
+#include "model/scenedata/MaterialPool.h"
+
+class knSceneData;
+
+/// What is known of a scene as a whole.
+class KNSCENE_API knSceneDataBase : public osg::FieldContainer {
+  KN_CONTAINER(knSceneDataBase, knSceneData, osg::FieldContainer)
+ public:
+  /// Frames per second, above 0; 30 until the host says otherwise.
+  KN_SFIELD(osg::Real64, Fps, fps, 30.0)
+  /// The root of the scene's objects, where walks for animations begin. Null while no scene exists.
+  KN_SFIELD_OWNED(osg::NodePtr, Root, root)
+  /// The material-side root, whose core is the `MaterialPool`. Null while no scene exists.
+  KN_SFIELD_OWNED(osg::NodePtr, MaterialRoot, materialRoot)
+  KN_CONTAINER_END
+};
+
+/// The record of a scene. It holds a reference to each of its roots.
+class KNSCENE_API knSceneData : public knSceneDataBase {
+ public:
+  /// The material pool of the current scene, null while there is none.
+  static osg::MaterialPoolPtr getMaterialPool();
+};
+
+using knSceneDataPtr = knSceneData::Ptr;

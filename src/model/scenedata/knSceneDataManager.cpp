@@ -1,0 +1,67 @@
+#include "model/scenedata/knSceneDataManager.h"
+
+#include "model/scenegraph/Group.h"
+
+KN_CONTAINER_TYPE(knSceneDataBase, knSceneData, "knSceneData")
+
+namespace {
+
+/// Held as objects, since the way through a handle leads over memory that leak checkers do not look into.
+struct Records {
+  knSceneData& current = newRecord();
+  knSceneData& empty = newRecord();
+
+  static knSceneData& newRecord() {
+    knSceneDataBase::_type.initialise();
+    knSceneDataPtr const record = knSceneDataBase::create();
+    record.addRef();
+    return *record;
+  }
+};
+
+Records& records() {
+  static auto* const instance = new Records;
+  return *instance;
+}
+
+[[maybe_unused]] bool const madeAtLoad = (records(), true);
+
+osg::NodePtr nodeWithCore(osg::NodeCorePtr const& core) {
+  osg::NodePtr const node = osg::Node::create();
+  node->setCore(core);
+  return node;
+}
+
+void setRoots(knSceneData& record, osg::NodePtr const& root, osg::NodePtr const& materialRoot) {
+  record.setRoot(root);
+  record.setMaterialRoot(materialRoot);
+}
+
+}  // namespace
+
+osg::MaterialPoolPtr knSceneData::getMaterialPool() {
+  osg::NodePtr const root = records().current.getMaterialRoot();
+  return root.isAlive() ? osg::dcast<osg::MaterialPoolPtr>(root->getCore()) : osg::MaterialPoolPtr();
+}
+
+knSceneDataPtr knSceneDataManager::getSceneData(unsigned int scene) {
+  if (scene == 0) return knSceneDataPtr(&records().current);
+  knSceneData& empty = records().empty;
+  setRoots(empty, {}, {});
+  empty.setFps(30.0);
+  return knSceneDataPtr(&empty);
+}
+
+osg::NodePtr knSceneDataManager::getSceneplateRoot(unsigned int scene) {
+  osg::MaterialPoolPtr const pool = scene == 0 ? knSceneData::getMaterialPool() : osg::MaterialPoolPtr();
+  return pool ? pool->getSceneplateRoot() : osg::NodePtr();
+}
+
+void knSceneDataManager::beginScene() {
+  osg::MaterialPoolPtr const pool = osg::MaterialPoolBase::create();
+  pool->setCameraRoot(nodeWithCore(osg::GroupBase::create()));
+  pool->setSceneplateRoot(nodeWithCore(osg::GroupBase::create()));
+  setRoots(records().current, nodeWithCore(osg::GroupBase::create()), nodeWithCore(pool));
+}
+
+void knSceneDataManager::endScene() { setRoots(records().current, {}, {}); }

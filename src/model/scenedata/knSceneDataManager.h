@@ -1,0 +1,27 @@
+#pragma once
+
+#include "model/scenedata/knSceneData.h"
+
+/// The scenes of the process. There is one at present, the current one, whose number is 0.
+///
+/// The records are made when the library is loaded and never destroyed, so they can be used from the
+/// constructors and destructors of statics. Main thread, except reading while nobody writes.
+class KNSCENE_API knSceneDataManager {
+ public:
+  knSceneDataManager() = delete;
+
+  /// The record of a scene, always of a living container. For any number but 0 it is an empty one: what is
+  /// written to it is gone at the next call.
+  static knSceneDataPtr getSceneData(unsigned int scene);
+
+  /// The node that the scene's sceneplates stand below: that of its material pool. Null while there is none,
+  /// and for any number but 0.
+  static osg::NodePtr getSceneplateRoot(unsigned int scene);
+
+  /// Drops the present scene and begins one that is empty: a root with a `Group` as its core, and a
+  /// material-side root with a `MaterialPool` that has a camera root and a sceneplate root. The frame rate
+  /// stays.
+  static void beginScene();
+  /// Drops the present scene: its record holds no roots any more. The frame rate stays.
+  static void endScene();
+};

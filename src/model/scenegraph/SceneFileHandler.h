@@ -1,0 +1,63 @@
+#pragma once
+
+#include "model/scenegraph/Node.h"
+
+#include <functional>
+#include <istream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace osg {
+inline namespace knscene {
+
+/// Operations on a graph that has just been read, in this order. Each gets the root that the one before gave,
+/// and gives the root to go on with; one that gives another root than it got has taken care of the one it
+/// got. An empty operation is passed over. The root has no reference taken.
+using GraphOpSeq = std::vector<std::function<NodePtr(NodePtr const&)>>;
+
+/// Writes scene graphs to streams and reads them back.
+///
+/// A file holds the root and everything that it holds references to, directly or through others: the
+/// containers that `FieldRole::Owned` handles lead to. A handle that counts no reference follows when what it
+/// names is in the file, and is null in the file when it is not. The root's own parent is not part of the
+/// file.
+///
+/// The file describes its types and fields by name. So it can be read when a type is not known (its objects
+/// and what only they hold are passed over, and handles to them become null), when a field is not known or
+/// its content is of another type now (it is passed over), and when a field is not in the file (it keeps its
+/// default). What is passed over, except unknown fields, is told in one line of knLog each for types and
+/// fields.
+///
+/// All operations are for the main thread. Trees may be of any depth.
+class KNSCENE_API SceneFileHandler {
+ public:
+  /// The operations that `read` runs when it is given no others. Null at first; the host keeps them alive.
+  static GraphOpSeq const* _defaultgraphOpSeq;
+
+  /// Made at first use, never destroyed.
+  static SceneFileHandler& the();
+  virtual ~SceneFileHandler() = default;
+
+  /// Writes the graph below `root`, compressed unless `compress` is 0, and flushes the stream. `fileName` is
+  /// for messages only and may be null. False, with one error line in knLog, when the root is null or dead,
+  /// when containers hold each other in a circle, and when the stream fails; what was written then is of no
+  /// use.
+  virtual bool write(NodePtr const& root, std::ostream& stream, char const* fileName, unsigned int compress);
+
+  /// Reads what `write` wrote and gives the root, without a reference taken; the stream is left behind the
+  /// scene. Anything damaged gives null, one error line in knLog that says what and where, and leaves nothing
+  /// behind: no stream content is harmful. Memory stays in proportion to the size of the file.
+  virtual NodePtr read(std::istream& stream, char const* fileName,
+                       GraphOpSeq const* graphOpSeq = _defaultgraphOpSeq);
+};
+
+/// Writes a file in one step: the file of that name is either complete and new, or what it was before. Its
+/// permissions stay. A name that leads to no regular file, as a device or a pipe, is written to directly.
+/// False, with one error line in knLog, when the file can't be written.
+KNSCENE_API bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress);
+/// Reads a file, with the default operations. Null, with one error line in knLog, when that fails.
+KNSCENE_API NodePtr loadSceneFile(std::string const& fileName);
+
+}  // namespace knscene
+}  // namespace osg
