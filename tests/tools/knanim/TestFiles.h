@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <string>
+
+namespace knanim::test {
+
+/// A sample model. Ends the test program's run of the case with a failure when it is not there.
+inline std::string modelPath(std::string const& name) {
+  std::string path = std::string(KN_MODELS_DIR) + '/' + name;
+  EXPECT_TRUE(std::filesystem::is_regular_file(path)) << path << " is missing; install the sample models";
+  return path;
+}
+
+inline std::string readFile(std::filesystem::path const& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+inline void writeFile(std::filesystem::path const& path, std::string const& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+/// An empty folder that goes away with all it holds.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "knanim-test-XXXXXX").string();
+    EXPECT_NE(mkdtemp(name.data()), nullptr);
+    _path = name;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(_path, ignored);
+  }
+  TemporaryFolder(TemporaryFolder const&) = delete;
+  TemporaryFolder& operator=(TemporaryFolder const&) = delete;
+
+  std::string file(std::string const& name) const { return (_path / name).string(); }
+  std::size_t count() const {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(_path), {}));
+  }
+
+ private:
+  std::filesystem::path _path;
+};
+
+}  // namespace knanim::test

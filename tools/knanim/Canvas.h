@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+using cairo_surface_t = struct _cairo_surface;
+using cairo_t = struct _cairo;
+
+namespace knanim {
+
+struct Color {
+  double red = 0;
+  double green = 0;
+  double blue = 0;
+  double alpha = 1;
+
+  /// From 0xRRGGBB.
+  static constexpr Color fromHex(std::uint32_t hex, double alpha = 1) {
+    return {static_cast<double>(hex >> 16U & 0xFFU) / 255, static_cast<double>(hex >> 8U & 0xFFU) / 255,
+            static_cast<double>(hex & 0xFFU) / 255, alpha};
+  }
+};
+
+struct Point {
+  double x = 0;
+  double y = 0;
+};
+
+struct Box {
+  double left = 0;
+  double top = 0;
+  double right = 0;
+  double bottom = 0;
+
+  double width() const { return right - left; }
+  double height() const { return bottom - top; }
+};
+
+struct TextStyle {
+  double size = 12;
+  bool bold = false;
+};
+
+enum class Align : std::uint8_t { Left, Center, Right };
+enum class PictureFormat : std::uint8_t { Png, Svg };
+
+/// A drawing surface in logical pixels, y downwards, on white. A picture of points has twice as many pixels as
+/// logical ones either way.
+class Canvas {
+ public:
+  Canvas(PictureFormat format, double width, double height);
+  ~Canvas();
+  Canvas(Canvas const&) = delete;
+  Canvas& operator=(Canvas const&) = delete;
+
+  double textWidth(std::string const& text, TextStyle style);
+  /// `text` cut in the middle until it is no wider than `width`.
+  std::string fitted(std::string const& text, TextStyle style, double width);
+  /// `at` is on the base line.
+  void drawText(std::string const& text, Point at, TextStyle style, Color color, Align align = Align::Left);
+  void drawLine(Point from, Point to, double width, Color color);
+  /// Lines through all points; a point that is not finite parts them.
+  void drawPolyline(std::vector<Point> const& points, double width, Color color);
+  void fillBox(Box const& box, Color color);
+  /// Dots with a white rim.
+  void drawDots(std::vector<Point> const& centers, double radius, Color color);
+  /// Keeps what is drawn until `unclip` within the box.
+  void clip(Box const& box);
+  void unclip();
+
+  /// Ends the drawing. False when something failed; `message` says what. Nothing can be drawn after that.
+  bool finish(std::string& bytes, std::string& message);
+
+ private:
+  void setStyle(TextStyle style);
+  void setColor(Color color);
+
+  PictureFormat _format;
+  std::string _bytes;
+  cairo_surface_t* _surface;
+  cairo_t* _cairo;
+};
+
+}  // namespace knanim

@@ -1,0 +1,86 @@
+#include "knanim/Console.h"
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+
+namespace knanim {
+namespace {
+
+char const* const kFooter =
+    "Exit codes:\n"
+    "  0  all went well\n"
+    "  1  failed for a reason that has no code of its own, or interrupted\n"
+    "  2  the command line cannot be carried out\n"
+    "  3  the model is missing or cannot be read\n"
+    "  4  the file is not a model of a known format\n"
+    "  5  the model has no animation that can be played\n"
+    "  6  an output cannot be written, or not whole\n"
+    "\n"
+    "A table or picture that cannot be written whole leaves the old file as it was.\n"
+    "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
+    "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
+
+void definePlay(CLI::App& command, PlayOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation [the first]");
+  command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
+  command.add_option("--from", options.from, "Begin in seconds [the animation's begin]");
+  command.add_option("--to", options.to, "End in seconds [the animation's end]");
+  command.add_option("--csv", options.csv, "Write all values of all frames as a table; - is standard output");
+  CLI::Option* const plot =
+      command.add_option("--plot", options.plot, "Draw curves into a .png or .svg file");
+  command
+      .add_option("--channel", options.channels,
+                  "Draw the channels whose name fits; * and ? are wildcards, a node's name takes all of its "
+                  "channels. May be given again [the channels that move most]")
+      ->needs(plot)
+      ->allow_extra_args(false);
+}
+
+void defineInfo(CLI::App& command, InfoOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation whose nodes are listed [the first]");
+  command.add_flag("--all", options.allNodes, "List all animated nodes, however many");
+}
+
+/// Standard output is an output like any other: what got lost on the way must not pass for success.
+ExitCode checkOutput(ExitCode code, Terminal terminal) {
+  errno = 0;
+  bool const good = std::fflush(terminal.output) == 0 && std::ferror(terminal.output) == 0;
+  if (good || code != ExitCode::Ok) return code;
+  std::string const reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
+  return report({ExitCode::OutputUnwritable, "cannot write to standard output" + reason}, terminal);
+}
+
+}  // namespace
+
+ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal) {
+  CLI::App app("Imports animated models, plays them and shows what is in them.", "knanim");
+  app.set_version_flag("--version", std::string("knanim ") + KNANIM_VERSION);
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  PlayOptions playOptions;
+  InfoOptions infoOptions;
+  CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
+  CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
+  definePlay(playCommand, playOptions);
+  defineInfo(infoCommand, infoOptions);
+  try {
+    app.parse(count, arguments);
+  } catch (CLI::Success const& request) {
+    std::string text = app.help();
+    if (dynamic_cast<CLI::CallForVersion const*>(&request) != nullptr)
+      text = std::string(request.what()) + '\n';
+    std::fputs(text.c_str(), terminal.output);
+    return checkOutput(ExitCode::Ok, terminal);
+  } catch (CLI::ParseError const& error) {
+    return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
+  }
+  ExitCode const code = playCommand.parsed() ? play(playOptions, terminal) : info(infoOptions, terminal);
+  return checkOutput(code, terminal);
+}
+
+}  // namespace knanim

@@ -1,0 +1,51 @@
+#include "knanim/ImportedModel.h"
+
+#include <algorithm>
+
+namespace knanim {
+
+char const* fieldName(ChannelKind kind) {
+  switch (kind) {
+    case ChannelKind::Translation:
+      return "translation";
+    case ChannelKind::Rotation:
+      return "eulerRotation";
+    case ChannelKind::Scale:
+      break;
+  }
+  return "scale";
+}
+
+char const* channelName(ChannelKind kind) {
+  return kind == ChannelKind::Rotation ? "rotation" : fieldName(kind);
+}
+
+KeyCounts& KeyCounts::operator+=(KeyCounts const& other) {
+  translation += other.translation;
+  rotation += other.rotation;
+  scale += other.scale;
+  return *this;
+}
+
+std::string ImportedModel::curveName(ImportedCurve const& curve) const {
+  return nodes[curve.node].name + '.' + channelName(curve.kind) + '.' + kComponentSuffixes[curve.component];
+}
+
+std::size_t ImportedModel::keyCount() const {
+  std::size_t count = 0;
+  for (ImportedCurve const& curve : curves) count += curve.keys.size();
+  return count;
+}
+
+std::optional<TimeSpan> timeSpan(ImportedModel const& model) {
+  if (model.curves.empty()) return std::nullopt;
+  TimeSpan span{model.curves[0].keys.front().time, model.curves[0].keys.back().time};
+  for (ImportedCurve const& curve : model.curves) {
+    span.begin = std::min(span.begin, curve.keys.front().time);
+    span.end = std::max(span.end, curve.keys.back().time);
+  }
+  span.end = std::max(span.end, model.summary.animations[model.animation].durationSeconds);
+  return span;
+}
+
+}  // namespace knanim

@@ -1,0 +1,117 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace knanim {
+
+/// What a curve moves: a field of a transform.
+enum class ChannelKind : std::uint8_t { Translation, Rotation, Scale };
+
+inline constexpr std::array<ChannelKind, 3> kChannelKinds = {ChannelKind::Translation, ChannelKind::Rotation,
+                                                             ChannelKind::Scale};
+inline constexpr std::array<char const*, 3> kComponentSuffixes = {"X", "Y", "Z"};
+
+/// The name of a transform's field: "translation", "eulerRotation", "scale".
+char const* fieldName(ChannelKind kind);
+/// The name that people know the channel by: "translation", "rotation", "scale".
+char const* channelName(ChannelKind kind);
+
+struct Key {
+  double time = 0;   ///< seconds
+  double value = 0;  ///< degrees for rotations, otherwise as in the model
+};
+
+/// What a curve does outside its keys.
+enum class Extrapolation : std::uint8_t { Constant, Linear, Repeat };
+
+/// One component of one channel of one node. Keys ascend strictly in time, all numbers are finite, there is at
+/// least one key; values between keys lie on straight lines.
+struct ImportedCurve {
+  std::size_t node = 0;  ///< index into `ImportedModel::nodes`
+  ChannelKind kind = ChannelKind::Translation;
+  std::uint8_t component = 0;  ///< 0 to 2
+  Extrapolation before = Extrapolation::Constant;
+  Extrapolation after = Extrapolation::Constant;
+  std::vector<Key> keys;
+};
+
+/// How many keys an animation has for a node.
+struct KeyCounts {
+  std::size_t translation = 0;
+  std::size_t rotation = 0;
+  std::size_t scale = 0;
+
+  std::size_t total() const { return translation + rotation + scale; }
+  KeyCounts& operator+=(KeyCounts const& other);
+};
+
+struct ImportedNode {
+  static constexpr std::size_t NoParent = static_cast<std::size_t>(-1);
+
+  std::string name;  ///< unique in the model, never empty
+  std::size_t parent = NoParent;
+  std::size_t depth = 0;  ///< 0 for the root
+  bool inTree = true;     ///< false for a node that only an animation knows
+  std::array<double, 3> translation = {0, 0, 0};
+  std::array<double, 3> rotation = {0, 0, 0};  ///< degrees, Rz * Ry * Rx
+  std::array<double, 3> scale = {1, 1, 1};
+};
+
+/// What an animation is made of, without its keys.
+struct AnimationSummary {
+  std::string name;            ///< may be empty
+  double durationSeconds = 0;  ///< 0 when the file gives nothing usable
+  double ticksPerSecond = 0;   ///< the one that is applied
+  bool ticksAreGuessed = false;
+  std::size_t channels = 0;       ///< animated nodes
+  std::size_t meshChannels = 0;   ///< whole-mesh animations, which are not played
+  std::size_t morphChannels = 0;  ///< morph target animations, which are not played
+  KeyCounts keys;
+};
+
+struct ModelSummary {
+  std::string importer;       ///< the importer's name
+  std::string formatVersion;  ///< as the file says it, often empty
+  std::uintmax_t fileBytes = 0;
+  std::size_t meshes = 0;
+  std::size_t vertices = 0;
+  std::size_t faces = 0;
+  std::size_t bones = 0;
+  std::size_t morphTargets = 0;
+  std::size_t materials = 0;
+  std::size_t textures = 0;  ///< embedded ones
+  std::size_t cameras = 0;
+  std::size_t lights = 0;
+  std::vector<AnimationSummary> animations;
+};
+
+/// A model as plain data. All texts are valid UTF-8 without control characters. Nodes stand in depth-first order, parents first; nodes outside the tree come last.
+struct ImportedModel {
+  ModelSummary summary;
+  std::vector<ImportedNode> nodes;
+  std::size_t animation = 0;  ///< the index of the animation that `curves` belongs to
+  /// In order of node, kind and component.
+  std::vector<ImportedCurve> curves;
+  /// What was wrong with the file, one line each.
+  std::vector<std::string> warnings;
+
+  /// "node.channel.suffix" of a curve.
+  std::string curveName(ImportedCurve const& curve) const;
+  std::size_t keyCount() const;
+};
+
+struct TimeSpan {
+  double begin = 0;
+  double end = 0;
+};
+
+/// From the earliest key to the latest one, or to the end of the animation's duration when that is later. Empty
+/// without curves.
+std::optional<TimeSpan> timeSpan(ImportedModel const& model);
+
+}  // namespace knanim

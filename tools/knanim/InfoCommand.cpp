@@ -1,0 +1,160 @@
+#include "knanim/Console.h"
+#include "knanim/Text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace knanim {
+namespace {
+
+constexpr std::size_t kMostListedNodes = 40;
+constexpr std::size_t kWidestName = 44;
+
+std::string fileSize(std::uintmax_t bytes) {
+  constexpr std::array<char const*, 4> kUnits = {"kB", "MB", "GB", "TB"};
+  if (bytes < 1000) return counted(bytes, "byte");
+  double size = static_cast<double>(bytes) / 1000;
+  std::size_t unit = 0;
+  for (; size >= 1000 && unit + 1 < kUnits.size(); ++unit) size /= 1000;
+  return brief(size, 3) + ' ' + kUnits[unit];
+}
+
+/// "a, b and c" without the empty parts; "none" when all are.
+std::string joined(std::vector<std::string> const& parts) {
+  std::string result;
+  for (std::string const& part : parts) {
+    if (!part.empty()) result += (result.empty() ? "" : ", ") + part;
+  }
+  return result.empty() ? "none" : result;
+}
+
+std::string orNothing(std::size_t count, char const* singular, char const* plural = "") {
+  return count == 0 ? "" : counted(count, singular, plural);
+}
+
+std::string padded(std::string const& text, std::size_t width) {
+  return text + std::string(width - std::min(width, lengthInCharacters(text)), ' ');
+}
+
+void printModel(ImportedModel const& model, std::string const& path, std::FILE* output) {
+  ModelSummary const& summary = model.summary;
+  std::size_t levels = 0;
+  for (ImportedNode const& node : model.nodes) levels = std::max(levels, node.depth + 1);
+  std::string const version = summary.formatVersion.empty() ? "" : " (version " + summary.formatVersion + ')';
+
+  std::fprintf(output, "%s\n", printable(path).c_str());
+  printRow(output, "format", summary.importer + version + ", " + fileSize(summary.fileBytes));
+  printRow(output, "nodes", counted(model.nodes.size(), "node") + " on " + counted(levels, "level"));
+  printRow(output, "meshes",
+           joined({orNothing(summary.meshes, "mesh", "meshes"),
+                   orNothing(summary.vertices, "vertex", "vertices"), orNothing(summary.faces, "face"),
+                   orNothing(summary.bones, "bone"), orNothing(summary.morphTargets, "morph target")}));
+  printRow(
+      output, "materials",
+      joined({orNothing(summary.materials, "material"), orNothing(summary.textures, "embedded texture")}));
+  printRow(output, "cameras", joined({orNothing(summary.cameras, "camera")}));
+  printRow(output, "lights", joined({orNothing(summary.lights, "light")}));
+}
+
+std::string describeKeys(KeyCounts const& keys) {
+  if (keys.total() == 0) return "no keys";
+  return counted(keys.total(), "key") + " (" +
+         joined({orNothing(keys.translation, "translation", "translation"),
+                 orNothing(keys.rotation, "rotation", "rotation"), orNothing(keys.scale, "scale", "scale")}) +
+         ')';
+}
+
+void printAnimations(ModelSummary const& summary, std::FILE* output) {
+  if (summary.animations.empty()) return printRow(output, "animations", "none");
+  printRow(output, "animations", grouped(summary.animations.size()));
+  for (std::size_t i = 0; i < summary.animations.size(); ++i) {
+    AnimationSummary const& animation = summary.animations[i];
+    std::fprintf(output, "%5zu  \"%s\"\n", i + 1, animation.name.c_str());
+    std::fprintf(output, "         %s s, %s ticks per second%s\n",
+                 brief(animation.durationSeconds, 6).c_str(), brief(animation.ticksPerSecond, 6).c_str(),
+                 animation.ticksAreGuessed ? " (not in the file)" : "");
+    std::fprintf(output, "         %s, %s\n", counted(animation.channels, "channel").c_str(),
+                 describeKeys(animation.keys).c_str());
+    if (animation.morphChannels + animation.meshChannels == 0) continue;
+    std::string const others = joined({orNothing(animation.morphChannels, "morph target channel"),
+                                       orNothing(animation.meshChannels, "mesh channel")});
+    std::fprintf(output, "         %s, not played yet\n", others.c_str());
+  }
+}
+
+/// An animated node as one line of the list.
+struct ListedNode {
+  std::size_t node = 0;
+  std::size_t level = 0;  ///< how many animated nodes are above it
+  KeyCounts keys;
+};
+
+std::vector<ListedNode> animatedNodes(ImportedModel const& model) {
+  std::vector<KeyCounts> keys(model.nodes.size());
+  for (ImportedCurve const& curve : model.curves) {
+    KeyCounts& counts = keys[curve.node];
+    std::size_t const count = curve.keys.size();
+    (curve.kind == ChannelKind::Translation ? counts.translation
+     : curve.kind == ChannelKind::Rotation  ? counts.rotation
+                                            : counts.scale) = count;
+  }
+  std::vector<ListedNode> listed;
+  std::vector<std::size_t> animatedAbove(model.nodes.size(), 0);
+  for (std::size_t i = 0; i < model.nodes.size(); ++i) {
+    std::size_t const parent = model.nodes[i].parent;
+    if (parent != ImportedNode::NoParent) {
+      animatedAbove[i] = animatedAbove[parent] + (keys[parent].total() != 0 ? 1U : 0U);
+    }
+    if (keys[i].total() != 0) listed.push_back({i, animatedAbove[i], keys[i]});
+  }
+  return listed;
+}
+
+void printAnimatedNodes(ImportedModel const& model, bool all, std::FILE* output) {
+  std::vector<ListedNode> const listed = animatedNodes(model);
+  std::size_t const shown = all ? listed.size() : std::min(listed.size(), kMostListedNodes);
+  std::size_t width = 4;
+  for (std::size_t i = 0; i < shown; ++i) {
+    width = std::max(width, 2 * listed[i].level + lengthInCharacters(model.nodes[listed[i].node].name));
+  }
+  width = std::min(width, kWidestName);
+  std::fprintf(output, "\n  %s  translation  rotation     scale\n",
+               padded("keys of animation " + std::to_string(model.animation + 1), width).c_str());
+  for (std::size_t i = 0; i < shown; ++i) {
+    ListedNode const& node = listed[i];
+    std::string const indent(std::min(2 * node.level, kWidestName / 2), ' ');
+    std::string const name = indent + shortened(model.nodes[node.node].name, width - indent.size());
+    std::fprintf(output, "  %s  %11zu  %8zu  %8zu\n", padded(name, width).c_str(), node.keys.translation,
+                 node.keys.rotation, node.keys.scale);
+  }
+  if (shown < listed.size()) {
+    std::fprintf(output, "  ... and %s, listed with --all\n",
+                 counted(listed.size() - shown, "more node", "more nodes").c_str());
+  }
+}
+
+}  // namespace
+
+ExitCode info(InfoOptions const& options, Terminal terminal) {
+  auto const opened = ModelFile::open(options.model);
+  if (auto const* failure = std::get_if<Failure>(&opened)) return report(*failure, terminal);
+  auto const& file = std::get<ModelFile>(opened);
+  auto const animation = file.findAnimation(options.animation);
+  auto const* const missing = std::get_if<Failure>(&animation);
+  if (missing != nullptr && !options.animation.empty()) return report(*missing, terminal);
+
+  printModel(file.model(), options.model, terminal.output);
+  printAnimations(file.model().summary, terminal.output);
+  if (missing != nullptr) return ExitCode::Ok;
+  auto const loaded = file.load(std::get<std::size_t>(animation));
+  if (auto const* model = std::get_if<ImportedModel>(&loaded)) {
+    printAnimatedNodes(*model, options.allNodes, terminal.output);
+    std::fflush(terminal.output);
+    warn(model->warnings, terminal);
+  } else {
+    warn(std::get<Failure>(loaded).message, terminal);
+  }
+  return ExitCode::Ok;
+}
+
+}  // namespace knanim

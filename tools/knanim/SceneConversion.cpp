@@ -1,0 +1,350 @@
+#include "knanim/SceneConversion.h"
+
+#include "knanim/EulerAngles.h"
+#include "knanim/Text.h"
+
+#include <algorithm>
+#include <assimp/scene.h>
+#include <cfloat>
+#include <cmath>
+#include <set>
+#include <span>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace knanim {
+namespace {
+
+constexpr double kGuessedTicksPerSecond = 25;
+
+/// The objects behind an array of pointers as the importers keep it; null entries are passed over.
+template <typename Object, typename Visit>
+void forEach(Object* const* objects, unsigned count, Visit visit) {
+  if (objects == nullptr) return;
+  for (unsigned i = 0; i < count; ++i) {
+    if (objects[i] != nullptr) visit(*objects[i]);
+  }
+}
+
+template <typename Key>
+std::span<Key const> keysOf(Key const* keys, unsigned count) {
+  return {keys, keys == nullptr ? 0 : count};
+}
+
+std::string text(aiString const& string) { return printable({string.data, string.length}); }
+
+/// Hands out names that have not been given before.
+class NameBook {
+ public:
+  std::string makeUnique(std::string const& wanted) {
+    std::string const& base = wanted.empty() ? kUnnamed : wanted;
+    std::string name = base;
+    while (!_given.insert(name).second)
+      name = base + '#' + std::to_string(++_last.try_emplace(base, 1).first->second);
+    return name;
+  }
+
+ private:
+  static inline std::string const kUnnamed = "unnamed";
+  std::unordered_set<std::string> _given;
+  std::unordered_map<std::string, std::size_t> _last;
+};
+
+bool isFinite(double time, aiVector3D const& value) {
+  return std::abs(time) <= FLT_MAX && std::isfinite(value.x) && std::isfinite(value.y) &&
+         std::isfinite(value.z);
+}
+
+void readRestPose(aiMatrix4x4 const& matrix, ImportedNode& node) {
+  aiVector3D scale;
+  aiQuaternion quaternion;
+  aiVector3D position;
+  matrix.Decompose(scale, quaternion, position);
+  Rotation rotation{quaternion.w, quaternion.x, quaternion.y, quaternion.z};
+  if (!isFinite(0, scale) || !isFinite(0, position) || !normalize(rotation)) return;
+  EulerDegrees const angles = toEuler(rotation);
+  node.translation = {position.x, position.y, position.z};
+  node.rotation = {angles.x, angles.y, angles.z};
+  node.scale = {scale.x, scale.y, scale.z};
+}
+
+void readNodes(aiNode const* root, std::vector<ImportedNode>& nodes) {
+  if (root == nullptr) return;
+  NameBook names;
+  std::vector<std::pair<aiNode const*, std::size_t>> pending = {{root, ImportedNode::NoParent}};
+  while (!pending.empty()) {
+    auto const [source, parent] = pending.back();
+    pending.pop_back();
+    std::size_t const index = nodes.size();
+    ImportedNode& node = nodes.emplace_back();
+    node.name = names.makeUnique(text(source->mName));
+    node.parent = parent;
+    node.depth = parent == ImportedNode::NoParent ? 0 : nodes[parent].depth + 1;
+    readRestPose(source->mTransformation, node);
+    std::size_t const firstChild = pending.size();
+    forEach(source->mChildren, source->mNumChildren,
+            [&](aiNode const& child) { pending.emplace_back(&child, index); });
+    std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstChild), pending.end());
+  }
+}
+
+KeyCounts countKeys(aiNodeAnim const& channel) {
+  return {channel.mNumPositionKeys, channel.mNumRotationKeys, channel.mNumScalingKeys};
+}
+
+bool isUsableRate(double ticksPerSecond) { return std::isfinite(ticksPerSecond) && ticksPerSecond > 0; }
+
+AnimationSummary summarize(aiAnimation const& animation) {
+  AnimationSummary summary;
+  summary.name = text(animation.mName);
+  summary.ticksAreGuessed = !isUsableRate(animation.mTicksPerSecond);
+  summary.ticksPerSecond = summary.ticksAreGuessed ? kGuessedTicksPerSecond : animation.mTicksPerSecond;
+  double const duration = animation.mDuration / summary.ticksPerSecond;
+  summary.durationSeconds = duration > 0 && duration <= FLT_MAX ? duration : 0;
+  forEach(animation.mChannels, animation.mNumChannels, [&](aiNodeAnim const& channel) {
+    ++summary.channels;
+    summary.keys += countKeys(channel);
+  });
+  forEach(animation.mMeshChannels, animation.mNumMeshChannels,
+          [&](aiMeshAnim const&) { ++summary.meshChannels; });
+  forEach(animation.mMorphMeshChannels, animation.mNumMorphMeshChannels,
+          [&](aiMeshMorphAnim const&) { ++summary.morphChannels; });
+  return summary;
+}
+
+void summarizeMeshes(aiScene const& scene, ModelSummary& summary) {
+  std::set<std::string> bones;
+  forEach(scene.mMeshes, scene.mNumMeshes, [&](aiMesh const& mesh) {
+    ++summary.meshes;
+    summary.vertices += mesh.mNumVertices;
+    summary.faces += mesh.mNumFaces;
+    summary.morphTargets += mesh.mNumAnimMeshes;
+    forEach(mesh.mBones, mesh.mNumBones, [&](aiBone const& bone) { bones.insert(text(bone.mName)); });
+  });
+  summary.bones = bones.size();
+}
+
+/// What had to be done to the keys of one channel to make them usable.
+struct Repairs {
+  std::size_t given = 0;
+  std::size_t dropped = 0;
+  std::size_t sorted = 0;
+  std::size_t replaced = 0;
+};
+
+std::string describe(Repairs const& repairs) {
+  std::string result;
+  auto const add = [&result](std::string const& part) { result += (result.empty() ? "" : "; ") + part; };
+  if (repairs.dropped != 0) {
+    add("dropped " + grouped(repairs.dropped) + " of " + counted(repairs.given, "key") +
+        " whose time or value is not a finite number");
+  }
+  if (repairs.sorted != 0) add("put " + counted(repairs.sorted, "key") + " into the order of time");
+  if (repairs.replaced != 0) {
+    add("dropped " + counted(repairs.replaced, "key") + " at the time of a later one, the last one stands");
+  }
+  if (repairs.dropped == repairs.given) add("no key is left, the channel is not played");
+  return result;
+}
+
+struct VectorKey {
+  double time = 0;  ///< seconds
+  std::array<double, 3> value = {};
+};
+
+struct RotationKey {
+  double time = 0;
+  Rotation value;
+};
+
+/// Sorts by time, and leaves only the last of several keys at one time.
+template <typename Key>
+void putInOrder(std::vector<Key>& keys, Repairs& repairs) {
+  double latest = -DBL_MAX;
+  for (Key const& key : keys) {
+    repairs.sorted += key.time < latest ? 1U : 0U;
+    latest = std::max(latest, key.time);
+  }
+  if (repairs.sorted != 0) {
+    std::stable_sort(keys.begin(), keys.end(), [](Key const& a, Key const& b) { return a.time < b.time; });
+  }
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    bool const last = i + 1 == keys.size() || keys[i].time < keys[i + 1].time;
+    if (last) keys[kept++] = keys[i];
+  }
+  repairs.replaced = keys.size() - kept;
+  keys.resize(kept);
+}
+
+std::vector<VectorKey> readKeys(std::span<aiVectorKey const> source, double ticksPerSecond,
+                                Repairs& repairs) {
+  repairs.given = source.size();
+  std::vector<VectorKey> keys;
+  keys.reserve(source.size());
+  for (aiVectorKey const& key : source) {
+    double const time = key.mTime / ticksPerSecond;
+    if (isFinite(time, key.mValue)) keys.push_back({time, {key.mValue.x, key.mValue.y, key.mValue.z}});
+  }
+  repairs.dropped = source.size() - keys.size();
+  putInOrder(keys, repairs);
+  return keys;
+}
+
+std::vector<VectorKey> readKeys(std::span<aiQuatKey const> source, double ticksPerSecond, Repairs& repairs) {
+  repairs.given = source.size();
+  std::vector<RotationKey> rotations;
+  rotations.reserve(source.size());
+  for (aiQuatKey const& key : source) {
+    RotationKey converted{key.mTime / ticksPerSecond,
+                          {key.mValue.w, key.mValue.x, key.mValue.y, key.mValue.z}};
+    if (std::abs(converted.time) <= FLT_MAX && normalize(converted.value)) rotations.push_back(converted);
+  }
+  repairs.dropped = source.size() - rotations.size();
+  putInOrder(rotations, repairs);
+
+  std::vector<VectorKey> keys;
+  keys.reserve(rotations.size());
+  EulerDegrees angles;
+  for (RotationKey const& rotation : rotations) {
+    angles = keys.empty() ? toEuler(rotation.value) : toEulerNear(rotation.value, angles);
+    keys.push_back({rotation.time, {angles.x, angles.y, angles.z}});
+  }
+  return keys;
+}
+
+Extrapolation extrapolation(aiAnimBehaviour behaviour) {
+  switch (behaviour) {
+    case aiAnimBehaviour_LINEAR:
+      return Extrapolation::Linear;
+    case aiAnimBehaviour_REPEAT:
+      return Extrapolation::Repeat;
+    default:
+      return Extrapolation::Constant;
+  }
+}
+
+/// Turns the channels of one animation into curves.
+class AnimationConverter {
+ public:
+  AnimationConverter(aiAnimation const& animation, double ticksPerSecond, ImportedModel& model)
+      : _animation(animation), _ticksPerSecond(ticksPerSecond), _model(model) {}
+
+  void run(aiNode const* root) {
+    collectNames(root);
+    forEach(_animation.mChannels, _animation.mNumChannels,
+            [this](aiNodeAnim const& channel) { convert(channel); });
+    std::sort(_model.curves.begin(), _model.curves.end(), [](ImportedCurve const& a, ImportedCurve const& b) {
+      return std::tie(a.node, a.kind, a.component) < std::tie(b.node, b.kind, b.component);
+    });
+  }
+
+ private:
+  /// The tree again in the order of `readNodes`, for the names as the file gives them.
+  void collectNames(aiNode const* root) {
+    for (ImportedNode const& node : _model.nodes) _names.makeUnique(node.name);
+    std::vector<aiNode const*> pending;
+    if (root != nullptr) pending.push_back(root);
+    for (std::size_t index = 0; !pending.empty(); ++index) {
+      aiNode const* const node = pending.back();
+      pending.pop_back();
+      _nodesByName[text(node->mName)].push_back(index);
+      std::size_t const firstChild = pending.size();
+      forEach(node->mChildren, node->mNumChildren, [&](aiNode const& child) { pending.push_back(&child); });
+      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstChild), pending.end());
+    }
+    for (auto& [name, indices] : _nodesByName) std::reverse(indices.begin(), indices.end());
+  }
+
+  /// The node that a channel moves. Several channels of one name go to the nodes of that name in their order.
+  std::size_t findNode(std::string const& name) {
+    auto const found = _nodesByName.find(name);
+    if (found != _nodesByName.end() && !found->second.empty()) {
+      std::size_t const index = found->second.back();
+      found->second.pop_back();
+      return index;
+    }
+    ImportedNode node;
+    node.name = _names.makeUnique(name);
+    node.inTree = false;
+    _model.warnings.push_back(
+        found == _nodesByName.end()
+            ? node.name + ": the animation moves a node that the model does not have; it is played on its own"
+            : node.name + ": the animation moves the node \"" + name +
+                  "\" once more; this is played on its own");
+    _model.nodes.push_back(std::move(node));
+    return _model.nodes.size() - 1;
+  }
+
+  void convert(aiNodeAnim const& channel) {
+    KeyCounts const counts = countKeys(channel);
+    if (counts.total() == 0) return;
+    std::size_t const node = findNode(text(channel.mNodeName));
+    add(channel, node, ChannelKind::Translation, keysOf(channel.mPositionKeys, channel.mNumPositionKeys));
+    add(channel, node, ChannelKind::Rotation, keysOf(channel.mRotationKeys, channel.mNumRotationKeys));
+    add(channel, node, ChannelKind::Scale, keysOf(channel.mScalingKeys, channel.mNumScalingKeys));
+  }
+
+  template <typename Key>
+  void add(aiNodeAnim const& channel, std::size_t node, ChannelKind kind, std::span<Key const> source) {
+    if (source.empty()) return;
+    Repairs repairs;
+    std::vector<VectorKey> const keys = readKeys(source, _ticksPerSecond, repairs);
+    std::string const repaired = describe(repairs);
+    if (!repaired.empty())
+      _model.warnings.push_back(_model.nodes[node].name + '.' + channelName(kind) + ": " + repaired);
+    if (keys.empty()) return;
+    for (std::uint8_t component = 0; component < 3; ++component) {
+      ImportedCurve& curve = _model.curves.emplace_back();
+      curve.node = node;
+      curve.kind = kind;
+      curve.component = component;
+      curve.before = extrapolation(channel.mPreState);
+      curve.after = extrapolation(channel.mPostState);
+      curve.keys.reserve(keys.size());
+      for (VectorKey const& key : keys) curve.keys.push_back({key.time, key.value[component]});
+    }
+  }
+
+  aiAnimation const& _animation;
+  double _ticksPerSecond;
+  ImportedModel& _model;
+  NameBook _names;
+  std::unordered_map<std::string, std::vector<std::size_t>> _nodesByName;
+};
+
+}  // namespace
+
+ImportedModel describeScene(aiScene const& scene) {
+  ImportedModel model;
+  ModelSummary& summary = model.summary;
+  readNodes(scene.mRootNode, model.nodes);
+  summarizeMeshes(scene, summary);
+  summary.materials = scene.mNumMaterials;
+  summary.textures = scene.mNumTextures;
+  summary.cameras = scene.mNumCameras;
+  summary.lights = scene.mNumLights;
+  forEach(scene.mAnimations, scene.mNumAnimations,
+          [&](aiAnimation const& animation) { summary.animations.push_back(summarize(animation)); });
+  return model;
+}
+
+bool convertAnimation(aiScene const& scene, std::size_t index, ImportedModel& model) {
+  std::vector<aiAnimation const*> animations;
+  forEach(scene.mAnimations, scene.mNumAnimations,
+          [&](aiAnimation const& each) { animations.push_back(&each); });
+  if (index >= animations.size()) return false;
+  aiAnimation const& animation = *animations[index];
+  AnimationSummary const& summary = model.summary.animations[index];
+  if (summary.ticksAreGuessed && animation.mTicksPerSecond != 0) {
+    model.warnings.push_back("the animation has " + brief(animation.mTicksPerSecond) +
+                             " ticks per second; 25 are taken instead");
+  }
+  model.animation = index;
+  model.curves.clear();
+  AnimationConverter(animation, summary.ticksPerSecond, model).run(scene.mRootNode);
+  return true;
+}
+
+}  // namespace knanim

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace knanim {
+
+/// `text` as it may go to a terminal or into a picture: every byte that is no valid UTF-8 and every control
+/// character is replaced by U+FFFD, so that a name from a file can neither steer a terminal nor break a drawing.
+std::string printable(std::string_view text);
+
+/// `text` in at most `characters` code points; what does not fit is cut out of the middle and shown as "…".
+std::string shortened(std::string_view text, std::size_t characters);
+
+/// The number of code points of valid UTF-8.
+std::size_t lengthInCharacters(std::string_view text);
+
+/// A count with its digits in groups of three: 1 234 567.
+std::string grouped(std::uint64_t count);
+
+/// "1 node", "2 nodes", "0 nodes"; an ending other than s is written out as the plural.
+std::string counted(std::uint64_t count, std::string_view singular, std::string_view plural = {});
+
+/// The shortest decimal that reads back as the same number; "nan", "inf" and "-inf" are possible.
+std::string shortest(float value);
+std::string shortest(double value);
+
+/// A number for people, of about `digits` significant digits and without an exponent where that is readable.
+std::string brief(double value, int digits = 4);
+
+}  // namespace knanim
