@@ -58,7 +58,8 @@ KeyPlace countKeys(CCPnt const* keys, unsigned int n, float t) {
   }
   if (steps != n) return bisect(keys, n, t);
   unsigned int const lo = before > 0 ? before - 1 : 0;
-  return {lo, keys[lo].x() == t ? lo : lo + 1};
+  // The bisection never looks at the first key.
+  return {lo, lo > 0 && keys[lo].x() == t ? lo : lo + 1};
 }
 
 KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {

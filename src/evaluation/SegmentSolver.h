@@ -24,6 +24,6 @@ struct SegmentKeys {
 ///         time, in widths of the segment), a nearly double root lies out of reach of the formulas, no root of three
 ///         lies in 0..1, or key times or the time are not finite.
 ///
-/// The precision is that of doubles divided by the cubic term: 1e-5 of the value range is kept down to a cubic term
-/// of about 1e-5. Pure and thread-safe; about as expensive as three arc cosines.
+/// Rounding grows as the cubic term shrinks: 1e-5 of the value range is kept down to a cubic term
+/// of about 1e-4. Pure and thread-safe; about as expensive as three arc cosines.
 [[nodiscard]] bool solveSegment(SegmentKeys const& k, float time, float& value) noexcept;

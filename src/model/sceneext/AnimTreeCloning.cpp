@@ -63,6 +63,7 @@ NodePtr cloneAnimTree(NodePtr const& source, bool withAttachments) {
 
 AnimNodePtr deepCloneAnimTree(AnimNodePtr const& source, std::string const& shareTypes) {
   AnimNodePtr const copy = dcast<AnimNodePtr>(deepCopyContainer(source, shareTypes));
+  if (copy == source) return copy;  // nodes are shared: there is no copy to be stopped
   traverse(copy, [](NodePtr const& node) {
     stopPlaying(node);
     return Action::Continue;

@@ -29,10 +29,8 @@ class Copier {
   FieldContainerPtr copy(FieldContainerPtr const& root) {
     FieldContainerPtr const result = copyOf(root);
     // The list grows while it is worked through.
-    for (std::size_t i = 0; i < _pairs.size(); ++i)
-      copyFields(_pairs[i].source, _pairs[i].copy, FieldRole::Owned);
-    for (std::size_t i = 0; i < _pairs.size(); ++i)
-      copyFields(_pairs[i].source, _pairs[i].copy, FieldRole::Plain);
+    for (std::size_t i = 0; i < _pairs.size(); ++i) copyFields(Pair(_pairs[i]), FieldRole::Owned);
+    for (Pair const& pair : _pairs) copyFields(pair, FieldRole::Plain);
     for (Pair const& pair : _pairs) linkAssignedFields(*pair.copy);
     return result;
   }
@@ -67,11 +65,11 @@ class Copier {
     return found != _copies.end() ? found->second : source;
   }
 
-  void copyFields(FieldContainerPtr const& source, FieldContainerPtr const& copy, FieldRole role) {
-    for (FieldDescription const& description : source->getType().getFieldDescriptions()) {
+  void copyFields(Pair const& pair, FieldRole role) {
+    for (FieldDescription const& description : pair.source->getType().getFieldDescriptions()) {
       if (description.getRole() != role) continue;
-      Field& target = *description.getField(*copy);
-      target.copyFrom(*description.getField(*source));
+      Field& target = *description.getField(*pair.copy);
+      target.copyFrom(*description.getField(*pair.source));
       target.visitHandles([&](FieldContainerPtr const& handle) {
         return role == FieldRole::Owned ? copyOf(handle) : counterpartOf(handle);
       });

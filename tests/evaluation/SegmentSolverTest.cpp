@@ -1,0 +1,308 @@
+#include "evaluation/SegmentSolver.h"
+
+#include "support/CurveMuseum.h"
+#include "support/CurveOracle.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace {
+
+using kntest::CurveKey;
+
+constexpr float Inf = std::numeric_limits<float>::infinity();
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float Kept = -77;
+
+SegmentKeys segmentOf(CurveKey const& a, CurveKey const& b) {
+  return {a.x, a.y, a.outX, a.outY, b.x, b.y, b.inX, b.inY};
+}
+
+/// The value, or `Kept` when none was found.
+float solve(SegmentKeys const& k, float time) {
+  float value = Kept;
+  bool const found = solveSegment(k, time, value);
+  EXPECT_TRUE(found || value == Kept) << "a value was written although no root was found";
+  return value;
+}
+
+enum Region { SingleRoot, ThreeRoots, NearDouble };
+
+/// The method written down without any care for speed or rounding.
+struct Plain {
+  Region region = NearDouble;
+  bool found = false;
+  double root = 0;
+  double value = 0;      ///< before values close to zero are cut
+  double slack = 0;      ///< what cancellation may cost the root
+  bool edge = false;     ///< a candidate lies so close to what is accepted that rounding decides
+  double steepness = 0;  ///< |b / a|
+};
+
+double plainCubeRoot(double r) { return std::copysign(std::pow(std::fabs(r), 1.0 / 3.0), r); }
+
+void solveThreeRoots(double p, double q, double shift, Plain& plain) {
+  constexpr double Pi = 3.14159265358;
+  double const m = std::sqrt((p / 3) * (p / 3) * (-p / 3));
+  double const degrees = std::acos(-q / (2 * m)) * 180 / Pi / 3;
+  for (double const turn : {0.0, 120.0, 240.0}) {
+    plain.root = std::cos((degrees + turn) * Pi / 180) * 2 * std::sqrt(-p / 3) - shift;
+    plain.edge = plain.edge || std::fabs(plain.root - 1) < 1e-9 || std::fabs(plain.root + 0.000001) < 1e-9;
+    plain.found = plain.root <= 1 && plain.root + 0.000001 >= 0;
+    if (plain.found) return;
+  }
+}
+
+void solveNearDouble(double p, double q, double shift, Plain& plain) {
+  plain.root = -shift;
+  plain.found = p == 0 && q == 0;
+  for (double const t : {-std::pow(4 * q, 1.0 / 3.0), std::pow(q / 2, 1.0 / 3.0)}) {
+    if (plain.found) return;
+    plain.root = t - shift;
+    plain.edge = plain.edge || std::fabs(plain.root) < 1e-9 || std::fabs(plain.root - 1) < 1e-9;
+    plain.found = plain.root >= 0 && plain.root <= 1;
+  }
+}
+
+Plain solvePlainly(SegmentKeys const& k, float time) {
+  Plain plain;
+  double const width = static_cast<double>(k.bx) - k.ax;
+  float const p1x = k.ax + k.aoutX;
+  float const p2x = k.bx + k.binX;
+  double const u = k.ax == time ? 0 : k.bx == time ? 1 : (static_cast<double>(time) - k.ax) / width;
+  double const a1 = (static_cast<double>(p1x) - k.ax) / width;
+  double const a2 = (static_cast<double>(p2x) - k.ax) / width;
+  double const d = a2 - a1;
+  double const e = d - a1;
+  double const a = ((1 - a2) - d) - e;
+  double const b = 3 * e;
+  double const c = 3 * a1;
+  double const p = (c * (3 * a) - b * b) / (a * (3 * a));
+  double const q = (2 * b * b * b) / (27 * a * a * a) - (c * b) / (a * (3 * a)) - u / a;
+  double const discriminant = (p / 3) * (p / 3) * (p / 3) + (q / 2) * (q / 2);
+  double const shift = b / (3 * a);
+  plain.steepness = std::fabs(b / a);
+  if (discriminant >= 0.000001) {
+    double const r1 = -q / 2 + std::sqrt(discriminant);
+    double const r2 = -q / 2 - std::sqrt(discriminant);
+    double const lost = 4e-16 * (std::fabs(r1) + std::fabs(r2));
+    plain.region = SingleRoot;
+    plain.found = true;
+    plain.root = plainCubeRoot(r1) + plainCubeRoot(r2) - shift;
+    plain.slack = lost / std::pow(std::max(lost, std::min(std::fabs(r1), std::fabs(r2))), 2.0 / 3.0);
+  } else if (discriminant <= -0.000001) {
+    plain.region = ThreeRoots;
+    solveThreeRoots(p, q, shift, plain);
+  } else {
+    solveNearDouble(p, q, shift, plain);
+  }
+  double const s = plain.root;
+  float const y1 = k.ay + k.aoutY;
+  float const y2 = k.by + k.binY;
+  plain.value = s * s * s * k.by + (1 - s) * 3 * s * s * y2 + (1 - s) * (1 - s) * 3 * s * y1 +
+                (1 - s) * (1 - s) * (1 - s) * k.ay;
+  return plain;
+}
+
+/// Random segments, the same for every compiler, as braces evaluate from left to right. Values lie on a grid of
+/// 1/4096, so that a curve can be moved up and down exactly.
+class Segments {
+ public:
+  float uniform(float low, float high) { return std::uniform_real_distribution<float>(low, high)(_random); }
+  float onGrid(float limit) { return std::round(uniform(-limit, limit) * 4096) / 4096; }
+  bool coin() { return uniform(0, 1) < 0.5f; }
+  float magnitude(float low, float high) { return std::pow(10.0f, uniform(low, high)); }
+
+  struct Times {
+    float start, width, out, in;
+  };
+  SegmentKeys make(Times const& x) {
+    return {x.start, onGrid(4), x.out, onGrid(4), x.start + x.width, onGrid(4), -x.in, onGrid(4)};
+  }
+  SegmentKeys smooth() {
+    float const width = uniform(0.5f, 2);
+    return make({uniform(0, 100), width, width * uniform(0.05f, 0.95f), width * uniform(0.05f, 0.95f)});
+  }
+  SegmentKeys overshooting() { return make({uniform(-1, 1), 1, uniform(-3, 3), uniform(-3, 3)}); }
+  SegmentKeys nearThirds() {
+    float const off = coin() ? 0 : magnitude(-8, -2);
+    return make({0, 1, 1.0f / 3 + off, 1.0f / 3 - (coin() ? off : -off)});
+  }
+  SegmentKeys vertical() { return make({0, 1, coin() ? 0.0f : 1.0f, coin() ? 0.0f : uniform(0, 1)}); }
+  SegmentKeys anyWidth() {
+    float const width = magnitude(-30, 30);
+    return make({width * uniform(-1, 1), width, width * uniform(0, 1), width * uniform(0, 2)});
+  }
+
+ private:
+  std::mt19937 _random{20};
+};
+
+/// Moves the curve so that its value at the time is small and floats are fine there, but above the cut at zero.
+SegmentKeys lowered(SegmentKeys k, double value) {
+  auto const by = static_cast<float>(std::floor(value * 4096) / 4096 - 1.0 / 4096);
+  k.ay -= by;
+  k.by -= by;
+  return k;
+}
+
+TEST(SegmentSolver, KnownValues) {
+  struct Case {
+    char const* name;
+    SegmentKeys k;
+    float time;
+    float value;
+  };
+  SegmentKeys const ease{0, 2, 0.4f, 0, 1, 6, -0.4f, 0};
+  SegmentKeys const line{10, 2, 0.8f, 1.6f, 12, 6, -0.8f, -1.6f};
+  std::array const cases{
+      Case{"no width", {3, 4, 1, 1, 3, 9, -1, -1}, 3, 4},
+      Case{"no width, value close to zero", {3, 1e-7f, 1, 1, 3, 9, -1, -1}, 3, 1e-7f},
+      Case{"middle of an ease", ease, 0.5f, 4},
+      Case{"start", ease, 0, 2},
+      Case{"end", ease, 1, 6},
+      Case{"straight", line, 10.5f, 3},
+      Case{"straight, three quarters", line, 11.5f, 5},
+      Case{"all tangents zero: x is 3s^2 - 2s^3, and so is y", {0, 0, 0, 0, 1, 8, 0, 0}, 0.25f, 2},
+      Case{"triple root", {0, 0, 1, 0, 1, 8, -1, 0}, 0.5f, 4},
+      Case{"double root at the start", {0, 1, 0, 4, 1, 9, -0.9f, 0}, 0, 1},
+      Case{"constant just above the cut", {0, 1.1e-6f, 0.4f, 0, 1, 1.1e-6f, -0.4f, 0}, 0.3f, 1.1e-6f},
+      Case{"constant just below the cut", {0, 0.9e-6f, 0.4f, 0, 1, 0.9e-6f, -0.4f, 0}, 0.3f, 0},
+      Case{"negative just below the cut", {0, -0.9e-6f, 0.4f, 0, 1, -0.9e-6f, -0.4f, 0}, 0.3f, 0},
+      Case{"infinite value", {0, Inf, 0.4f, 0, 1, Inf, -0.4f, 0}, 0.5f, Inf},
+      Case{"a value that is no number", {0, NaN, 0.4f, 0, 1, 1, -0.4f, 0}, 0.5f, 0},
+      Case{"infinite time", ease, Inf, 0},
+      Case{"infinite time, control points of alternating sign", {0, -1, 0.4f, 2, 1, 1, -0.4f, -2}, Inf, 0},
+      Case{"tangents are added in float", {0, 16777216, 0.5f, 1, 1, -16777216, -0.5f, 0}, 0.5f, 0},
+  };
+  for (Case const& c : cases) EXPECT_FLOAT_EQ(solve(c.k, c.time), c.value) << c.name;
+}
+
+TEST(SegmentSolver, KeepsTheValueWhereNoRootIsFound) {
+  SegmentKeys const ease{0, 2, 0.4f, 0, 1, 6, -0.4f, 0};
+  for (float const bad : {NaN, Inf, -Inf}) {
+    for (auto const member : {&SegmentKeys::ax, &SegmentKeys::aoutX, &SegmentKeys::bx, &SegmentKeys::binX}) {
+      SegmentKeys k = ease;
+      k.*member = bad;
+      EXPECT_EQ(solve(k, 0.5f), Kept) << bad;
+    }
+  }
+  EXPECT_EQ(solve(ease, NaN), Kept);
+  SegmentKeys const quadratic{0, 0, 1, 1, 18, 1, -11, 1};
+  ASSERT_EQ(solvePlainly(quadratic, 9).steepness, Inf) << "the cubic term is meant to vanish";
+  EXPECT_EQ(solve(quadratic, 9), Kept);
+  // Three real roots, none of them between the keys.
+  EXPECT_EQ(solve({0, 0, 0.2f, 1, 1, 1, -0.2f, 1}, 1.03f), Kept);
+}
+
+TEST(SegmentSolver, AgreesWithThePlainFormulas) {
+  Segments segments;
+  std::array const families{&Segments::smooth, &Segments::overshooting, &Segments::nearThirds,
+                            &Segments::vertical, &Segments::anyWidth};
+  std::array<int, 3> compared{};
+  int edges = 0;
+  int const rounds = 60000;
+  for (int round = 0; round < rounds; ++round) {
+    for (auto const family : families) {
+      SegmentKeys k = (segments.*family)();
+      float const part = round % 16 < 2 ? static_cast<float>(round % 16) : segments.uniform(0, 1);
+      float const time = part == 1 ? k.bx : k.ax + (k.bx - k.ax) * part;
+      k = lowered(k, solvePlainly(k, time).value);
+      Plain const plain = solvePlainly(k, time);
+      edges += plain.edge;
+      if (plain.edge || !(std::fabs(plain.value) <= 1)) continue;
+      ++compared[plain.region];
+      // The control points span up to 16.
+      double const loss = 1e-10 * std::max(1.0, plain.steepness * 1e-3) + 10 * plain.slack;
+      ASSERT_NEAR(solve(k, time), plain.found ? plain.value : Kept, loss * 16)
+          << k.ax << ' ' << k.aoutX << ' ' << k.bx << ' ' << k.binX << " at " << time;
+    }
+  }
+  EXPECT_GT(compared[SingleRoot], rounds);
+  EXPECT_GT(compared[ThreeRoots], rounds / 2);
+  EXPECT_GT(compared[NearDouble], rounds / 100);
+  EXPECT_LT(edges, rounds / 4);
+}
+
+TEST(SegmentSolver, TakesTheLargestThenTheSmallestRoot) {
+  Segments segments;
+  std::array<int, 4> counts{};
+  for (int round = 0; round < 20000; ++round) {
+    SegmentKeys const k = segments.overshooting();
+    CurveKey const a{k.ax, k.ay, 0, 0, k.aoutX, k.aoutY};
+    CurveKey const b{k.bx, k.by, k.binX, k.binY, 0, 0};
+    float const time = segments.uniform(k.ax - 1, k.bx + 1);
+    bool const rootAtBounds = std::min(std::fabs(time - k.ax), std::fabs(time - k.bx)) < 1e-4f;
+    auto const [cubicTerm, discriminant] = kntest::conditioningAt(a, b, time);
+    auto const roots = kntest::parametersAt(a, b, time);
+    if (rootAtBounds || discriminant > -1e-4 || std::fabs(cubicTerm) < 1e-2 || roots.empty()) continue;
+    // Of two roots between the keys the larger one is the largest of all only if the third lies before them.
+    double const sum = -3 * ((static_cast<double>(k.bx) + k.binX - k.ax) - 2 * k.aoutX) / cubicTerm;
+    bool const thirdIsLarger = roots.size() == 2 && sum - roots[0] - roots[1] > 1;
+    double const expected = thirdIsLarger ? roots.front() : roots.back();
+    ++counts[roots.size()];
+    ASSERT_NEAR(solve(k, time), kntest::valueAtParameter(a, b, expected), 2e-5) << roots.size();
+  }
+  for (std::size_t n = 1; n < counts.size(); ++n) EXPECT_GT(counts[n], 100) << n;
+}
+
+/// The distance of a value from the nearest one that the segment can have at the time.
+double distanceFromOracle(CurveKey const& a, CurveKey const& b, float time, float value) {
+  double nearest = Inf;
+  for (double const s : kntest::parametersAt(a, b, time))
+    nearest = std::min(nearest, std::fabs(kntest::valueAtParameter(a, b, s) - value));
+  return nearest;
+}
+
+TEST(SegmentSolver, AgreesWithTheOracleOnTheMuseum) {
+  int compared = 0;
+  for (kntest::MuseumCurve const& curve : kntest::curveMuseum()) {
+    for (std::size_t i = 0; i + 1 < curve.keys.size(); ++i) {
+      CurveKey const& a = curve.keys[i];
+      CurveKey const& b = curve.keys[i + 1];
+      double const scale = std::max({1.0f, std::fabs(a.y), std::fabs(b.y)});
+      for (int step = 1; step < 64; ++step) {
+        auto const time = static_cast<float>(a.x + (static_cast<double>(b.x) - a.x) * step / 64);
+        float const value = solve(segmentOf(a, b), time);
+        EXPECT_FALSE(std::isnan(value)) << curve.name << " at " << time;
+        if (!curve.finite || !curve.solvable || !(a.x < time && time < b.x)) continue;
+        if (std::fabs(kntest::conditioningAt(a, b, time).discriminant) < 2e-6) continue;
+        ++compared;
+        EXPECT_LE(distanceFromOracle(a, b, time, value), 2e-6 * scale) << curve.name << " at " << time;
+      }
+    }
+  }
+  EXPECT_GT(compared, 1000);
+}
+
+/// Tangents of two fifths of the width, straight and flat: what new keys get.
+TEST(SegmentSolver, DefaultTangentsAreWellConditionedOnFrameGrids) {
+  for (float const rate : {24.0f, 25.0f, 30.0f, 50.0f, 60.0f}) {
+    for (int const start : {0, 1, 1001, 100000}) {
+      for (int length = 1; length <= 10000; length += length < 30 ? 1 : length / 3) {
+        auto const from = static_cast<float>(start / static_cast<double>(rate));
+        auto const to = static_cast<float>((start + length) / static_cast<double>(rate));
+        float const dx = 0.4f * (to - from);
+        for (int flat = 0; flat < 4; ++flat) {
+          CurveKey const a{from, 1.25f, 0, 0, dx, (flat & 1) != 0 ? 0 : 0.4f * -3.75f};
+          CurveKey const b{to, -2.5f, -dx, (flat & 2) != 0 ? 0 : 0.4f * 3.75f, 0, 0};
+          for (int step = 0; step <= 8; ++step) {
+            float const time = step == 8 ? to : from + (to - from) * static_cast<float>(step) / 8;
+            auto const values = kntest::curveValues(std::array{a, b}, time);
+            ASSERT_EQ(values.size(), 1U);
+            ASSERT_NEAR(solve(segmentOf(a, b), time), values[0], 3.75e-5)
+                << length << " frames from " << start << " at " << rate << " per second";
+          }
+        }
+      }
+    }
+  }
+}
+
+}  // namespace

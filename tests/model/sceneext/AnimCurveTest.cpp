@@ -1,0 +1,205 @@
+#include "model/sceneext/AnimCurve.h"
+
+#include "model/sceneext/AnimBuilders.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+
+namespace {
+
+using namespace osg;
+using kntest::Held;
+using kntest::newCurve;
+
+using AnimCurveTest = kntest::SceneTest;
+
+constexpr Vec2f Zero;
+constexpr float Inf = std::numeric_limits<float>::infinity();
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
+
+Int32 addKey(AnimCurve& curve, float x, float y, UInt32 type = LinearTangent) {
+  return curve.addPoint({x, y}, Zero, Zero, type, type, false, true);
+}
+
+bool isBetween(float low, float x, float high) { return low < x && x < high; }
+
+/// Whether a tangent leaves the key the way its type says, reaching into the segment but not through it. A third
+/// of the segment is the length at which the segment's cubic loses its leading term.
+void expectComputed(CCPnt const& key, Vec2f const& tangent, CCPnt const& neighbour, UInt32 type) {
+  float const part = tangent.x() / (neighbour.x() - key.x());
+  EXPECT_TRUE(isBetween(0.05F, part, 0.95F)) << part;
+  EXPECT_GT(std::abs(part - 1.F / 3), 0.01F);
+  float const rise = type == LinearTangent ? part * (neighbour.y() - key.y()) : 0.F;
+  EXPECT_FLOAT_EQ(tangent.y(), rise);
+}
+
+TEST_F(AnimCurveTest, KeysAreSortedWhateverTheOrderOfAdding) {
+  std::mt19937 random(3);
+  for (int round = 0; round < 200; ++round) {
+    Held const curve(AnimCurve::create());
+    std::vector<Pnt2f> added;
+    for (int i = 0; i < 30; ++i) {
+      // Few different times, so that many are equal; the value tells the order of adding.
+      Pnt2f const point(static_cast<float>(random() % 12) / 4 - 1, i);
+      Int32 const place = addKey(**curve, point.x(), point.y(), random() % 4);
+      added.push_back(point);
+      ASSERT_EQ(curve->getControlPoints()[static_cast<std::size_t>(place)].point(), point);
+    }
+    std::stable_sort(added.begin(), added.end(), [](Pnt2f a, Pnt2f b) { return a.x() < b.x(); });
+    MField<Pnt2f> points{{99, 99}};
+    curve->points(points);
+    ASSERT_EQ(points.getValues(), added);
+  }
+}
+
+TEST_F(AnimCurveTest, ZeroTangentsAreComputedByTypeAndFollowTheirNeighbours) {
+  std::array const points{Pnt2f(0, 1), Pnt2f(2, 7), Pnt2f(3, -4)};
+  for (UInt32 const type : {0U, 1U, 2U, 3U, 4U, 255U, 1000U}) {
+    std::array<std::size_t, 3> order{0, 1, 2};
+    do {
+      Held const curve(AnimCurve::create());
+      for (std::size_t const i : order) addKey(**curve, points[i].x(), points[i].y(), type);
+      auto const& keys = curve->getControlPoints();
+      EXPECT_EQ(keys.front().intangent(), Zero);
+      EXPECT_EQ(keys.back().outtangent(), Zero);
+      for (std::size_t i = 0; i < 2; ++i) {
+        SCOPED_TRACE(testing::Message()
+                     << "type " << type << ", segment " << i << ", added first: " << order[0]);
+        if (type == LinearTangent || type == SmoothTangent) {
+          expectComputed(keys[i], keys[i].outtangent(), keys[i + 1], type);
+          expectComputed(keys[i + 1], keys[i + 1].intangent(), keys[i], type);
+        } else {
+          EXPECT_EQ(keys[i].outtangent(), Zero);
+          EXPECT_EQ(keys[i + 1].intangent(), Zero);
+        }
+      }
+    } while (std::next_permutation(order.begin(), order.end()));
+  }
+}
+
+TEST_F(AnimCurveTest, GivenTangentsAreKept) {
+  Vec2f const in(-0.25F, 3);
+  Vec2f const out(0, 0.5F);
+  for (UInt32 type = 0; type < 5; ++type) {
+    Held const curve(AnimCurve::create());
+    curve->addPoint({1, 5}, in, out, type, type, false, true);
+    addKey(**curve, 0, 0);
+    addKey(**curve, 2, 0);
+    EXPECT_EQ(curve->getControlPoints()[1].intangent(), in) << type;
+    EXPECT_EQ(curve->getControlPoints()[1].outtangent(), out) << type;
+    EXPECT_EQ(curve->getControlPoints()[1].inType(), type);
+  }
+  Held const curve(AnimCurve::create());
+  for (float const x : {1.F, 0.F, 2.F}) curve->addPoint({x, x}, Zero, Zero, 1, 2, false, false);
+  EXPECT_EQ(curve->getControlPoints()[1].intangent(), Zero) << "tangents were not to be computed";
+  EXPECT_EQ(curve->getControlPoints()[1].outtangent(), Zero);
+  EXPECT_EQ(curve->getControlPoints()[1].outType(), 2U);
+
+  // A computed tangent that is then set by hand does not follow any more.
+  Held const edited(newCurve({{0, 0}, {4, 4}}));
+  edited->getControlPoints()[0].setOutY(3);
+  Vec2f const set = edited->getControlPoints()[0].outtangent();
+  addKey(**edited, 1, 9);
+  EXPECT_EQ(edited->getControlPoints()[0].outtangent(), set);
+  expectComputed(edited->getControlPoints()[2], edited->getControlPoints()[2].intangent(),
+                 edited->getControlPoints()[1], LinearTangent);
+}
+
+TEST_F(AnimCurveTest, TangentsAreComputedAnewOnRequest) {
+  Vec2f const given(-0.5F, 0.125F);
+  for (Int32 const type : {-1, 0, 1, 2, 3, 4}) {
+    SCOPED_TRACE(type);
+    Held const curve(AnimCurve::create());
+    for (Pnt2f const point : {Pnt2f(0, 1), Pnt2f(2, 7), Pnt2f(3, -4)})
+      curve->addPoint(point, given, given, SmoothTangent, LinearTangent, false, true);
+    curve->computeIntangent(1, type);
+    curve->computeOuttangent(1, type);
+    auto const& keys = curve->getControlPoints();
+    auto const inType = static_cast<UInt32>(type < 0 ? Int32{SmoothTangent} : type);
+    auto const outType = static_cast<UInt32>(type < 0 ? Int32{LinearTangent} : type);
+    EXPECT_EQ(keys[1].inType(), inType);
+    EXPECT_EQ(keys[1].outType(), outType);
+    if (type > 2) {
+      EXPECT_EQ(keys[1].intangent(), given);
+      EXPECT_EQ(keys[1].outtangent(), given);
+    } else if (type == 0) {
+      EXPECT_EQ(keys[1].intangent(), Zero);
+      EXPECT_EQ(keys[1].outtangent(), Zero);
+    } else {
+      expectComputed(keys[1], keys[1].intangent(), keys[0], inType);
+      expectComputed(keys[1], keys[1].outtangent(), keys[2], outType);
+    }
+    EXPECT_EQ(keys[0].outtangent(), given) << "the neighbours are left alone";
+    EXPECT_EQ(keys[2].intangent(), given);
+  }
+
+  Held const curve(newCurve({{0, 1}, {2, 7}}));
+  curve->computeIntangent(0, 1);
+  curve->computeOuttangent(1, 2);
+  EXPECT_EQ(curve->getControlPoints()[0].intangent(), Zero) << "there is no neighbour on that side";
+  EXPECT_EQ(curve->getControlPoints()[1].outtangent(), Zero);
+  MField<CCPnt> const before = curve->getControlPoints();
+  for (UInt32 const index : {2U, 3U, 0xFFFFFFFFU}) {
+    curve->computeIntangent(index, 1);
+    curve->computeOuttangent(index, 1);
+  }
+  EXPECT_TRUE(curve->getControlPoints().isEqual(before));
+}
+
+TEST_F(AnimCurveTest, TimesThatAreNotFiniteAreRefused) {
+  Held const curve(newCurve({{0, 1}, {2, 7}}));
+  MField<CCPnt> const before = curve->getControlPoints();
+  for (float const time : {NaN, Inf, -Inf}) {
+    EXPECT_EQ(addKey(**curve, time, 1), -1);
+    EXPECT_EQ(curve->addPoint({time, 1}, Zero, Zero, 1, 1, true, true), -1);
+  }
+  EXPECT_TRUE(curve->getControlPoints().isEqual(before));
+  EXPECT_EQ(addKey(**curve, 1, NaN), 1) << "a value is taken as it is";
+  EXPECT_TRUE(std::isnan(curve->getControlPoints()[1].y()));
+}
+
+TEST_F(AnimCurveTest, AKeyOfTheSameTimeIsReplacedWhereAsked) {
+  Held const curve(newCurve({{0, 0}, {1, 10}, {1, 20}, {2, 30}}));
+  EXPECT_EQ(curve->addPoint({1, 5}, {-0.1F, 1}, Zero, 3, 2, true, true), 1);
+  auto const& keys = curve->getControlPoints();
+  ASSERT_EQ(keys.size(), 4U);
+  EXPECT_EQ(keys[1].point(), Pnt2f(1, 5));
+  EXPECT_EQ(keys[1].intangent(), Vec2f(-0.1F, 1));
+  EXPECT_EQ(keys[1].inType(), 3U);
+  EXPECT_EQ(keys[2].point(), Pnt2f(1, 20)) << "only the first of equal times is replaced";
+  expectComputed(keys[0], keys[0].outtangent(), keys[1], LinearTangent);
+  EXPECT_EQ(curve->addPoint({1.5F, 5}, Zero, Zero, 0, 0, true, true), 3) << "no key there: added";
+  EXPECT_EQ(curve->addPoint({1, 6}, Zero, Zero, 0, 0, false, true), 3) << "after its equals";
+  EXPECT_EQ(keys.size(), 6U);
+}
+
+TEST_F(AnimCurveTest, PointsGoInAndOutAndAway) {
+  Held const curve(AnimCurve::create());
+  EXPECT_TRUE(curve->isEmpty());
+  EXPECT_EQ(curve->getTimeRange(), std::nullopt);
+  addKey(**curve, 3, 1);
+  EXPECT_EQ(curve->getTimeRange(), (TimeRange{3, 3}));
+  curve->addPoints({{5, 2}, {-1, 4}, {NaN, 4}});
+  EXPECT_EQ(curve->getTimeRange(), (TimeRange{-1, 5}));
+  MField<Pnt2f> points;
+  curve->points(points);
+  EXPECT_EQ(points.getValues(), (std::vector<Pnt2f>{{-1, 4}, {3, 1}, {5, 2}}));
+  expectComputed(curve->getControlPoints()[2], curve->getControlPoints()[2].intangent(),
+                 curve->getControlPoints()[1], LinearTangent);
+
+  MField<CCPnt> const before = curve->getControlPoints();
+  curve->getControlPoints().reserve(1000);
+  curve->shrink();
+  EXPECT_LT(curve->getControlPoints().getValues().capacity(), 1000U);
+  EXPECT_TRUE(curve->getControlPoints().isEqual(before));
+  curve->clear();
+  EXPECT_TRUE(curve->isEmpty());
+  EXPECT_EQ(curve->getTimeRange(), std::nullopt);
+  curve->points(points);
+  EXPECT_TRUE(points.empty());
+}
+
+}  // namespace

@@ -1,0 +1,575 @@
+#include "model/sceneext/AnimNode.h"
+
+#include "model/sceneext/AnimAttachment.h"
+#include "model/sceneext/AnimBlock.h"
+#include "model/sceneext/AnimBuilders.h"
+#include "model/sceneext/AnimClip.h"
+#include "model/sceneext/AnimSequence.h"
+#include "model/sceneext/AnimShot.h"
+#include "model/sceneext/AnimTreeCloning.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/Group.h"
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <random>
+#include <set>
+
+namespace {
+
+using namespace osg;
+using kntest::animRangeOf;
+using kntest::Held;
+using kntest::newAnimNode;
+using kntest::newCurve;
+
+using AnimNodeTest = kntest::SceneTest;
+
+// Brute force: everything is computed from the fields of the whole tree, nothing is kept. All numbers in these
+// tests are short binary fractions, for which floats and doubles are exact.
+
+struct Placement {
+  double scale = 1;
+  double offset = 0;
+  double y = 0;
+};
+
+/// What the ancestors do to times below the node.
+Placement placementAbove(AnimNode const& node) {
+  Placement result;
+  for (AnimNode const* above = dcastTo<AnimNode>(node.getParent()); above != nullptr;
+       above = dcastTo<AnimNode>(above->getParent())) {
+    result.scale *= above->getScale();
+    result.offset = result.offset * above->getScale() + above->getOffset().x();
+    result.y += above->getOffset().y();
+  }
+  return result;
+}
+
+struct Range {
+  double min = std::numeric_limits<double>::infinity();
+  double max = -std::numeric_limits<double>::infinity();
+  bool isEmpty() const { return min > max; }
+  void add(double time) {
+    min = std::min(min, time);
+    max = std::max(max, time);
+  }
+};
+
+std::vector<double> timesOf(NodeCorePtr const& core) {
+  std::vector<double> times;
+  auto const addKeys = [&](AnimCurve const& curve) {
+    for (CCPnt const& key : curve.getControlPoints()) times.push_back(key.x());
+  };
+  if (AnimCurve const* const curve = dcastTo<AnimCurve>(core)) addKeys(*curve);
+  if (dcastTo<AnimSequence>(core) != nullptr) times.push_back(0);
+  if (AnimShot const* const shot = dcastTo<AnimShot>(core)) {
+    times = {0,
+             shot->getShotDuration() + (shot->getTransitionType() != 0 ? shot->getTransitionDuration() : 0)};
+  }
+  if (TimeShapeCache const* const cache = dcastTo<TimeShapeCache>(core)) {
+    for (TimeShapeDataPtr const& shape : cache->getShapes()) times.push_back(shape->getTime());
+  }
+  if (VertexAnimCurves const* const vertices = dcastTo<VertexAnimCurves>(core)) {
+    for (AnimCurvePtr const& curve : vertices->getPositionCurves()) addKeys(*curve);
+    for (AnimCurvePtr const& curve : vertices->getNormalCurves()) addKeys(*curve);
+  }
+  return times;
+}
+
+Range rangeOf(AnimNode const& node) {
+  Placement const above = placementAbove(node);
+  Range range;
+  for (double const time : timesOf(node.getCore()))
+    range.add((time * node.getScale() + node.getOffset().x()) * above.scale + above.offset);
+  for (NodePtr const& child : node.getChildren()) {
+    AnimNode const* const animChild = dcastTo<AnimNode>(child);
+    Range const below = animChild != nullptr ? rangeOf(*animChild) : Range();
+    if (below.isEmpty()) continue;
+    range.add(below.min);
+    range.add(below.max);
+  }
+  if (!range.isEmpty())
+    range.add(range.min + (range.max - range.min) * (1.0 + std::max(node.getPostCycles(), 0)));
+  return range;
+}
+
+void expectRange(AnimNodePtr const& node) {
+  Range const expected = rangeOf(*node);
+  auto const found = animRangeOf(node);
+  ASSERT_EQ(found.has_value(), !expected.isEmpty());
+  if (!found) return;
+  double const tolerance = 1e-6 * (std::abs(expected.min) + std::abs(expected.max));
+  ASSERT_NEAR(found->min, expected.min, tolerance);
+  ASSERT_NEAR(found->max, expected.max, tolerance);
+}
+
+void expectPlacement(AnimNode const& node) {
+  Placement const above = placementAbove(node);
+  ASSERT_EQ(node.getAccumulatedParentScale(), above.scale);
+  ASSERT_EQ(node.getAccumulatedParentOffset().x(), above.offset);
+  ASSERT_EQ(node.getAccumulatedParentOffset().y(), above.y);
+  ASSERT_EQ(node.getTotalScale(), above.scale * node.getScale());
+  ASSERT_EQ(node.getTotalOffset(), above.scale * node.getOffset().x() + above.offset);
+}
+
+TEST_F(AnimNodeTest, PlacementByHand) {
+  Held const parent(newAnimNode({}, 2, 10));
+  AnimNodePtr const node = newAnimNode(newCurve({{2, 0}, {4, 1}}), 3, 1);
+  parent->addChild(node);
+  EXPECT_EQ(node->getTotalScale(), 6);
+  EXPECT_EQ(node->getTotalOffset(), 12);
+  EXPECT_EQ(animRangeOf(node), (TimeRange{24, 36}));
+  node->setPostCycles(2);
+  EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 60})) << "three runs of twelve seconds";
+  parent->setPostCycles(1);
+  EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 96}));
+  node->setPostCycles(-1);
+  EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 48})) << "a run without end counts once";
+  node->setScale(-3);
+  EXPECT_EQ(animRangeOf(node), (TimeRange{-12, 0}));
+  EXPECT_EQ(animRangeOf(parent), (TimeRange{-12, 12}))
+      << "repetitions follow the run, whatever its direction";
+  parent->moveBy(0.5F, 2);
+  parent->pushOffsetDelta(0.5F, 1);
+  EXPECT_EQ(parent->getOffset(), Vec2f(11, 3));
+  EXPECT_EQ(animRangeOf(node), (TimeRange{-11, 1}));
+  EXPECT_EQ(node->getAccumulatedParentOffset(), Vec2f(11, 3));
+  node->setTravMask(0);
+  node->setHidden(true);
+  EXPECT_EQ(animRangeOf(parent), (TimeRange{-11, 13})) << "inactive and hidden nodes count";
+}
+
+TEST_F(AnimNodeTest, EveryKindOfCoreSpansItsTime) {
+  AnimShotPtr const shot = AnimShot::create();
+  shot->setShotDuration(4);
+  shot->setTransitionDuration(2);
+  AnimShotPtr const flight = AnimShot::create();
+  flight->setShotDuration(4);
+  flight->setTransitionDuration(2);
+  flight->setTransitionType(1);
+  TimeShapeCachePtr const cache = TimeShapeCache::create();
+  for (float const time : {5.F, -1.F}) {
+    TimeShapeDataPtr const shape = TimeShapeData::create();
+    shape->setTime(time);
+    cache->addShape(shape);
+  }
+  VertexAnimCurvesPtr const vertices = VertexAnimCurves::create();
+  vertices->addPositionCurve(newCurve({{1, 0}, {2, 0}}));
+  vertices->addNormalCurve(newCurve({{3, 0}, {4, 0}}));
+  struct Case {
+    NodeCorePtr core;
+    std::optional<TimeRange> range;
+  };
+  // Each stands under a node of scale -2 and offset 1.
+  Case const cases[] = {
+      {{}, {}},
+      {Group::create(), {}},
+      {AnimBlock::create(), {}},
+      {AnimClip::create(), {}},
+      {AnimCurve::create(), {}},
+      {TimeShapeCache::create(), {}},
+      {VertexAnimCurves::create(), {}},
+      {AnimSequence::create(), TimeRange{1, 1}},
+      {newCurve({{3, 7}}), TimeRange{-5, -5}},
+      {newCurve({{3, 7}, {-1, 7}, {0, 7}}), TimeRange{-5, 3}},
+      {shot, TimeRange{-7, 1}},
+      {flight, TimeRange{-11, 1}},
+      {cache, TimeRange{-9, 3}},
+      {vertices, TimeRange{-7, -1}},
+  };
+  for (Case const& c : cases) {
+    Held const parent(newAnimNode());
+    AnimNodePtr const node = newAnimNode(c.core, -2, 1);
+    parent->addChild(node);
+    char const* const type = c.core ? c.core->getType().getCName() : "no core";
+    EXPECT_EQ(animRangeOf(node), c.range) << type;
+    EXPECT_EQ(animRangeOf(parent), c.range) << type;
+    expectRange(parent);
+  }
+}
+
+/// Nodes and cores under random edits. All nodes are held, so that what is taken out of a tree lives on.
+class Forest {
+ public:
+  ~Forest() {
+    for (AnimNodePtr const& node : _nodes) node.subRef();
+    for (NodeCorePtr const& core : _cores) core.subRef();
+  }
+
+  void edit() {
+    switch (number(20)) {
+      case 0:
+        addNode(newAnimNode(anyCore()));
+        return;
+      case 1:
+        any()->addChild(any());
+        return;
+      case 2:
+        any()->insertChild(number(3), any());
+        return;
+      case 3:
+        subAny();
+        return;
+      case 4:
+        replaceAny();
+        return;
+      case 5:
+        if (number(4) == 0) any()->clearChildren();
+        return;
+      case 6:
+        any()->setOffset(offset());
+        return;
+      case 7:
+        any()->setScale(scale());
+        return;
+      case 8:
+        any()->moveBy(offset().x(), offset().y());
+        return;
+      case 9:
+        writeDirectly(*any());
+        return;
+      case 10:
+        any()->setPostCycles(static_cast<Int32>(number(4)) - 1);
+        return;
+      case 11:
+        any()->setCore(anyCore());
+        return;
+      case 12:
+        any()->setTravMask(number(2) == 0 ? 0xFFFFFFFFU : 0);
+        return;
+      case 13:
+        addTree(dcast<AnimNodePtr>(cloneAnimTree(any(), true)));
+        return;
+      case 14:
+        addTree(deepCloneAnimTree(any(), number(2) == 0 ? "" : "AnimObject"));
+        return;
+      case 15:
+        any()->unshareTree("");
+        return;
+      case 16:
+        destroyAny();
+        return;
+      default:
+        editCore(anyCore());
+        return;
+    }
+  }
+
+  void check(bool allRanges) {
+    for (AnimNodePtr const& node : _nodes) expectPlacement(*node);
+    if (!allRanges) return expectRange(any());
+    for (AnimNodePtr const& node : _nodes) expectRange(node);
+  }
+
+ private:
+  UInt32 number(UInt32 count) { return static_cast<UInt32>(_random() % count); }
+  Vec2f offset() { return {(static_cast<float>(number(17)) - 8) / 4, static_cast<float>(number(3))}; }
+  float scale() { return std::array{0.5F, 1.F, 1.F, 2.F, -1.F, -0.5F}[number(6)]; }
+
+  AnimNodePtr const& any() {
+    while (_nodes.size() < 6) addNode(newAnimNode(anyCore(), scale()));
+    return _nodes[number(static_cast<UInt32>(_nodes.size()))];
+  }
+  NodeCorePtr const& anyCore() {
+    if (_cores.empty()) {
+      _cores = {NodeCorePtr(),   AnimBlock::create(), AnimCurve::create(),        AnimCurve::create(),
+                Group::create(), AnimShot::create(),  VertexAnimCurves::create(), TimeShapeCache::create()};
+      for (NodeCorePtr const& core : _cores) core.addRef();
+    }
+    return _cores[number(static_cast<UInt32>(_cores.size()))];
+  }
+  void addNode(AnimNodePtr const& node) {
+    node.addRef();
+    _nodes.push_back(node);
+  }
+  /// Keeps the forest small: a copied tree dies at once as often as not, when there are many nodes.
+  void addTree(AnimNodePtr const& root) {
+    Held const held(root);
+    if (_nodes.size() > 40) return;
+    addNode(root);
+    for (NodePtr const& child : root->getChildren()) addNode(dcast<AnimNodePtr>(child));
+    any()->addChild(root);
+  }
+  void subAny() {
+    AnimNodePtr const node = any();
+    if (node->getParent()) node->getParent()->subChild(node);
+  }
+  void replaceAny() {
+    AnimNodePtr const node = any();
+    if (node->getParent()) node->getParent()->replaceChildBy(node, any());
+  }
+  void destroyAny() {
+    AnimNodePtr const node = any();
+    std::erase(_nodes, node);
+    node.subRef();
+    if (!node.isAlive() || !node->getParent()) return;
+    node->getParent()->subChild(node);
+  }
+  void writeDirectly(AnimNode& node) {
+    node.getOffset() = offset();
+    node.getScale() = scale();
+    node.getPostCycles() = static_cast<Int32>(number(3));
+    announce(AnimNodePtr(&node),
+             AnimNode::OffsetFieldMask | AnimNode::ScaleFieldMask | AnimNode::PostCyclesFieldMask);
+  }
+  void editCore(NodeCorePtr const& core) {
+    if (AnimCurve* const curve = dcastTo<AnimCurve>(core)) return editCurve(*curve);
+    if (AnimShot* const shot = dcastTo<AnimShot>(core)) {
+      shot->setShotDuration(std::abs(offset().x()));
+      announce(core, AnimShot::ShotDurationFieldMask);
+    }
+    if (VertexAnimCurves* const vertices = dcastTo<VertexAnimCurves>(core)) {
+      if (vertices->getNormalCurves().size() > 2) return vertices->clearCurves();
+      vertices->addNormalCurve(newCurve({{offset().x(), 0}}));
+    }
+    if (TimeShapeCache* const cache = dcastTo<TimeShapeCache>(core)) {
+      if (cache->getShapes().size() > 2) return cache->clearShapes();
+      TimeShapeDataPtr const shape = TimeShapeData::create();
+      shape->setTime(offset().x());
+      cache->addShape(shape);
+    }
+  }
+  void editCurve(AnimCurve& curve) {
+    if (number(8) == 0) return curve.clear();
+    if (number(3) != 0 || curve.isEmpty()) return curve.addPoints({{offset().x(), 0}});
+    curve.getControlPoints()[curve.getControlPoints().size() - 1].setX(curve.getControlPoints().back().x() +
+                                                                       2);
+    announce(AnimCurvePtr(&curve), AnimCurve::ControlPointsFieldMask);
+  }
+
+  std::mt19937 _random{11};
+  std::vector<AnimNodePtr> _nodes;
+  std::vector<NodeCorePtr> _cores;
+};
+
+TEST_F(AnimNodeTest, PlacementAndRangeAreCurrentAfterEveryEdit) {
+  for (int round = 0; round < 40; ++round) {
+    Forest forest;
+    for (int i = 0; i < 250 && !HasFatalFailure(); ++i) {
+      forest.edit();
+      forest.check(i % 16 == 0);
+    }
+  }
+}
+
+/// A chain of nodes below `top`, built downwards. Scales of 2 and 1/2 take turns, so that the products stay small.
+AnimNodePtr growChain(AnimNodePtr const& top, int levels) {
+  AnimNodePtr bottom = top;
+  for (int level = 0; level < levels; ++level) {
+    AnimNodePtr const next = newAnimNode({}, level % 2 == 0 ? 2.F : 0.5F, level % 2 == 0 ? 1.F : -2.F);
+    bottom->addChild(next);
+    bottom = next;
+  }
+  return bottom;
+}
+
+TEST_F(AnimNodeTest, DeepTreesAreHandledInLinearTime) {
+  constexpr int Levels = 100'000;
+  auto const start = std::chrono::steady_clock::now();
+  {
+    Held const root(newAnimNode());
+    AnimNodePtr const bottom = growChain(root, Levels);
+    bottom->setCore(newCurve({{1, 0}, {3, 0}}));
+    EXPECT_EQ(bottom->getAccumulatedParentScale(), 2) << "the bottom itself has the last scale of 1/2";
+    EXPECT_EQ(animRangeOf(root), animRangeOf(bottom));
+    auto const [min, max] = animRangeOf(root).value();
+    root->setScale(2);
+    root->setOffset({64, 0});
+    EXPECT_EQ(animRangeOf(root), (TimeRange{min * 2 + 64, max * 2 + 64}));
+    EXPECT_EQ(bottom->getAccumulatedParentScale(), 4);
+
+    Held const clone(dcast<AnimNodePtr>(cloneAnimTree(root, true)));
+    Held const deepClone(deepCloneAnimTree(root, ""));
+    EXPECT_EQ(animRangeOf(clone), animRangeOf(root));
+    EXPECT_EQ(animRangeOf(deepClone), animRangeOf(root));
+    root->unshareTree("");
+    bottom->addChild(newAnimNode(newCurve({{-1000, 0}})));
+    EXPECT_LT(animRangeOf(root)->min, animRangeOf(clone)->min);
+  }
+  // It takes a fraction of a second; with any step of quadratic time it would take minutes.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
+  Held const root(newAnimNode());
+  Held const child(newAnimNode());
+  Held const other(newAnimNode());
+  Held const curve(newCurve({{0, 0}, {1, 1}}));
+  Held const sceneNode(Node::create());
+  Held const attachment(AnimAttachment::create());
+  struct Step {
+    char const* name;
+    std::function<void()> run;
+    bool raises;
+  };
+  std::vector<Step> const steps{
+      {"add", [&] { root->addChild(child); }, true},
+      {"insert", [&] { root->insertChild(0, other); }, true},
+      {"add what is refused", [&] { child->addChild(root); }, false},
+      {"set core", [&] { child->setCore(curve); }, true},
+      {"set the same core", [&] { child->setCore(curve); }, false},
+      {"offset",
+       [&] {
+         root->setOffset({1, 2});
+       },
+       false},
+      {"scale", [&] { root->setScale(3); }, false},
+      {"move", [&] { root->moveBy(1, 1); }, false},
+      {"cycles", [&] { child->setPostCycles(2); }, false},
+      {"mask", [&] { child->setTravMask(0); }, false},
+      {"key",
+       [&] {
+         curve->addPoints({{5, 5}});
+       },
+       false},
+      {"clear keys", [&] { curve->clear(); }, false},
+      {"announce values", [&] { announce(child, AnimNode::OffsetFieldMask | AnimNode::TravMaskFieldMask); },
+       false},
+      {"measure", [&] { animRangeOf(root); }, false},
+      {"take core", [&] { child->setCore({}); }, true},
+      {"replace", [&] { root->replaceChildBy(child, newAnimNode()); }, true},
+      {"sub what is no child", [&] { root->subChild(child); }, false},
+      {"sub", [&] { root->subChild(other); }, true},
+      {"clear", [&] { root->clearChildren(); }, true},
+      {"below a plain node", [&] { sceneNode->addChild(child); }, true},
+      {"away from a plain node", [&] { sceneNode->subChild(child); }, true},
+      {"set root", [&] { attachment->setAnimationRoot(root); }, true},
+      {"hang", [&] { sceneNode->addAttachment(attachment); }, true},
+      {"add animation", [&] { attachment->addAnimation(child); }, true},
+      {"sub animation", [&] { attachment->subAnimation(child); }, true},
+      {"plain node", [&] { sceneNode->addChild(Node::create()); }, false},
+      {"take away", [&] { sceneNode->subAttachment(attachment); }, true},
+      {"destroy a child",
+       [&] {
+         AnimNodePtr const doomed = AnimNode::create();
+         root->addChild(doomed);
+         AnimNode::_changed = false;
+         doomed.subRef();
+       },
+       true},
+      {"destroy a carrier",
+       [&] {
+         NodePtr const carrier = Node::create();
+         carrier->addAttachment(attachment);
+         AnimNode::_changed = false;
+         carrier.subRef();
+       },
+       true},
+  };
+  for (Step const& step : steps) {
+    AnimNode::_changed = false;
+    step.run();
+    EXPECT_EQ(AnimNode::_changed, step.raises) << step.name;
+  }
+}
+
+TEST_F(AnimNodeTest, FinishedCallbacksRunInOrderAndMayChangeThemselves) {
+  Held const node(newAnimNode());
+  std::string calls;
+  std::array<UInt32, 4> numbers{};
+  auto const note = [&](char name) {
+    return [&calls, name, &node](AnimNodePtr const& finished) {
+      EXPECT_EQ(finished, *node);
+      calls += name;
+    };
+  };
+  auto const fire = [&] {
+    calls.clear();
+    node->finishedAnimation();
+    return calls;
+  };
+  EXPECT_EQ(fire(), "");
+  numbers[0] = node->registerFinishedAnimationCallback(note('a'), false);
+  numbers[1] = node->registerFinishedAnimationCallback(note('b'), true);
+  numbers[2] = node->registerFinishedAnimationCallback({}, false);
+  numbers[3] = node->registerFinishedAnimationCallback(note('c'), false);
+  EXPECT_EQ(std::set(numbers.begin(), numbers.end()).size(), numbers.size());
+  EXPECT_EQ(fire(), "abc");
+  node->unregisterSingleCallFinishedAnimationCallbacks();
+  EXPECT_EQ(fire(), "ac");
+  node->unregisterFinishedAnimationCallback(numbers[0]);
+  node->unregisterFinishedAnimationCallback(numbers[0]);
+  node->unregisterFinishedAnimationCallback(12345);
+  EXPECT_EQ(fire(), "c");
+
+  // One that ends itself and the next, and puts a new one in their place.
+  numbers[0] = node->registerFinishedAnimationCallback(
+      [&](AnimNodePtr const& self) {
+        calls += 'x';
+        self->unregisterFinishedAnimationCallback(numbers[0]);
+        self->unregisterFinishedAnimationCallback(numbers[1]);
+        self->registerFinishedAnimationCallback(note('n'), false);
+      },
+      false);
+  numbers[1] = node->registerFinishedAnimationCallback(note('y'), false);
+  node->registerFinishedAnimationCallback(note('z'), false);
+  EXPECT_EQ(fire(), "cxz");
+  EXPECT_EQ(fire(), "czn");
+}
+
+TEST_F(AnimNodeTest, ACallbackMayDestroyItsNode) {
+  AnimNodePtr const node = AnimNode::create();
+  node.addRef();
+  auto const witness = std::make_shared<int>(0);
+  node->registerFinishedAnimationCallback(
+      [witness](AnimNodePtr const& self) {
+        self.subRef();
+        ++*witness;
+      },
+      false);
+  node->registerFinishedAnimationCallback([witness](AnimNodePtr const&) { *witness += 100; }, false);
+  node->finishedAnimation();
+  EXPECT_FALSE(node.isAlive());
+  EXPECT_EQ(*witness, 1);
+  EXPECT_EQ(witness.use_count(), 1) << "the callbacks went with the node";
+}
+
+TEST_F(AnimNodeTest, UnsharingGivesEachNodeACoreOfItsOwn) {
+  Held const root(newAnimNode(newCurve({{0, 0}, {1, 1}})));
+  AnimCurvePtr const curve = dcast<AnimCurvePtr>(root->getCore());
+  curve->setName("first");
+  NodeUtils::setName(curve, "attached", false);
+  root->unshare("alone");
+  EXPECT_EQ(root->getCore(), curve) << "a core with one node is no shared one";
+  EXPECT_EQ(curve->getName(), "first");
+  AnimNodePtr const inner = newAnimNode(curve);
+  AnimNodePtr const leaf = newAnimNode(curve);
+  inner->setTravMask(0);
+  inner->setHidden(true);
+  root->addChild(inner);
+  inner->addChild(leaf);
+  inner->addChild(newAnimNode());
+  Held const outside(newAnimNode(curve));
+
+  root->unshareTree("copy");
+  std::set<NodeCorePtr> cores;
+  for (AnimNodePtr const& node : {*root, inner, leaf, *outside}) cores.insert(node->getCore());
+  EXPECT_EQ(cores.size(), 4U);
+  EXPECT_EQ(outside->getCore(), curve);
+  EXPECT_EQ(curve->getRefCount(), 1);
+  EXPECT_EQ(curve->getName(), "first");
+  for (AnimNodePtr const& node : {*root, inner, leaf}) {
+    AnimCurvePtr const copy = dcast<AnimCurvePtr>(node->getCore());
+    EXPECT_EQ(copy->getName(), "copy");
+    EXPECT_STREQ(NodeUtils::getName(copy), "attached");
+    EXPECT_NE(copy->getAttachments()[0].attachment, curve->getAttachments()[0].attachment);
+    EXPECT_TRUE(copy->getControlPoints().isEqual(curve->getControlPoints()));
+    EXPECT_EQ(copy->getParents().getValues(), std::vector<NodePtr>{node});
+  }
+  dcast<AnimCurvePtr>(leaf->getCore())->addPoints({{50, 0}});
+  EXPECT_EQ(animRangeOf(root), (TimeRange{0, 50}));
+  EXPECT_EQ(animRangeOf(outside), (TimeRange{0, 1}));
+
+  leaf->setCore(curve);
+  leaf->unshare("");
+  EXPECT_NE(leaf->getCore(), curve);
+  EXPECT_EQ(dcast<AnimCurvePtr>(leaf->getCore())->getName(), "first") << "an empty name keeps the core's";
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+#include "model/sceneext/TimeShapeCache.h"
+
+#include "model/sceneext/AnimBuilders.h"
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+using namespace osg;
+using kntest::animRangeOf;
+using kntest::Held;
+using kntest::newAnimNode;
+
+using TimeShapeCacheTest = kntest::SceneTest;
+
+TimeShapeDataPtr newShape(float time) {
+  TimeShapeDataPtr const shape = TimeShapeData::create();
+  shape->setTime(time);
+  return shape;
+}
+
+/// Leaves null in the place of the shape of that index, as a file may.
+void blank(TimeShapeCache& cache, std::size_t index) {
+  std::size_t place = 0;
+  cache.getField("shapes")->visitHandles([&](FieldContainerPtr const& handle) {
+    if (place++ != index) return handle;
+    handle.subRef();
+    return FieldContainerPtr();
+  });
+}
+
+TEST_F(TimeShapeCacheTest, ShapesAreSortedByTime) {
+  Held const cache(TimeShapeCache::create());
+  EXPECT_EQ(cache->getTimeRange(), std::nullopt);
+  TimeShapeDataPtr const c = newShape(3);
+  TimeShapeDataPtr const a = newShape(1);
+  TimeShapeDataPtr const b1 = newShape(2);
+  TimeShapeDataPtr const b2 = newShape(2);
+  TimeShapeDataPtr const dead = newShape(5);
+  dead.subRef();
+  for (TimeShapeDataPtr const& shape : {c, a, b1, b2, TimeShapeDataPtr(), dead}) cache->addShape(shape);
+  for (float const time : {std::nanf(""), std::numeric_limits<float>::infinity()}) {
+    Held const refused(newShape(time));
+    cache->addShape(refused);
+  }
+  EXPECT_EQ(cache->getShapes().getValues(), (std::vector{a, b1, b2, c}));
+  EXPECT_EQ(cache->getTimeRange(), (TimeRange{1, 3}));
+  EXPECT_EQ(a->getRefCount(), 1);
+
+  blank(**cache, 3);
+  blank(**cache, 0);
+  EXPECT_EQ(cache->getTimeRange(), (TimeRange{2, 2})) << "null entries span nothing";
+  EXPECT_EQ(cache->findShape(2, 0, 1), b1) << "the first of equally near ones";
+  EXPECT_EQ(cache->findShape(0, 0, 1), nullptr);
+  TimeShapeDataPtr const late = newShape(4);
+  cache->addShape(late);
+  TimeShapeDataPtr const early = newShape(1);
+  cache->addShape(early);
+  EXPECT_EQ(cache->findShape(4, 0, 1), late);
+  EXPECT_EQ(cache->findShape(1, 0, 1), early);
+
+  Held const kept(b1);
+  cache->clearShapes();
+  EXPECT_TRUE(cache->getShapes().empty());
+  EXPECT_FALSE(b2.isAlive());
+  EXPECT_EQ(kept->getRefCount(), 1);
+}
+
+TEST_F(TimeShapeCacheTest, TheShapeAtATimeIsFoundThroughPlacementAndFlips) {
+  Held const cache(TimeShapeCache::create());
+  std::vector<TimeShapeDataPtr> shapes;
+  for (int frame = 0; frame < 300; ++frame) {
+    shapes.push_back(newShape(static_cast<float>(frame / 24.0)));
+    cache->addShape(shapes.back());
+  }
+  struct Placement {
+    float offset, scale;
+  };
+  for (auto const [offset, scale] : {Placement{0, 1}, {3, 2}, {-7.3F, 0.7F}, {5, -1}, {1000, -3.1F}}) {
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+      double const stored = shapes[i]->getTime();
+      auto const at = static_cast<float>(stored * scale + offset);
+      ASSERT_EQ(cache->findShape(at, offset, scale), shapes[i]) << i << " with " << offset << ", " << scale;
+      auto const between = static_cast<float>((stored + 1 / 48.0) * scale + offset);
+      ASSERT_EQ(cache->findShape(between, offset, scale), nullptr)
+          << i << " with " << offset << ", " << scale;
+    }
+  }
+}
+
+TEST_F(TimeShapeCacheTest, ToleranceIsThatOfTheTime) {
+  Held const cache(TimeShapeCache::create());
+  cache->addShape(newShape(0));
+  EXPECT_NE(cache->findShape(0.9e-5F, 0, 1), nullptr);
+  EXPECT_EQ(cache->findShape(1.1e-5F, 0, 1), nullptr);
+  EXPECT_EQ(cache->findShape(std::nanf(""), 0, 1), nullptr);
+  TimeShapeDataPtr const far = newShape(4096);
+  cache->addShape(far);
+  EXPECT_EQ(cache->findShape(std::nextafterf(4096, 1e9F), 0, 1), far) << "a neighbouring float";
+  EXPECT_EQ(cache->findShape(4096.01F, 0, 1), nullptr);
+  // Two shapes within the tolerance: the nearer one.
+  TimeShapeDataPtr const near = newShape(0.4e-5F);
+  cache->addShape(near);
+  EXPECT_EQ(cache->findShape(0.3e-5F, 0, 1), near);
+  EXPECT_EQ(cache->findShape(0.1e-5F, 0, 1), cache->getShapes().front());
+}
+
+TEST_F(TimeShapeCacheTest, TheNodeMeasuresWhatIsAddedAndCleared) {
+  TimeShapeCachePtr const cache = TimeShapeCache::create();
+  Held const node(newAnimNode(cache, 2, 1));
+  EXPECT_EQ(animRangeOf(node), std::nullopt);
+  cache->addShape(newShape(3));
+  EXPECT_EQ(animRangeOf(node), (TimeRange{7, 7}));
+  cache->addShape(newShape(-1));
+  EXPECT_EQ(animRangeOf(node), (TimeRange{-1, 7}));
+  cache->clearShapes();
+  EXPECT_EQ(animRangeOf(node), std::nullopt);
+}
+
+}  // namespace

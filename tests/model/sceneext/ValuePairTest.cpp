@@ -1,0 +1,42 @@
+#include "model/sceneext/ValuePair.h"
+
+#include "support/TestContainers.h"
+
+namespace {
+
+using namespace osg;
+using kntest::Held;
+
+using ValuePairTest = kntest::SceneTest;
+using Texts = std::vector<std::string>;
+
+TEST_F(ValuePairTest, KeysHaveOneValueEach) {
+  Held const pair(ValuePair::create());
+  EXPECT_FALSE(pair->findKey("a"));
+  EXPECT_EQ(pair->getValue("a"), "");
+  pair->add("a", "1");
+  pair->add("b", "2");
+  pair->add("", "no name");
+  pair->add("a", "3");
+  EXPECT_EQ(pair->getKeys().getValues(), (Texts{"a", "b", ""}));
+  EXPECT_EQ(pair->getValues().getValues(), (Texts{"3", "2", "no name"}));
+  EXPECT_TRUE(pair->findKey(""));
+  EXPECT_FALSE(pair->findKey("A"));
+  EXPECT_EQ(pair->getValue("b"), "2");
+}
+
+TEST_F(ValuePairTest, ListsOfUnequalLengthAreBroughtIntoStep) {
+  Held const pair(ValuePair::create());
+  pair->getKeys() = {"a", "b"};
+  EXPECT_TRUE(pair->findKey("b"));
+  EXPECT_EQ(pair->getValue("b"), "") << "the values are missing";
+  pair->add("b", "2");
+  EXPECT_EQ(pair->getValue("a"), "");
+  EXPECT_EQ(pair->getValue("b"), "2");
+  pair->getValues() = {"1", "2", "3", "4"};
+  pair->add("c", "5");
+  EXPECT_EQ(pair->getValue("c"), "5");
+  EXPECT_EQ(pair->getValues()[3], "4") << "values beyond the keys stay";
+}
+
+}  // namespace

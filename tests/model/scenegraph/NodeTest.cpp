@@ -1,0 +1,393 @@
+#include "model/scenegraph/Node.h"
+
+#include "model/scenegraph/Group.h"
+#include "model/scenegraph/Transform3D.h"
+#include "model/scenegraph/Traverse.h"
+#include "support/TestContainers.h"
+
+#include <algorithm>
+#include <random>
+
+namespace {
+
+using namespace osg;
+using kntest::BoxCore;
+using kntest::Held;
+using kntest::Mark;
+
+using NodeTest = kntest::SceneTest;
+using Nodes = std::vector<NodePtr>;
+
+Nodes newNodes(std::size_t count) {
+  Nodes nodes(count);
+  for (NodePtr& node : nodes) node = Node::create();
+  return nodes;
+}
+
+TEST_F(NodeTest, ChildrenAreAddedInsertedReplacedAndTakenAway) {
+  Held const parent(Node::create());
+  Nodes const n = newNodes(5);
+  parent->addChild(n[0]);
+  parent->addChild(n[1]);
+  parent->insertChild(0, n[2]);
+  parent->insertChild(99, n[3]);
+  EXPECT_EQ(parent->getChildren().getValues(), (Nodes{n[2], n[0], n[1], n[3]}));
+  EXPECT_EQ(parent->getChild(1), n[0]);
+  EXPECT_EQ(parent->getChild(4), nullptr);
+  EXPECT_EQ(parent->findChild(n[3]), 3);
+  EXPECT_EQ(parent->findChild(n[4]), -1);
+  EXPECT_EQ(parent->findChild(nullptr), -1);
+
+  EXPECT_TRUE(parent->replaceChildBy(n[0], n[4]));
+  EXPECT_FALSE(n[0].isAlive()) << "nobody else held the replaced child";
+  EXPECT_EQ(parent->findChild(n[4]), 1);
+  EXPECT_TRUE(parent->replaceChildBy(n[2], n[3])) << "by a sibling";
+  EXPECT_EQ(parent->getChildren().getValues(), (Nodes{n[3], n[4], n[1]}));
+  EXPECT_TRUE(parent->replaceChildBy(n[4], n[4]));
+  parent->subChild(n[4]);
+  parent->subChild(nullptr);
+  EXPECT_FALSE(n[4].isAlive());
+  Held const survivor(n[1]);
+  parent->clearChildren();
+  EXPECT_EQ(parent->getNChildren(), 0U);
+  EXPECT_FALSE(n[3].isAlive());
+  EXPECT_EQ(survivor->getParent(), nullptr);
+  EXPECT_EQ(survivor->getRefCount(), 1);
+}
+
+TEST_F(NodeTest, AdoptionIsRefusedWhereItWouldBreakTheTree) {
+  Held const top(Node::create());
+  Nodes const n = newNodes(3);
+  top->addChild(n[0]);
+  n[0]->addChild(n[1]);
+  NodePtr const dead = Node::create();
+  dead.subRef();
+  Held const other(n[2]);
+  // The new child, and the node that is asked to take it.
+  std::pair<NodePtr, NodePtr> const refused[] = {{nullptr, *top}, {dead, *top}, {*top, *top}, {*top, n[0]},
+                                                 {*top, n[1]},    {n[0], n[1]}, {n[1], n[1]}};
+  for (auto const& [child, parent] : refused) {
+    parent->addChild(child);
+    parent->insertChild(0, child);
+    EXPECT_TRUE(parent->getNChildren() == 0 || !parent->replaceChildBy(parent->getChild(0), child));
+    EXPECT_FALSE(parent->replaceChildBy(dead, other));
+    EXPECT_FALSE(parent->replaceChildBy(nullptr, other));
+    EXPECT_FALSE(parent->replaceChildBy(other, other));
+  }
+  EXPECT_EQ(top->getChildren().getValues(), Nodes{n[0]});
+  EXPECT_EQ(n[0]->getChildren().getValues(), Nodes{n[1]});
+  EXPECT_EQ(n[1]->getNChildren(), 0U);
+  EXPECT_EQ(top->getParent(), nullptr);
+  EXPECT_TRUE(top->getRefCount() == 1 && n[0]->getRefCount() == 1 && n[1]->getRefCount() == 1);
+}
+
+TEST_F(NodeTest, CoresAreSharedAndMayDieUnderTheirNodes) {
+  Held const a(Node::create());
+  Held const b(Node::create());
+  GroupPtr const core = Group::create();
+  a->setCore(core);
+  a->setCore(core);
+  b->setCore(core);
+  EXPECT_EQ(core->getRefCount(), 2);
+  EXPECT_EQ(core->getParents().getValues(), (Nodes{*a, *b}));
+  a->setCore(nullptr);
+  EXPECT_EQ(core->getParents().getValues(), Nodes{*b});
+  a->setCore(core);
+  core.subRef();
+  core.subRef();
+  EXPECT_FALSE(core.isAlive());
+  EXPECT_TRUE(a->getCore() == nullptr && b->getCore() == nullptr);
+  a->setCore(core);
+  EXPECT_EQ(a->getCore(), nullptr) << "a dead core is none";
+  EXPECT_TRUE(a->isActive());
+  for (UInt32 const mask : {0U, 0xFFFFFFFEU, 0x7FFFFFFFU, 1U}) {
+    a->setTravMask(mask);
+    EXPECT_FALSE(a->isActive()) << mask;
+  }
+}
+
+TEST_F(NodeTest, LosesAChildThatDiesWhileItHangsThere) {
+  Held const parent(Node::create());
+  Nodes const n = newNodes(3);
+  for (NodePtr const& node : n) parent->addChild(node);
+  n[1]->addAttachment(Mark::create());
+  n[1].subRef();
+  EXPECT_FALSE(n[1].isAlive());
+  EXPECT_EQ(parent->getChildren().getValues(), (Nodes{n[0], n[2]}));
+  EXPECT_FALSE(parent->hasAnimationInSubtree());
+}
+
+/// Fills in the children of a node without linking them, 0 standing for null.
+void fillInChildren(NodePtr const& node, std::vector<UInt32> const& children, Nodes const& all) {
+  FieldWriter bytes([](FieldContainerPtr const&) { return 0U; });
+  bytes.put(static_cast<UInt32>(children.size()));
+  for (UInt32 const child : children) bytes.put(child);
+  FieldReader reader(bytes.bytes(), [&](UInt32 number) { return number > 0 ? all[number - 1] : NodePtr(); });
+  node->getField("children")->read(reader);
+}
+
+TEST_F(NodeTest, LinksThatWereFilledInAreMadeGood) {
+  // What a damaged file can say: circles, a node as the child of itself, of several, twice of one.
+  constexpr UInt32 Count = 6;
+  std::mt19937 random(3);
+  for (int round = 0; round < 3000; ++round) {
+    Nodes const nodes = newNodes(Count);
+    std::vector<std::vector<UInt32>> claims(Count + 1), expected(Count + 1);
+    std::vector<UInt32> parents(Count + 1, 0), order(Count);
+    for (UInt32 i = 1; i <= Count; ++i) {
+      order[i - 1] = i;
+      for (std::size_t k = random() % 4; k > 0; --k)
+        claims[i].push_back(static_cast<UInt32>(random() % (Count + 1)));
+      nodes[i - 1].addRef();
+      fillInChildren(nodes[i - 1], claims[i], nodes);
+    }
+    std::ranges::shuffle(order, random);
+    for (UInt32 const parent : order) {
+      linkAssignedFields(*nodes[parent - 1]);
+      for (UInt32 const child : claims[parent]) {
+        bool isRefused = child == 0 || parents[child] != 0;
+        for (UInt32 each = parent; each != 0; each = parents[each]) isRefused = isRefused || each == child;
+        if (isRefused) continue;
+        parents[child] = parent;
+        expected[parent].push_back(child);
+      }
+    }
+    for (UInt32 i = 1; i <= Count; ++i) {
+      Nodes children;
+      for (UInt32 const child : expected[i]) children.push_back(nodes[child - 1]);
+      ASSERT_EQ(nodes[i - 1]->getChildren().getValues(), children) << round;
+      ASSERT_EQ(nodes[i - 1]->getParent(), parents[i] != 0 ? nodes[parents[i] - 1] : NodePtr()) << round;
+      ASSERT_EQ(nodes[i - 1]->getRefCount(), parents[i] != 0 ? 2 : 1) << round;
+    }
+    for (NodePtr const& node : nodes) node.subRef();
+  }
+}
+
+/// A forest as plain numbers, to which the same is done as to the nodes.
+class Forest {
+ public:
+  static constexpr std::size_t Count = 14;
+  static constexpr std::size_t Shared = 3;
+
+  Forest() {
+    for (Slot& slot : _slots) revive(slot);
+    for (std::size_t i = 0; i < Shared; ++i) {
+      _cores.push_back(Group::create());
+      _marks.push_back(Mark::create());
+      _cores[i].addRef();
+      _marks[i].addRef();
+    }
+    _marks[0]->setMarks(false);
+  }
+  ~Forest() {
+    for (Slot& slot : _slots) {
+      if (slot.held) slot.node.subRef();
+    }
+    for (Slot const& slot : _slots) EXPECT_FALSE(slot.node.isAlive());
+    for (std::size_t i = 0; i < Shared; ++i) {
+      EXPECT_EQ(_cores[i]->getRefCount() + _marks[i]->getRefCount(), 2);
+      _cores[i].subRef();
+      _marks[i].subRef();
+    }
+  }
+
+  void step() {
+    int const a = any();
+    int const b = any();
+    Slot& slot = at(a);
+    if (!slot.alive) return revive(slot);
+    switch (_random() % 9) {
+      case 0:
+        slot.node->addChild(at(b).node);
+        return adopt(a, b, Count);
+      case 1: {
+        auto const place = static_cast<UInt32>(_random() % 5);
+        slot.node->insertChild(place, at(b).node);
+        return adopt(a, b, place);
+      }
+      case 2:
+        slot.node->subChild(at(b).node);
+        return at(b).parent == a ? orphan(b) : void();
+      case 3:
+        slot.node->clearChildren();
+        return orphanAll(a);
+      case 4:
+        return replace(a, b, any());
+      case 5:
+        return setCore(slot, static_cast<int>(_random() % (Shared + 1)) - 1);
+      case 6:
+        return hang(slot, static_cast<int>(_random() % Shared));
+      case 7:
+        if (slot.mark >= 0) slot.node->subAttachment(_marks[static_cast<std::size_t>(slot.mark)]);
+        slot.mark = -1;
+        return;
+      default:
+        return _random() % 3 == 0 ? release(a) : void();
+    }
+  }
+
+  void check() const {
+    for (std::size_t i = 0; i < Count; ++i) {
+      Slot const& slot = _slots[i];
+      ASSERT_EQ(slot.node.isAlive(), slot.alive) << i;
+      if (!slot.alive) continue;
+      Nodes children, animated;
+      for (int const child : slot.children) {
+        children.push_back(at(child).node);
+        if (isAnimated(child)) animated.push_back(at(child).node);
+      }
+      ASSERT_EQ(slot.node->getChildren().getValues(), children) << i;
+      ASSERT_EQ(slot.node->getParent(), slot.parent >= 0 ? at(slot.parent).node : NodePtr()) << i;
+      ASSERT_EQ(slot.node->getRefCount(), (slot.held ? 1 : 0) + (slot.parent >= 0 ? 1 : 0)) << i;
+      ASSERT_EQ(slot.node->hasAnimationInSubtree(), isAnimated(static_cast<int>(i))) << i;
+      ASSERT_TRUE(std::ranges::is_permutation(slot.node->getAnimatedChildren(), animated)) << i;
+    }
+    for (std::size_t k = 0; k < Shared; ++k) checkShared(static_cast<int>(k));
+  }
+
+ private:
+  struct Slot {
+    NodePtr node;
+    bool alive = false;
+    bool held = false;
+    int parent = -1;
+    int core = -1;
+    int mark = -1;
+    std::vector<int> children;
+  };
+
+  int any() { return static_cast<int>(_random() % Count); }
+  Slot& at(int i) { return _slots[static_cast<std::size_t>(i)]; }
+  Slot const& at(int i) const { return _slots[static_cast<std::size_t>(i)]; }
+
+  bool isAnimated(int i) const {
+    return at(i).mark > 0 ||
+           std::ranges::any_of(at(i).children, [&](int child) { return isAnimated(child); });
+  }
+  bool canAdopt(int parent, int child) const {
+    if (!at(child).alive) return false;
+    for (int i = parent; i >= 0; i = at(i).parent) {
+      if (i == child) return false;
+    }
+    return true;
+  }
+
+  void revive(Slot& slot) {
+    slot = Slot{Node::create(), true, true, -1, -1, -1, {}};
+    slot.node.addRef();
+  }
+  void detach(int i) {
+    if (at(i).parent >= 0) std::erase(at(at(i).parent).children, i);
+    at(i).parent = -1;
+  }
+  void orphan(int i) {
+    detach(i);
+    if (at(i).held) return;
+    at(i).alive = false;
+    at(i).core = at(i).mark = -1;
+    orphanAll(i);
+  }
+  void orphanAll(int i) {
+    for (int const child : std::vector<int>(at(i).children)) orphan(child);
+  }
+  void release(int i) {
+    if (!at(i).held) return;
+    at(i).node.subRef();
+    at(i).held = false;
+    if (at(i).parent < 0) orphan(i);
+  }
+  void adopt(int parent, int child, std::size_t place) {
+    if (!canAdopt(parent, child)) return;
+    detach(child);
+    auto& children = at(parent).children;
+    children.insert(children.begin() + static_cast<std::ptrdiff_t>(std::min(place, children.size())), child);
+    at(child).parent = parent;
+  }
+  void replace(int parent, int former, int next) {
+    bool const isPossible = at(former).alive && at(former).parent == parent && canAdopt(parent, next);
+    EXPECT_EQ(at(parent).node->replaceChildBy(at(former).node, at(next).node), isPossible);
+    if (!isPossible || former == next) return;
+    detach(next);
+    std::ranges::replace(at(parent).children, former, next);
+    at(next).parent = parent;
+    at(former).parent = -1;
+    orphan(former);
+  }
+  void setCore(Slot& slot, int core) {
+    slot.node->setCore(core >= 0 ? _cores[static_cast<std::size_t>(core)] : GroupPtr());
+    slot.core = core;
+  }
+  void hang(Slot& slot, int mark) {
+    slot.node->addAttachment(_marks[static_cast<std::size_t>(mark)]);
+    slot.mark = mark;
+  }
+  void checkShared(int k) const {
+    Nodes users;
+    std::vector<AttachmentContainerPtr> marked;
+    for (Slot const& slot : _slots) {
+      if (slot.core == k) users.push_back(slot.node);
+      if (slot.mark == k) marked.push_back(slot.node);
+    }
+    auto const place = static_cast<std::size_t>(k);
+    ASSERT_TRUE(std::ranges::is_permutation(_cores[place]->getParents(), users));
+    ASSERT_TRUE(std::ranges::is_permutation(_marks[place]->getParents(), marked));
+    ASSERT_EQ(_cores[place]->getRefCount(), 1 + std::ssize(users));
+    ASSERT_EQ(_marks[place]->getRefCount(), 1 + std::ssize(marked));
+  }
+
+  std::mt19937 _random{99};
+  std::array<Slot, Count> _slots;
+  std::vector<GroupPtr> _cores;
+  std::vector<Mark::Ptr> _marks;
+};
+
+TEST_F(NodeTest, RandomEditsKeepAllLinksAndCounts) {
+  Forest forest;
+  for (int i = 0; i < 30000 && !HasFatalFailure(); ++i) {
+    SCOPED_TRACE(i);
+    forest.step();
+    forest.check();
+  }
+}
+
+/// Whether a chain is made from its root or from its leaf.
+class DeepChainTest : public kntest::SceneTest, public testing::WithParamInterface<bool> {
+ protected:
+  static constexpr std::size_t Depth = 100000;
+};
+
+TEST_P(DeepChainTest, IsBuiltReadAndDestroyedWithoutRecursion) {
+  bool const fromTheRoot = GetParam();
+  Nodes const chain = newNodes(Depth);
+  Transform3DPtr const step = Transform3D::create();
+  step->setTranslation(Vec3f(1, 0, 0));
+  auto const link = [&](std::size_t i) { chain[i - 1]->addChild(chain[i]); };
+  chain[0].addRef();
+  for (NodePtr const& node : chain) node->setCore(step);
+  for (std::size_t i = 1; i < Depth; ++i) link(fromTheRoot ? i : Depth - i);
+  chain.back()->setCore(BoxCore::create());
+  chain.back()->addAttachment(Mark::create());
+
+  EXPECT_TRUE(chain[0]->hasAnimationInSubtree());
+  EXPECT_EQ(chain.back()->getToWorld()(0, 3), static_cast<Real32>(Depth - 1));
+  Pnt3f min, max;
+  chain[0]->getWorldVolume().getBounds(min, max);
+  EXPECT_EQ(min.x(), static_cast<Real32>(Depth - 2));
+  EXPECT_EQ(max.x(), static_cast<Real32>(Depth));
+  std::size_t visited = 0;
+  traverse(chain[0],
+           [&](NodePtr const& node) { return node == chain[visited++] ? Action::Continue : Action::Quit; });
+  EXPECT_EQ(visited, Depth);
+  chain.back()->addChild(chain[0]);
+  EXPECT_EQ(chain[0]->getParent(), nullptr) << "no circle";
+  chain.back()->clearChildren();
+
+  chain[0].subRef();
+  EXPECT_TRUE(std::ranges::none_of(chain, [](NodePtr const& node) { return node.isAlive(); }));
+  EXPECT_FALSE(step.isAlive());
+}
+
+INSTANTIATE_TEST_SUITE_P(BothWays, DeepChainTest, testing::Bool(),
+                         [](auto const& each) { return each.param ? "FromTheRoot" : "FromTheLeaf"; });
+
+}  // namespace
