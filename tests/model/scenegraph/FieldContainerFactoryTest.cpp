@@ -5,6 +5,7 @@
 #include "model/scenegraph/Transform3D.h"
 #include "support/TestContainers.h"
 
+#include <barrier>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -161,7 +162,13 @@ TEST(FieldContainerFactoryDeathTest, StaticsMayDropAndAnnounceContainersAtExit) 
 
 void inParallel(std::size_t threadCount, std::function<void(std::size_t)> const& work) {
   std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < threadCount; ++i) threads.emplace_back(work, i);
+  std::barrier start(static_cast<std::ptrdiff_t>(threadCount));
+  for (std::size_t i = 0; i < threadCount; ++i) {
+    threads.emplace_back([&, i] {
+      start.arrive_and_wait();
+      work(i);
+    });
+  }
   for (std::thread& thread : threads) thread.join();
 }
 

@@ -23,8 +23,9 @@ std::string textOf(Field const& field) {
   return text;
 }
 
-/// Fills fields of any type with random values, by way of the binary form: every pattern of bits is a
-/// number, and bits are sparse so that zero, false and null occur. Handles lead to containers made for the purpose, of a type that the field can hold.
+/// Fills fields of any type with random values, by way of the binary form: every pattern of bits is a number, and
+/// bits are sparse so that zero, false and null occur. Handles lead to containers made for the purpose, of a type
+/// that the field can hold.
 class RandomFields {
  public:
   explicit RandomFields(UInt32 seed) : _random(seed) {}
