@@ -76,11 +76,10 @@ AnimatedScene::AnimatedScene(ImportedModel const& model) : _root(osg::Node::crea
     nodes.push_back(node);
   }
 
-  knAnimManager& manager = knAnimManager::the();
   _curves.reserve(model.curves.size());
   for (ImportedCurve const& source : model.curves) {
     osg::NodePtr const& node = nodes[source.node];
-    osg::AnimAttachmentPtr attachment = manager.getAnimAttachment(node);
+    osg::AnimAttachmentPtr attachment = knAnimManager::getAnimAttachment(node);
     if (!attachment.isAlive()) {
       attachment = osg::AnimAttachmentBase::create();
       node->addAttachment(attachment);

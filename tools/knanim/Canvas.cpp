@@ -3,7 +3,6 @@
 #include "knanim/Text.h"
 
 #include <cairo-svg.h>
-#include <cairo.h>
 #include <cmath>
 #include <numbers>
 

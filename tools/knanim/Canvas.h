@@ -1,11 +1,9 @@
 #pragma once
 
+#include <cairo.h>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-using cairo_surface_t = struct _cairo_surface;
-using cairo_t = struct _cairo;
 
 namespace knanim {
 

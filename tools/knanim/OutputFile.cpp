@@ -14,7 +14,7 @@
 namespace knanim {
 namespace {
 
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = 256UL * 1024;
 constexpr int kMaxLinks = 40;
 
 /// Where a path leads when every link is followed, also when the last one leads to nothing yet.
@@ -26,7 +26,8 @@ std::string resolveLinks(std::string path) {
     target.resize(static_cast<std::size_t>(length));
     std::size_t const folder = path.rfind('/');
     bool const relative = target.front() != '/' && folder != std::string::npos;
-    path = relative ? path.substr(0, folder + 1) + target : target;
+    if (relative) target.insert(0, path, 0, folder + 1);
+    path = std::move(target);
   }
   return path;
 }

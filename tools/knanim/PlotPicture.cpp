@@ -139,7 +139,8 @@ void PlotPainter::arrange(double top) {
   auto const count = static_cast<double>(columns());
   double const column = (kWidth - 2 * kMargin - (count - 1) * kColumnGap) / count;
   for (std::size_t i = 0; i < _panels.size(); ++i) {
-    auto const row = static_cast<double>(i / columns());
+    std::size_t const rowsAbove = i / columns();
+    auto const row = static_cast<double>(rowsAbove);
     double const left = kMargin + static_cast<double>(i % columns()) * (column + kColumnGap);
     double const panelTop = top + kPanelTitle + row * (height + kPanelTitle + kRowGap);
     _panels[i].box = {left + widestTick + 10, panelTop, left + column - right, panelTop + height};

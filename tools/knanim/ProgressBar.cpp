@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -78,7 +79,7 @@ void ProgressBar::update(std::uint64_t done) {
   if (spent >= kSettled && done > 0 && done < _total) {
     double const rest = std::chrono::duration<double>(spent).count() * static_cast<double>(_total - done) /
                         static_cast<double>(done);
-    remaining = std::chrono::seconds(static_cast<long long>(rest + 0.5));
+    remaining = std::chrono::seconds(std::llround(rest));
   }
   // One column stays free, as a full line would wrap on some terminals.
   std::string const line = progressLine(_label, done, _total, columns(_terminal) - 1, remaining);

@@ -33,6 +33,7 @@ ImportedModel makeModel(std::vector<std::string> const& names) {
 
 std::vector<std::string> names(ImportedModel const& model, std::vector<std::size_t> const& curves) {
   std::vector<std::string> result;
+  result.reserve(curves.size());
   for (std::size_t const curve : curves) result.push_back(model.curveName(model.curves[curve]));
   return result;
 }

@@ -89,8 +89,8 @@ TEST(PlotPicture, LabelsKeepApartAndNearTheirLines) {
 }
 
 TEST(PlotPicture, ThinningKeepsEveryPeak) {
-  std::vector<Point> points;
-  for (int i = 0; i < 100'000; ++i) points.push_back({i / 1000.0, std::sin(i / 50.0)});
+  std::vector<Point> points(100'000);
+  for (std::size_t i = 0; i < points.size(); ++i) points[i] = {double(i) / 1000, std::sin(double(i) / 50)};
   points[44'444].y = 70;
   points[44'445].y = -70;
   std::vector<Point> const thin = thinned(points, 0.5);

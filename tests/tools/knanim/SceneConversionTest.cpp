@@ -214,7 +214,7 @@ TEST_F(SceneConversionTest, ChannelsFindTheirNodesByNameAndOrder) {
 TEST_F(SceneConversionTest, RotationsRunOnAndOutsideBehavioursAreKept) {
   std::vector<aiQuatKey> turns;
   for (int i = 0; i <= 12; ++i)
-    turns.push_back({10.0 * i, aiQuaternion(aiVector3D(0, 0, 1), 1.04719755F * float(i))});
+    turns.emplace_back(10.0 * i, aiQuaternion(aiVector3D(0, 0, 1), 1.04719755F * float(i)));
   animate({{"root", {}, turns}});
   scene.mAnimations[0]->mChannels[0]->mPreState = aiAnimBehaviour_LINEAR;
   scene.mAnimations[0]->mChannels[0]->mPostState = aiAnimBehaviour_REPEAT;
