@@ -97,7 +97,7 @@ TEST_F(KnSceneDataManagerTest, APoolFromAFileHoldsEachMaterialOnce) {
   Held const pool(MaterialPoolBase::create());
   MaterialPtr const material = MaterialBase::create();
   FieldWriter bytes(nullptr);
-  for (UInt32 const value : {4, 1, 0, 1, 1}) bytes.put(value);
+  for (UInt32 const value : {4U, 1U, 0U, 1U, 1U}) bytes.put(value);
   FieldReader reader(bytes.bytes(), [&](UInt32 number) { return number == 1 ? material : MaterialPtr(); });
   pool->getField("materials")->read(reader);
   linkAssignedFields(**pool);

@@ -53,12 +53,11 @@ TEST_F(TimeShapeCacheTest, ShapesAreSortedByTime) {
   EXPECT_EQ(cache->getTimeRange(), (TimeRange{2, 2})) << "null entries span nothing";
   EXPECT_EQ(cache->findShape(2, 0, 1), b1) << "the first of equally near ones";
   EXPECT_EQ(cache->findShape(0, 0, 1), nullptr);
-  TimeShapeDataPtr const late = newShape(4);
-  cache->addShape(late);
-  TimeShapeDataPtr const early = newShape(1);
-  cache->addShape(early);
-  EXPECT_EQ(cache->findShape(4, 0, 1), late);
-  EXPECT_EQ(cache->findShape(1, 0, 1), early);
+  for (float const time : {4.F, 1.F}) {
+    TimeShapeDataPtr const added = newShape(time);
+    cache->addShape(added);
+    EXPECT_EQ(cache->findShape(time, 0, 1), added);
+  }
 
   Held const kept(b1);
   cache->clearShapes();

@@ -197,7 +197,7 @@ TEST_F(FieldContainerFactoryTest, ManyThreadsMayReadAtOnce) {
 }
 
 TEST_F(FieldContainerFactoryTest, ManyThreadsMayCreateAtOnce) {
-  constexpr std::size_t PerThread = 5000;
+  constexpr std::size_t PerThread = 30000;
   std::vector<std::vector<NodePtr>> made(4);
   inParallel(made.size(), [&](std::size_t thread) {
     for (std::size_t i = 0; i < PerThread; ++i) {
