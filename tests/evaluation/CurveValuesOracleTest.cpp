@@ -1,9 +1,8 @@
-// Curve values against a second opinion. Where a time falls, and what happens outside of a curve, is worked out here
-// anew in doubles; the value within a segment comes from the oracle.
-#include "knAnimManager.h"
+// Curve values against a second opinion. Where a time falls, and what happens outside of a curve, is worked
+// out here anew in doubles; the value within a segment comes from the oracle.
+#include "evaluation/CurveStage.h"
 #include "support/CurveMuseum.h"
 #include "support/CurveOracle.h"
-#include "support/TestContainers.h"
 
 #include <algorithm>
 #include <array>
@@ -16,25 +15,15 @@ namespace {
 
 using namespace osg;
 using kntest::CurveKey;
+using kntest::CurveScene;
+using kntest::CurveStage;
 using kntest::Held;
+using kntest::Line;
 
 using CurveValuesOracleTest = kntest::SceneTest;
 
-constexpr float Kept = -77777;
+constexpr float Kept = CurveStage::Kept;
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-
-struct Curve {
-  std::vector<CurveKey> keys;  ///< in the curve's own axis
-  UInt32 pre = ConstantInfinity;
-  UInt32 post = ConstantInfinity;
-  bool linear = false;
-};
-
-struct Line {
-  double scale;
-  double offset;
-  double at(double x) const { return x * scale + offset; }
-};
 
 /// The placement of a node and its ancestors, the node's own first.
 using Chain = std::vector<Line>;
@@ -55,7 +44,7 @@ struct Answer {
   std::vector<double> values;  ///< any of these; a value that is not a number stands for itself
   double time = 0;             ///< after wrapping
   double turns = 0;            ///< whole runs that were taken off
-  double cycleOffset = 0;
+  double cycleOffset = CurveStage::KeptOffset;
   double slack = 0;   ///< what floats may cost beyond the rounding of times
   double reach = 1;   ///< by how much a segment that is extended beyond its keys enlarges rounding
   bool kept = false;  ///< no solution: the value stays
@@ -85,11 +74,11 @@ double extendedParameter(CurveKey const& a, CurveKey const& b, double time) {
 
 class Model {
  public:
-  Model(Curve const& curve, Chain const& chain)
-      : _curve(curve), _chain(chain), _flipped(totalScale(chain) < 0) {
-    auto const scale = totalScale(chain);
+  explicit Model(CurveScene const& curve)
+      : _curve(curve), _chain(curve.chain), _flipped(totalScale(curve.chain) < 0) {
+    double const scale = totalScale(_chain);
     for (CurveKey const& key : curve.keys) {
-      auto const x = static_cast<float>(toGlobal(chain, key.x));
+      auto const x = static_cast<float>(toGlobal(_chain, key.x));
       auto const inX = static_cast<float>(key.inX * scale);
       auto const outX = static_cast<float>(key.outX * scale);
       _keys.push_back(_flipped ? CurveKey{x, key.y, outX, key.outY, inX, key.inY}
@@ -210,57 +199,10 @@ class Model {
     for (double const s : parameters) answer.values.push_back(kntest::valueAtParameter(a, b, s));
   }
 
-  Curve const& _curve;
+  CurveScene const& _curve;
   Chain const& _chain;
   bool _flipped;
   std::vector<CurveKey> _keys;  ///< in global time, ascending
-};
-
-/// The curve in a scene, below as many nodes as the chain has links.
-class Stage {
- public:
-  Stage(Curve const& curve, Chain const& chain) : _curve(AnimCurve::create()) {
-    for (CurveKey const& key : curve.keys)
-      _curve->addPoint({key.x, key.y}, {key.inX, key.inY}, {key.outX, key.outY}, 0, 0, false, false);
-    // Keys that no time can be given are written directly, as a file would.
-    if (_curve->getControlPoints().size() != curve.keys.size()) {
-      _curve->clear();
-      for (CurveKey const& key : curve.keys)
-        _curve->getControlPoints().push_back(
-            {{key.x, key.y}, {key.inX, key.inY}, {key.outX, key.outY}, 0, 0});
-    }
-    _curve->setPreInfinityMode(curve.pre);
-    _curve->setPostInfinityMode(curve.post);
-    _curve->setForceLinearInterpolation(curve.linear);
-    for (Line const& line : chain) {
-      AnimNodePtr const node = AnimNode::create();
-      node->setScale(static_cast<float>(line.scale));
-      node->setOffset({static_cast<float>(line.offset), 0});
-      if (_root) node->addChild(_root);
-      if (!_node) _node = node;
-      _root = node;
-    }
-    _node->setCore(_curve);
-    _root.addRef();
-  }
-  ~Stage() { _root.subRef(); }
-  Stage(Stage const&) = delete;
-  Stage& operator=(Stage const&) = delete;
-
-  std::vector<knCurveData> compute(std::vector<float> const& times) const {
-    std::vector<knCurveData> records(times.size(), knCurveData(_node, _curve));
-    for (std::size_t i = 0; i < times.size(); ++i) {
-      records[i].time = times[i];
-      records[i].value = Kept;
-    }
-    knAnimManager::the().computeCurveValues(records, 0);
-    return records;
-  }
-
- private:
-  AnimCurvePtr _curve;
-  AnimNodePtr _node;
-  AnimNodePtr _root;
 };
 
 class Random {
@@ -302,8 +244,8 @@ void bend(CurveKey& a, CurveKey& b, Shape shape, Random& random) {
   b.inY = shape == Shape::Held ? 0 : static_cast<float>(random.onGrid(4, 64));
 }
 
-Curve randomCurve(Random& random, std::vector<double> times, std::size_t shapes) {
-  Curve curve;
+CurveScene randomCurve(Random& random, std::vector<double> times, std::size_t shapes) {
+  CurveScene curve;
   std::sort(times.begin(), times.end());
   for (double const time : times)
     curve.keys.push_back({static_cast<float>(time), static_cast<float>(random.onGrid(4, 64)), 0, 0, 0, 0});
@@ -338,14 +280,14 @@ struct Range {
   double distance(double value) const { return std::max({0.0, min - value, value - max}); }
 };
 
-/// Shown with the test's result: how many values were compared, and the worst deviation in parts of the value range.
+/// Kept with the test's result: the number of values compared, and the worst deviation as a part of the range.
 void report(int pairs, int hard, double worst) {
   testing::Test::RecordProperty("pairs", pairs);
   testing::Test::RecordProperty("hard", hard);
   testing::Test::RecordProperty("worst", testing::PrintToString(worst));
 }
 
-/// All numbers are short binary fractions, so that placing and wrapping is exact in floats too: every time must fall
+/// All numbers are short binary fractions, so that placing and wrapping is exact in floats too: every time falls
 /// exactly where it should, and only the cubic's rounding remains.
 TEST_F(CurveValuesOracleTest, ExactPlacements) {
   Random random(21);
@@ -355,13 +297,14 @@ TEST_F(CurveValuesOracleTest, ExactPlacements) {
   for (int round = 0; round < 3700; ++round) {
     std::vector<double> times(2 + random.number(6));
     for (double& time : times) time = random.onGrid(6, 4);
-    Curve const curve = randomCurve(random, times, 4);
-    Chain chain(1 + random.number(3));
+    CurveScene curve = randomCurve(random, times, 4);
+    Chain& chain = curve.chain;
+    chain.resize(1 + random.number(3));
     for (Line& line : chain) {
       line.scale = std::array{0.5, 1.0, 1.0, 2.0, -1.0, -0.5}[random.number(6)];
       line.offset = random.onGrid(8, 4);
     }
-    Model const model(curve, chain);
+    Model const model(curve);
     double const length = model.end() - model.start();
     std::vector<float> at;
     for (int i = 0; i < 24; ++i) {
@@ -369,7 +312,7 @@ TEST_F(CurveValuesOracleTest, ExactPlacements) {
       at.push_back(static_cast<float>(std::round(time * 64) / 64));
     }
     for (CurveKey const& key : curve.keys) at.push_back(static_cast<float>(toGlobal(chain, key.x)));
-    auto const records = Stage(curve, chain).compute(at);
+    auto const records = CurveStage(curve).compute(at);
     for (std::size_t i = 0; i < at.size(); ++i) {
       Answer const answer = model.at(at[i]);
       ++pairs;
@@ -398,8 +341,8 @@ TEST_F(CurveValuesOracleTest, ExactPlacements) {
   EXPECT_GT(pairs - hard, 100'000);
 }
 
-/// Any numbers at all. Times are then known to a few units in the last place only, so the curve may have any value
-/// that it takes within that little while.
+/// Any numbers at all. Times are then known to a few units in the last place only, so the curve may have any
+/// value that it takes within that little while.
 TEST_F(CurveValuesOracleTest, AnyPlacement) {
   Random random(22);
   int pairs = 0;
@@ -410,20 +353,21 @@ TEST_F(CurveValuesOracleTest, AnyPlacement) {
     std::vector<double> times(2 + random.number(5));
     double next = 0;
     for (double& time : times) time = next += random.uniform(0.1, 3);
-    Curve const curve = randomCurve(random, times, 3);
-    Chain chain(1 + random.number(4));
+    CurveScene curve = randomCurve(random, times, 3);
+    Chain& chain = curve.chain;
+    chain.resize(1 + random.number(4));
     double magnitude = next;
     for (Line& line : chain) {
       line.scale = static_cast<float>(random.uniform(0.3, 2.5) * (random.number(4) == 0 ? -1 : 1));
       line.offset = static_cast<float>(random.uniform(-20, 20));
       magnitude = magnitude * std::fabs(line.scale) + std::fabs(line.offset);
     }
-    Model const model(curve, chain);
+    Model const model(curve);
     double const length = model.end() - model.start();
     std::vector<float> at(24);
     for (float& time : at)
       time = static_cast<float>(random.uniform(model.start() - length, model.end() + length));
-    auto const records = Stage(curve, chain).compute(at);
+    auto const records = CurveStage(curve).compute(at);
     for (std::size_t i = 0; i < at.size(); ++i) {
       SCOPED_TRACE(testing::Message() << "round " << round << " at " << at[i] << ", modes " << curve.pre
                                       << ' ' << curve.post << ", " << chain.size() << " nodes");
@@ -470,19 +414,19 @@ TEST_F(CurveValuesOracleTest, TheMuseum) {
   double worst = 0;
   for (kntest::MuseumCurve const& exhibit : kntest::curveMuseum()) {
     for (double const scale : {1.0, -1.0, 2.0, -2.0}) {
-      Curve const curve{exhibit.keys};
-      Chain const chain{{scale, 0}, {1, 0}};
+      CurveScene curve{exhibit.keys};
+      curve.chain = {{scale, 0}, {1, 0}};
       if (curve.keys.size() < 2) {
         float const expected = curve.keys.empty() ? Kept : curve.keys[0].y;
-        for (knCurveData const& record : Stage(curve, chain).compute({-9, 2, 9}))
+        for (knCurveData const& record : CurveStage(curve).compute({-9, 2, 9}))
           EXPECT_EQ(record.value, expected);
         continue;
       }
-      Model const model(curve, chain);
+      Model const model(curve);
       std::vector<float> at;
       for (int step = -2; step <= 66; ++step)
         at.push_back(static_cast<float>(model.start() + (model.end() - model.start()) * step / 64));
-      auto const records = Stage(curve, chain).compute(at);
+      auto const records = CurveStage(curve).compute(at);
       // Of the others it is enough that they come to an end.
       if (!exhibit.finite || !exhibit.solvable) continue;
       for (std::size_t i = 0; i < at.size(); ++i) {

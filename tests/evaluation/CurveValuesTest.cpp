@@ -1,6 +1,4 @@
-#include "knAnimManager.h"
-
-#include "support/TestContainers.h"
+#include "evaluation/CurveStage.h"
 
 #include <algorithm>
 #include <bit>
@@ -14,88 +12,27 @@
 namespace {
 
 using namespace osg;
+using kntest::CurveScene;
+using kntest::CurveStage;
 using kntest::Held;
 
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float Kept = -77;
-constexpr float KeptOffset = 3.25F;
+constexpr float Kept = CurveStage::Kept;
+constexpr float KeptOffset = CurveStage::KeptOffset;
 
 using CurveValuesTest = kntest::SceneTest;
 
-struct Key {
-  float x, y;
-  Vec2f in, out;
-};
-
-/// A curve below a node, which stands below another one.
-struct Scene {
-  std::vector<Key> keys;
-  UInt32 pre = ConstantInfinity;
-  UInt32 post = ConstantInfinity;
-  bool linear = false;
-  float scale = 1;
-  float offset = 0;
-  float parentScale = 1;
-  float parentOffset = 0;
-
-  Scene placed(float itsScale, float itsOffset, float scaleAbove = 1, float offsetAbove = 0) const {
-    Scene scene = *this;
-    scene.scale = itsScale;
-    scene.offset = itsOffset;
-    scene.parentScale = scaleAbove;
-    scene.parentOffset = offsetAbove;
-    return scene;
-  }
-  Scene with(UInt32 infinity) const {
-    Scene scene = *this;
-    scene.pre = infinity;
-    scene.post = infinity;
-    return scene;
-  }
-};
-
-AnimCurvePtr newCurve(Scene const& scene) {
-  AnimCurvePtr const curve = AnimCurve::create();
-  for (Key const& key : scene.keys) curve->addPoint({key.x, key.y}, key.in, key.out, 0, 0, false, false);
-  curve->setPreInfinityMode(scene.pre);
-  curve->setPostInfinityMode(scene.post);
-  curve->setForceLinearInterpolation(scene.linear);
-  return curve;
+CurveScene placed(CurveScene scene, double scale, double offset, double scaleAbove = 1,
+                  double offsetAbove = 0) {
+  scene.chain = {{scale, offset}, {scaleAbove, offsetAbove}};
+  return scene;
 }
 
-/// Owns the nodes of a scene.
-class Stage {
- public:
-  explicit Stage(Scene const& scene)
-      : _parent(AnimNode::create()), node(AnimNode::create()), curve(newCurve(scene)) {
-    _parent->addChild(node);
-    _parent->setScale(scene.parentScale);
-    _parent->setOffset({scene.parentOffset, 0});
-    node->setScale(scene.scale);
-    node->setOffset({scene.offset, 0});
-    node->setCore(curve);
-  }
-
-  knCurveData record(float time) const {
-    knCurveData data(node, curve);
-    data.value = Kept;
-    data.time = time;
-    data.cycleValueOffset = KeptOffset;
-    return data;
-  }
-  knCurveData compute(float time) const {
-    std::vector<knCurveData> records{record(time)};
-    knAnimManager::the().computeCurveValues(records, NaN);
-    return records[0];
-  }
-
- private:
-  Held<AnimNodePtr> const _parent;
-
- public:
-  AnimNodePtr const node;
-  AnimCurvePtr const curve;
-};
+CurveScene with(UInt32 infinity, CurveScene scene) {
+  scene.pre = infinity;
+  scene.post = infinity;
+  return scene;
+}
 
 void expectSame(float actual, float expected) {
   if (std::isnan(expected)) {
@@ -108,7 +45,7 @@ void expectSame(float actual, float expected) {
 /// Rows of a table: at `time` the curve has `value`.
 struct Row {
   char const* rule;
-  Scene scene;
+  CurveScene scene;
   float time;
   float value;
   std::optional<float> wrappedTime = {};  ///< nothing: unchanged
@@ -118,7 +55,7 @@ struct Row {
 void check(std::vector<Row> const& rows) {
   for (Row const& row : rows) {
     SCOPED_TRACE(testing::Message() << row.rule << ", at " << row.time);
-    knCurveData const result = Stage(row.scene).compute(row.time);
+    knCurveData const result = CurveStage(row.scene).compute({row.time})[0];
     expectSame(result.value, row.value);
     expectSame(result.time, row.wrappedTime.value_or(row.time));
     expectSame(result.cycleValueOffset, row.cycleOffset);
@@ -126,51 +63,47 @@ void check(std::vector<Row> const& rows) {
 }
 
 // 1 s to 3 s, from 10 to 30 in a straight line. The tangents count for linear extrapolation alone.
-Scene const line{{{1, 10, {0, 0}, {2, 5}}, {3, 30, {-1, -4}, {0, 0}}}, 0, 0, true};
+CurveScene const line{{{1, 10, 0, 0, 2, 5}, {3, 30, -1, -4, 0, 0}}, 0, 0, true};
 // The halves of an ease in and out, from 2 to 6 within a second.
-Scene const ease{{{0, 2, {0, 0}, {0.4F, 0}}, {1, 6, {-0.4F, 0}, {0, 0}}}};
-Scene const steps{{{0, 0, {}, {}}, {1, 1, {}, {}}, {1, 5, {}, {}}, {1, 9, {}, {}}, {2, 6, {}, {}}}};
+CurveScene const ease{{{0, 2, 0, 0, 0.4F, 0}, {1, 6, -0.4F, 0, 0, 0}}};
+CurveScene const steps{
+    {{0, 0, 0, 0, 0, 0}, {1, 1, 0, 0, 0, 0}, {1, 5, 0, 0, 0, 0}, {1, 9, 0, 0, 0, 0}, {2, 6, 0, 0, 0, 0}}};
 
 TEST_F(CurveValuesTest, PlacementAndSegments) {
-  Scene const three{{{0, 1, {}, {0.4F, 0}}, {1, 3, {-0.4F, 0}, {}}, {2, 7, {}, {}}}};
+  CurveScene const three{{{0, 1, 0, 0, 0.4F, 0}, {1, 3, -0.4F, 0, 0, 0}, {2, 7, 0, 0, 0, 0}}};
   check({
       {"straight", line, 2.5F, 25},
-      {"start key belongs to the curve", line.with(CycleInfinity), 1, 10},
-      {"so does the end key", line.with(CycleRelativeInfinity), 3, 30},
-      {"scale and offset", line.placed(2, 4), 9, 25},
-      {"nested", line.placed(2, 4, 3, 100), 127, 25},
-      {"flipped", line.placed(-1, 0), -2.5F, 25},
-      {"flipped by the parent", line.placed(1, 4, -2, 0), -13, 25},
-      {"flipped twice", line.placed(-1, 0, -1, 0), 2.5F, 25},
+      {"start key belongs to the curve", with(CycleInfinity, line), 1, 10},
+      {"so does the end key", with(CycleRelativeInfinity, line), 3, 30},
+      {"scale and offset", placed(line, 2, 4), 9, 25},
+      {"nested", placed(line, 2, 4, 3, 100), 127, 25},
+      {"flipped", placed(line, -1, 0), -2.5F, 25},
+      {"flipped by the parent", placed(line, 1, 4, -2, 0), -13, 25},
+      {"flipped twice", placed(line, -1, 0, -1, 0), 2.5F, 25},
       {"ease", ease, 0.5F, 4},
-      {"ease, flipped", ease.placed(-2, 0), -1, 4},
+      {"ease, flipped", placed(ease, -2, 0), -1, 4},
       {"held", three, 1.75F, 3},
       {"held to the last moment", three, std::nextafterf(2, 0), 3},
-      {"held in a flipped node by its other end", three.placed(-1, 0), -1.25F, 7},
+      {"held in a flipped node by its other end", placed(three, -1, 0), -1.25F, 7},
       {"on a key", three, 1, 3},
-      {"on a key, flipped", three.placed(-1, 0), -1, 3},
+      {"on a key, flipped", placed(three, -1, 0), -1, 3},
       {"the first key is not looked for: a flipped curve that holds does so to its very end",
-       {{{0, 2, {}, {}}, {1, 6, {}, {}}}, 0, 0, false, -1},
-       0,
-       6},
-      {"zero scale: all keys at one time, that of no index", line.placed(0, 5), 5, 30},
+       placed({{{0, 2, 0, 0, 0, 0}, {1, 6, 0, 0, 0, 0}}}, -1, 0), 0, 6},
+      {"zero scale: all keys at one time, that of no index", placed(line, 0, 5), 5, 30},
       {"not a number", line, NaN, 30},
-      {"not a number, flipped", line.placed(-1, 0), NaN, 30},
+      {"not a number, flipped", placed(line, -1, 0), NaN, 30},
       {"equal times: the middle of the array", steps, 1, 5},
       {"equal times: before", steps, 0.5F, 0},
       {"equal times: after", steps, 1.5F, 9},
-      {"equal times at the start", {{{0, 1, {}, {}}, {0, 4, {}, {}}, {1, 6, {}, {}}}}, 0, 4},
-      {"equal times at the end", {{{0, 1, {}, {}}, {1, 4, {}, {}}, {1, 6, {}, {}}}}, 1, 4},
-      {"constant-value fact", {{{0, 0, {}, {}}, {1, 1, {}, {}}}}, 0.99F, 0},
-      {"values close to zero are cut by the cubic",
-       {{{0, 9e-7F, {}, {0.4F, 0}}, {1, 9e-7F, {}, {}}}},
-       0.5F,
-       0},
-      {"but not when held", {{{0, 9e-7F, {}, {}}, {1, 9, {}, {}}}}, 0.5F, 9e-7F},
+      {"equal times at the start", {{{0, 1, 0, 0, 0, 0}, {0, 4, 0, 0, 0, 0}, {1, 6, 0, 0, 0, 0}}}, 0, 4},
+      {"equal times at the end", {{{0, 1, 0, 0, 0, 0}, {1, 4, 0, 0, 0, 0}, {1, 6, 0, 0, 0, 0}}}, 1, 4},
+      {"constant-value fact", {{{0, 0, 0, 0, 0, 0}, {1, 1, 0, 0, 0, 0}}}, 0.99F, 0},
+      {"near zero, cut by the cubic", {{{0, 9e-7F, 0, 0, 0.4F, 0}, {1, 9e-7F, 0, 0, 0, 0}}}, 0.5F, 0},
+      {"but not when held", {{{0, 9e-7F, 0, 0, 0, 0}, {1, 9, 0, 0, 0, 0}}}, 0.5F, 9e-7F},
   });
 }
 
-/// Tangents that reach less than 0.0001 into the segment hold it. Times decide first, values only between equals.
+/// Tangents that reach less than 0.0001 into the segment hold it. Times decide, values only between equals.
 TEST_F(CurveValuesTest, HoldingIsDecidedByTangentsInGlobalTime) {
   constexpr float T = 0.0001F;
   struct Case {
@@ -195,59 +128,60 @@ TEST_F(CurveValuesTest, HoldingIsDecidedByTangentsInGlobalTime) {
         {{-0.4F, 0}, {0, 0}, -1, false}}) {
     SCOPED_TRACE(testing::Message() << c.out.x() << ' ' << c.out.y() << ", " << c.in.x() << ' ' << c.in.y()
                                     << ", scale " << c.scale);
-    Scene scene{{{0, 2, {7, 7}, c.out}, {1, 6, c.in, {7, 7}}}};
-    scene.scale = c.scale;
-    float const value = Stage(scene).compute(0.5F * c.scale).value;
+    CurveScene scene{{{0, 2, 7, 7, c.out.x(), c.out.y()}, {1, 6, c.in.x(), c.in.y(), 7, 7}}};
+    scene.chain[0].scale = c.scale;
+    float const value = CurveStage(scene).compute({0.5F * c.scale})[0].value;
     float const heldValue = c.scale < 0 ? 6 : 2;
     EXPECT_EQ(value == heldValue, c.held) << value;
     scene.linear = true;
-    EXPECT_FLOAT_EQ(Stage(scene).compute(0.5F * c.scale).value, 4) << "forced linear does not ask";
+    EXPECT_FLOAT_EQ(CurveStage(scene).compute({0.5F * c.scale})[0].value, 4) << "forced linear does not ask";
   }
 }
 
 TEST_F(CurveValuesTest, OutsideOfTheCurve) {
-  Scene const climb = Scene{{{0, 0, {}, {0.4F, 4}}, {1, 10, {-0.4F, -4}, {}}}}.placed(2, 3);
-  Scene const plain = line.with(ConstantInfinity);
-  Scene const extended = line.with(LinearInfinity);
-  Scene const cycling = line.with(CycleInfinity);
-  Scene const rising = line.with(CycleRelativeInfinity);
-  Scene const swinging = line.with(OscillateInfinity);
+  CurveScene const climb = placed({{{0, 0, 0, 0, 0.4F, 4}, {1, 10, -0.4F, -4, 0, 0}}}, 2, 3);
+  CurveScene const plain = with(ConstantInfinity, line);
+  CurveScene const extended = with(LinearInfinity, line);
+  CurveScene const cycling = with(CycleInfinity, line);
+  CurveScene const rising = with(CycleRelativeInfinity, line);
+  CurveScene const swinging = with(OscillateInfinity, line);
   check({
       {"constant", plain, 0.5F, 10},
       {"constant", plain, 3.5F, 30},
-      {"unknown modes are constant", line.with(7), 0, 10},
-      {"unknown modes are constant", line.with(0xFFFFFFFFU), 4, 30},
-      {"constant, flipped", plain.placed(-1, 0), -4, 30},
-      {"constant, flipped", plain.placed(-1, 0), 0, 10},
-      {"constant: the node's own scale tells the end, not the ancestors'", plain.placed(1, 0, -1, 0), -4, 10},
-      {"constant: the same", plain.placed(1, 0, -1, 0), 0, 30},
-      {"constant: flipped twice", plain.placed(-1, 0, -1, 0), 0, 30},
-      {"constant: no scale", plain.placed(0, 5), 4, 30},
-      {"constant: no scale", plain.placed(0, 5), 6, 10},
+      {"unknown modes are constant", with(7, line), 0, 10},
+      {"unknown modes are constant", with(0xFFFFFFFFU, line), 4, 30},
+      {"constant, flipped", placed(plain, -1, 0), -4, 30},
+      {"constant, flipped", placed(plain, -1, 0), 0, 10},
+      {"constant: the node's own scale tells the end, not the ancestors'", placed(plain, 1, 0, -1, 0), -4,
+       10},
+      {"constant: the same", placed(plain, 1, 0, -1, 0), 0, 30},
+      {"constant: flipped twice", placed(plain, -1, 0, -1, 0), 0, 30},
+      {"constant: no scale", placed(plain, 0, 5), 4, 30},
+      {"constant: no scale", placed(plain, 0, 5), 6, 10},
       // Through (1, 10) and (2, 5): the out tangent's components as if they were a place.
       {"linear", extended, 0, 15},
       // Through (-1, -4) and (3, 30).
       {"linear", extended, 5, 47},
       // Through (6, 10) and (8, 5), and through (2, -4) and (10, 30).
-      {"linear, placed", extended.placed(2, 4), 0, 25},
-      {"linear, placed", extended.placed(2, 4), 20, 72.5F},
-      {"linear: ancestors do not count", extended.placed(2, 4, 1, 100), 90, -200},
-      {"linear: vertical", Scene{{{1, 10, {}, {1, 12}}, {3, 30, {3, 0}, {}}}}.with(LinearInfinity), 0, NaN},
+      {"linear, placed", placed(extended, 2, 4), 0, 25},
+      {"linear, placed", placed(extended, 2, 4), 20, 72.5F},
+      {"linear: ancestors do not count", placed(extended, 2, 4, 1, 100), 90, -200},
+      {"linear: vertical", with(LinearInfinity, {{{1, 10, 0, 0, 1, 12}, {3, 30, 3, 0, 0, 0}}}), 0, NaN},
       {"cycle", cycling, 4, 20, 2},
       {"cycle: at a whole run after, the start", cycling, 5, 10, 1},
       {"cycle", cycling, 0.5F, 25, 2.5F},
       {"cycle: at a whole run before, the start", cycling, -1, 10, 1},
       {"cycle", cycling, -5.5F, 25, 2.5F},
-      {"cycle, placed", cycling.placed(2, 4), 11, 15, 7},
-      {"cycle, a worked example", climb.with(CycleInfinity), 5.5F, 2.5F, 3.5F},
-      {"cycle relative, the same", climb.with(CycleRelativeInfinity), 5.5F, 2.5F, 3.5F, 10},
-      {"cycle, flipped", cycling.placed(-1, 0), -4.5F, 25, -2.5F},
-      {"cycle, flipped", cycling.placed(-1, 0), 0.5F, 15, -1.5F},
+      {"cycle, placed", placed(cycling, 2, 4), 11, 15, 7},
+      {"cycle, a worked example", with(CycleInfinity, climb), 5.5F, 2.5F, 3.5F},
+      {"cycle relative, the same", with(CycleRelativeInfinity, climb), 5.5F, 2.5F, 3.5F, 10},
+      {"cycle, flipped", placed(cycling, -1, 0), -4.5F, 25, -2.5F},
+      {"cycle, flipped", placed(cycling, -1, 0), 0.5F, 15, -1.5F},
       {"cycle relative", rising, 4, 20, 2, 20},
       {"cycle relative", rising, 0.5F, 25, 2.5F, -20},
       {"cycle relative", rising, -5.5F, 25, 2.5F, -80},
-      {"cycle relative, flipped", rising.placed(-1, 0), -4.5F, 25, -2.5F, 20},
-      {"cycle relative, flipped", rising.placed(-1, 0), 0.5F, 15, -1.5F, -20},
+      {"cycle relative, flipped", placed(rising, -1, 0), -4.5F, 25, -2.5F, 20},
+      {"cycle relative, flipped", placed(rising, -1, 0), 0.5F, 15, -1.5F, -20},
       {"inside, the offset stays", rising, 2, 20},
       {"oscillate", swinging, 4.5F, 15, 1.5F},
       {"oscillate, even run", swinging, 6.5F, 25, 2.5F},
@@ -255,41 +189,41 @@ TEST_F(CurveValuesTest, OutsideOfTheCurve) {
       {"oscillate, odd whole run", swinging, 7, 30, 3},
       {"oscillate", swinging, 0.5F, 15, 1.5F},
       {"oscillate, even run", swinging, -1.5F, 25, 2.5F},
-      {"oscillate, flipped", swinging.placed(-1, 0), -4.5F, 15, -1.5F},
-      // The node's own placement wraps the time by its own range, 1 to 3, far before the curve, which stands at
-      // 101 to 103: the straight line through the first segment is extended.
-      {"cycle: ancestors do not count", cycling.placed(1, 0, 1, 100), 104, -980, 2},
+      {"oscillate, flipped", placed(swinging, -1, 0), -4.5F, 15, -1.5F},
+      // The node's own placement wraps the time by its own range, 1 to 3, far before the curve, which stands
+      // at 101 to 103: the straight line through the first segment is extended.
+      {"cycle: ancestors do not count", placed(cycling, 1, 0, 1, 100), 104, -980, 2},
       // By 2 to 6 when the curve stands at 1 to 3: past the end the last key's value is all there is.
-      {"cycle: ancestors do not count", cycling.placed(2, 0, 0.5F, 0), 0, 30, 4},
-      {"cycle without length", cycling.placed(0, 5), 6, 30, NaN},
+      {"cycle: ancestors do not count", placed(cycling, 2, 0, 0.5F, 0), 0, 30, 4},
+      {"cycle without length", placed(cycling, 0, 5), 6, 30, NaN},
   });
-  Scene mixed = line;
+  CurveScene mixed = line;
   mixed.pre = OscillateInfinity;
   mixed.post = LinearInfinity;
-  EXPECT_FLOAT_EQ(Stage(mixed).compute(0.5F).value, 15);
-  EXPECT_FLOAT_EQ(Stage(mixed).compute(5).value, 47);
+  EXPECT_FLOAT_EQ(CurveStage(mixed).compute({0.5F})[0].value, 15);
+  EXPECT_FLOAT_EQ(CurveStage(mixed).compute({5})[0].value, 47);
 }
 
 TEST_F(CurveValuesTest, OneKeyHasItsValueAtAllTimes) {
-  Scene const one{{{1, 5, {-1, -1}, {1, 1}}}};
+  CurveScene const one{{{1, 5, -1, -1, 1, 1}}};
   for (UInt32 const mode : {0U, 1U, 2U, 3U, 4U, 7U}) {
     for (float const time : {-100.F, 1.F, 50.F, NaN}) {
       for (float const scale : {1.F, -2.F, 0.F, NaN})
-        check({{"one key", one.with(mode).placed(scale, 3), time, 5}});
+        check({{"one key", placed(with(mode, one), scale, 3), time, 5}});
     }
   }
 }
 
 TEST_F(CurveValuesTest, RecordsWithoutAnswerAreLeftAlone) {
-  Stage const stage(line.with(CycleRelativeInfinity));
-  Stage const inactive(line.with(CycleRelativeInfinity));
-  Stage const barely(line.with(CycleRelativeInfinity));
-  Stage const empty(Scene{});
-  Stage const vanishingCubic(Scene{{{0, 0, {}, {1, 1}}, {18, 1, {-11, 1}, {}}}});
+  CurveStage const stage(with(CycleRelativeInfinity, line));
+  CurveStage const inactive(with(CycleRelativeInfinity, line));
+  CurveStage const barely(with(CycleRelativeInfinity, line));
+  CurveStage const empty(CurveScene{});
+  CurveStage const vanishingCubic(CurveScene{{{0, 0, 0, 0, 1, 1}, {18, 1, -11, 1, 0, 0}}});
   inactive.node->setTravMask(0);
   barely.node->setTravMask(0xFFFFFFFEU);
   AnimNodePtr const deadNode = AnimNode::create();
-  AnimCurvePtr const deadCurve = newCurve(line);
+  AnimCurvePtr const deadCurve = AnimCurve::create();
   std::vector<knCurveData> records{stage.record(9), stage.record(9),         stage.record(9),
                                    stage.record(9), inactive.record(9),      barely.record(9),
                                    empty.record(9), vanishingCubic.record(9)};
@@ -314,8 +248,8 @@ TEST_F(CurveValuesTest, RecordsWithoutAnswerAreLeftAlone) {
 }
 
 TEST_F(CurveValuesTest, RecordsCompareByCurveAndResult) {
-  Stage const stage(line);
-  Stage const other(line);
+  CurveStage const stage(line);
+  CurveStage const other(line);
   knCurveData const plain;
   EXPECT_EQ(plain.nodeId + plain.curveId, 0U);
   EXPECT_EQ(plain.value, 0);

@@ -29,8 +29,8 @@ using kntest::newCurve;
 
 using AnimNodeTest = kntest::SceneTest;
 
-// Brute force: everything is computed from the fields of the whole tree, nothing is kept. All numbers in these tests
-// are short binary fractions, for which floats and doubles are exact.
+// Brute force: everything is computed from the fields of the whole tree, nothing is kept. All numbers in
+// these tests are short binary fractions, for which floats and doubles are exact.
 
 struct Placement {
   double scale = 1;

@@ -1,6 +1,6 @@
 #include "model/sceneext/TimeShapeCache.h"
 
-#include "model/sceneext/AnimBuilders.h"
+#include "support/TestContainers.h"
 
 #include <cmath>
 #include <limits>
@@ -8,9 +8,7 @@
 namespace {
 
 using namespace osg;
-using kntest::animRangeOf;
 using kntest::Held;
-using kntest::newAnimNode;
 
 using TimeShapeCacheTest = kntest::SceneTest;
 
@@ -103,18 +101,6 @@ TEST_F(TimeShapeCacheTest, ToleranceIsThatOfTheTime) {
   cache->addShape(near);
   EXPECT_EQ(cache->findShape(0.3e-5F, 0, 1), near);
   EXPECT_EQ(cache->findShape(0.1e-5F, 0, 1), cache->getShapes().front());
-}
-
-TEST_F(TimeShapeCacheTest, TheNodeMeasuresWhatIsAddedAndCleared) {
-  TimeShapeCachePtr const cache = TimeShapeCache::create();
-  Held const node(newAnimNode(cache, 2, 1));
-  EXPECT_EQ(animRangeOf(node), std::nullopt);
-  cache->addShape(newShape(3));
-  EXPECT_EQ(animRangeOf(node), (TimeRange{7, 7}));
-  cache->addShape(newShape(-1));
-  EXPECT_EQ(animRangeOf(node), (TimeRange{-1, 7}));
-  cache->clearShapes();
-  EXPECT_EQ(animRangeOf(node), std::nullopt);
 }
 
 }  // namespace

@@ -101,26 +101,4 @@ TEST_F(CloningTest, NamedTypesAreShared) {
   EXPECT_EQ(copyOf(*node, "Node"), *node);
 }
 
-TEST_F(CloningTest, LargeAndDeepTreesKeepTheirForm) {
-  Held const root(Node::create());
-  NodePtr bottom = *root;
-  for (int level = 0; level < 100'000; ++level) {
-    NodePtr const next = Node::create();
-    if (level % 1000 == 0) bottom->addChild(Node::create());
-    bottom->addChild(next);
-    bottom = next;
-  }
-  Held const copy(copyOf(*root));
-  NodePtr source = *root;
-  NodePtr target = *copy;
-  std::size_t levels = 0;
-  for (; source; ++levels) {
-    ASSERT_TRUE(target.isAlive());
-    ASSERT_EQ(target->getNChildren(), source->getNChildren());
-    source = source->getNChildren() > 0 ? source->getChild(source->getNChildren() - 1) : NodePtr();
-    target = target->getNChildren() > 0 ? target->getChild(target->getNChildren() - 1) : NodePtr();
-  }
-  EXPECT_EQ(levels, 100'001U);
-}
-
 }  // namespace
