@@ -1,9 +1,10 @@
 #pragma once
 
+#include "model/records/knContainerSet.h"
 #include "model/sceneext/AnimCurve.h"
 #include "model/sceneext/AnimNode.h"
 
-#include <set>
+struct WriteRule;
 
 /// One curve in one evaluation. Gathering makes it, the computation of curve values fills in the result, field
 /// writing takes it from there. A copy copies everything.
@@ -25,8 +26,10 @@ struct knCurveData {
   float time = 0.F;
   /// What reaches a field is value + cycleValueOffset. Written by the infinity mode "cycle relative" alone.
   float cycleValueOffset = 0.F;
-  std::set<osg::FieldContainerPtr> aims;     ///< the containers that the curve writes to
-  std::set<osg::FieldContainerPtr> parents;  ///< those containers' parents
+  knContainerSet aims;     ///< the containers that the curve writes to
+  knContainerSet parents;  ///< those containers' parents
+  /// How the value reaches the first aim, where gathering has found it out; null otherwise. Not for hosts.
+  WriteRule const* rule = nullptr;
 
   /// Whether two records name the same curve with the same result. `time` and the sets take no part: records
   /// that a host kept from an earlier gathering find their counterparts by this.

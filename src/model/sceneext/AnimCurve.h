@@ -28,14 +28,14 @@ class KNSCENE_API AnimCurveBase : public AnimObject {
   KN_SFIELD(UInt32, PostInfinityMode, postInfinityMode, ConstantInfinity)
   /// Segments are straight lines, tangents are ignored.
   KN_SFIELD(bool, ForceLinearInterpolation, forceLinearInterpolation, false)
-  /// The channel's name; with the suffix it finds a channel's curve.
-  KN_SFIELD(std::string, ChannelName, channelName)
-  /// The component of the channel, such as "X" or "R".
-  KN_SFIELD(std::string, Suffix, suffix)
   /// The component of the field that the curve writes (0 to 3), or the number of a bit plus 10.
   KN_SFIELD(UInt32, ValueIndex, valueIndex, 0U)
   /// The vertex that a vertex curve moves.
   KN_SFIELD(UInt32, VertexIndex, vertexIndex, 0U)
+  /// The channel's name; with the suffix it finds a channel's curve.
+  KN_SFIELD(std::string, ChannelName, channelName)
+  /// The component of the channel, such as "X" or "R".
+  KN_SFIELD(std::string, Suffix, suffix)
   /// The curve was made from a camera shot, and its first key follows the camera.
   KN_SFIELD(bool, IsCameraShotCurve, isCameraShotCurve, false)
   /// Display colour.

@@ -15,6 +15,8 @@ class AnimNode;
 class KNSCENE_API AnimNodeBase : public Node {
   KN_CONTAINER(AnimNodeBase, AnimNode, Node)
  public:
+  /// The node and all below are left out of gathering and of lists of names.
+  KN_SFIELD(bool, Hidden, hidden, false)
   /// x: time offset in seconds. y: row on a timeline track, for layout only.
   KN_SFIELD(Vec2f, Offset, offset)
   /// Time scale. A negative or zero value flips the node in time.
@@ -24,8 +26,6 @@ class KNSCENE_API AnimNodeBase : public Node {
   KN_SFIELD_READ(Real32, AccumulatedParentScale, accumulatedParentScale, Derived, 1.F)
   /// Repetitions after the first run: 0 none, N that many, -1 without end.
   KN_SFIELD(Int32, PostCycles, postCycles, 0)
-  /// The node and all below are left out of gathering and of lists of names.
-  KN_SFIELD(bool, Hidden, hidden, false)
   /// The node was mirrored in time.
   KN_SFIELD(bool, Flipped, flipped, false)
   /// The node takes part in the evaluation of motion blur.

@@ -21,8 +21,6 @@ struct TimeRange {
 class KNSCENE_API AnimObjectBase : public NodeCore {
   KN_CONTAINER(AnimObjectBase, AnimObject, NodeCore)
  public:
-  /// For a curve, the name of the scene field that it drives; for others, the name to show.
-  KN_SFIELD(std::string, Name, name)
   /// False leaves a curve out where inactive curves are ignored.
   KN_SFIELD(bool, Active, active, true)
   /// Object-level placement in time, read by statistics only: evaluation takes that of the node.
@@ -30,6 +28,9 @@ class KNSCENE_API AnimObjectBase : public NodeCore {
   KN_SFIELD(Real32, Scale, scale, 1.F)
   KN_SFIELD(Vec2f, AccumulatedOffset, accumulatedOffset)
   KN_SFIELD(Real32, AccumulatedScale, accumulatedScale, 1.F)
+  // Last, so that a curve has all that an evaluation reads side by side.
+  /// For a curve, the name of the scene field that it drives; for others, the name to show.
+  KN_SFIELD(std::string, Name, name)
   KN_CONTAINER_END
 };
 

@@ -32,6 +32,8 @@ class Copier {
     for (std::size_t i = 0; i < _pairs.size(); ++i) copyFields(Pair(_pairs[i]), FieldRole::Owned);
     for (Pair const& pair : _pairs) copyFields(pair, FieldRole::Plain);
     for (Pair const& pair : _pairs) linkAssignedFields(*pair.copy);
+    // What the copies made for themselves was counted once at their making, and again where it stayed.
+    for (FieldContainerPtr const& made : _ownMakings) made.subRef();
     return result;
   }
 
@@ -56,8 +58,19 @@ class Copier {
     if (isNew) {
       place->second = source->getType().createFieldContainer();
       _pairs.push_back({source, place->second});
+      noteOwnMakings(*place->second);
     }
     return place->second;
+  }
+
+  void noteOwnMakings(FieldContainer& copy) {
+    for (FieldDescription const& description : copy.getType().getFieldDescriptions()) {
+      if (description.getRole() != FieldRole::Owned) continue;
+      description.getField(copy)->visitHandles([this](FieldContainerPtr const& handle) {
+        if (handle) _ownMakings.push_back(handle);
+        return handle;
+      });
+    }
   }
 
   FieldContainerPtr counterpartOf(FieldContainerPtr const& source) const {
@@ -79,6 +92,7 @@ class Copier {
   std::vector<FieldContainerType const*> _shared;
   std::unordered_map<FieldContainerPtr, FieldContainerPtr> _copies;
   std::vector<Pair> _pairs;
+  std::vector<FieldContainerPtr> _ownMakings;
 };
 
 }  // namespace

@@ -41,8 +41,6 @@ void FieldContainerPtrBase::subRef() const {
   if (isAlive() && --object()->_refCount <= 0) FieldContainerFactory::the().destroy(*object());
 }
 
-UInt32 FieldContainerPtrBase::getContainerId() const { return isAlive() ? object()->_containerId : 0; }
-
 Field* FieldContainer::getField(char const* name) {
   FieldDescription const* const description = getType().findFieldDescription(name);
   return description != nullptr ? description->getField(*this) : nullptr;

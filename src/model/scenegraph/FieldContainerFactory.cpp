@@ -45,7 +45,8 @@ FieldContainerPtr FieldContainerFactory::create(FieldContainerType const& type) 
   entry->object = container;
   entry->type = &type;
   container->_entry = &*entry;
-  container->_containerId = static_cast<UInt32>(entry - _entries.begin());
+  entry->id = static_cast<UInt32>(entry - _entries.begin());
+  container->_containerId = entry->id;
   FieldContainerPtr const handle(container);
   _store.push_back(handle);
   _living.fetch_add(1, std::memory_order_relaxed);
@@ -77,9 +78,7 @@ void FieldContainerFactory::bury(FieldContainer& container) {
   FieldContainerPtr const handle(&container);
   tellDeathHooks(handle);
   container.onDestroy();
-  StoreEntry& entry = _entries[container._containerId];
-  entry.object = nullptr;
-  entry.type = nullptr;
+  _entries[container._containerId] = {};
   _store[container._containerId] = FieldContainerPtr();
   _living.fetch_sub(1, std::memory_order_relaxed);
   delete &container;

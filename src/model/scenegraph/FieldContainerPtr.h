@@ -21,6 +21,7 @@ class Node;
 struct StoreEntry {
   FieldContainer* object = nullptr;          ///< null once the container is dead
   FieldContainerType const* type = nullptr;  ///< null once the container is dead
+  UInt32 id = 0;                             ///< the container's id, 0 once the container is dead
 };
 
 /// The three parts of every handle. A handle is a plain value: copying it counts nothing. It names a container by
@@ -42,7 +43,7 @@ class KNSCENE_API FieldContainerPtrBase {
   /// Whether the container that this handle was made for still lives. False for null.
   bool isAlive() const { return _store != nullptr && _store->object != nullptr; }
   /// The container's process-wide id, or 0 when the handle is null or dead.
-  UInt32 getContainerId() const;
+  UInt32 getContainerId() const { return _store != nullptr ? _store->id : 0; }
   /// The container's most derived type, or null when the handle is null or dead.
   FieldContainerType const* findType() const { return _store != nullptr ? _store->type : nullptr; }
 

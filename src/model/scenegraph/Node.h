@@ -43,10 +43,10 @@ class KNSCENE_API Node : public AttachmentContainer {
   KN_CONTAINER(Node, Node, AttachmentContainer)
  public:
   KN_SFIELD_READ(NodeCorePtr, Core, core, Owned)
-  KN_MFIELD_READ(NodePtr, Children, children, Owned)
-  KN_SFIELD_READ(NodePtr, Parent, parent, Derived)
   /// 0xFFFFFFFF means active; any other value means inactive to all that evaluates animations.
   KN_SFIELD(UInt32, TravMask, travMask, 0xFFFFFFFFU)
+  KN_MFIELD_READ(NodePtr, Children, children, Owned)
+  KN_SFIELD_READ(NodePtr, Parent, parent, Derived)
   KN_CONTAINER_END
 
   static constexpr UInt16 ParentEntryPosition = ParentFieldId;

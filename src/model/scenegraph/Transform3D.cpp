@@ -16,6 +16,16 @@ Matrix Transform3D::getMatrix() const {
          Matrix::scale(getScale());
 }
 
+void Transform3D::setRotationAsEuler(Vec3f const& degrees) {
+  setEulerRotation(degrees);
+  announce(Transform3DPtr(this), EulerRotationFieldMask);
+}
+
+void Transform3D::setRotationOrientationAsEuler(Vec3f const& degrees) {
+  setEulerRotationOrientation(degrees);
+  announce(Transform3DPtr(this), EulerRotationOrientationFieldMask);
+}
+
 void Transform3D::accumulateMatrix(Matrix& matrix) const { matrix = matrix * getMatrix(); }
 
 void Transform3D::convertQuatToEuler(Vec3f& euler, Quaternion const& rotation, int unit) {

@@ -30,9 +30,10 @@ class KNSCENE_API Transform3D : public Transform3DBase {
  public:
   Matrix getMatrix() const;
 
-  /// Sets the rotation from angles in degrees, Rz * Ry * Rx.
-  void setRotationAsEuler(Vec3f const& degrees) { setEulerRotation(degrees); }
-  void setRotationOrientationAsEuler(Vec3f const& degrees) { setEulerRotationOrientation(degrees); }
+  /// Sets the rotation from angles in degrees, Rz * Ry * Rx, and announces it.
+  void setRotationAsEuler(Vec3f const& degrees);
+  /// Sets the frame that the rotation turns in, from such angles, and announces it.
+  void setRotationOrientationAsEuler(Vec3f const& degrees);
 
   /// Whether all bits of `flag` are set.
   bool hasFlag(UInt32 flag) const { return (getFlags() & flag) == flag; }

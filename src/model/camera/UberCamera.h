@@ -1,0 +1,165 @@
+#pragma once
+
+#include "model/camera/Camera.h"
+#include "model/camera/FogSettings.h"
+#include "model/camera/TonemappingSettings.h"
+#include "model/sceneext/AnimNode.h"
+
+namespace osg {
+inline namespace knscene {
+
+class UberCamera;
+
+class KNSCENE_API UberCameraBase : public PerspectiveCamera {
+  KN_CONTAINER(UberCameraBase, UberCamera, PerspectiveCamera)
+ public:
+  // The view in local space; see the operations of UberCamera.
+  KN_FIELD_BARE(SField<Pnt3f>, From, from, Plain)
+  KN_FIELD_BARE(SField<Pnt3f>, At, at, Plain, Pnt3f(0, 0, -1))
+  KN_FIELD_BARE(SField<Vec3f>, Up, up, Plain, Vec3f(0, 1, 0))
+  /// A turn around the line of sight in degrees, after from, at and up; a positive one turns the camera
+  /// counterclockwise as it looks.
+  KN_SFIELD(Real32, Roll, roll, 0.F)
+  /// The distance between from and at, above 0. While these two coincide, the last one that was.
+  KN_SFIELD(Real32, AtDistance, atDistance, 1.F)
+
+  /// The full horizontal and vertical angles of view in radians, above 0 and below pi.
+  KN_SFIELD(Vec2f, FieldOfView, fieldOfView)
+  /// Width and height of the sensor in millimetres.
+  KN_SFIELD(Vec2f, SensorSize, sensorSize, Vec2f(36, 24))
+  /// The shear of the picture: how far x moves with y.
+  KN_SFIELD(Real32, SkewFactor, skewFactor, 0.F)
+  /// Where the line of sight meets the sensor, from its centre, in millimetres.
+  KN_SFIELD(Vec2f, PrincipalPointOffset, principalPointOffset)
+  /// Left, right, bottom and top of what is seen, at distance 1. All zero: the angles of view decide.
+  KN_SFIELD(Vec4f, FrustumSides, frustumSides)
+  /// The denominator of the time of exposure: 50 means 1/50 s.
+  KN_SFIELD(Real32, ShutterSpeed, shutterSpeed, 50.F)
+  /// The distance that is sharp, in scene units.
+  KN_SFIELD(Real32, FocusDistance, focusDistance, 10.F)
+  /// The f-number, above 0; see `UberCamera::getFStop`.
+  KN_FIELD_BARE(SField<Real32>, RelativeAperture, relativeAperture, Plain, 8.F)
+  /// Whether pictures blur what moves.
+  KN_SFIELD(bool, MotionBlur, motionBlur, false)
+
+  /// The nodes that the camera is turned to and that its up vector points to. No reference is held.
+  KN_FIELD_BARE(SField<NodePtr>, AimNode, aimNode, Plain)
+  KN_FIELD_BARE(SField<NodePtr>, UpVectorNode, upVectorNode, Plain)
+
+  /// A new camera has both; each may be null.
+  KN_SFIELD_OWNED(TonemappingSettingsPtr, TonemappingSettings, tonemappingSettings)
+  KN_SFIELD_OWNED(FogSettingsPtr, FogSettings, fogSettings)
+  /// The root of the flights of this camera; null while there was none.
+  KN_SFIELD_READ(AnimNodePtr, AnimationRoot, animationRoot, Owned)
+
+  /// The time of one revolution of the turntable in seconds.
+  KN_SFIELD(Real32, TurntableAnimationDuration, turntableAnimationDuration, 10.F)
+  /// For a viewpoint of a camera track with the flag `TrackOverridesFlag`: fade-in, animation and pause in
+  /// seconds, instead of those of the track. The fourth is the host's.
+  KN_SFIELD(Vec4f, TrackOverrides, trackOverrides)
+  KN_CONTAINER_END
+};
+
+/// The camera of a scene: a view, a lens, a sensor, and how it makes pictures.
+///
+/// The view stands twice: as translation and rotation of the transform, and as from, at, up and roll. Both are
+/// kept in step. The operations below bring both up to date and announce every field that they changed, in one
+/// go, and none where nothing changed. A field of either side that was written directly counts once it is
+/// announced, with any mask; where both sides were, from, at and up win. Angles of view and `Fov` go together
+/// alike; `Fov` is the vertical one.
+///
+/// Moving the transform takes `at` along at its distance. From and at in one place, an up vector along the line
+/// of sight, and values that are not finite leave the camera a valid orientation: the former one, or one near it.
+///
+/// Main thread.
+class KNSCENE_API UberCamera : public UberCameraBase {
+ public:
+  /// Switches of `Transform3D::hasFlag`.
+  enum Flag : UInt32 {
+    TrackOverridesFlag = 0x10,        ///< a viewpoint with durations of its own
+    TurntableLoopFlag = 0x800,        ///< the turntable turns without end
+    TurntableBackwardsFlag = 0x1000,  ///< in the direction of falling angles
+    NavigatorFollowsFlag = 0x8000,    ///< the host's navigator follows the camera
+  };
+
+  UberCamera();
+
+  Pnt3f getFrom(CameraSpace space = LocalSpace) const;
+  Pnt3f getAt(CameraSpace space = LocalSpace) const;
+  /// The up vector as it was given, of any length and not always upright on the line of sight.
+  Vec3f getUp(CameraSpace space = LocalSpace) const;
+  void getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up, CameraSpace space = LocalSpace) const;
+
+  /// Set one part of the view and keep the other two. A value that is not finite is ignored.
+  void setFrom(Pnt3f const& from, CameraSpace space = LocalSpace);
+  void setAt(Pnt3f const& at, CameraSpace space = LocalSpace);
+  void setUp(Vec3f const& up, CameraSpace space = LocalSpace);
+  void setViewByFromAtUp(Pnt3f const& from, Pnt3f const& at, Vec3f const& up, CameraSpace space = LocalSpace);
+
+  /// The place of the camera on a turntable whose axis is the upright through `at` in local space: the angle in
+  /// degrees within -180 to 180, 0 toward +z and 90 toward +x; the height above `at`; the distance from the
+  /// axis. On the axis itself the angle is the one that the camera is turned by. The setters change one and keep
+  /// the other two; turning takes the up vector along. A distance below 0 counts as 0.
+  Real32 getTurntableAngle() const;
+  void setTurntableAngle(Real32 degrees);
+  Real32 getTurntableHeight() const;
+  void setTurntableHeight(Real32 height);
+  Real32 getTurntableDistance() const;
+  void setTurntableDistance(Real32 distance);
+
+  /// The focal length in millimetres, from the horizontal angle of view and the width of the sensor; 0 where
+  /// these give none. The setter sets both angles of view to suit; a length that is not above 0, or a sensor
+  /// without size, is ignored.
+  Real32 getFocalLength() const;
+  void setFocalLength(Real32 millimetres);
+  /// The f-number: focal length by diameter of the aperture. A zoom keeps it. One not above 0 is ignored.
+  Real32 getFStop() const { return _fRelativeAperture.getValue(); }
+  void setFStop(Real32 number);
+
+  /// Null also when the node is gone.
+  NodePtr getAimNode() const;
+  NodePtr getUpVectorNode() const;
+  void setAimNode(NodePtr const& node) { _fAimNode.setValue(node); }
+  void setUpVectorNode(NodePtr const& node) { _fUpVectorNode.setValue(node); }
+
+  /// Sets the root of the flights and raises `AnimNode::_changed`. Announces nothing.
+  void setAnimationRoot(AnimNodePtr const& root);
+
+  /// Follows the frustum sides where they are given, else angles of view and principal point; `aspect` widens
+  /// the picture where the angles of view do not fit it: the vertical one is kept.
+  Vec4f getViewEdges(Real32 aspect) const override;
+  /// With the skew.
+  Matrix getProjection(Real32 aspect) const override;
+
+  void changed(BitVector const& mask, UInt32 origin) override;
+
+ protected:
+  void fieldsAssigned() override;
+
+ private:
+  /// All that is kept in step, to see what was written since.
+  struct State {
+    Vec3f translation, rotation, orientation, pivot;
+    Pnt3f from, at;
+    Vec3f up;
+    Real32 roll, atDistance, fov;
+    Vec2f fieldOfView;
+  };
+
+  State state() const;
+  static BitVector difference(State const& before, State const& after);
+  void setView(State const& before, Pnt3f const& from, Pnt3f const& at, Vec3f const& up);
+  State takeWrites();
+  void takeViewWrites(State const& written);
+  void takeOpticsWrites(State const& written);
+  void placeByView();
+  void viewByPlace(State const& written);
+  void announceSince(State const& before);
+
+  State _inStep;
+};
+
+using UberCameraPtr = UberCamera::Ptr;
+
+}  // namespace knscene
+}  // namespace osg

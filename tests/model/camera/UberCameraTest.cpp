@@ -1,0 +1,236 @@
+#include "model/camera/UberCamera.h"
+
+#include "model/scenegraph/ChangeList.h"
+#include "model/scenegraph/Group.h"
+#include "support/TestContainers.h"
+
+#include <limits>
+#include <random>
+
+namespace {
+
+using namespace osg;
+using kntest::Held;
+
+constexpr Real32 NaN = std::numeric_limits<Real32>::quiet_NaN();
+constexpr Real32 Infinity = std::numeric_limits<Real32>::infinity();
+
+Real32 apart(Pnt3f const& a, Pnt3f const& b) { return length(a - b); }
+
+Vec3f axis(Matrix const& matrix, UInt32 column) {
+  return {matrix(0, column), matrix(1, column), matrix(2, column)};
+}
+
+/// The transform stands at from, looks at `at`, and leans as up and roll say.
+void expectInStep(UberCamera const& camera, Real32 tolerance = 2e-4F) {
+  Matrix const matrix = camera.getMatrix();
+  Vec3f const sight = camera.getAt() - camera.getFrom();
+  EXPECT_LT(apart(matrix.multMatrixPnt(Pnt3f()), camera.getFrom()), tolerance);
+  EXPECT_LT(apart(matrix.multMatrixPnt(Pnt3f(0, 0, -camera.getAtDistance())), camera.getAt()), tolerance);
+  EXPECT_NEAR(length(sight), camera.getAtDistance(), tolerance);
+  Vec3f const upright = axis(matrix * Matrix::rotationEuler({0, 0, -camera.getRoll()}), 1);
+  Vec3f const across = normalized(cross(normalized(sight), camera.getUp()));
+  EXPECT_NEAR(dot(upright, across), 0.F, tolerance);
+  EXPECT_GT(dot(upright, camera.getUp()), 0.F);
+}
+
+class UberCameraTest : public kntest::SceneTest {
+ protected:
+  Real32 number(Real32 size) { return std::uniform_real_distribution<Real32>(-size, size)(_random); }
+  Vec3f vector(Real32 size) { return {number(size), number(size), number(size)}; }
+  Pnt3f point() { return Pnt3f(vector(10)); }
+
+  std::mt19937 _random{5};
+  Held<UberCameraPtr> const _camera{UberCamera::create()};
+};
+
+TEST_F(UberCameraTest, ViewAndTransformStayInStep) {
+  expectInStep(**_camera, 1e-7F);
+  std::vector<std::function<void()>> const steps{
+      [&] { _camera->setFrom(point()); },
+      [&] { _camera->setAt(point()); },
+      [&] { _camera->setUp(vector(3)); },
+      [&] { _camera->setViewByFromAtUp(point(), point(), vector(3)); },
+      [&] {
+        _camera->setViewByFromAtUp({1, 2, 3}, {-4, 2, 3}, {0, 1, 0});
+      },  // a quarter turn of y
+      [&] { _camera->setRotationAsEuler(vector(400)); },
+      [&] { _camera->setRotationOrientationAsEuler(vector(400)); },
+      [&] {
+        _camera->setRoll(number(200));
+        announce(*_camera, UberCamera::RollFieldMask);
+      },
+      [&] {
+        _camera->setTranslation(vector(10));
+        _camera->setRotatePivot(vector(2));
+        announce(*_camera, UberCamera::TranslationFieldMask | UberCamera::RotatePivotFieldMask);
+      },
+      [&] {
+        _camera->setAtDistance(1 + std::abs(number(9)));
+        announce(*_camera, UberCamera::AtDistanceFieldMask);
+      },
+      [&] { _camera->setTurntableAngle(number(700)); },
+      [&] { _camera->setTurntableHeight(number(10)); },
+      [&] { _camera->setTurntableDistance(1 + std::abs(number(10))); },
+  };
+  for (int i = 0; i < 600; ++i) {
+    std::size_t const step = _random() % steps.size();
+    steps[step]();
+    SCOPED_TRACE("step " + std::to_string(step) + ", round " + std::to_string(i));
+    expectInStep(**_camera);
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(UberCameraTest, WrittenFieldsCountOnceAnnounced) {
+  _camera->setViewByFromAtUp({0, 0, 10}, {0, 0, 0}, {0, 1, 0});
+  Field& from = *_camera->getField("from");
+  auto const write = [&](Pnt3f const& value) {
+    static_cast<SField<Pnt3f>&>(from).setValue(value);
+    announce(*_camera, BitVector::all());
+  };
+  write({10, 0, 0});
+  EXPECT_LT(apart(Pnt3f(_camera->getTranslation()), {10, 0, 0}), 1e-5F);
+  EXPECT_NEAR(_camera->getEulerRotation().y(), 90.F, 1e-4F);
+
+  _camera->setTranslation({7, 7, 7});
+  write({0, 0, 5});
+  EXPECT_EQ(_camera->getTranslation(), Vec3f(0, 0, 5)) << "from wins over the transform";
+  write({NaN, 0, 0});
+  EXPECT_EQ(_camera->getFrom(), Pnt3f(0, 0, 5));
+
+  _camera->setTranslation({1, 0, 5});
+  announce(*_camera, UberCamera::TranslationFieldMask);
+  EXPECT_LT(apart(_camera->getAt(), {1, 0, 0}), 1e-5F) << "at goes along";
+  EXPECT_EQ(_camera->getUp(), Vec3f(0, 1, 0));
+
+  ChangeList changes;
+  ChangeList* const former = WinThreadBase::getCurrentChangeList();
+  WinThreadBase::setCurrentChangeList(&changes);
+  _camera->setTranslation({2, 0, 5});  // not announced, but not forgotten
+  _camera->setUp({0, 2, 0});
+  WinThreadBase::setCurrentChangeList(former);
+  EXPECT_LT(apart(_camera->getFrom(), {2, 0, 5}), 1e-5F);
+  BitVector const expected = UberCamera::TranslationFieldMask | UberCamera::FromFieldMask |
+                             UberCamera::AtFieldMask | UberCamera::UpFieldMask;
+  ASSERT_EQ(changes.getEntries().size(), 1U);
+  EXPECT_EQ(changes.getEntries()[0].mask & expected, expected);
+}
+
+TEST_F(UberCameraTest, SpacesAreThoseOfTheParentAndTheWorld) {
+  Held const parent(Node::create());
+  Transform3DPtr const placed = Transform3D::create();
+  placed->setTranslation({100, 0, 0});
+  placed->setRotationAsEuler({20, 90, 10});
+  placed->setScale({2, 2, 2});
+  parent->setCore(placed);
+  NodePtr const node = Node::create();
+  node->setCore(*_camera);
+  parent->addChild(node);
+  for (int i = 0; i < 50; ++i) {
+    Pnt3f const from = point(), at = point();
+    Vec3f const up = vector(2);
+    _camera->setViewByFromAtUp(from, at, up, Camera::WorldSpace);
+    expectInStep(**_camera);
+    Pnt3f worldFrom, worldAt;
+    Vec3f worldUp;
+    _camera->getFromAtUp(worldFrom, worldAt, worldUp, Camera::WorldSpace);
+    EXPECT_LT(apart(worldFrom, from) + apart(worldAt, at) + length(worldUp - up), 1e-3F);
+    Vec3f const sight = normalized(axis(node->getToWorld(), 2));
+    EXPECT_GT(dot(sight, normalized(from - at)), 1 - 1e-5F);
+    EXPECT_LT(apart(_camera->matrixToLocal(Matrix::translation(Vec3f(from))).multMatrixPnt(Pnt3f()),
+                    _camera->getFrom()),
+              1e-3F);
+    EXPECT_LT(length(_camera->vectorToLocal(_camera->vectorToWorld(up)) - up), 1e-4F);
+  }
+  placed->setScale({0, 1, 1});
+  EXPECT_EQ(_camera->pointToLocal({1, 2, 3}), Pnt3f(1, 2, 3)) << "no way back";
+}
+
+TEST_F(UberCameraTest, TurntableGoesAroundAt) {
+  _camera->setViewByFromAtUp({1, 5, 12}, {1, 2, 2}, {0, 1, 0});
+  for (Real32 const angle : {0.F, 90.F, -45.F, 179.F, 360.F + 30.F}) {
+    _camera->setTurntableAngle(angle);
+    Real32 const radians = angle * 0.017453293F;
+    Pnt3f const expected(1 + 10 * std::sin(radians), 5, 2 + 10 * std::cos(radians));
+    EXPECT_LT(apart(_camera->getFrom(), expected), 1e-4F) << angle;
+    EXPECT_NEAR(_camera->getTurntableAngle(), angle > 180 ? angle - 360 : angle, 1e-3F);
+    EXPECT_NEAR(_camera->getTurntableHeight(), 3.F, 1e-5F);
+    EXPECT_NEAR(_camera->getTurntableDistance(), 10.F, 1e-4F);
+  }
+  _camera->setTurntableAngle(120);
+  _camera->setTurntableDistance(-3);
+  EXPECT_NEAR(_camera->getTurntableDistance(), 0.F, 1e-6F);
+  EXPECT_NEAR(_camera->getTurntableAngle(), 120.F, 0.1F) << "straight above, the angle is not lost";
+  _camera->setTurntableAngle(60);
+  EXPECT_NEAR(_camera->getTurntableAngle(), 60.F, 0.1F);
+  _camera->setTurntableHeight(0);  // in the centre
+  _camera->setTurntableDistance(4);
+  EXPECT_NEAR(_camera->getTurntableDistance(), 4.F, 1e-5F);
+  expectInStep(**_camera);
+  _camera->setTurntableAngle(NaN);
+  _camera->setTurntableDistance(NaN);
+  _camera->setTurntableHeight(Infinity);
+  expectInStep(**_camera);
+}
+
+TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
+  EXPECT_NEAR(_camera->getFocalLength(), 50.F, 1e-4F);
+  _camera->setFocalLength(18);
+  EXPECT_NEAR(_camera->getFocalLength(), 18.F, 1e-4F);
+  EXPECT_NEAR(_camera->getFieldOfView()[0], 1.5707963F, 1e-6F);
+  EXPECT_NEAR(_camera->getFov(), 67.380135F, 1e-4F) << "2 atan(24 / 36)";
+  EXPECT_NEAR(_camera->getViewEdges(1.5F)[1], 1.F, 1e-5F);
+  _camera->setFov(45);
+  announce(*_camera, UberCamera::FovFieldMask);
+  EXPECT_NEAR(_camera->getFocalLength(), 12.F / std::tan(0.39269908F), 1e-3F) << "the shape stays";
+  _camera->setFieldOfView({1, 0.5F});
+  announce(*_camera, UberCamera::FieldOfViewFieldMask);
+  EXPECT_NEAR(_camera->getFov(), 28.647890F, 1e-4F);
+
+  Real32 const kept = _camera->getFocalLength();
+  for (Real32 const refused : {0.F, -1.F, NaN, Infinity}) {
+    _camera->setFocalLength(refused);
+    _camera->setFStop(refused);
+  }
+  EXPECT_EQ(_camera->getFocalLength(), kept);
+  EXPECT_EQ(_camera->getFStop(), 8.F);
+  _camera->setFStop(2.8F);
+  EXPECT_EQ(_camera->getFStop(), 2.8F);
+  _camera->setSensorSize({});
+  _camera->setFocalLength(50);
+  EXPECT_EQ(_camera->getFocalLength(), 0.F);
+  EXPECT_EQ(_camera->getFieldOfView(), Vec2f(1, 0.5F));
+
+  _camera->setFrustumSides({-1, 2, -3, 4});
+  Matrix const projection = _camera->getProjection(1);
+  EXPECT_LT(apart(projection.multFullMatrixPnt({20, -30, -10}), {1, -1, 0.98F}), 0.03F);
+}
+
+TEST_F(UberCameraTest, DegenerateViewsKeepAValidOrientation) {
+  Pnt3f const from(1, 2, 3), at(4, 2, 3);
+  _camera->setRoll(30);
+  struct Case {
+    Pnt3f from, at;
+    Vec3f up;
+  };
+  for (Case const& c : {Case{from, from, {0, 1, 0}}, Case{from, at, {3, 0, 0}}, Case{from, at, {}},
+                        Case{{NaN, 0, 0}, at, {0, 1, 0}}, Case{from, {0, Infinity, 0}, {0, 0, NaN}},
+                        Case{from, {1, 2, 3.0000002F}, {0, 1, 0}}, Case{{1e30F, 0, 0}, at, {0, 1, 0}}}) {
+    _camera->setViewByFromAtUp(from, at, {0, 1, 0});
+    _camera->setViewByFromAtUp(c.from, c.at, c.up);
+    Matrix const rotation = _camera->getMatrix();
+    EXPECT_NEAR(rotation.determinant3(), 1.F, 1e-5F);
+    EXPECT_NEAR(rotation(1, 1), 0.8660254F, 1e-4F) << "as upright as the roll has it";
+    EXPECT_GT(_camera->getAtDistance(), 0.F);
+  }
+  _camera->setViewByFromAtUp(from, at, {0, 1, 0});
+  _camera->setFrom(at);
+  _camera->setTranslation({NaN, 0, 0});
+  announce(*_camera, UberCamera::TranslationFieldMask);
+  EXPECT_EQ(_camera->getFrom(), at);
+  _camera->setFrom(from);
+  expectInStep(**_camera);
+}
+
+}  // namespace
