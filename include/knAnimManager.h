@@ -1,10 +1,18 @@
 #pragma once
 
 #include "knAnimExport.h"
+#include "model/records/knAnimNodeData.h"
 #include "model/records/knCurveData.h"
+#include "model/records/knDynBlockArray.h"
+#include "model/records/knOSGChannelData.h"
 #include "model/sceneext/AnimAttachment.h"
+#include "model/scenegraph/Traverse.h"
 
 #include <tbb/blocked_range.h>
+
+#include <functional>
+#include <set>
+#include <string>
 #include <vector>
 
 /// The facade of the library and owner of its global state. Operations are for the host's main thread unless they
@@ -12,12 +20,52 @@
 class KNANIM_API knAnimManager {
  public:
   using knCurveData = ::knCurveData;
+  using knOSGChannelData = ::knOSGChannelData;
+  using knAnimNodeData = ::knAnimNodeData;
 
   knAnimManager(knAnimManager const&) = delete;
   knAnimManager& operator=(knAnimManager const&) = delete;
 
-  /// The one manager, made at first use. Any thread.
-  static knAnimManager& the();
+  /// The one manager, made at first use and destroyed at process end. Any thread.
+  static knAnimManager* the();
+
+  // --- Host callbacks -----------------------------------------------------------------------------------------
+  // All are optional, and empty until set; an empty argument makes them empty again.
+
+  /// The simulation clock in seconds. Without it, the process's monotonic counter counts from its first use.
+  static void setSimulationTimeCB(double (*callback)()) { _timeCB = callback; }
+  /// Told to let the navigator follow a camera that was moved.
+  static void setUpdateNavigatorCB(void (*callback)(bool)) { _updateNavCB = callback; }
+  static void setEnableSimulationCB(void (*callback)(bool)) { _enableSimCB = callback; }
+  /// The host's simulation switch: while it answers false, only evaluations with `force` run.
+  static void setSimulationEnabledCB(bool (*callback)()) { _simEnabledCB = callback; }
+  /// Fills in the records that are selected in the host's curve editor.
+  static void setGetCurveEditorDataCB(void (*callback)(std::vector<knCurveData>&)) {
+    _getCEDataCB = callback;
+  }
+  /// Destroys a node in the host's way.
+  static void setDestroyNodeCB(std::function<void(osg::NodePtr const&)>&& callback);
+  /// Fills in all materials used below a node. It may give null, dead and repeated handles.
+  static void setGetAllMaterialsCB(
+      std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)>&& callback);
+  /// Makes a name unlike all those in the list.
+  static void setGetUniqueNameCB(
+      std::function<std::string(std::string const&, std::vector<std::string>&)>&& callback);
+
+  /// The host's simulation switch; true while the host has none.
+  static bool simulationEnabled();
+  /// Passed on to the host; nothing while it has not asked for it.
+  static void enableSimulation(bool on);
+  static void updateNavigator(bool on);
+
+  static double (*_timeCB)();
+  static void (*_updateNavCB)(bool);
+  static void (*_enableSimCB)(bool);
+  static bool (*_simEnabledCB)();
+  static void (*_getCEDataCB)(std::vector<knCurveData>&);
+  static std::function<void(osg::NodePtr const&)> _destroyNodeCB;
+  static std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)> _getAllMaterialsCB;
+  static std::function<std::string(std::string const&, std::vector<std::string>&)> _getUniqueNameCB;
 
   // --- Curve values -------------------------------------------------------------------------------------------
 
@@ -39,15 +87,201 @@ class KNANIM_API knAnimManager {
   /// cubic per record.
   void computeCurveValues(std::vector<knCurveData>& data, float time);
 
+  // --- Collecting curves --------------------------------------------------------------------------------------
+  // Walks over one animation tree, each node before its children. What is left out: `ignoreEmpty` curves without
+  // keys; `ignoreInactive` nodes that are inactive, with all below them, and curves whose `Active` is false;
+  // `ignoreVertex` the curves of `VertexAnimCurves` cores; `motionBlur` nodes that take no part in motion blur,
+  // with all below them. A null root collects nothing. The walks share static lists and must not run within each
+  // other.
+
+  /// Appends a record for every curve, and the nodes of all sequences.
+  void getAnimCurveData(osg::AnimNodePtr const& root, std::vector<knCurveData>& data,
+                        std::vector<osg::AnimNodePtr>& sequenceNodes, bool ignoreEmpty, bool ignoreInactive,
+                        bool ignoreVertex, bool motionBlur);
+  /// Replaces `curves` by all curves. The motion blur choice is that of the last getAnimCurveData.
+  void getAnimCurves(osg::AnimNodePtr const& root, std::vector<osg::AnimCurvePtr>& curves, bool ignoreEmpty,
+                     bool ignoreInactive, bool ignoreVertex);
+  /// Replaces `nodes` by the nodes of all curves, a null for a curve that stands under a plain node.
+  void getAnimCurveNodes(osg::AnimNodePtr const& root, std::vector<osg::AnimNodePtr>& nodes, bool ignoreEmpty,
+                         bool ignoreInactive, bool ignoreVertex);
+  /// The visitor of these walks: continues, or skips what hangs below a node that is left out.
+  static osg::Action::ResultE collectAnimData(osg::NodePtr const& node);
+  /// Finds the roots of all animation trees of the scene, its sceneplates and its materials into `_animRoots`. A
+  /// parallel walk that passes over what carries no animation.
+  void updateSceneAnimCurveData();
+  /// Asks the host's curve editor for its selection; nothing without one.
+  static void getCurveEditorData(std::vector<knCurveData>& data);
+
+  /// What `collectAnimData` leaves out.
+  static bool _ignoreEmptyCurves;
+  static bool _ignoreInactiveCurves;
+  static bool _ignoreVertexAnimCurves;
+  static bool _motionBlurCurves;
+  /// What it found. getAnimCurveNodes begins a new `_animCurveNodes`, the other walks begin the other lists: a list
+  /// that a walk does not return keeps growing, so clear it before you read it.
+  static std::vector<knCurveData> _animData;
+  static std::vector<knCurveData> _sceneAnimCurveData;
+  static std::vector<knAnimNodeData> _nodesWithAnimation;
+  static knDynBlockArray<osg::AnimCurvePtr> _animCurves;
+  static knDynBlockArray<osg::AnimNodePtr> _animCurveNodes;
+  static knDynBlockArray<osg::AnimNodePtr> _animSequenceNodes;
+  static knDynBlockArray<osg::AnimNodePtr> _animRoots;
+
+  // --- Evaluating one tree ------------------------------------------------------------------------------------
+  // Nothing happens for a node that is null, dead, without core or inactive, nor, without `force`, while the
+  // host's simulation is switched off. Time is in seconds. See knAnimEvaluator::evaluateObject.
+
+  /// Evaluates the tree at the current time and announces what changed.
+  void reevaluate(osg::AnimNodePtr const& node, bool force);
+  /// `commit` announces the written fields; without it they wait for the next commit. `motionBlurOnly` leaves out
+  /// curves whose node takes no part in motion blur.
+  void evaluateByTime(osg::AnimNodePtr const& node, float time, bool force, bool commit, bool motionBlurOnly);
+  /// The same for a frame, which need not be whole.
+  void evaluateByFrame(osg::AnimNodePtr const& node, float frame, bool force, bool commit,
+                       bool motionBlurOnly);
+
+  // --- Timeline -----------------------------------------------------------------------------------------------
+  // frame = time * fps, in doubles and without rounding. Only the time is kept: changing the frame rate changes
+  // the number of the current frame.
+
+  /// Sets the frames per second, 24 at first, here and in the scene's record, and sends "changedFPS" (receivers
+  /// read fps()). With keepKeysAtFrame the keys of `_sceneAnimCurveData` move so that they stay at their frames.
+  /// A rate of 0 is taken as it is; frames then are not finite.
+  void setFPS(double fps);
+  double fps() const { return _fps; }
+  void setKeepKeysAtFrame(bool keep) { _keepKeysAtFrame = keep; }
+  bool keepKeysAtFrame() const { return _keepKeysAtFrame; }
+  /// Frames per second of playback, 24 at first; kept for the host.
+  void setPlaybackFPS(double fps) { _playbackFPS = fps; }
+  double playbackFPS() const { return _playbackFPS; }
+  /// Kept for the host.
+  void setPlaybackRangeHint(unsigned int hint) { _playbackRangeHint = hint; }
+  unsigned int playbackRangeHint() const { return _playbackRangeHint; }
+  /// 1 restricts the evaluation of the scene to what is selected in the curve editor; any other value does not.
+  void setPlaybackContextHint(unsigned int hint) { _playbackContextHint = hint; }
+  unsigned int playbackContextHint() const { return _playbackContextHint; }
+  /// Whether the timeline loops; true at first.
+  void setLoopTimeline(bool loop) { _loopTimeline = loop; }
+  bool loopTimeline() const { return _loopTimeline; }
+  /// Whether playback may stop between whole frames; false at first.
+  void setEvaluateSubframes(bool subframes) { _evaluateSubframes = subframes; }
+  bool evaluateSubframes() const { return _evaluateSubframes; }
+  /// First and last frame of the whole timeline (0 and 50 at first) and of the part in view (0 and 25).
+  void setFullRangeStart(int frame) { _fullRangeStart = frame; }
+  int fullRangeStart() const { return _fullRangeStart; }
+  void setFullRangeEnd(int frame) { _fullRangeEnd = frame; }
+  int fullRangeEnd() const { return _fullRangeEnd; }
+  void setDetailedRangeStart(int frame) { _detailedRangeStart = frame; }
+  int detailedRangeStart() const { return _detailedRangeStart; }
+  void setDetailedRangeEnd(int frame) { _detailedRangeEnd = frame; }
+  int detailedRangeEnd() const { return _detailedRangeEnd; }
+  /// Whether checking a scene also checks its clips; true at first.
+  void setVerifyClipStructure(bool verify) { _verifyClipStructure = verify; }
+  bool getVerifyClipStructure() const { return _verifyClipStructure; }
+
+  /// Moves to a time in seconds, evaluates the scene there and, with `notify`, sends "currentAnimTimeChanged" with
+  /// "time", a double. False, with nothing done, for the present time without `force`; `force` also evaluates
+  /// while the host's simulation is switched off.
+  bool setCurrentTime(double time, bool force, bool notify);
+  /// The same for a frame, which need not be whole; then also sends "currentFrameChanged" with "frame", a double.
+  /// At 24 frames per second, frame 48 is time 2.
+  bool setCurrentFrame(double frame, bool force, bool notify);
+  /// These move without evaluating.
+  bool setCurrentTimeNoEvaluation(double time, bool notify);
+  bool setCurrentFrameNoEvaluation(double frame, bool notify);
+  double currentTime() const { return _currentTime; }
+  double currentFrame() const { return _currentTime * _fps; }
+
+  /// Evaluates the scene without moving. `flag` is passed on to the evaluator, which makes no use of it.
+  void evaluateAnimationsByTime(float time, bool force, bool flag);
+  void evaluateAnimationsByFrame(float frame, bool force, bool flag);
+  /// Evaluates the scene at the current time.
+  void reevaluateAnimations(bool force);
+
+  /// Multiplies the times of all keys, tangents included, of the curves in `_sceneAnimCurveData`, without
+  /// announcing them. The library leaves that list empty: a host that wants keys to stay at their frames fills it.
+  void multiplyAnimationKeys(double factor);
+
+  /// For scripts.
+  static void pySetCurrentFrame(double frame);
+  static double pyGetCurrentFrame();
+
+  /// The host's simulation clock in seconds, or the time since the first call where the host gives none.
+  static double getSimulationTime();
+
+  // --- What can be keyed --------------------------------------------------------------------------------------
+  // A channel is one float of the scene: one component of one field of one container. Lists are appended to, in a
+  // fixed order. Made on demand, not per frame.
+
+  /// The channels of a node, its core and what hangs from the core; nothing for a null or dead node.
+  void getKeyableChannels(osg::NodePtr const& node, std::vector<knOSGChannelData>& channels);
+  /// The channels of one container. The ids and the name go into the records; fields in `excludedNames` are left
+  /// out. A null or dead container gives nothing.
+  void getKeyableChannels(osg::FieldContainerPtr const& container, osg::UInt32 parentId, osg::UInt32 nodeId,
+                          std::string const& nodeName, std::vector<knOSGChannelData>& channels,
+                          std::vector<std::string> const& excludedNames);
+  /// The channels that a material declares; nothing for a null or dead one.
+  void getKeyableChannels(osg::MaterialPtr const& material, std::vector<knOSGChannelData>& channels);
+  /// Whether fields of that name can be keyed. The empty name counts as one that can.
+  bool isKeyableAttribute(std::string const& name) const;
+  /// Whether a field of that content type (`TypeBase::getId`) and name is shown as a colour.
+  bool isColorField(osg::UInt32 contentTypeId, std::string const& name) const;
+  /// The colour of a new curve with that suffix: red for "X", and so on; orange for any other text.
+  osg::Color3f getDefaultColor(std::string const& suffix);
+  /// 0 to 3 for a suffix of one letter; 0 for any other text.
+  osg::UInt32 getValueIndexFromSuffix(std::string const& suffix);
+  /// Whether the builders of camera curves pass over channels of that name.
+  bool ignoreChannel(std::string const& name) const;
+
   // --- Attachments --------------------------------------------------------------------------------------------
 
   /// The container's animation attachment; null when the container is null, dead or has none. Any thread, while
   /// nobody writes.
   static osg::AnimAttachmentPtr getAnimAttachment(osg::AttachmentContainerPtr const& container);
 
+  // --- Who uses an animation ----------------------------------------------------------------------------------
+
+  /// Adds to `count` how many nodes of the tree have `object` as their core. Null arguments add nothing.
+  void findAndCountR(osg::AnimNodePtr const& node, osg::AnimObjectPtr const& object, unsigned int& count);
+
  private:
-  knAnimManager() = default;
+  friend struct knAnimManagerAccess;  ///< tests
+
+  knAnimManager();
+  ~knAnimManager();
+
+  static void appendKeyableNames(std::string& names);
+  void updatePtrs(std::vector<knCurveData>& data, bool setTime, float time);
+  void gatherShapeCachesR(osg::NodePtr const& node, knDynBlockArray<osg::AnimNodePtr>& caches,
+                          std::set<unsigned int>& visited);
+  void collectRoots(osg::NodePtr const& root, std::set<unsigned int>& visited,
+                    knDynBlockArray<osg::AnimNodePtr>& roots,
+                    knDynBlockArray<osg::AnimNodePtr>& timeShapeCacheRoots);
+  void computeAnimParents(osg::AnimNodePtr const& animNode, std::set<osg::FieldContainerPtr>& parents);
+
+  knDynBlockArray<osg::AnimNodePtr> _timeShapeCacheRoots{128};
+  std::vector<knCurveData> _curveEditorData;
+  std::string _keyableAttributes;
+  double _fps = 24.0;
+  double _playbackFPS = 24.0;
+  unsigned int _playbackRangeHint = 0;
+  unsigned int _playbackContextHint = 0;
+  double _currentTime = 0.0;
+  int _fullRangeStart = 0;
+  int _fullRangeEnd = 50;
+  int _detailedRangeStart = 0;
+  int _detailedRangeEnd = 25;
+  bool _loopTimeline = true;
+  bool _evaluateSubframes = false;
+  bool _keepKeysAtFrame = false;
+  bool _verifyClipStructure = true;
+  osg::AnimAttachmentPtr _structureAttachment;
+  osg::AnimNodePtr _sceneStructureRoot;
+  osg::AnimNodePtr _clipStructureRoot;
 };
+
+/// The names of the host's render passes, in their order; a table for the host that the library does not read.
+KNANIM_API std::vector<std::string> const& knRenderPassNames();
 
 /// The body of the parallel loop over curve records. Workers write only the records of their own range.
 class KNANIM_API knAnimComputeCurveValueTask {
