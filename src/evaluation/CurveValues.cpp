@@ -1,3 +1,4 @@
+#include "evaluation/CurveValue.h"
 #include "evaluation/SegmentSolver.h"
 #include "knAnimManager.h"
 
@@ -15,9 +16,6 @@ using osg::Vec2f;
 // All arithmetic is in floats, in the order written: results are compared bit by bit with earlier releases. Only
 // the cubic is solved in doubles.
 
-/// Bisection pays a cache miss at nearly every step of a long curve, so there the segment of the last evaluation
-/// is looked at first. Playback stays in it, or steps into the next.
-constexpr unsigned int LongCurve = 32;
 constexpr unsigned int ShortCurve = 16;
 /// A tangent that reaches less than this (seconds) into its segment holds the value.
 constexpr float HoldThreshold = 0.0001F;
@@ -62,9 +60,9 @@ KeyPlace countKeys(CCPnt const* keys, unsigned int n, float t) {
   return {lo, lo > 0 && keys[lo].x() == t ? lo : lo + 1};
 }
 
+/// Playback stays in a segment, or steps into the next. So the segment of the last evaluation is looked at first; that
+/// spares the other keys, most of which are not in the cache.
 KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
-  if (n <= ShortCurve) return countKeys(keys, n, t);
-  if (n < LongCurve) return bisect(keys, n, t);
   unsigned int const hint = curve.getSegmentHint();
   for (unsigned int lo = hint; lo <= hint + 1 && lo + 1 < n; ++lo) {
     // Strictly between two sorted keys there is only one answer, the bisection's.
@@ -72,7 +70,7 @@ KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, flo
     if (lo != hint) curve.setSegmentHint(lo);
     return {lo, lo + 1};
   }
-  KeyPlace const place = bisect(keys, n, t);
+  KeyPlace const place = n <= ShortCurve ? countKeys(keys, n, t) : bisect(keys, n, t);
   curve.setSegmentHint(place.lo);
   return place;
 }
@@ -156,7 +154,9 @@ bool applyInfinity(knCurveData& record, AnimNode const& node, AnimCurve const& c
   }
 }
 
-void computeValue(knCurveData& record) {
+}  // namespace
+
+void computeCurveValue(knCurveData& record) {
   if (!record.node.isAlive() || !record.node->isActive() || !record.curve.isAlive()) return;
   AnimNode const& node = *record.node;
   AnimCurve const& curve = *record.curve;
@@ -193,10 +193,8 @@ void computeValue(knCurveData& record) {
   if (evaluateSegment(curve, a, b, flipped, xscale, xoff, time, value)) record.value = value;
 }
 
-}  // namespace
-
 void knAnimComputeCurveValueTask::operator()(tbb::blocked_range<unsigned int> const& range) const {
-  for (unsigned int i = range.begin(); i != range.end(); ++i) computeValue((*_data)[i]);
+  for (unsigned int i = range.begin(); i != range.end(); ++i) computeCurveValue((*_data)[i]);
 }
 
 void knAnimManager::computeCurveValues(std::vector<knCurveData>& data, float time) {

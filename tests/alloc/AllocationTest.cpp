@@ -1,8 +1,6 @@
 // What must not allocate in a playing scene. A program of its own, because it replaces operator new.
 #include "knAnimManager.h"
-#include "model/scenegraph/ChangeList.h"
-#include "model/utils/knUtils.h"
-#include "support/TestContainers.h"
+#include "support/SceneStage.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -97,7 +95,7 @@ TEST_F(AllocationTest, ComputingCurveValuesInParallel) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "the stand-in for TBB's entry points allocates with every task";
 #endif
-  auto& manager = knAnimManager::the();
+  auto& manager = *knAnimManager::the();
   for (unsigned int const keyCount : {2U, 1000U}) {
     Curves const curves(keyCount);
     // TBB makes its threads and its pools while it warms up.
@@ -110,6 +108,31 @@ TEST_F(AllocationTest, ComputingCurveValuesInParallel) {
       EXPECT_EQ(allocationsIn([&] { manager.computeCurveValues(records, 0); }), 0U) << count << " records";
     }
   }
+}
+
+class FrameAllocationTest : public kntest::SceneStage {};
+
+TEST_F(FrameAllocationTest, TheSameFrameAgain) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the stand-in for TBB's entry points allocates with every task";
+#endif
+  for (int i = 0; i < 200; ++i) {
+    NodePtr const owner = addNode(Transform3D::create());
+    for (char const* const field : {"translation", "eulerRotation", "scale"}) {
+      for (UInt32 component = 0; component < 3; ++component)
+        kntest::animate(owner, kntest::newCurveNode(field, component, {{0, 1}, {1, 5}}));
+    }
+  }
+  changes.clear();
+  evaluate(0.25F);
+  EXPECT_EQ(changes.getEntries().size(), 200U);
+  // The workers' memory grows while they warm up.
+  for (int round = 0; round < 50; ++round) evaluate(0.25F);
+  changes.clear();
+  EXPECT_EQ(allocationsIn([] { evaluate(0.25F); }), 0U);
+  EXPECT_EQ(changes.getAnnouncementCount(), 0U);
+  knAnimEvaluator::the()->freeMemory();
+  EXPECT_GT(allocationsIn([] { evaluate(0.25F); }), 0U);
 }
 
 TEST_F(AllocationTest, AnnouncingWhatTheListHoldsAlready) {

@@ -68,7 +68,7 @@ class CurveStage {
     std::vector<knCurveData> records;
     for (float const time : times) records.push_back(record(time));
     // The call's own time takes no part.
-    knAnimManager::the().computeCurveValues(records, std::numeric_limits<float>::quiet_NaN());
+    knAnimManager::the()->computeCurveValues(records, std::numeric_limits<float>::quiet_NaN());
     return records;
   }
 

@@ -470,7 +470,7 @@ TEST_F(CurveValuesOracleTest, DefaultTangentsOnFrameGrids) {
         records[0].time = timeOf(static_cast<double>(random.number(static_cast<std::size_t>(length) + 1)));
         records[1].time = timeOf(length - 0.5);
         records[2].time = timeOf(random.uniform(0, length));
-        knAnimManager::the().computeCurveValues(records, 0);
+        knAnimManager::the()->computeCurveValues(records, 0);
         std::vector<CurveKey> keys;
         for (CCPnt const& key : curve->getControlPoints())
           keys.push_back({key.x(), key.y(), key.inX(), key.inY(), key.outX(), key.outY()});

@@ -234,7 +234,7 @@ TEST_F(CurveValuesTest, RecordsWithoutAnswerAreLeftAlone) {
   deadNode.subRef();
   deadCurve.subRef();
   records.push_back(stage.record(2));
-  knAnimManager::the().computeCurveValues(records, 2);
+  knAnimManager::the()->computeCurveValues(records, 2);
   EXPECT_EQ(records.back().value, 20) << "the others do not keep this one from its value";
   records.pop_back();
   for (knCurveData const& data : records) {
@@ -243,7 +243,7 @@ TEST_F(CurveValuesTest, RecordsWithoutAnswerAreLeftAlone) {
     EXPECT_EQ(data.cycleValueOffset, KeptOffset);
   }
   std::vector<knCurveData> none;
-  knAnimManager::the().computeCurveValues(none, 1);
+  knAnimManager::the()->computeCurveValues(none, 1);
   EXPECT_TRUE(none.empty());
 }
 
@@ -388,7 +388,7 @@ TEST_F(CurveValuesTest, RecordsOfTheSameCurveMayBeComputedAtOnce) {
   auto const computeAndCompare = [&] {
     for (int round = 0; round < 5; ++round) {
       std::vector<knCurveData> mine = records;
-      knAnimManager::the().computeCurveValues(mine, 0);
+      knAnimManager::the()->computeCurveValues(mine, 0);
       EXPECT_EQ(mine, expected);
     }
   };

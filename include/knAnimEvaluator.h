@@ -1,0 +1,215 @@
+#pragma once
+
+#include "knAnimExport.h"
+#include "model/camera/UberCamera.h"
+#include "model/records/knCurveData.h"
+#include "model/records/knIdTable.h"
+#include "model/records/knOSGChannelData.h"
+#include "model/scenedata/MaterialPool.h"
+#include "model/scenegraph/BitVector.h"
+#include "model/scenegraph/Geometry.h"
+
+#include <tbb/concurrent_unordered_map.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct GatheredChunk;
+struct WriteRule;
+
+/// Finds the animation trees of a scene.
+class KNANIM_API knAnimNodeCollector {
+ public:
+  using Map = tbb::concurrent_unordered_map<unsigned int, std::vector<osg::AnimNodePtr>>;
+
+  /// Adds an entry for every node at and below `node` whose attachment has an active tree: the node's container id,
+  /// and the tree's nodes, parents before children, without inactive and hidden branches. Camera tracks are left out
+  /// with all below them, as are the children of component geometries. A parallel walk that passes over what
+  /// carries no animation; trees may be of any depth. Null and dead nodes add nothing. Main thread.
+  static void gatherAnimNodes(osg::NodePtr const& node, Map& map);
+};
+
+/// Runs evaluations: gathers curves, computes their values, writes fields and announces them. Everything enters on
+/// the host's main thread; forks join within the call. Not reentrant: a `changed` handler must not start another
+/// evaluation.
+class KNANIM_API knAnimEvaluator {
+ public:
+  using knCurveData = ::knCurveData;
+  using knOSGChannelData = ::knOSGChannelData;
+  /// Owners by the container id of the curve or cache core that hangs on them.
+  using ParentMap = std::map<unsigned int, std::set<osg::FieldContainerPtr>>;
+  using TimeShapeCacheMap = std::map<osg::AnimNodePtr, std::set<osg::GeometryPtr>>;
+
+  knAnimEvaluator();
+  ~knAnimEvaluator();
+  knAnimEvaluator(knAnimEvaluator const& other);
+  knAnimEvaluator& operator=(knAnimEvaluator const& other);
+
+  /// The one evaluator, made at first use and destroyed at process end. Any thread.
+  static knAnimEvaluator* the();
+
+  // --- Host callbacks -----------------------------------------------------------------------------------------
+
+  /// The scene's material pool. While unset, or when it gives null, the other callback is asked.
+  static void setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()>&& callback);
+  /// Fills in the scene's materials. It may give null, dead and repeated handles.
+  static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)>&& callback);
+
+  static std::function<osg::MaterialPoolPtr()> _getMaterialPoolCB;
+  static std::function<void(std::vector<osg::MaterialPtr>&)> _getSceneMaterialsCB;
+
+  // --- Evaluation ---------------------------------------------------------------------------------------------
+
+  /// Evaluates the scene at `time` (seconds): the animations of everything below the scene's root and its
+  /// sceneplate root, and of its materials. Fields are written in a fixed order of gathering and announced in one
+  /// commit; a curve that several objects share is computed once and written to all. With records in `filter` only
+  /// those curves are evaluated that equal one of them (same node and curve, value and offset 0, as in a record that
+  /// was never computed), and no caches. `ignored` is not read. Without a material-side root in the scene's record
+  /// nothing is evaluated. Sequences take no part.
+  void evaluate(float const& time, bool ignored, std::vector<knCurveData> const& filter);
+
+  /// Evaluates one tree at `time` (seconds) for all its owners. Each node's `PostCycles` wrap the time on the way
+  /// down. Below a clip, curves write in this order: those that begin later, the soonest last; those that have
+  /// ended, the latest end last; those in progress. So of overlapping clips on one channel one in progress wins, else
+  /// the one that ended last, else the one that begins first. Any other tree writes in ascending container id.
+  ///
+  /// `motionBlurOnly` leaves out curves whose node takes no part in motion blur. `commit` announces what changed,
+  /// else it waits for the next commit. `checkParentMap` looks for the owners anew when animation trees have changed.
+  void evaluateObject(osg::AnimNodePtr const& node, float const& time, bool motionBlurOnly, bool commit,
+                      bool checkParentMap);
+  /// The same without a look for owners, for `parents`; nothing when there are none. They are noted as owners of
+  /// `node` itself until owners are looked for again.
+  void evaluateObject(osg::AnimNodePtr const& node, std::set<osg::FieldContainerPtr> const& parents,
+                      float const& time, bool motionBlurOnly, bool commit);
+
+  /// Returns the memory that evaluations keep for the next one.
+  void freeMemory();
+
+  /// Switches the sequences of object evaluation off and on. On at first.
+  void blockSequenceEvaluation(bool block) { _blockSequenceEvaluation = block; }
+  /// Switches all writing to sceneplates off and on. On at first.
+  void blockSceneplateEvaluation(bool block) { _blockSceneplateEvaluation = block; }
+
+  // --- Gathering ----------------------------------------------------------------------------------------------
+
+  /// Adds to the records of the running evaluation all curves of the animation trees at and below `root`.
+  /// `motionBlurOnly` leaves out nodes that take no part in motion blur, `keepEmpty` takes curves without keys in.
+  /// See knAnimNodeCollector for what is passed over.
+  void gatherAnimDataR(osg::NodePtr const& root, bool motionBlurOnly, bool keepEmpty);
+  /// The same for all materials of the scene.
+  void gatherMaterialAnimData(bool motionBlurOnly, bool keepEmpty);
+  /// The same for one tree of `container`, a node or a material.
+  void getAnimDataR(osg::AnimNodePtr const& node, osg::FieldContainerPtr const& container,
+                    bool motionBlurOnly, bool keepEmpty);
+  /// The same for one node of such a tree.
+  void getAnimDataFromNode(osg::AnimNodePtr const& node, osg::FieldContainerPtr const& container,
+                           bool motionBlurOnly, bool keepEmpty);
+
+  // --- Field writing ------------------------------------------------------------------------------------------
+
+  /// Writes a value wherever the curve is used in the scene. `commit` announces it. Walks the whole scene: for
+  /// single edits. A null or dead curve ends the call.
+  void setOSGFieldValue(osg::AnimCurvePtr const& curve, float const& value, bool commit);
+  /// Writes a value to a channel. A channel of a container that is gone ends the call. The channels
+  /// "aimTranslation" and "upTranslation" of a camera take effect in whole evaluations only.
+  void setOSGFieldValue(knOSGChannelData const& channel, float const& value, bool commit);
+
+  // --- Aims and owners ----------------------------------------------------------------------------------------
+
+  /// Finds the container that a curve of `owner` (a node or a material) writes to, and appends to `parents` the
+  /// containers that must hear of it. `aim` is left as it is where there is nothing to find. Null and dead arguments
+  /// end the call.
+  void computeAim(osg::AnimCurvePtr const& curve, osg::FieldContainerPtr const& owner,
+                  osg::FieldContainerPtr& aim, std::vector<osg::FieldContainerPtr>& parents);
+  /// The one container that stands for a curve in reading: the aim for the first owner in handle order; null when
+  /// nothing in the scene holds the curve.
+  osg::FieldContainerPtr getFirstAim(osg::AnimCurvePtr const& curve);
+  /// Looks for all owners anew, from `root` on, when animation trees have changed since this was last done.
+  void updateSceneAnimParentMap(osg::NodePtr root);
+
+ private:
+  friend struct knAnimEvaluatorAccess;  ///< tests
+
+  /// What one apply has for a camera. A vector counts once its flag is false.
+  struct FromAtUpData {
+    osg::Pnt3f from;
+    osg::Pnt3f at;
+    osg::Vec3f up;
+    osg::Vec3f aim;
+    osg::Vec3f upTranslation;
+    bool fromUnset = true;
+    bool atUnset = true;
+    bool upUnset = true;
+    bool aimUnset = true;
+    bool upTranslationUnset = true;
+  };
+  using CameraData = std::map<osg::UberCameraPtr, FromAtUpData>;
+  /// Memory that is kept from one gathering to the next; nothing in it outlives the walk that filled it.
+  struct GatheringBuffers;
+
+  void gatherAnimData(bool motionBlurOnly, bool keepEmpty, bool computeValues);
+  void findAnimatedMaterials();
+  void gatherOwners(bool motionBlurOnly, bool keepEmpty, bool computeValues);
+  void mergeChunk(GatheredChunk& chunk, std::size_t firstOwner);
+  void addRecord(knCurveData&& record);
+  void addCurve(osg::AnimNodePtr const& node, osg::AnimCurvePtr const& curve, float time,
+                osg::FieldContainerPtr const& aim, std::vector<osg::FieldContainerPtr> const& parents);
+  void addCache(osg::AnimNodePtr const& node, osg::FieldContainerPtr const& owner);
+  void getFullAnimDataR(osg::AnimNodePtr const& node, float time, std::set<osg::AnimNodePtr>& sequences,
+                        bool motionBlurOnly);
+  void addToTree(osg::AnimNodePtr const& node, float time, std::set<osg::AnimNodePtr>& sequences);
+  void addCurveOfTree(osg::AnimNodePtr const& node, osg::AnimCurvePtr const& curve, float time);
+
+  void evaluateTree(osg::AnimNodePtr const& node, float time, bool motionBlurOnly, bool commit,
+                    bool collectCameras);
+  void writeClip(std::vector<knCurveData> const& data, bool commit, bool collectCameras);
+  /// The places of the records of a clip in the order in which they are written.
+  std::vector<std::size_t> sortCurves(std::vector<knCurveData> const& data) const;
+  void keepMatching(std::vector<knCurveData>& data, std::vector<knCurveData> const& filter) const;
+  void emptyRecords();
+  std::vector<knCurveData> takeRecords();
+  void giveBackRecords(std::vector<knCurveData>&& data);
+
+  struct FieldWrite;
+
+  void setOSGFieldValue(knContainerSet const& aims, knContainerSet const& parents, FieldWrite const& write,
+                        CameraData* cameraData);
+  void setOSGFieldValue(knCurveData const& data, CameraData* cameraData);
+  void writeToAim(osg::FieldContainerPtr const& aim, FieldWrite const& write, CameraData* cameraData);
+  void writeVisibility(osg::Node& node, float value);
+  void writeCamera(osg::UberCameraPtr const& camera, WriteRule const& rule, FieldWrite const& write,
+                   CameraData* cameraData);
+  void setOSGFieldValues(std::vector<knCurveData> const& data, bool commit);
+  void setLegacyCameraFromAtUp(CameraData const& cameraData);
+  void markParents(knContainerSet const& parents, knContainerSet const& aims);
+  void markFieldChanged(osg::FieldContainerPtr const& container, osg::BitVector const& mask);
+  void commitChangedFields();
+
+  osg::FieldContainerPtr findAimInScene(osg::AnimCurvePtr const& curve);
+  void rebuildParentMap(osg::NodePtr const& root);
+  void createAnimParentMap(osg::NodePtr const& root, ParentMap& parentMap);
+  void createAnimParentMapR(osg::NodePtr const& node, ParentMap& parentMap);
+  void getAnimParentsR(osg::NodePtr const& animNode, osg::FieldContainerPtr const& parent,
+                       ParentMap& parentMap);
+  void updateAnimParentsByNode(osg::AnimNodePtr const& animNode);
+  void updateParentMapByAnimNodeR(osg::NodePtr const& animNode);
+  void updateAnimParentsByNodeR(osg::NodePtr const& node);
+  void findAndUpdateAnimParentsR(osg::NodePtr const& animNode, osg::FieldContainerPtr const& parent);
+  void addAnimParentsByNodeR(osg::NodePtr const& animNode, osg::FieldContainerPtr const& parent);
+  void removeAnimParentsByNodeR(osg::NodePtr const& animNode);
+
+  std::vector<knCurveData> _curveData;       ///< the records of the running evaluation
+  knIdTable<osg::BitVector> _changedFields;  ///< fields written and not yet announced
+  ParentMap _animParentMap;                  ///< survives evaluations
+  knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
+  TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation
+  float _time = 0.F;                         ///< of the last evaluation of a scene
+  bool _blockSequenceEvaluation = false;
+  bool _blockSceneplateEvaluation = false;
+  std::unique_ptr<GatheringBuffers> _buffers;
+};

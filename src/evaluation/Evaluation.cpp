@@ -1,0 +1,172 @@
+#include "evaluation/GatheringBuffers.h"
+#include "evaluation/WriteOrder.h"
+#include "knAnimEvaluator.h"
+#include "knAnimManager.h"
+#include "model/scenedata/knSceneDataManager.h"
+#include "model/sceneext/AnimClip.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+using osg::AnimNodePtr;
+
+std::function<osg::MaterialPoolPtr()> knAnimEvaluator::_getMaterialPoolCB;
+std::function<void(std::vector<osg::MaterialPtr>&)> knAnimEvaluator::_getSceneMaterialsCB;
+
+// --- Lifetime -----------------------------------------------------------------------------------------------------
+
+knAnimEvaluator::knAnimEvaluator() : _buffers(std::make_unique<GatheringBuffers>()) {}
+
+knAnimEvaluator::~knAnimEvaluator() = default;
+
+knAnimEvaluator::knAnimEvaluator(knAnimEvaluator const& other) : knAnimEvaluator() { *this = other; }
+
+knAnimEvaluator& knAnimEvaluator::operator=(knAnimEvaluator const& other) {
+  _curveData = other._curveData;
+  _changedFields = other._changedFields;
+  _animParentMap = other._animParentMap;
+  _curveMap = other._curveMap;
+  _timeShapeCaches = other._timeShapeCaches;
+  _time = other._time;
+  _blockSequenceEvaluation = other._blockSequenceEvaluation;
+  _blockSceneplateEvaluation = other._blockSceneplateEvaluation;
+  return *this;
+}
+
+knAnimEvaluator* knAnimEvaluator::the() {
+  static knAnimEvaluator evaluator;
+  return &evaluator;
+}
+
+void knAnimEvaluator::setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()>&& callback) {
+  _getMaterialPoolCB = std::exchange(callback, nullptr);
+}
+
+void knAnimEvaluator::setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)>&& callback) {
+  _getSceneMaterialsCB = std::exchange(callback, nullptr);
+}
+
+void knAnimEvaluator::freeMemory() {
+  _curveData = {};
+  _curveMap.freeMemory();
+  _timeShapeCaches.clear();
+  *_buffers = {};
+}
+
+void knAnimEvaluator::emptyRecords() {
+  _curveData.clear();
+  _curveMap.clear();
+  _timeShapeCaches.clear();
+}
+
+// --- The scene ----------------------------------------------------------------------------------------------------
+
+void knAnimEvaluator::evaluate(float const& time, bool, std::vector<knCurveData> const& filter) {
+  _time = time;
+  if (!knSceneDataManager::getSceneData(0)->getMaterialRoot().isAlive()) return;
+  emptyRecords();
+  // A filter compares with records that were never computed.
+  gatherAnimData(false, false, filter.empty());
+  if (!filter.empty()) keepMatching(_curveData, filter);
+  // Setters announce while fields are written: whoever hears of it may come back here and finds no half-used list.
+  std::vector<knCurveData> data = takeRecords();
+  if (!filter.empty()) knAnimManager::the()->computeCurveValues(data, time);
+  setOSGFieldValues(data, true);
+  giveBackRecords(std::move(data));
+}
+
+/// A filter record that was computed before, with a value of its own, matches nothing: that is how hosts know it.
+void knAnimEvaluator::keepMatching(std::vector<knCurveData>& data,
+                                   std::vector<knCurveData> const& filter) const {
+  std::unordered_multimap<osg::UInt32, knCurveData const*> byCurve;
+  for (knCurveData const& record : filter) byCurve.emplace(record.curveId, &record);
+  std::erase_if(data, [&](knCurveData const& record) {
+    auto const [first, last] = byCurve.equal_range(record.curveId);
+    return std::none_of(first, last, [&](auto const& entry) { return *entry.second == record; });
+  });
+}
+
+std::vector<knCurveData> knAnimEvaluator::takeRecords() {
+  _curveMap.clear();
+  return std::exchange(_curveData, {});
+}
+
+/// The larger memory is kept for the next evaluation.
+void knAnimEvaluator::giveBackRecords(std::vector<knCurveData>&& data) {
+  if (data.capacity() > _curveData.capacity()) _curveData = std::move(data);
+  emptyRecords();
+}
+
+// --- One tree -----------------------------------------------------------------------------------------------------
+
+void knAnimEvaluator::evaluateObject(AnimNodePtr const& node, float const& time, bool motionBlurOnly,
+                                     bool commit, bool checkParentMap) {
+  if (!node.isAlive()) return;
+  if (checkParentMap) updateSceneAnimParentMap(knSceneDataManager::getSceneData(0)->getRoot());
+  evaluateTree(node, time, motionBlurOnly, commit, true);
+}
+
+void knAnimEvaluator::evaluateObject(AnimNodePtr const& node, std::set<osg::FieldContainerPtr> const& parents,
+                                     float const& time, bool motionBlurOnly, bool commit) {
+  if (!node.isAlive() || parents.empty()) return;
+  // The walk asks by the ids of cores, so this entry answers to none of them; it stays until the next rebuild.
+  _animParentMap.emplace(node.getContainerId(), parents);
+  evaluateTree(node, time, motionBlurOnly, commit, false);
+}
+
+void knAnimEvaluator::evaluateTree(AnimNodePtr const& node, float time, bool motionBlurOnly, bool commit,
+                                   bool collectCameras) {
+  emptyRecords();
+  std::set<AnimNodePtr> sequences;
+  getFullAnimDataR(node, time, sequences, motionBlurOnly);
+  auto const byCurve = [](knCurveData const& a, knCurveData const& b) { return a.curveId < b.curveId; };
+  if (!std::is_sorted(_curveData.begin(), _curveData.end(), byCurve)) {
+    std::stable_sort(_curveData.begin(), _curveData.end(), byCurve);
+  }
+  std::vector<knCurveData> data = takeRecords();
+  knAnimManager::the()->computeCurveValues(data, time);
+  if (osg::dcastTo<osg::AnimClip>(node->getCore()) != nullptr) {
+    writeClip(data, commit, collectCameras);
+  } else {
+    setOSGFieldValues(data, commit);
+  }
+  if (node.isAlive()) {
+    node->setLastEvaluationTime(time);
+    announce(node, osg::AnimNodeBase::LastEvaluationTimeFieldMask);
+  }
+  giveBackRecords(std::move(data));
+}
+
+void knAnimEvaluator::writeClip(std::vector<knCurveData> const& data, bool commit, bool collectCameras) {
+  if (commit) _changedFields.clear();
+  CameraData cameras;
+  for (std::size_t const place : sortCurves(data)) {
+    setOSGFieldValue(data[place], collectCameras ? &cameras : nullptr);
+  }
+  setLegacyCameraFromAtUp(cameras);
+  if (commit) commitChangedFields();
+}
+
+std::vector<std::size_t> knAnimEvaluator::sortCurves(std::vector<knCurveData> const& data) const {
+  knWriteOrder order;
+  for (knCurveData const& record : data) order.add(record.node, record.time);
+  return order.get();
+}
+
+// --- The manager's entries ----------------------------------------------------------------------------------------
+
+void knAnimManager::reevaluate(AnimNodePtr const& node, bool force) {
+  evaluateByTime(node, static_cast<float>(_currentTime), force, true, false);
+}
+
+void knAnimManager::evaluateByTime(AnimNodePtr const& node, float time, bool force, bool commit,
+                                   bool motionBlurOnly) {
+  if (!node.isAlive() || !node->getCore().isAlive() || !node->isActive()) return;
+  if (!force && !simulationEnabled()) return;
+  knAnimEvaluator::the()->evaluateObject(node, time, motionBlurOnly, commit, true);
+}
+
+void knAnimManager::evaluateByFrame(AnimNodePtr const& node, float frame, bool force, bool commit,
+                                    bool motionBlurOnly) {
+  evaluateByTime(node, static_cast<float>(static_cast<double>(frame) / fps()), force, commit, motionBlurOnly);
+}

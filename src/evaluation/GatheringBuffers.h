@@ -1,0 +1,22 @@
+#pragma once
+
+#include "evaluation/SceneWalk.h"
+#include "knAnimEvaluator.h"
+
+#include <utility>
+#include <vector>
+
+/// What a run of owners brings along.
+struct GatheredChunk {
+  std::vector<knCurveData>
+      records;  ///< the curves, owner by owner; without aims where the owner is no plain one
+  std::vector<std::size_t> ends;                                 ///< by owner: where its records end
+  std::vector<std::pair<osg::AnimNodePtr, std::size_t>> caches;  ///< with the places of their owners
+};
+
+struct knAnimEvaluator::GatheringBuffers {
+  std::vector<osg::NodePtr> pending;
+  std::vector<AnimatedOwner> animated;
+  std::vector<GatheredChunk> chunks;
+  std::vector<osg::FieldContainerPtr> parents;
+};

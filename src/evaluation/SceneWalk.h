@@ -1,0 +1,43 @@
+#pragma once
+
+#include "model/sceneext/AnimNode.h"
+
+#include <vector>
+
+/// A scene node or material with an animation tree.
+struct AnimatedOwner {
+  osg::FieldContainerPtr owner;
+  osg::AnimNodePtr tree;  ///< the root of the attachment
+};
+
+/// Appends the nodes at and below `root` whose attachment has an animation root. Camera tracks are passed over with all
+/// below them, and so is what hangs below a component geometry. The cost follows what carries animation, not what
+/// the scene holds; trees may be of any depth. `pending` is scratch memory.
+void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
+                       std::vector<AnimatedOwner>& animated);
+
+/// Asks for the memory of a container from one byte to another, ahead of its use. Scenes are larger than caches, and
+/// walks spend most of their time waiting.
+inline void prefetchContainer(osg::FieldContainerPtr const& handle, std::ptrdiff_t first,
+                              std::ptrdiff_t last) {
+  constexpr std::ptrdiff_t Line = 64;
+  if (!handle.isAlive()) return;
+  auto const* const bytes = reinterpret_cast<char const*>(&*handle);
+  for (std::ptrdiff_t i = first; i < last; i += Line) __builtin_prefetch(bytes + i);
+}
+
+/// Calls `visit(AnimNodePtr const&)` for the nodes of an animation tree, parents before children, children in order.
+/// A branch ends at an inactive or hidden node, and at one that is no animation node. `pending` is scratch memory.
+template <class Visit>
+void forEachActiveNode(osg::AnimNodePtr const& tree, std::vector<osg::AnimNodePtr>& pending, Visit visit) {
+  pending.assign(1, tree);
+  while (!pending.empty()) {
+    osg::AnimNodePtr const node = pending.back();
+    pending.pop_back();
+    if (!node.isAlive() || !node->isActive() || node->getHidden()) continue;
+    visit(node);
+    auto const& children = node->getChildren();
+    for (std::size_t i = children.size(); i-- > 0;)
+      pending.push_back(osg::dcast<osg::AnimNodePtr>(children[i]));
+  }
+}

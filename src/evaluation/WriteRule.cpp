@@ -1,0 +1,147 @@
+#include "evaluation/WriteRule.h"
+
+#include "model/camera/UberCamera.h"
+#include "model/scenegraph/Geometry.h"
+#include "model/scenegraph/Transform3D.h"
+
+#include <array>
+#include <map>
+#include <mutex>
+#include <utility>
+
+using osg::FieldContainerType;
+
+namespace {
+
+using Kind = WriteRule::Kind;
+using Content = WriteRule::Content;
+
+struct NamedKind {
+  char const* name;
+  Kind kind;
+};
+
+constexpr NamedKind TransformNames[] = {{"eulerRotation", Kind::EulerRotation},
+                                        {"eulerRotationOrientation", Kind::EulerRotationOrientation}};
+constexpr NamedKind LightNames[] = {{"glossy", Kind::LightGlossy},
+                                    {"diffuse", Kind::LightDiffuse},
+                                    {"intensity", Kind::LightIntensity},
+                                    {"temperature", Kind::LightTemperature}};
+constexpr NamedKind CameraNames[] = {{"from", Kind::CameraFrom},
+                                     {"at", Kind::CameraAt},
+                                     {"up", Kind::CameraUp},
+                                     {"aimTranslation", Kind::CameraAim},
+                                     {"upTranslation", Kind::CameraUpTranslation}};
+/// What a camera has without a field.
+constexpr NamedKind CameraValues[] = {{"turntableAngle", Kind::TurntableAngle},
+                                      {"turntableHeight", Kind::TurntableHeight},
+                                      {"turntableDistance", Kind::TurntableDistance},
+                                      {"focalLength", Kind::FocalLength},
+                                      {"fStop", Kind::FStop}};
+
+template <std::size_t N>
+Kind kindOf(NamedKind const (&table)[N], std::string const& name) {
+  for (NamedKind const& entry : table) {
+    if (name == entry.name) return entry.kind;
+  }
+  return Kind::Skip;
+}
+
+template <class T>
+std::pair<osg::UInt32, Content> contentOf(Content content) {
+  return {osg::SField<T>::getClassType().getId(), content};
+}
+
+Content contentOf(osg::FieldType const& type) {
+  static std::pair<osg::UInt32, Content> const contents[] = {
+      contentOf<osg::Vec2f>(Content::Vec2f),
+      contentOf<osg::Vec3f>(Content::Vec3f),
+      contentOf<osg::Vec4f>(Content::Vec4f),
+      contentOf<osg::Pnt2f>(Content::Pnt2f),
+      contentOf<osg::Pnt3f>(Content::Pnt3f),
+      contentOf<osg::Pnt4f>(Content::Pnt4f),
+      contentOf<osg::Color3f>(Content::Color3f),
+      contentOf<osg::Color4f>(Content::Color4f),
+      contentOf<osg::Real32>(Content::Real32),
+      contentOf<osg::Real64>(Content::Real64),
+      contentOf<osg::Int32>(Content::Int32),
+      contentOf<osg::UInt32>(Content::UInt32),
+      contentOf<osg::Int64>(Content::Int64),
+      contentOf<osg::UInt64>(Content::UInt64),
+      contentOf<bool>(Content::Bool),
+      contentOf<osg::GeoPositionsPtr>(Content::Positions),
+      contentOf<osg::GeoNormalsPtr>(Content::Normals)};
+  if (type.getCardinality() != osg::FieldType::Cardinality::Single) return Content::Other;
+  for (auto const& [id, content] : contents) {
+    if (id == type.getId()) return content;
+  }
+  return Content::Other;
+}
+
+/// What is left when no name is treated by itself: the field, or what has no field.
+WriteRule makeFieldRule(FieldContainerType const& type, std::string const& name) {
+  WriteRule rule;
+  if (osg::FieldDescription const* const field = type.findFieldDescription(name.c_str())) {
+    rule.kind = Kind::Field;
+    rule.content = contentOf(field->getFieldType());
+    rule.field = field;
+    rule.mask = field->getFieldMask();
+  } else if (type.isDerivedFrom(osg::Node::_type)) {
+    rule.kind = name == "visible" ? Kind::Visible : Kind::Skip;
+  } else if (type.isDerivedFrom(osg::UberCameraBase::_type)) {
+    rule.kind = kindOf(CameraValues, name);
+  }
+  return rule;
+}
+
+WriteRule makeRule(FieldContainerType const& type, std::string const& name) {
+  WriteRule rule;
+  if (Kind const kind = kindOf(TransformNames, name); kind != Kind::Skip) {
+    if (type.isDerivedFrom(osg::Transform3DBase::_type)) rule.kind = kind;
+    rule.type = &type;
+    return rule;
+  }
+  rule = makeFieldRule(type, name);
+  rule.type = &type;
+  Kind special = Kind::Skip;
+  if (type.isDerivedFrom(osg::Node::_type)) {
+    special = kindOf(LightNames, name);
+  } else if (type.isDerivedFrom(osg::UberCameraBase::_type)) {
+    special = kindOf(CameraNames, name);
+  }
+  if (special != Kind::Skip) rule.kind = special;
+  if (name == "fieldOfView") rule.angles = WriteRule::Angles::All;
+  if (name == "glareParameter") rule.angles = WriteRule::Angles::Fourth;
+  return rule;
+}
+
+/// Every rule that does not skip, for ever: there are no more of them than types have fields and special names.
+WriteRule const* findForGood(FieldContainerType const& type, std::string const& name) {
+  static std::mutex mutex;
+  static auto& rules = *new std::map<std::pair<FieldContainerType const*, std::string>, WriteRule>;
+  static WriteRule const skip;
+  WriteRule const rule = makeRule(type, name);
+  if (rule.kind == Kind::Skip) return &skip;
+  std::lock_guard const lock(mutex);
+  return &rules.try_emplace({&type, name}, rule).first->second;
+}
+
+}  // namespace
+
+WriteRule const& WriteRule::find(FieldContainerType const& type, std::string const& name) {
+  struct Remembered {
+    FieldContainerType const* type = nullptr;
+    std::string name;
+    WriteRule const* rule = nullptr;
+  };
+  thread_local std::array<Remembered, 256> table;
+  std::size_t const length = name.size();
+  auto const letter = [&](std::size_t i) {
+    return static_cast<std::size_t>(static_cast<unsigned char>(name[i]));
+  };
+  std::size_t const hash =
+      length == 0 ? 0 : letter(0) + 7 * letter(length / 2) + 31 * letter(length - 1) + 61 * length;
+  Remembered& entry = table[(hash + 37 * type.getId()) % table.size()];
+  if (entry.type != &type || entry.name != name) entry = {&type, name, findForGood(type, name)};
+  return *entry.rule;
+}

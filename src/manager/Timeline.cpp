@@ -1,0 +1,100 @@
+#include "knAnimEvaluator.h"
+#include "knAnimManager.h"
+#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenegraph/FieldContainerFactory.h"
+#include "model/utils/knUtils.h"
+
+#include <chrono>
+
+namespace {
+
+void send(char const* name, char const* key, double value) {
+  knMessage message;
+  message.set(key, value, true);
+  knUtils::call(name, message, 0);
+}
+
+float scaled(float time, double factor) { return static_cast<float>(static_cast<double>(time) * factor); }
+
+}  // namespace
+
+void knAnimManager::setFPS(double fps) {
+  if (fps == _fps) return;
+  if (_keepKeysAtFrame) multiplyAnimationKeys(_fps / fps);
+  _fps = fps;
+  knSceneDataManager::getSceneData(0)->setFps(fps);
+  // Receivers read fps(); the message carries nothing, and is meant to.
+  knUtils::call("changedFPS", 0);
+}
+
+void knAnimManager::multiplyAnimationKeys(double factor) {
+  updateSceneAnimCurveData();
+  auto const& factory = osg::FieldContainerFactory::the();
+  for (knCurveData const& record : _sceneAnimCurveData) {
+    auto* const curve = osg::dcastTo<osg::AnimCurve>(factory.getContainer(record.curveId));
+    if (curve == nullptr) continue;
+    for (osg::CCPnt& key : curve->getControlPoints()) {
+      key.setX(scaled(key.x(), factor));
+      key.setInX(scaled(key.inX(), factor));
+      key.setOutX(scaled(key.outX(), factor));
+    }
+  }
+}
+
+bool knAnimManager::setCurrentTime(double time, bool force, bool notify) {
+  if (time == _currentTime && !force) return false;
+  _currentTime = time;
+  evaluateAnimationsByTime(static_cast<float>(time), force, false);
+  if (notify) send("currentAnimTimeChanged", "time", time);
+  return true;
+}
+
+bool knAnimManager::setCurrentFrame(double frame, bool force, bool notify) {
+  if (!setCurrentTime(frame / _fps, force, notify)) return false;
+  if (notify) send("currentFrameChanged", "frame", frame);
+  return true;
+}
+
+bool knAnimManager::setCurrentTimeNoEvaluation(double time, bool notify) {
+  if (time == _currentTime) return false;
+  _currentTime = time;
+  if (notify) send("currentAnimTimeChanged", "time", time);
+  return true;
+}
+
+bool knAnimManager::setCurrentFrameNoEvaluation(double frame, bool notify) {
+  if (!setCurrentTimeNoEvaluation(frame / _fps, notify)) return false;
+  if (notify) send("currentFrameChanged", "frame", frame);
+  return true;
+}
+
+void knAnimManager::evaluateAnimationsByTime(float time, bool force, bool flag) {
+  if (!force && !simulationEnabled()) return;
+  if (_playbackContextHint != 1) {
+    knAnimEvaluator::the()->evaluate(time, flag, {});
+    return;
+  }
+  _curveEditorData.clear();
+  getCurveEditorData(_curveEditorData);
+  if (!_curveEditorData.empty()) knAnimEvaluator::the()->evaluate(time, flag, _curveEditorData);
+}
+
+void knAnimManager::evaluateAnimationsByFrame(float frame, bool force, bool flag) {
+  evaluateAnimationsByTime(static_cast<float>(static_cast<double>(frame) / _fps), force, flag);
+}
+
+void knAnimManager::reevaluateAnimations(bool force) {
+  evaluateAnimationsByTime(static_cast<float>(_currentTime), force, false);
+}
+
+void knAnimManager::pySetCurrentFrame(double frame) { the()->setCurrentFrame(frame, false, true); }
+
+double knAnimManager::pyGetCurrentFrame() { return the()->currentFrame(); }
+
+double knAnimManager::getSimulationTime() {
+  if (_timeCB != nullptr) return _timeCB();
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point const now = Clock::now();
+  static Clock::time_point const first = now;
+  return std::chrono::duration<double>(now - first).count();
+}
