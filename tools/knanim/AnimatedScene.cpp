@@ -1,10 +1,22 @@
 #include "knanim/AnimatedScene.h"
 
+#include "knAnimEvaluator.h"
+#include "knanim/SceneContent.h"
+#include "model/scenedata/knSceneDataManager.h"
+#include "model/sceneext/AnimBlock.h"
 #include "model/scenegraph/Group.h"
-#include "model/scenegraph/Transform3D.h"
 
 namespace knanim {
 namespace {
+
+/// Tells the library where this host keeps its materials.
+void connectHost() {
+  knAnimEvaluator::setGetMaterialPoolCB([] { return knSceneData::getMaterialPool(); });
+  knAnimManager::setGetAllMaterialsCB([](osg::NodePtr const&, std::vector<osg::MaterialPtr>& materials) {
+    if (osg::MaterialPoolPtr const pool = knSceneData::getMaterialPool(); pool.isAlive())
+      pool->get(materials);
+  });
+}
 
 osg::Vec3f toVector(std::array<double, 3> const& values) {
   return {static_cast<float>(values[0]), static_cast<float>(values[1]), static_cast<float>(values[2])};
@@ -62,43 +74,106 @@ osg::AnimCurvePtr makeCurve(ImportedCurve const& source) {
   return curve;
 }
 
-}  // namespace
-
-AnimatedScene::AnimatedScene(ImportedModel const& model) : _root(osg::Node::create()) {
-  _root.addRef();
-  _root->setCore(osg::GroupBase::create());
-  std::vector<osg::NodePtr> nodes;
-  nodes.reserve(model.nodes.size());
-  for (ImportedNode const& source : model.nodes) {
-    osg::NodePtr const node = makeNode(source);
-    osg::NodePtr const& parent = source.parent == ImportedNode::NoParent ? _root : nodes[source.parent];
-    parent->addChild(node);
-    nodes.push_back(node);
+/// A new block for the curves of one animation below the attachment of a node, which is made when it is missing.
+osg::AnimNodePtr addBlock(osg::NodePtr const& node, std::string const& name, bool active) {
+  osg::AnimAttachmentPtr attachment = knAnimManager::getAnimAttachment(node);
+  if (!attachment.isAlive()) {
+    attachment = osg::AnimAttachmentBase::create();
+    node->addAttachment(attachment);
   }
-
-  _curves.reserve(model.curves.size());
-  for (ImportedCurve const& source : model.curves) {
-    osg::NodePtr const& node = nodes[source.node];
-    osg::AnimAttachmentPtr attachment = knAnimManager::getAnimAttachment(node);
-    if (!attachment.isAlive()) {
-      attachment = osg::AnimAttachmentBase::create();
-      node->addAttachment(attachment);
-    }
-    osg::AnimCurvePtr const curve = makeCurve(source);
-    osg::AnimNodePtr const curveNode = osg::AnimNodeBase::create();
-    curveNode->setCore(curve);
-    osg::NodeUtils::setName(
-        curveNode, std::string(channelName(source.kind)) + '.' + kComponentSuffixes[source.component], true);
-    attachment->addAnimation(curveNode);
-    _curves.emplace_back(curveNode, curve);
-  }
+  osg::AnimBlockPtr const block = osg::AnimBlockBase::create();
+  block->setName(name);
+  osg::AnimNodePtr const blockNode = osg::AnimNodeBase::create();
+  blockNode->setCore(block);
+  if (!active) blockNode->setTravMask(0);
+  osg::NodeUtils::setName(blockNode, name, true);
+  attachment->addAnimation(blockNode);
+  return blockNode;
 }
 
-AnimatedScene::~AnimatedScene() { _root.subRef(); }
+osg::Vec3f fieldOf(SceneCurve const& curve) {
+  switch (curve.kind) {
+    case ChannelKind::Translation:
+      return curve.target->getTranslation();
+    case ChannelKind::Rotation:
+      return curve.target->getEulerRotation();
+    case ChannelKind::Scale:
+      break;
+  }
+  return curve.target->getScale();
+}
+
+}  // namespace
+
+float SceneCurve::fieldValue() const { return fieldOf(*this)[component]; }
+
+void SceneCurve::setFieldValue(float value) const {
+  osg::Vec3f vector = fieldOf(*this);
+  vector[component] = value;
+  if (kind == ChannelKind::Rotation) {
+    target->setRotationAsEuler(vector);
+    return;
+  }
+  bool const moves = kind == ChannelKind::Translation;
+  moves ? target->setTranslation(vector) : target->setScale(vector);
+  osg::announce(target, moves ? osg::Transform3D::TranslationFieldMask : osg::Transform3D::ScaleFieldMask);
+}
+
+AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& content) {
+  connectHost();
+  knSceneDataManager::beginScene();
+  _root = knSceneDataManager::getSceneData(0)->getRoot();
+  _nodes.reserve(model.nodes.size());
+  for (ImportedNode const& source : model.nodes) {
+    osg::NodePtr const node = makeNode(source);
+    osg::NodePtr const& parent = source.parent == ImportedNode::NoParent ? _root : _nodes[source.parent];
+    parent->addChild(node);
+    _nodes.push_back(node);
+  }
+  SceneContent shown = addContent(content, _nodes);
+  _meshes = std::move(shown.meshes);
+  _cameras = std::move(shown.cameras);
+  _curves = hangCurves(model, true);
+}
+
+AnimatedScene::~AnimatedScene() { knSceneDataManager::endScene(); }
+
+std::vector<SceneCurve> AnimatedScene::hangCurves(ImportedModel const& model, bool active) {
+  std::string const& name =
+      model.summary.animations.empty() ? std::string() : model.summary.animations[model.animation].name;
+  std::vector<SceneCurve> curves;
+  curves.reserve(model.curves.size());
+  osg::AnimNodePtr block;
+  std::size_t blockOwner = ImportedNode::NoParent;
+  for (ImportedCurve const& source : model.curves) {
+    // Nodes outside the tree belong to the animation that the scene was made with.
+    if (source.node >= _nodes.size() || (!active && !model.nodes[source.node].inTree)) continue;
+    osg::NodePtr const& node = _nodes[source.node];
+    if (source.node != blockOwner) block = addBlock(node, name, active);
+    blockOwner = source.node;
+    SceneCurve& curve = curves.emplace_back();
+    curve.node = osg::AnimNodeBase::create();
+    curve.curve = makeCurve(source);
+    curve.target = osg::dcast<osg::Transform3DPtr>(node->getCore());
+    curve.kind = source.kind;
+    curve.component = source.component;
+    curve.node->setCore(curve.curve);
+    osg::NodeUtils::setName(
+        curve.node, std::string(channelName(source.kind)) + '.' + kComponentSuffixes[source.component], true);
+    block->addChild(curve.node);
+  }
+  return curves;
+}
 
 CurveReader::CurveReader(AnimatedScene const& scene, std::span<std::size_t const> curves) {
   _records.reserve(curves.size());
-  for (std::size_t const index : curves) _records.push_back(scene._curves[index]);
+  for (std::size_t const index : curves)
+    _records.emplace_back(scene.curves()[index].node, scene.curves()[index].curve);
+}
+
+CurveReader::CurveReader(std::span<SceneCurve const> curves) {
+  _records.reserve(curves.size());
+  for (SceneCurve const& curve : curves) _records.emplace_back(curve.node, curve.curve);
 }
 
 void CurveReader::evaluate(double time) {
@@ -107,7 +182,7 @@ void CurveReader::evaluate(double time) {
     record.time = seconds;
     record.cycleValueOffset = 0;
   }
-  knAnimManager::the().computeCurveValues(_records, seconds);
+  knAnimManager::the()->computeCurveValues(_records, seconds);
 }
 
 }  // namespace knanim

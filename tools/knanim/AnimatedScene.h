@@ -2,39 +2,79 @@
 
 #include "knAnimManager.h"
 #include "knanim/ImportedModel.h"
-#include "model/scenegraph/Node.h"
+#include "knanim/ModelContent.h"
+#include "model/scenegraph/Transform3D.h"
 
 #include <span>
 #include <vector>
 
 namespace knanim {
 
-/// A model as a scene of the library: a node with a transform for every node of the model, and under each animated
-/// one its curves. One curve may be read by any number of `CurveReader`s while the scene lives.
+/// A curve in the scene, and what it moves.
+struct SceneCurve {
+  osg::AnimNodePtr node;
+  osg::AnimCurvePtr curve;
+  osg::Transform3DPtr target;
+  ChannelKind kind = ChannelKind::Translation;
+  osg::UInt32 component = 0;
+
+  /// The value that the target's field holds now.
+  float fieldValue() const;
+  /// Puts a value into the target's field, and announces it.
+  void setFieldValue(float value) const;
+};
+
+/// A mesh as it stands in the scene.
+struct SceneMesh {
+  osg::NodePtr node;     ///< its core is the geometry
+  std::size_t mesh = 0;  ///< index into `ModelContent::meshes`
+};
+
+struct SceneCamera {
+  std::string name;
+  osg::NodePtr node;  ///< its core is the camera
+};
+
+/// A model as the library's current scene: a node with a transform for every node of the model, below it the
+/// node's meshes, cameras and lights, the materials in the scene's pool. Each animated node has an attachment
+/// with one block for each animation, which holds the curves. There can be one such scene at a time; it ends
+/// with this object. One curve may be read by any number of `CurveReader`s while the scene lives.
 class AnimatedScene {
  public:
-  explicit AnimatedScene(ImportedModel const& model);
+  explicit AnimatedScene(ImportedModel const& model, ModelContent const& content = {});
   ~AnimatedScene();
   AnimatedScene(AnimatedScene const&) = delete;
   AnimatedScene& operator=(AnimatedScene const&) = delete;
 
+  /// The root of the library's scene; the model's root is its first child.
   osg::NodePtr const& root() const { return _root; }
-  std::size_t curveCount() const { return _curves.size(); }
+  /// In the order of the model's nodes.
+  std::span<osg::NodePtr const> nodes() const { return _nodes; }
+  /// In the order of the model's curves.
+  std::span<SceneCurve const> curves() const { return _curves; }
+  std::span<SceneMesh const> meshes() const { return _meshes; }
+  std::span<SceneCamera const> cameras() const { return _cameras; }
+
+  /// Hangs another animation of the same model on the nodes. Its blocks are inactive: playing the scene passes
+  /// over them, clips can use their curves. Curves of nodes that the scene does not have are left out.
+  std::vector<SceneCurve> addAnimation(ImportedModel const& model) { return hangCurves(model, false); }
 
  private:
-  friend class CurveReader;
+  std::vector<SceneCurve> hangCurves(ImportedModel const& model, bool active);
 
   osg::NodePtr _root;
-  std::vector<knAnimManager::knCurveData> _curves;  ///< in the order of the model's curves
+  std::vector<osg::NodePtr> _nodes;
+  std::vector<SceneCurve> _curves;
+  std::vector<SceneMesh> _meshes;
+  std::vector<SceneCamera> _cameras;
 };
 
-/// Evaluates some curves of a scene together.
+/// Evaluates some curves of a scene together. The scene's fields stay as they are.
 class CurveReader {
  public:
   /// Reads the curves of these indices, in this order.
   CurveReader(AnimatedScene const& scene, std::span<std::size_t const> curves);
-  /// Reads all curves.
-  explicit CurveReader(AnimatedScene const& scene) : _records(scene._curves) {}
+  explicit CurveReader(std::span<SceneCurve const> curves);
 
   /// Computes the value of every curve at a time in seconds.
   void evaluate(double time);

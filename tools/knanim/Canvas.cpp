@@ -1,10 +1,13 @@
 #include "knanim/Canvas.h"
 
+#include "knanim/IndexedPng.h"
 #include "knanim/Text.h"
 
 #include <cairo-svg.h>
 #include <cmath>
+#include <cstring>
 #include <numbers>
+#include <optional>
 
 namespace knanim {
 namespace {
@@ -26,6 +29,19 @@ cairo_surface_t* makeSurface(PictureFormat format, double width, double height, 
   return surface;
 }
 
+std::optional<std::string> encodeIndexed(cairo_surface_t* surface) {
+  cairo_surface_flush(surface);
+  auto const width = static_cast<std::size_t>(cairo_image_surface_get_width(surface));
+  auto const height = static_cast<std::size_t>(cairo_image_surface_get_height(surface));
+  auto const stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface));
+  unsigned char const* const data = cairo_image_surface_get_data(surface);
+  std::vector<std::uint32_t> pixels(width * height);
+  for (std::size_t row = 0; row < height; ++row)
+    std::memcpy(pixels.data() + row * width, data + row * stride, width * sizeof(std::uint32_t));
+  for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFFU;
+  return encodeIndexedPng(pixels, static_cast<std::uint32_t>(width));
+}
+
 }  // namespace
 
 Canvas::Canvas(PictureFormat format, double width, double height)
@@ -38,7 +54,8 @@ Canvas::Canvas(PictureFormat format, double width, double height)
   cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
   cairo_set_font_options(_cairo, options);
   cairo_font_options_destroy(options);
-  fillBox({0, 0, width, height}, {1, 1, 1});
+  setColor({1, 1, 1});
+  cairo_paint(_cairo);
 }
 
 Canvas::~Canvas() {
@@ -110,6 +127,31 @@ void Canvas::fillBox(Box const& box, Color color) {
   cairo_fill(_cairo);
 }
 
+void Canvas::fillPolygon(std::vector<Point> const& points, Color fill, double lineWidth, Color line) {
+  for (Point const& point : points) cairo_line_to(_cairo, point.x, point.y);
+  cairo_close_path(_cairo);
+  setColor(fill);
+  cairo_fill_preserve(_cairo);
+  if (lineWidth > 0) {
+    setColor(line);
+    cairo_set_line_width(_cairo, lineWidth);
+    cairo_stroke(_cairo);
+  }
+  cairo_new_path(_cairo);
+}
+
+void Canvas::drawRod(Point from, Point to, double width, Color color) {
+  cairo_set_line_cap(_cairo, CAIRO_LINE_CAP_ROUND);
+  drawLine(from, to, width, color);
+  cairo_set_line_cap(_cairo, CAIRO_LINE_CAP_BUTT);
+}
+
+void Canvas::fillDisc(Point center, double radius, Color color) {
+  setColor(color);
+  cairo_arc(_cairo, center.x, center.y, radius, 0, 2 * std::numbers::pi);
+  cairo_fill(_cairo);
+}
+
 void Canvas::drawDots(std::vector<Point> const& centers, double radius, Color color) {
   for (Point const& center : centers) {
     cairo_arc(_cairo, center.x, center.y, radius, 0, 2 * std::numbers::pi);
@@ -132,7 +174,12 @@ void Canvas::unclip() { cairo_restore(_cairo); }
 bool Canvas::finish(std::string& bytes, std::string& message) {
   cairo_status_t status = cairo_status(_cairo);
   if (status == CAIRO_STATUS_SUCCESS && _format == PictureFormat::Png) {
-    status = cairo_surface_write_to_png_stream(_surface, append, &_bytes);
+    std::optional<std::string> small = encodeIndexed(_surface);
+    if (small) {
+      _bytes = std::move(*small);
+    } else {
+      status = cairo_surface_write_to_png_stream(_surface, append, &_bytes);
+    }
   } else if (status == CAIRO_STATUS_SUCCESS) {
     cairo_surface_finish(_surface);
     status = cairo_surface_status(_surface);

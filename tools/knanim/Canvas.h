@@ -61,6 +61,11 @@ class Canvas {
   /// Lines through all points; a point that is not finite parts them.
   void drawPolyline(std::vector<Point> const& points, double width, Color color);
   void fillBox(Box const& box, Color color);
+  /// A closed area with a line around it; no line when `lineWidth` is 0. All points are finite.
+  void fillPolygon(std::vector<Point> const& points, Color fill, double lineWidth = 0, Color line = {});
+  /// A line with round ends. Both points are finite.
+  void drawRod(Point from, Point to, double width, Color color);
+  void fillDisc(Point center, double radius, Color color);
   /// Dots with a white rim.
   void drawDots(std::vector<Point> const& centers, double radius, Color color);
   /// Keeps what is drawn until `unclip` within the box.

@@ -21,6 +21,37 @@ char const* const kFooter =
     "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
     "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
 
+void definePictures(CLI::App& command, PlayOptions& options) {
+  char const* const group = "Pictures";
+  command.add_option("--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
+  command
+      .add_option(
+          "--channel", options.channels,
+          "Plot the channels whose name fits; * and ? are wildcards, a node's name takes all of its "
+          "channels. May be given again; with clips the first one counts [the channels that move most]")
+      ->allow_extra_args(false)
+      ->group(group);
+  CLI::Option* const strip =
+      command.add_option("--strip", options.strip, "Draw frames side by side into a .png or .svg file");
+  strip->group(group);
+  command.add_option("--strip-frames", options.stripFrames, "Number of frames in the strip")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->needs(strip)
+      ->group(group);
+  CLI::Option* const image =
+      command.add_option("--image", options.image, "Draw one frame into a .png or .svg file");
+  image->group(group);
+  command.add_option("--frame", options.frame, "Number of the frame in the image [the first]")
+      ->needs(image)
+      ->group(group);
+  command
+      .add_option("--camera", options.camera,
+                  "Camera of the model to draw with; fit looks from aside at all of it [the model's first "
+                  "camera, or fit]")
+      ->group(group);
+}
+
 void definePlay(CLI::App& command, PlayOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
   command.add_option("--animation", options.animation,
@@ -29,14 +60,11 @@ void definePlay(CLI::App& command, PlayOptions& options) {
   command.add_option("--from", options.from, "Begin in seconds [the animation's begin]");
   command.add_option("--to", options.to, "End in seconds [the animation's end]");
   command.add_option("--csv", options.csv, "Write all values of all frames as a table; - is standard output");
-  CLI::Option* const plot =
-      command.add_option("--plot", options.plot, "Draw curves into a .png or .svg file");
-  command
-      .add_option("--channel", options.channels,
-                  "Draw the channels whose name fits; * and ? are wildcards, a node's name takes all of its "
-                  "channels. May be given again [the channels that move most]")
-      ->needs(plot)
-      ->allow_extra_args(false);
+  command.add_flag("--clips", options.clips,
+                   "Arrange the animations as clips that overlap on one timeline, and show which one wins");
+  command.add_option("--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
+      ->group("Pictures");
+  definePictures(command, options);
 }
 
 void defineInfo(CLI::App& command, InfoOptions& options) {
@@ -79,6 +107,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   } catch (CLI::ParseError const& error) {
     return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
   }
+  playOptions.clips = playOptions.clips || !playOptions.clipsPlot.empty();
   ExitCode const code = playCommand.parsed() ? play(playOptions, terminal) : info(infoOptions, terminal);
   return checkOutput(code, terminal);
 }

@@ -24,10 +24,17 @@ struct PlayOptions {
   std::string csv;             ///< empty for none
   std::string plot;            ///< empty for none
   std::vector<std::string> channels;
+  std::string strip;  ///< a picture of several frames; empty for none
+  std::size_t stripFrames = 8;
+  std::string image;               ///< a picture of one frame; empty for none
+  std::optional<long long> frame;  ///< the one of the image; the first when it is not given
+  std::string camera;              ///< for strip and image: a name, "fit", or empty for the model's first one
+  bool clips = false;              ///< arrange the animations as clips
+  std::string clipsPlot;           ///< a picture of the clips; empty for none
 };
 
-/// Plays an animation of a model: evaluates every curve at every frame, writes what is asked for, prints what it
-/// found.
+/// Plays an animation of a model: lets the library evaluate its scene at every frame, writes and draws what is
+/// asked for, prints what it found.
 ExitCode play(PlayOptions const& options, Terminal terminal);
 
 struct InfoOptions {

@@ -159,4 +159,12 @@ std::variant<ImportedModel, Failure> ModelFile::load(std::size_t animation) cons
   }
 }
 
+std::variant<ModelContent, Failure> ModelFile::loadContent() const {
+  try {
+    return readContent(*_scene, _model);
+  } catch (std::exception const& exception) {
+    return Failure{ExitCode::Failed, exception.what()};
+  }
+}
+
 }  // namespace knanim

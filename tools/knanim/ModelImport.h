@@ -2,12 +2,11 @@
 
 #include "knanim/ExitCode.h"
 #include "knanim/ImportedModel.h"
+#include "knanim/ModelContent.h"
 
 #include <memory>
 #include <string>
 #include <variant>
-
-struct aiScene;
 
 namespace Assimp {
 class Importer;
@@ -44,6 +43,8 @@ class ModelFile {
   /// The model with the curves of an animation that `findAnimation` gave. Fails with `NoAnimation` when no usable
   /// key is in it.
   std::variant<ImportedModel, Failure> load(std::size_t animation) const;
+  /// Meshes, materials, cameras and lights. Fails with `Failed` for want of memory.
+  std::variant<ModelContent, Failure> loadContent() const;
 
  private:
   ModelFile(std::unique_ptr<Assimp::Importer> importer, aiScene const* scene);

@@ -72,6 +72,20 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {{"play", film, "--plot", folder.file("a.png"), "--csv", folder.file("a.png")},
        ExitCode::Usage,
        "the same file"},
+      {{"play", film, "--strip", folder.file("a.png"), "--image", folder.file("a.png")},
+       ExitCode::Usage,
+       "the same file"},
+      {{"play", film, "--strip", "a.jpg"}, ExitCode::Usage, ".png or .svg"},
+      {{"play", film, "--strip", folder.file("a.png"), "--strip-frames", "0"},
+       ExitCode::Usage,
+       "--strip-frames"},
+      {{"play", film, "--frame", "3"}, ExitCode::Usage, "--image"},
+      {{"play", film, "--image", folder.file("a.png"), "--frame", "999"}, ExitCode::Usage, "0 to 29"},
+      {{"play", film, "--camera", "fit"}, ExitCode::Usage, "--strip"},
+      {{"play", film, "--image", folder.file("a.png"), "--camera", "Nose"},
+       ExitCode::Usage,
+       "no camera \"Nose\""},
+      {{"play", film, "--clips-plot", "clips"}, ExitCode::Usage, ".png or .svg"},
       {{"play", copy, "--csv", folder.file("./copy.x")}, ExitCode::Usage, "replace the model"},
       {{"play", film, "--animation", "9"}, ExitCode::Usage, "3 \"Wuson_Bind\""},
       {{"info", film, "--animation", "9"}, ExitCode::Usage, "no animation \"9\""},
@@ -87,6 +101,11 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {{"play", film, "--csv", "/dev/full"}, ExitCode::OutputUnwritable, "No space left"},
       {{"play", film, "--csv", folder.file("no/where.csv")}, ExitCode::OutputUnwritable, "No such file"},
       {{"play", film, "--plot", folder.file("no/where.svg")}, ExitCode::OutputUnwritable, "No such file"},
+      {{"play", film, "--strip", folder.file("no/where.svg")}, ExitCode::OutputUnwritable, "No such file"},
+      {{"play", film, "--image", folder.file("no/where.png")}, ExitCode::OutputUnwritable, "No such file"},
+      {{"play", film, "--clips-plot", folder.file("no/where.png")},
+       ExitCode::OutputUnwritable,
+       "No such file"},
   };
   for (Case const& each : cases) {
     Outcome const outcome = run(each.arguments);
@@ -145,6 +164,15 @@ TEST(CommandLine, PlayWritesTableAndPicture) {
   EXPECT_EQ(folder.count(), 2U);
   for (char const* const part : {"2 of 3, \"Wuson_Walk\"", "39 animated of 40", "351 curves", "13 to 37",
                                  "per second", "run.csv, 26 rows of 353 columns", "run.png"}) {
+    EXPECT_NE(outcome.output.find(part), std::string::npos) << part << "\n" << outcome.output;
+  }
+}
+
+TEST(CommandLine, PlayTellsWhatTheLibraryDidAndWhichClipsWrote) {
+  Outcome const outcome = run({"play", modelPath("X/Testwuson.X"), "--clips"});
+  ASSERT_EQ(outcome.code, ExitCode::Ok) << outcome.errors;
+  for (char const* const part : {"30 frames in", "announcements", "1 geometry, 1 material",
+                                 "clip 2      0.58 s to 4.18 s, \"Wuson_Walk\"", "in 1 and 2", "after all"}) {
     EXPECT_NE(outcome.output.find(part), std::string::npos) << part << "\n" << outcome.output;
   }
 }

@@ -1,0 +1,164 @@
+#include "knanim/ClipArrangement.h"
+
+#include "model/sceneext/AnimBlock.h"
+#include "model/sceneext/AnimClip.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace knanim {
+namespace {
+
+constexpr std::size_t kFewestClips = 3;
+constexpr std::size_t kMostClips = 6;
+constexpr double kFasterEachTime = 0.6;
+constexpr double kOverlap = 0.4;  ///< of the shorter one of two clips
+constexpr double kGap = 0.3;
+
+bool isSameChannel(SceneCurve const& a, SceneCurve const& b) {
+  return a.target == b.target && a.kind == b.kind && a.component == b.component;
+}
+
+TimeSpan measure(osg::AnimNodePtr const& node) {
+  osg::BoxVolume volume;
+  node->getAnimVolume(volume);
+  osg::Pnt3f low;
+  osg::Pnt3f high;
+  volume.getBounds(low, high);
+  return {low.x(), high.x()};
+}
+
+TimeSpan keySpan(std::span<SceneCurve const> curves) {
+  TimeSpan span{INFINITY, -INFINITY};
+  for (SceneCurve const& curve : curves) {
+    auto const range = curve.curve->getTimeRange();
+    if (!range) continue;
+    span = {std::min<double>(span.begin, range->min), std::max<double>(span.end, range->max)};
+  }
+  return span;
+}
+
+osg::AnimNodePtr makeNode(osg::AnimObjectPtr const& core, std::string const& name) {
+  core->setName(name);
+  osg::AnimNodePtr const node = osg::AnimNodeBase::create();
+  node->setCore(core);
+  osg::NodeUtils::setName(node, name, true);
+  return node;
+}
+
+std::vector<SceneCurve> curvesOfClips(ClipArrangement const& arrangement, SceneCurve const& channel) {
+  std::vector<SceneCurve> curves;
+  for (PlacedClip const& clip : arrangement.clips()) {
+    if (SceneCurve const* const curve = clip.find(channel)) curves.push_back(*curve);
+  }
+  return curves;
+}
+
+}  // namespace
+
+SceneCurve const* PlacedClip::find(SceneCurve const& channel) const {
+  auto const found = std::find_if(curves.begin(), curves.end(),
+                                  [&](SceneCurve const& curve) { return isSameChannel(curve, channel); });
+  return found == curves.end() ? nullptr : &*found;
+}
+
+ClipArrangement::ClipArrangement(std::span<ClipSource const> sources)
+    : _root(makeNode(osg::AnimClipBase::create(), "clips")) {
+  _root.addRef();
+  std::vector<ClipSource const*> lasting;
+  for (ClipSource const& source : sources) {
+    TimeSpan const span = keySpan(source.curves);
+    if (span.end > span.begin && lasting.size() < kMostClips) lasting.push_back(&source);
+  }
+  if (lasting.empty()) return;
+  std::size_t const count = std::max(kFewestClips, lasting.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    ClipSource const& source = *lasting[i % lasting.size()];
+    double const scale = std::pow(kFasterEachTime, static_cast<double>(i / lasting.size()));
+    TimeSpan const keys = keySpan(source.curves);
+    double const length = (keys.end - keys.begin) * scale;
+    double begin = keys.begin;
+    if (!_clips.empty()) {
+      TimeSpan const& before = _clips.back().span;
+      double const shorter = std::min(length, before.end - before.begin);
+      begin = before.end + shorter * (i % 2 == 1 ? -kOverlap : kGap);
+    }
+    addClip(source, scale, begin);
+  }
+}
+
+ClipArrangement::~ClipArrangement() { _root.subRef(); }
+
+void ClipArrangement::addClip(ClipSource const& source, double scale, double begin) {
+  PlacedClip& clip = _clips.emplace_back();
+  clip.name = source.name;
+  clip.scale = scale;
+  clip.node = makeNode(osg::AnimClipBase::create(), source.name);
+  osg::AnimNodePtr block;
+  osg::Transform3DPtr target;
+  for (SceneCurve const& curve : source.curves) {
+    if (block == nullptr || curve.target != target) {
+      block = makeNode(osg::AnimBlockBase::create(), source.name);
+      clip.node->addChild(block);
+      target = curve.target;
+    }
+    SceneCurve placed = curve;
+    placed.node = osg::AnimNodeBase::create();
+    placed.node->setCore(curve.curve);
+    block->addChild(placed.node);
+    clip.curves.push_back(placed);
+  }
+  clip.node->setScale(static_cast<float>(scale));
+  clip.node->setOffset({static_cast<float>(begin - keySpan(source.curves).begin * scale), 0.F});
+  _root->addChild(clip.node);
+  clip.span = measure(clip.node);
+}
+
+void ClipArrangement::evaluate(double time) const {
+  knAnimManager::the()->evaluateByTime(_root, static_cast<float>(time), true, true, false);
+}
+
+ClipProbe::ClipProbe(ClipArrangement const& arrangement, SceneCurve const& channel)
+    : _arrangement(arrangement), _channel(channel), _reader(curvesOfClips(arrangement, channel)) {
+  std::size_t next = 0;
+  for (PlacedClip const& clip : arrangement.clips())
+    _places.push_back(clip.find(channel) != nullptr ? std::optional(next++) : std::nullopt);
+}
+
+ClipSample ClipProbe::sample(double time) {
+  ClipSample result;
+  result.time = time;
+  _reader.evaluate(time);
+  float unlike = 1;
+  for (std::size_t i = 0; i < _reader.size(); ++i)
+    unlike = std::max(unlike, 2 * std::abs(_reader.value(i)) + 1);
+  _channel.setFieldValue(unlike);
+  _arrangement.evaluate(time);
+  float const found = _channel.fieldValue();
+  if (found != unlike) result.written = found;
+  for (std::size_t clip = 0; clip < _places.size(); ++clip) {
+    float const own = _places[clip] ? _reader.value(*_places[clip]) : std::numeric_limits<float>::quiet_NaN();
+    result.own.push_back(own);
+    if (result.written && own == found) result.writers.push_back(clip);
+  }
+  return result;
+}
+
+std::vector<double> tellingTimes(std::span<PlacedClip const> clips) {
+  std::vector<double> ends;
+  for (PlacedClip const& clip : clips) {
+    ends.push_back(clip.span.begin);
+    ends.push_back(clip.span.end);
+  }
+  std::sort(ends.begin(), ends.end());
+  ends.erase(std::unique(ends.begin(), ends.end()), ends.end());
+  if (ends.empty()) return {};
+  double const margin = 0.08 * (ends.back() - ends.front());
+  std::vector<double> times = {ends.front() - margin};
+  for (std::size_t i = 1; i < ends.size(); ++i) times.push_back((ends[i - 1] + ends[i]) / 2);
+  times.push_back(ends.back() + margin);
+  return times;
+}
+
+}  // namespace knanim

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "knanim/FrameRange.h"
+
+#include <cstdint>
+
+namespace knanim {
+
+/// What the library did for the frames that were played.
+struct PlaybackRecord {
+  std::size_t frames = 0;
+  std::uint64_t fields = 0;         ///< container fields that changed, once for each frame and field
+  std::uint64_t announcements = 0;  ///< of changed containers
+  std::uint64_t mostAnnouncements = 0;
+  double seconds = 0;  ///< of evaluation, for all frames
+  double slowestSeconds = 0;
+  long long slowestFrame = 0;
+};
+
+/// Plays the library's current scene, as a host does: it moves the timeline from frame to frame, and reads from the
+/// thread's change list what became of it.
+class Playback {
+ public:
+  /// Sets up the library's timeline.
+  explicit Playback(FrameRange const& frames);
+
+  /// Moves to a frame, which need not be whole. The scene's fields then have their values.
+  void show(double frame);
+  /// The same, and keeps account of it.
+  void play(long long frame);
+
+  PlaybackRecord const& record() const { return _record; }
+
+ private:
+  PlaybackRecord _record;
+};
+
+}  // namespace knanim
