@@ -156,7 +156,7 @@ void computeCurveValues(benchmark::State& state) {
                                     static_cast<std::size_t>(state.range(0)));
   CurveSet& set = curves(10);
   set.setRandomTimes(1);
-  for (auto _ : state) knAnimManager::the().computeCurveValues(set.records, 0.F);
+  for (auto _ : state) knAnimManager::the()->computeCurveValues(set.records, 0.F);
   reportPerRecord(state);
 }
 BENCHMARK(computeCurveValues)->Arg(1)->Arg(2)->UseRealTime();
