@@ -47,7 +47,7 @@ void knAnimEvaluator::setGetSceneMaterialsCB(std::function<void(std::vector<osg:
 }
 
 void knAnimEvaluator::freeMemory() {
-  _curveData = {};
+  _curveData = std::vector<knCurveData>();
   _curveMap.freeMemory();
   _timeShapeCaches.clear();
   *_buffers = {};

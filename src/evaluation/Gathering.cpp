@@ -90,6 +90,8 @@ class ChunkWork {
       });
     }
     std::size_t const firstRecord = _chunk.records.size();
+    // Exactly: the rooms to spare of all chunks would add up to as much again.
+    _chunk.records.reserve(firstRecord + found.size());
     std::size_t next = 0;
     for (std::size_t i = first; i < last; ++i) {
       AnimOwner const owner(animated[i].owner);
@@ -231,9 +233,11 @@ void knAnimEvaluator::gatherOwners(bool motionBlurOnly, bool keepEmpty, bool com
   forEachChunk(animated.size(), [&](std::size_t chunk, std::size_t first, std::size_t last) {
     ChunkWork(choice, chunks[chunk]).run(animated, first, last);
   });
-  for (std::size_t chunk = 0; chunk * ChunkSize < animated.size(); ++chunk) {
-    mergeChunk(chunks[chunk], chunk * ChunkSize);
-  }
+  std::size_t const chunkCount = (animated.size() + ChunkSize - 1) / ChunkSize;
+  std::size_t recordCount = _curveData.size();
+  for (std::size_t chunk = 0; chunk < chunkCount; ++chunk) recordCount += chunks[chunk].records.size();
+  _curveData.reserve(recordCount);
+  for (std::size_t chunk = 0; chunk < chunkCount; ++chunk) mergeChunk(chunks[chunk], chunk * ChunkSize);
 }
 
 void knAnimEvaluator::mergeChunk(GatheredChunk& chunk, std::size_t firstOwner) {

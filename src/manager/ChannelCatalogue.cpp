@@ -139,7 +139,7 @@ std::string nameOf(osg::AttachmentContainerPtr const& container) {
 
 void add(Channels& channels, Channel channel, UInt32 index, char const* suffix) {
   channel.valueIndex = index;
-  channel.suffix = suffix;
+  channel.suffix = std::string(suffix);
   channels.push_back(std::move(channel));
 }
 

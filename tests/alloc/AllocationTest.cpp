@@ -4,18 +4,31 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
 namespace {
 
 std::atomic<std::size_t> allocations = 0;
+std::atomic<std::ptrdiff_t> bytesInUse = 0;
+std::atomic<std::ptrdiff_t> mostBytesInUse = 0;
 
 void* allocate(std::size_t size, std::size_t alignment) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   std::size_t const rounded = (size + alignment - 1) / alignment * alignment;
   void* const memory = std::aligned_alloc(alignment, rounded > 0 ? rounded : alignment);
   if (memory == nullptr) throw std::bad_alloc();
+  auto const bytes = static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
+  std::ptrdiff_t const now = bytesInUse.fetch_add(bytes) + bytes;
+  for (std::ptrdiff_t most = mostBytesInUse;
+       now > most && !mostBytesInUse.compare_exchange_weak(most, now);) {
+  }
   return memory;
+}
+
+void release(void* memory) {
+  if (memory != nullptr) bytesInUse.fetch_sub(static_cast<std::ptrdiff_t>(malloc_usable_size(memory)));
+  std::free(memory);
 }
 
 }  // namespace
@@ -28,17 +41,17 @@ void* operator new(std::size_t size, std::align_val_t align) {
 void* operator new[](std::size_t size, std::align_val_t align) {
   return allocate(size, static_cast<std::size_t>(align));
 }
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete[](void* memory) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept { release(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::align_val_t) noexcept { release(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-  std::free(memory);
+  release(memory);
 }
 [[gnu::noinline]] void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
-  std::free(memory);
+  release(memory);
 }
 
 namespace {
@@ -131,8 +144,16 @@ TEST_F(FrameAllocationTest, TheSameFrameAgain) {
   changes.clear();
   EXPECT_EQ(allocationsIn([] { evaluate(0.25F); }), 0U);
   EXPECT_EQ(changes.getAnnouncementCount(), 0U);
+
   knAnimEvaluator::the()->freeMemory();
-  EXPECT_GT(allocationsIn([] { evaluate(0.25F); }), 0U);
+  std::ptrdiff_t const before = bytesInUse;
+  mostBytesInUse = before;
+  evaluate(0.5F);
+  EXPECT_EQ(changes.getEntries().size(), 200U);
+  EXPECT_GT(bytesInUse, before) << "memory is kept for the next frame";
+  std::ptrdiff_t const perChannel = (mostBytesInUse - before) / (200 * 9);
+  RecordProperty("bytesPerChannel", static_cast<int>(perChannel));
+  EXPECT_LE(perChannel, 400);
 }
 
 TEST_F(AllocationTest, AnnouncingWhatTheListHoldsAlready) {

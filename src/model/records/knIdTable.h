@@ -53,8 +53,8 @@ class knIdTable {
     _entries.clear();
   }
   void freeMemory() {
-    _entries = {};
-    _slots = {};
+    _entries = std::vector<Entry>();
+    _slots = std::vector<osg::UInt32>();
   }
 
  private:

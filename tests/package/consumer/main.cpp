@@ -1,6 +1,38 @@
+#include <knAnimManager.h>
+#include <model/scenedata/knSceneDataManager.h>
+#include <model/scenegraph/Transform3D.h>
 #include <model/utils/knLog.h>
 
+#include <cmath>
+
+// The example of the README, as a host of the installed package.
 int main() {
-  knLog::warning("the installed package works");
-  return 0;
+  knSceneDataManager::beginScene();
+  osg::NodePtr door = osg::Node::create();
+  door->setCore(osg::Transform3D::create());
+  knSceneDataManager::getSceneData(0)->getRoot()->addChild(door);
+
+  osg::AnimCurvePtr curve = osg::AnimCurve::create();
+  curve->setName("eulerRotation");    // the field,
+  curve->setChannelName("rotation");  // its channel,
+  curve->setValueIndex(1);            // and the component: y
+  curve->addPoint({0, 0}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false,
+                  true);  // eases out of 0 at 0 s
+  curve->addPoint({2, 90}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false,
+                  true);  // and into 90 at 2 s
+
+  osg::AnimNodePtr node = osg::AnimNode::create();
+  node->setCore(curve);
+  osg::AnimAttachmentPtr animations = osg::AnimAttachment::create();
+  animations->addAnimation(node);
+  door->addAttachment(animations);
+
+  knAnimManager::the()->setFPS(25);
+  knAnimManager::the()->setCurrentFrame(25, false, true);  // 1 s: the door stands at 45 degrees
+
+  float const angle = osg::dcast<osg::Transform3DPtr>(door->getCore())->getEulerRotation().y();
+  knSceneDataManager::endScene();
+  if (std::abs(angle - 45.F) < 1e-3F) return 0;
+  knLog::error("the door does not stand at 45 degrees");
+  return 1;
 }
