@@ -95,6 +95,28 @@ class KNANIM_API knAnimEvaluator {
   /// Switches all writing to sceneplates off and on. On at first.
   void blockSceneplateEvaluation(bool block) { _blockSceneplateEvaluation = block; }
 
+  // --- Playing queue ------------------------------------------------------------------------------------------
+  // Trees that play on their own clocks, from the moment they were enqueued. Null and dead handles are ignored. The
+  // queue may be changed, and trees destroyed, from any callback and message receiver that runs inside `loop`.
+
+  /// With `start`: begins to play the tree now, anew if it plays already. Without: it begins at the end of the next
+  /// `loop`, and is evaluated first in the one after.
+  void enqueue(osg::AnimNodePtr const& node, bool start);
+  /// Takes a tree out of the queue. One that was playing fires its finished callbacks when it has `finished`, else loses
+  /// those for a single call; then "dequeuedAnimation" is sent with "animNodeId", an unsigned int.
+  void dequeue(osg::AnimNodePtr const& node, bool finished);
+  /// Takes all trees out, none of them as finished.
+  void dequeueAll();
+  /// Whether a tree with a core of that name plays; a paused one does. Linear in the number of playing trees.
+  bool isPlaying(std::string const& name) const;
+  /// The node's `Playing`.
+  bool isPlaying(osg::AnimNodePtr const& node) const;
+  /// Evaluates all playing trees at the present simulation time, announces what changed in one commit, and sends
+  /// "evaluatedAnimationObjects" with "count", an unsigned long. Then trees that have reached their end are dequeued as
+  /// finished, and those that wait begin. A tree that ends is evaluated at its end exactly. Call it once per pass of the
+  /// host's loop; with an empty queue it is free.
+  void loop();
+
   // --- Gathering ----------------------------------------------------------------------------------------------
 
   /// Adds to the records of the running evaluation all curves of the animation trees at and below `root`.
@@ -149,6 +171,7 @@ class KNANIM_API knAnimEvaluator {
     bool upTranslationUnset = true;
   };
   using CameraData = std::map<osg::UberCameraPtr, FromAtUpData>;
+  using SortedCaches = std::vector<std::pair<osg::AnimNodePtr, std::set<osg::GeometryPtr>>>;
   /// Memory that is kept from one gathering to the next; nothing in it outlives the walk that filled it.
   struct GatheringBuffers;
 
@@ -171,6 +194,12 @@ class KNANIM_API knAnimEvaluator {
   /// The places of the records of a clip in the order in which they are written.
   std::vector<std::size_t> sortCurves(std::vector<knCurveData> const& data) const;
   void keepMatching(std::vector<knCurveData>& data, std::vector<knCurveData> const& filter) const;
+  bool step(osg::AnimNodePtr const& node, double now);
+  void evaluateSequences(std::set<osg::AnimNodePtr> const& nodes, float const& time, float const& lastTime);
+  void evaluateTimeShapeCaches(TimeShapeCacheMap const& caches, float time);
+  void evaluateTimeShapeCaches(osg::AnimNodePtr node, std::set<osg::GeometryPtr> const& geometries,
+                               float time);
+  SortedCaches sortCaches(TimeShapeCacheMap const& caches, float time) const;
   void emptyRecords();
   std::vector<knCurveData> takeRecords();
   void giveBackRecords(std::vector<knCurveData>&& data);
@@ -208,6 +237,8 @@ class KNANIM_API knAnimEvaluator {
   ParentMap _animParentMap;                  ///< survives evaluations
   knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
   TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation
+  std::set<osg::AnimNodePtr> _playingNodes;  ///< survive evaluations, as do
+  std::set<osg::AnimNodePtr> _pendingNodes;  ///< those that begin at the end of the next pass
   float _time = 0.F;                         ///< of the last evaluation of a scene
   bool _blockSequenceEvaluation = false;
   bool _blockSceneplateEvaluation = false;

@@ -140,6 +140,22 @@ class KNANIM_API knAnimManager {
   void evaluateByFrame(osg::AnimNodePtr const& node, float frame, bool force, bool commit,
                        bool motionBlurOnly);
 
+  // --- Playing queue ------------------------------------------------------------------------------------------
+  // See knAnimEvaluator, which steps the queue. Null and dead handles are ignored.
+
+  void enqueue(osg::AnimNodePtr const& node, bool start);
+  void enqueue(std::vector<osg::AnimNodePtr> const& nodes, bool start);
+  /// Takes a tree out of the queue, not as finished.
+  void dequeue(osg::AnimNodePtr const& node);
+  void dequeueAll();
+  /// Shows the first frame of a tree, or the last, unless the host's simulation is switched off; ends a pause, and takes
+  /// the tree out of the queue. A play range has no part in it.
+  void reset(osg::AnimNodePtr const& node, bool toEnd);
+  /// Stops the clock of a playing tree, and lets it go on where it stood.
+  void pause(osg::AnimNodePtr const& node, bool paused);
+  bool isPlaying(std::string const& name) const;
+  bool isPlaying(osg::AnimNodePtr const& node) const;
+
   // --- Timeline -----------------------------------------------------------------------------------------------
   // frame = time * fps, in doubles and without rounding. Only the time is kept: changing the frame rate changes
   // the number of the current frame.

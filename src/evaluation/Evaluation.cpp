@@ -27,6 +27,8 @@ knAnimEvaluator& knAnimEvaluator::operator=(knAnimEvaluator const& other) {
   _animParentMap = other._animParentMap;
   _curveMap = other._curveMap;
   _timeShapeCaches = other._timeShapeCaches;
+  _playingNodes = other._playingNodes;
+  _pendingNodes = other._pendingNodes;
   _time = other._time;
   _blockSequenceEvaluation = other._blockSequenceEvaluation;
   _blockSceneplateEvaluation = other._blockSceneplateEvaluation;
@@ -71,7 +73,9 @@ void knAnimEvaluator::evaluate(float const& time, bool, std::vector<knCurveData>
   // Setters announce while fields are written: whoever hears of it may come back here and finds no half-used list.
   std::vector<knCurveData> data = takeRecords();
   if (!filter.empty()) knAnimManager::the()->computeCurveValues(data, time);
+  TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
   setOSGFieldValues(data, true);
+  if (filter.empty()) evaluateTimeShapeCaches(caches, time);
   giveBackRecords(std::move(data));
 }
 
@@ -124,9 +128,15 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr const& node, float time, bool mot
     std::stable_sort(_curveData.begin(), _curveData.end(), byCurve);
   }
   std::vector<knCurveData> data = takeRecords();
+  TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
+  float const lastTime = node->getLastEvaluationTime();
   knAnimManager::the()->computeCurveValues(data, time);
   if (osg::dcastTo<osg::AnimClip>(node->getCore()) != nullptr) {
     writeClip(data, commit, collectCameras);
+    for (auto const& [cache, geometries] : sortCaches(caches, time)) {
+      evaluateTimeShapeCaches(cache, geometries, time);
+    }
+    evaluateSequences(sequences, time, lastTime);
   } else {
     setOSGFieldValues(data, commit);
   }

@@ -1,5 +1,6 @@
 #include "evaluation/AnimOwner.h"
 #include "evaluation/CurveValue.h"
+#include "evaluation/CycleTime.h"
 #include "evaluation/GatheringBuffers.h"
 #include "evaluation/SceneMaterials.h"
 #include "evaluation/SceneWalk.h"
@@ -12,7 +13,6 @@
 #include "model/sceneplate/Sceneplate.h"
 
 #include <algorithm>
-#include <cmath>
 #include <optional>
 #include <tbb/parallel_for.h>
 
@@ -151,28 +151,6 @@ class ChunkWork {
   Choice const& _choice;
   GatheredChunk& _chunk;
 };
-
-/// A node's cycles: the time within the first run. Past the last cycle time stays, and the curve's infinity decides.
-float wrapByCycles(osg::AnimNode const& node, float time) {
-  int const cycles = node.getPostCycles();
-  if (cycles == 0) return time;
-  osg::BoxVolume volume;
-  node.getAnimVolume(volume);
-  osg::Pnt3f min;
-  osg::Pnt3f max;
-  volume.getBounds(min, max);
-  float const lo = min.x();
-  float const first = (max.x() - lo) / (static_cast<float>(std::max(cycles, 0)) + 1.F) + lo;
-  float const length = first - lo;
-  if (time <= first) {
-    return time < lo && cycles == -1 ? time - std::floor((time - lo) / length) * length : time;
-  }
-  if (!(time > first)) return time;
-  float const k = (time - lo) / length;
-  // A run without length gives no finite k: it counts as past the last cycle.
-  bool const within = cycles == -1 || std::trunc(k) <= static_cast<float>(cycles);
-  return within ? time - std::floor(k) * length : time;
-}
 
 }  // namespace
 

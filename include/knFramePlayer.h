@@ -1,0 +1,71 @@
+#pragma once
+
+#include "knAnimExport.h"
+#include "model/scenegraph/BaseTypes.h"
+
+/// How frames are to be played. Frames need not be whole; times are in seconds.
+struct knFramePlaybackParams {
+  bool reverse = false;     ///< play backwards
+  bool loop = false;        ///< stay in the range, beginning anew at its end; else the range is not used
+  bool subframes = false;   ///< frames with fractions; else whole ones
+  double rangeStart = 0.0;  ///< first frame of the range
+  double rangeEnd = 0.0;    ///< last frame of the range; it is played, too
+  double startFrame = 0.0;  ///< where playing begins
+  double startTime = 0.0;   ///< simulation time of the first tick; overwritten by it
+  double fps = 0.0;         ///< frames per second; not above 0: one frame a tick, however long a tick takes
+};
+
+/// Turns passing time into frames. The host calls `tick` and then `apply` once per pass of its loop. Frames follow from
+/// the time since the first tick, so that nothing adds up; a slow pass skips frames. Whole frames keep an even cadence
+/// where the host's rate and `fps` beat against each other. Playing has no end of its own.
+///
+/// Main thread. A `tick` reads the clock once and allocates nothing, nor does an `apply` without a new frame.
+class KNANIM_API knFramePlayer {
+ public:
+  /// The one player, made at first use.
+  static knFramePlayer& the();
+
+  knFramePlayer(knFramePlayer const&) = delete;
+  knFramePlayer& operator=(knFramePlayer const&) = delete;
+
+  /// Begins to play, also while playing. The clock of the run starts with the first tick. With `external`, frames go
+  /// out as messages and the scene is left alone. `user` is whoever plays; sends "framePlayerUserChanged" with "user",
+  /// a void pointer, when that is another one than before.
+  void start(knFramePlaybackParams const& params, bool external, void* user);
+  /// Ends playing, whoever asks, and makes `user` the present user as `start` does.
+  void stop(void* user);
+  /// Computes the frame of this moment; nothing while not playing.
+  void tick();
+  /// Hands on the frame of the last tick if it is another one than that of the tick before: to
+  /// `knAnimManager::setCurrentFrame`, or, in external mode, as "framePlayerFrameChanged" with "frame", a double; there a
+  /// "framePlayerLoopChanged" with "loop", an int, goes first when the number of passed ranges has changed. Nothing
+  /// while not playing. Calling it again without a tick delivers again.
+  void apply();
+
+  bool isActive() const { return _active; }
+  /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
+  knFramePlaybackParams getPlaybackParams() const { return _params; }
+  void* getUser() const { return _user; }
+
+ private:
+  knFramePlayer() = default;
+
+  void changeUser(void* user);
+  void doFirstTick();
+  void doOtherTicks();
+  void applyExternal() const;
+  void applyInternal() const;
+  double wrap(double value);
+
+  bool _active = false;
+  bool _firstTick = false;
+  double _frame = 0.0;          ///< of this tick, within the range
+  double _previousFrame = 0.0;  ///< of the tick before
+  osg::Int32 _loopCount = 0;    ///< whole ranges passed; negative when running back past the start
+  osg::Int32 _previousLoopCount = 0;
+  double _unwrappedFrame = 0.0;   ///< after rounding, before the range
+  double _rawFrame = 0.0;         ///< before rounding
+  knFramePlaybackParams _params;  ///< what the ticks use, once normalised
+  bool _external = false;
+  void* _user = nullptr;
+};

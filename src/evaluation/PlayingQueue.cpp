@@ -1,0 +1,196 @@
+#include "knAnimEvaluator.h"
+#include "knAnimManager.h"
+#include "model/scenedata/knSceneDataManager.h"
+#include "model/utils/knUtils.h"
+
+#include <cmath>
+#include <utility>
+
+using osg::AnimNode;
+using osg::AnimNodeBase;
+using osg::AnimNodePtr;
+
+namespace {
+
+struct Span {
+  float start;
+  float end;
+};
+
+Span spanOf(AnimNode const& node) {
+  osg::BoxVolume volume;
+  node.getAnimVolume(volume);
+  osg::Pnt3f min;
+  osg::Pnt3f max;
+  volume.getBounds(min, max);
+  return {min.x(), max.x()};
+}
+
+/// Repetitions within the span are left to the walk over the tree; only repetition without end wraps here. A tree
+/// without length stands still.
+double wrapRun(AnimNode const& node, Span span, double time) {
+  int const cycles = node.getPostCycles();
+  if (cycles == 0) return time;
+  double const elapsed = time - static_cast<double>(span.start);
+  float const length = span.end - span.start;
+  if (cycles != -1) {
+    float const period = length / (static_cast<float>(cycles) + 1.F);
+    if (static_cast<double>(cycles) < std::trunc(elapsed / static_cast<double>(period))) return time;
+  }
+  if (!(length > 0.F)) return cycles == -1 ? static_cast<double>(span.end) : time;
+  return time - std::floor(elapsed / static_cast<double>(length)) * static_cast<double>(length);
+}
+
+template <class Value>
+void send(char const* name, char const* key, Value value) {
+  knMessage message;
+  message.set(key, value, true);
+  knUtils::call(name, message, 0);
+}
+
+void markAsStopped(AnimNodePtr const& node) {
+  node->setPlaying(false);
+  node->setUsePlayRange(false);
+  announce(node, AnimNodeBase::PlayingFieldMask | AnimNodeBase::UsePlayRangeFieldMask);
+}
+
+}  // namespace
+
+// --- Entering and leaving -----------------------------------------------------------------------------------------
+
+void knAnimEvaluator::enqueue(AnimNodePtr const& node, bool start) {
+  if (!node.isAlive()) return;
+  if (!start) {
+    _pendingNodes.insert(node);
+    return;
+  }
+  node->setStartTime(knAnimManager::getSimulationTime());
+  node->setPlaying(true);
+  _playingNodes.insert(node);
+  announce(node, AnimNodeBase::StartTimeFieldMask | AnimNodeBase::PlayingFieldMask);
+}
+
+void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
+  // The argument may stand in a list that callbacks change.
+  AnimNodePtr const node = nodeArgument;
+  if (!node.isAlive()) return;
+  unsigned int const id = node.getContainerId();
+  markAsStopped(node);
+  _pendingNodes.erase(node);
+  if (_playingNodes.erase(node) == 0) return;
+  if (node.isAlive()) {
+    if (finished) {
+      node->finishedAnimation();
+    } else {
+      node->unregisterSingleCallFinishedAnimationCallbacks();
+    }
+  }
+  send("dequeuedAnimation", "animNodeId", id);
+}
+
+void knAnimEvaluator::dequeueAll() {
+  _pendingNodes.clear();
+  for (AnimNodePtr const& node : std::exchange(_playingNodes, {})) {
+    if (!node.isAlive()) continue;
+    unsigned int const id = node.getContainerId();
+    markAsStopped(node);
+    if (node.isAlive()) node->unregisterSingleCallFinishedAnimationCallbacks();
+    send("dequeuedAnimation", "animNodeId", id);
+  }
+}
+
+bool knAnimEvaluator::isPlaying(std::string const& name) const {
+  if (name.empty()) return false;
+  for (AnimNodePtr const& node : _playingNodes) {
+    if (!node.isAlive() || !node->getPlaying()) continue;
+    auto const* const core = osg::dcastTo<osg::AnimObject>(node->getCore());
+    if (core != nullptr && core->getName() == name) return true;
+  }
+  return false;
+}
+
+bool knAnimEvaluator::isPlaying(AnimNodePtr const& node) const {
+  return node.isAlive() && node->getPlaying();
+}
+
+// --- One pass -----------------------------------------------------------------------------------------------------
+
+void knAnimEvaluator::loop() {
+  if (_playingNodes.empty() && _pendingNodes.empty()) return;
+  auto const isDead = [](AnimNodePtr const& node) { return !node.isAlive(); };
+  std::erase_if(_playingNodes, isDead);
+  std::erase_if(_pendingNodes, isDead);
+  updateSceneAnimParentMap(knSceneDataManager::getSceneData(0)->getRoot());
+  double const now = knAnimManager::getSimulationTime();
+  _changedFields.clear();
+  // Whoever hears of what is written may change the queue and destroy trees: the pass goes over a list of its own, and
+  // looks at each tree again.
+  std::vector<AnimNodePtr> const playing(_playingNodes.begin(), _playingNodes.end());
+  std::vector<AnimNodePtr> finished;
+  for (AnimNodePtr const& node : playing) {
+    if (_playingNodes.contains(node) && step(node, now)) finished.push_back(node);
+  }
+  commitChangedFields();
+  send("evaluatedAnimationObjects", "count", static_cast<unsigned long>(_playingNodes.size()));
+  for (AnimNodePtr const& node : finished) dequeue(node, true);
+  for (AnimNodePtr const& node : std::exchange(_pendingNodes, {})) enqueue(node, true);
+}
+
+/// Evaluates a tree at its own time; true when that was its last.
+bool knAnimEvaluator::step(AnimNodePtr const& node, double now) {
+  if (!node.isAlive() || !node->getCore().isAlive() || node->getPausing()) return false;
+  osg::Pnt2f const range = node->getPlayRange();
+  Span const span = node->getUsePlayRange() ? Span{range.x(), range.y()} : spanOf(*node);
+  double const time = wrapRun(*node, span, (now - node->getStartTime()) + static_cast<double>(span.start));
+  bool const isOver = time > static_cast<double>(span.end);
+  // The last value is that of the end, not of the moment when the end was noticed.
+  evaluateObject(node, isOver ? span.end : static_cast<float>(time), false, false, false);
+  return isOver;
+}
+
+// --- The manager's entries ----------------------------------------------------------------------------------------
+
+void knAnimManager::enqueue(AnimNodePtr const& node, bool start) {
+  knAnimEvaluator::the()->enqueue(node, start);
+}
+
+void knAnimManager::enqueue(std::vector<AnimNodePtr> const& nodes, bool start) {
+  for (AnimNodePtr const& node : std::vector<AnimNodePtr>(nodes)) enqueue(node, start);
+}
+
+void knAnimManager::dequeue(AnimNodePtr const& node) { knAnimEvaluator::the()->dequeue(node, false); }
+
+void knAnimManager::dequeueAll() { knAnimEvaluator::the()->dequeueAll(); }
+
+bool knAnimManager::isPlaying(std::string const& name) const {
+  return knAnimEvaluator::the()->isPlaying(name);
+}
+
+bool knAnimManager::isPlaying(AnimNodePtr const& node) const {
+  return knAnimEvaluator::the()->isPlaying(node);
+}
+
+void knAnimManager::pause(AnimNodePtr const& node, bool paused) {
+  if (!node.isAlive() || node->getPausing() == paused) return;
+  node->setPausing(paused);
+  announce(node, AnimNodeBase::PausingFieldMask);
+  if (!node.isAlive()) return;
+  double const now = getSimulationTime();
+  if (paused) {
+    node->setPauseTime(now);
+    announce(node, AnimNodeBase::PauseTimeFieldMask);
+    return;
+  }
+  // The length of the pause in single precision, as it has always been; the run goes on where it stood.
+  auto const length = static_cast<float>(now - node->getPauseTime());
+  node->setStartTime(node->getStartTime() + static_cast<double>(length));
+  announce(node, AnimNodeBase::StartTimeFieldMask);
+}
+
+void knAnimManager::reset(AnimNodePtr const& node, bool toEnd) {
+  if (!node.isAlive()) return;
+  Span const span = spanOf(*node);
+  evaluateByTime(node, toEnd ? span.end : span.start, false, true, false);
+  pause(node, false);
+  dequeue(node);
+}

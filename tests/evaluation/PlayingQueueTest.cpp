@@ -1,0 +1,230 @@
+#include "model/sceneext/AnimBlock.h"
+#include "model/sceneext/AnimClip.h"
+#include "model/sceneext/AnimSequence.h"
+#include "support/SceneStage.h"
+
+#include <random>
+
+namespace kntest {
+namespace {
+
+double now = 0.0;
+bool simulationEnabled = true;
+
+class PlayingQueueTest : public SceneStage {
+ protected:
+  PlayingQueueTest() {
+    now = 100.0;
+    simulationEnabled = true;
+    knAnimManager::setSimulationTimeCB([] { return now; });
+    _listener = knUtils::listenToAll([this](std::string_view name, knMessage& message, int) {
+      sent.append(name);
+      if (auto const* const text = message.get<std::string>("name")) sent += ' ' + *text;
+      if (auto const* const count = message.get<unsigned long>("count")) sent += ' ' + std::to_string(*count);
+      sent += simulationEnabled ? "; " : " (off); ";
+      if (onMessage) onMessage(name);
+    });
+  }
+  ~PlayingQueueTest() override {
+    onMessage = nullptr;
+    manager.dequeueAll();
+    knAnimManager::setEnableSimulationCB(nullptr);
+  }
+
+  /// A block with a curve from 0 at 0 s to 100 at 10 s, on a transform of its own.
+  osg::AnimNodePtr newTree() {
+    osg::NodePtr const owner = addNode(osg::Transform3D::create());
+    return animate(owner, newGroup<osg::AnimBlock>({newCurveNode("translation", 0, {{0, 0}, {10, 100}})}));
+  }
+  static osg::NodePtr ownerOf(osg::AnimNodePtr const& tree) {
+    for (osg::NodePtr const& node : root()->getChildren()) {
+      osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
+      if (attachment && attachment->getAnimationRoot() == tree->getParent()) return node;
+    }
+    return {};
+  }
+  static float x(osg::AnimNodePtr const& tree) { return placeOf(ownerOf(tree)).x(); }
+  float xAt(double time, osg::AnimNodePtr const& tree) {
+    now = time;
+    loop();
+    return x(tree);
+  }
+  static void loop() { knAnimEvaluator::the()->loop(); }
+
+  knAnimManager& manager = *knAnimManager::the();
+  std::string sent;
+  std::function<void(std::string_view)> onMessage;
+
+ private:
+  knUtils::Subscription _listener;
+};
+
+TEST_F(PlayingQueueTest, ATreePlaysOnItsOwnClockAndEndsExactly) {
+  osg::AnimNodePtr const tree = newTree();
+  int finished = 0;
+  tree->registerFinishedAnimationCallback([&](auto const&) { ++finished; }, false);
+  manager.enqueue(tree, true);
+  EXPECT_EQ(xAt(103, tree), 30.F);
+  EXPECT_EQ(std::exchange(sent, {}), "evaluatedAnimationObjects 1; ");
+  EXPECT_TRUE(manager.isPlaying(tree));
+  EXPECT_EQ(xAt(110.5, tree), 100.F);
+  EXPECT_EQ(std::exchange(sent, {}), "evaluatedAnimationObjects 1; dequeuedAnimation; ");
+  EXPECT_EQ(finished, 1);
+  EXPECT_FALSE(manager.isPlaying(tree));
+  loop();
+  EXPECT_EQ(sent, "") << "an idle pass";
+}
+
+TEST_F(PlayingQueueTest, CyclesAndRanges) {
+  osg::AnimNodePtr const endless = newTree();
+  endless->setPostCycles(-1);
+  osg::AnimNodePtr const four = newTree();
+  four->setPostCycles(3);
+  osg::AnimNodePtr const range = newTree();
+  range->setUsePlayRange(true);
+  range->setPlayRange({2, 5});
+  osg::AnimNodePtr const still = newAnimNode(osg::Group::create());
+  still->setPostCycles(-1);
+  manager.enqueue(std::vector{endless, four, range, still, osg::AnimNodePtr()}, true);
+  EXPECT_EQ(xAt(100, range), 20.F);
+  EXPECT_EQ(xAt(102, range), 40.F);
+  EXPECT_EQ(xAt(104, range), 50.F);
+  EXPECT_FALSE(range->getUsePlayRange());
+  EXPECT_EQ(xAt(113, endless), 30.F);
+  EXPECT_EQ(x(four), 30.F);
+  EXPECT_NEAR(xAt(139.9, four), 99.F, 1e-3);
+  EXPECT_TRUE(manager.isPlaying(four));
+  EXPECT_EQ(xAt(140.1, four), 100.F);
+  EXPECT_FALSE(manager.isPlaying(four));
+  EXPECT_TRUE(manager.isPlaying(endless));
+  EXPECT_EQ(still->getLastEvaluationTime(), 0.F);
+  manager.dequeueAll();
+  still.subRef();
+}
+
+TEST_F(PlayingQueueTest, PauseResetAndWaiting) {
+  osg::AnimNodePtr const tree = newTree();
+  osg::dcast<osg::AnimObjectPtr>(tree->getCore())->setName("walk");
+  manager.enqueue(tree, false);
+  EXPECT_FALSE(manager.isPlaying(tree));
+  EXPECT_EQ(xAt(101, tree), 0.F) << "begins at the end of the pass";
+  EXPECT_TRUE(manager.isPlaying("walk"));
+  EXPECT_EQ(xAt(104, tree), 30.F);
+  manager.pause(tree, true);
+  now = 120;
+  manager.pause(tree, true);
+  EXPECT_EQ(xAt(164, tree), 30.F);
+  EXPECT_TRUE(manager.isPlaying("walk")) << "pausing does not end playing";
+  manager.pause(tree, false);
+  EXPECT_NEAR(xAt(165, tree), 40.F, 1e-3);
+  manager.reset(tree, true);
+  EXPECT_EQ(x(tree), 100.F);
+  EXPECT_FALSE(manager.isPlaying("walk") || manager.isPlaying(""));
+  manager.enqueue(tree, false);
+  sent.clear();
+  manager.dequeue(tree);
+  EXPECT_EQ(sent, "") << "one that only waits leaves without a message";
+}
+
+TEST_F(PlayingQueueTest, TheQueueMayBeChangedFromWithin) {
+  osg::AnimNodePtr const first = newTree();
+  osg::AnimNodePtr const second = newTree();
+  osg::AnimNodePtr const again = newTree();
+  again->registerFinishedAnimationCallback([&](auto const& node) { manager.enqueue(node, false); }, false);
+  int onlyOnce = 0;
+  second->registerFinishedAnimationCallback([&](auto const&) { ++onlyOnce; }, true);
+  manager.enqueue(std::vector{first, second, again}, true);
+  osg::NodePtr const owner = ownerOf(first);
+  osg::NodePtr const otherOwner = ownerOf(second);
+  onMessage = [&](std::string_view name) {
+    if (name != "evaluatedAnimationObjects" || !owner.isAlive()) return;
+    root()->subChild(owner);
+    manager.dequeue(second);
+  };
+  now = 111;
+  loop();
+  EXPECT_FALSE(first.isAlive());
+  EXPECT_EQ(onlyOnce, 0) << "cancelled before it was finished";
+  EXPECT_EQ(placeOf(otherOwner).x(), 100.F) << "the pass went on";
+  EXPECT_TRUE(manager.isPlaying(again));
+  onMessage = nullptr;
+  EXPECT_EQ(xAt(112, again), 10.F);
+  osg::AnimNodePtr const paused = newTree();
+  osg::AnimNodePtr const waiting = newTree();
+  manager.enqueue(paused, true);
+  manager.pause(paused, true);
+  manager.enqueue(waiting, false);
+  root()->clearChildren();
+  sent.clear();
+  loop();
+  EXPECT_EQ(sent, "evaluatedAnimationObjects 0; ");
+}
+
+/// Random trees with random pauses: each ends at its end value, and only then.
+TEST_F(PlayingQueueTest, RandomQueue) {
+  std::mt19937 random(5);
+  std::vector<osg::AnimNodePtr> trees;
+  for (int i = 0; i < 50; ++i) {
+    trees.push_back(newTree());
+    trees.back()->setScale(0.2F + 0.1F * static_cast<float>(random() % 10));
+    manager.enqueue(trees.back(), random() % 2 == 0);
+  }
+  for (int pass = 0; pass < 4000; ++pass) {
+    now += 0.01 * static_cast<double>(random() % 10);
+    osg::AnimNodePtr const tree = trees[random() % trees.size()];
+    if (manager.isPlaying(tree)) manager.pause(tree, random() % 4 == 0);
+    loop();
+  }
+  for (osg::AnimNodePtr const& tree : trees) {
+    EXPECT_EQ(x(tree) == 100.F, !manager.isPlaying(tree));
+    manager.pause(tree, false);
+  }
+  now += 100;
+  loop();
+  for (osg::AnimNodePtr const& tree : trees) EXPECT_EQ(x(tree), 100.F);
+}
+
+TEST_F(PlayingQueueTest, SequencesFireWhereARunArrives) {
+  osg::AnimNodePtr const view = newAnimNode(osg::AnimSequence::create());
+  osg::AnimNodePtr const variant = newAnimNode(osg::AnimSequence::create());
+  osg::AnimNodePtr const named = newAnimNode(osg::AnimSequence::create());
+  auto const sequence = [](osg::AnimNodePtr const& node) {
+    return osg::dcast<osg::AnimSequencePtr>(node->getCore());
+  };
+  sequence(view)->setIsViewpoint(true);
+  sequence(view)->setName("view");
+  sequence(variant)->setIsVariant(true);
+  sequence(variant)->setName("red");
+  sequence(named)->setName("open");
+  view->setOffset({5, 0});
+  variant->setOffset({3, 0});
+  named->setOffset({7, 0});
+  osg::AnimNodePtr const clip = newGroup<osg::AnimClip>({view, variant, named});
+  clip.addRef();
+  knAnimManager::setEnableSimulationCB([](bool on) { simulationEnabled = on; });
+  auto const sentBetween = [&](float from, float to) {
+    clip->setLastEvaluationTime(from);
+    sent.clear();
+    knAnimEvaluator::the()->evaluateObject(clip, to, false, true, false);
+    return std::exchange(sent, {});
+  };
+  EXPECT_EQ(sentBetween(4, 5), "activateViewpoint view; ");
+  EXPECT_EQ(sentBetween(5, 5), "activateViewpoint view; ");
+  EXPECT_EQ(sentBetween(5, 6), "");
+  EXPECT_EQ(sentBetween(4, 3), "selectVariantSet red; ");
+  EXPECT_EQ(sentBetween(3, 2), "");
+  EXPECT_EQ(sentBetween(6, 8), "runSequence open (off); ");
+  EXPECT_TRUE(simulationEnabled);
+  knAnimManager::setSimulationEnabledCB([] { return simulationEnabled; });
+  simulationEnabled = false;
+  EXPECT_EQ(sentBetween(6, 8), "runSequence open (off); ");
+  EXPECT_FALSE(simulationEnabled) << "what was off stays off";
+  simulationEnabled = true;
+  knAnimEvaluator::the()->blockSequenceEvaluation(true);
+  EXPECT_EQ(sentBetween(0, 9), "");
+  knAnimEvaluator::the()->blockSequenceEvaluation(false);
+  clip.subRef();
+}
+
+}  // namespace
+}  // namespace kntest

@@ -1,0 +1,140 @@
+#include "model/sceneext/AnimClip.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/scenegraph/Geometry.h"
+#include "support/SceneStage.h"
+
+namespace kntest {
+namespace {
+
+using osg::Pnt3f;
+using osg::Vec3f;
+
+/// A shape of which every coordinate is `value`.
+osg::TimeShapeDataPtr newShape(float time, float value, std::size_t positions = 4, std::size_t normals = 4) {
+  osg::TimeShapeDataPtr const shape = osg::TimeShapeData::create();
+  shape->setTime(time);
+  shape->getPositions().getValues().assign(positions, Pnt3f(value, value, value));
+  shape->getNormals().getValues().assign(normals, Vec3f(-value, -value, -value));
+  return shape;
+}
+
+class TimeShapeCachesTest : public SceneStage {
+ protected:
+  osg::GeometryPtr newGeometry(osg::UInt32 count = 4) {
+    osg::GeometryPtr const geometry = osg::Geometry::create();
+    osg::GeoPositions3fPtr const positions = osg::GeoPositions3f::create();
+    osg::GeoNormals3fPtr const normals = osg::GeoNormals3f::create();
+    positions->resize(count);
+    normals->resize(count);
+    geometry->setPositions(positions);
+    geometry->setNormals(normals);
+    animate(addNode(geometry), newAnimNode(cache));
+    return geometry;
+  }
+  static Pnt3f position(osg::GeometryPtr const& geometry, osg::UInt32 i = 0) {
+    return osg::dcast<osg::GeoPositions3fPtr>(geometry->getPositions())->getValue(i);
+  }
+  float valueAt(float time, osg::GeometryPtr const& geometry) {
+    evaluate(time);
+    Vec3f const normal = osg::dcast<osg::GeoNormals3fPtr>(geometry->getNormals())->getValue(0);
+    EXPECT_EQ(normal, Vec3f(-position(geometry).x(), -position(geometry).y(), -position(geometry).z()));
+    return position(geometry).x();
+  }
+  static osg::AnimNodePtr cacheNodeOf(osg::GeometryPtr const& geometry) {
+    osg::NodePtr const node = geometry->getParents()[0];
+    osg::NodePtr const tree = knAnimManager::getAnimAttachment(node)->getAnimationRoot();
+    return osg::dcast<osg::AnimNodePtr>(tree->getChild(0));
+  }
+
+  osg::TimeShapeCachePtr const cache = osg::TimeShapeCache::create();
+};
+
+TEST_F(TimeShapeCachesTest, PlacesWrapsAndBlends) {
+  cache->addShape(newShape(0, 10));
+  cache->addShape(newShape(1, 20));
+  cache->addShape(newShape(2, 40));
+  osg::GeometryPtr const geometry = newGeometry();
+  osg::AnimNodePtr const node = cacheNodeOf(geometry);
+  struct Case {
+    float offset, scale;
+    int cycles;
+    float time, value;
+  };
+  for (Case const& one : {
+           Case{0, 1, 0, 0.5F, 15},
+           {0, 1, 0, 1, 20},
+           {0, 1, 0, -1, 10},
+           {0, 1, 0, 3, 40},
+           {10, 2, 0, 12, 20},
+           {10, 2, 0, 13, 30},
+           {2, -1, 0, 0.5F, 30},
+           {2, -1, 0, -1, 40},
+           {2, -1, 0, 3, 10},
+           {0, 1, -1, 5, 20},
+           {0, 1, -1, -1, 20},
+           {0, 1, 1, 3, 20},
+           {0, 1, 1, 5, 40},
+       }) {
+    node->setOffset({one.offset, 0});
+    node->setScale(one.scale);
+    node->setPostCycles(one.cycles);
+    EXPECT_FLOAT_EQ(valueAt(one.time, geometry), one.value)
+        << one.offset << ' ' << one.scale << ' ' << one.cycles << " at " << one.time;
+  }
+  changes.clear();
+  evaluate(5);
+  EXPECT_EQ(changes.getAnnouncementCount(), 3U) << "a driven geometry is announced each time";
+}
+
+TEST_F(TimeShapeCachesTest, SizesThatDoNotFit) {
+  cache->addShape(newShape(0, 10, 100, 100));
+  cache->addShape(newShape(2, 20, 100, 100));
+  cache->addShape(newShape(4, 30, 101, 100));
+  osg::GeometryPtr const smaller = newGeometry(80);
+  osg::GeometryPtr const larger = newGeometry(120);
+  evaluate(1);
+  EXPECT_EQ(position(smaller, 79), Pnt3f(15, 15, 15));
+  EXPECT_EQ(position(larger, 99), Pnt3f(15, 15, 15));
+  EXPECT_EQ(position(larger, 100), Pnt3f());
+  evaluate(2);
+  EXPECT_EQ(position(smaller), Pnt3f(15, 15, 15)) << "a hit is copied whole or not at all";
+  evaluate(3);
+  EXPECT_EQ(position(smaller), Pnt3f(15, 15, 15)) << "shapes of different sizes do not blend";
+}
+
+TEST_F(TimeShapeCachesTest, WhatIsMissing) {
+  osg::GeometryPtr const geometry = newGeometry();
+  evaluate(1);
+  EXPECT_EQ(position(geometry), Pnt3f()) << "a cache without shapes";
+  cache->addShape(newShape(1, 10));
+  EXPECT_EQ(valueAt(7, geometry), 10.F);
+  geometry->setNormals({});
+  cache->addShape(newShape(3, 20));
+  evaluate(2);
+  EXPECT_EQ(position(geometry), Pnt3f(15, 15, 15));
+  geometry->setPositions({});
+  changes.clear();
+  evaluate(2.5F);
+  EXPECT_EQ(changes.getAnnouncementCount(), 1U) << "the geometry alone";
+}
+
+/// Below a clip, caches overlap by the same order as curves: what is in progress writes last.
+TEST_F(TimeShapeCachesTest, OverlapInAClip) {
+  osg::TimeShapeCachePtr const later = osg::TimeShapeCache::create();
+  for (float const time : {0.F, 2.F}) {
+    cache->addShape(newShape(time, 10));
+    later->addShape(newShape(time + 5, 70));
+  }
+  osg::GeometryPtr const geometry = newGeometry();
+  osg::NodePtr const owner = geometry->getParents()[0];
+  osg::AnimNodePtr const clip = newGroup<osg::AnimClip>({newAnimNode(later), newAnimNode(cache)});
+  animate(owner, clip);
+  for (auto const& [time, value] :
+       {std::pair(1.F, 10.F), {3.F, 10.F}, {6.F, 70.F}, {9.F, 70.F}, {-1.F, 10.F}}) {
+    knAnimEvaluator::the()->evaluateObject(clip, time, false, true, true);
+    EXPECT_EQ(position(geometry).x(), value) << time;
+  }
+}
+
+}  // namespace
+}  // namespace kntest
