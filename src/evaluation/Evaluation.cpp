@@ -1,3 +1,4 @@
+#include "evaluation/CurveValue.h"
 #include "evaluation/GatheringBuffers.h"
 #include "evaluation/WriteOrder.h"
 #include "knAnimEvaluator.h"
@@ -6,6 +7,7 @@
 #include "model/sceneext/AnimClip.h"
 
 #include <algorithm>
+#include <tbb/parallel_for.h>
 #include <unordered_map>
 
 using osg::AnimNodePtr;
@@ -59,6 +61,7 @@ void knAnimEvaluator::emptyRecords() {
   _curveData.clear();
   _curveMap.clear();
   _timeShapeCaches.clear();
+  _buffers->uncomputed.clear();
 }
 
 // --- The scene ----------------------------------------------------------------------------------------------------
@@ -70,9 +73,15 @@ void knAnimEvaluator::evaluate(float const& time, bool, std::vector<knCurveData>
   // A filter compares with records that were never computed.
   gatherAnimData(false, false, filter.empty());
   if (!filter.empty()) keepMatching(_curveData, filter);
+  std::vector<std::size_t> const uncomputed = std::exchange(_buffers->uncomputed, {});
   // Setters announce while fields are written: whoever hears of it may come back here and finds no half-used list.
   std::vector<knCurveData> data = takeRecords();
-  if (!filter.empty()) knAnimManager::the()->computeCurveValues(data, time);
+  if (!filter.empty()) {
+    knAnimManager::the()->computeCurveValues(data, time);
+  } else {
+    tbb::parallel_for(std::size_t{0}, uncomputed.size(),
+                      [&](std::size_t i) { computeCurveValue(data[uncomputed[i]]); });
+  }
   TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
   setOSGFieldValues(data, true);
   if (filter.empty()) evaluateTimeShapeCaches(caches, time);

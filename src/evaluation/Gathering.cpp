@@ -13,6 +13,7 @@
 #include "model/sceneplate/Sceneplate.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 #include <tbb/parallel_for.h>
 
@@ -61,6 +62,7 @@ class ChunkWork {
     _chunk.records.clear();
     _chunk.ends.clear();
     _chunk.caches.clear();
+    _chunk.computed = choice.computeValues ? 0 : std::numeric_limits<std::size_t>::max();
   }
 
   void run(std::vector<AnimatedOwner> const& animated, std::size_t first, std::size_t last) {
@@ -71,6 +73,7 @@ class ChunkWork {
  private:
   /// As many owners as a core's first cache holds with all that belongs to them.
   static constexpr std::size_t BatchSize = 4;
+  static constexpr std::size_t MostComputed = 2048;
 
   void runBatch(std::vector<AnimatedOwner> const& animated, std::size_t first, std::size_t last) {
     thread_local Scratch scratchOfThread;
@@ -98,8 +101,10 @@ class ChunkWork {
       for (; next < found.size() && found[next].owner == i; ++next) take(found[next].node, owner, i);
       _chunk.ends.push_back(_chunk.records.size());
     }
-    if (!_choice.computeValues) return;
+    // Owners with very many curves would keep one worker busy and the others idle: theirs are left for all.
+    if (!_choice.computeValues || _chunk.records.size() > MostComputed) return;
     for (std::size_t i = firstRecord; i < _chunk.records.size(); ++i) computeCurveValue(_chunk.records[i]);
+    _chunk.computed = _chunk.records.size();
   }
 
   struct Found {
@@ -234,7 +239,9 @@ void knAnimEvaluator::mergeChunk(GatheredChunk& chunk, std::size_t firstOwner) {
         if (aim.isAlive()) record.aims.insert(aim);
         record.parents.insert(parents.begin(), parents.end());
       }
+      std::size_t const newPlace = _curveData.size();
       addRecord(std::move(record));
+      if (place >= chunk.computed && _curveData.size() > newPlace) _buffers->uncomputed.push_back(newPlace);
     }
   }
   for (auto const& [node, owner] : chunk.caches) addCache(node, animated[owner].owner);

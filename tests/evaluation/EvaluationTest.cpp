@@ -57,6 +57,21 @@ TEST_F(EvaluationTest, AFrameOfAScene) {
   EXPECT_EQ(Access::time(), 0.25F);
 }
 
+/// More curves than one worker computes for an owner: the rest is left for all workers. The last to write wins.
+TEST_F(EvaluationTest, AnOwnerOfVeryManyCurves) {
+  osg::NodePtr const few = addNode(Transform3D::create());
+  animate(few, newCurveNode("translation", 1, {{0, 7}, {1, 7}}));
+  osg::NodePtr const many = addNode(Transform3D::create());
+  constexpr int Count = 5000;
+  for (int i = 1; i <= Count; ++i) {
+    auto const value = static_cast<float>(i);
+    animate(many, newCurveNode("translation", i == 1 ? 1 : 0, {{0, value}, {1, value}}));
+  }
+  evaluate(0.5F);
+  EXPECT_EQ(placeOf(few), Vec3f(0, 7, 0));
+  EXPECT_EQ(placeOf(many), Vec3f(Count, 1, 0));
+}
+
 TEST_F(EvaluationTest, Filters) {
   AnimNodePtr const a = newCurveNode("translation", 0, {{0, 0}, {1, 10}});
   AnimNodePtr const b = newCurveNode("translation", 1, {{0, 0}, {1, 10}});
