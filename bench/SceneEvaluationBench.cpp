@@ -108,7 +108,7 @@ void setCurrentFrame(benchmark::State& state) {
   beginScene(static_cast<int>(state.range(0)), 0, false);
   playFrames(state);
 }
-BENCHMARK(setCurrentFrame)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(setCurrentFrame)->Arg(100)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void besideStaticNodes(benchmark::State& state) {
   beginScene(static_cast<int>(state.range(0)), 1'000'000, state.range(1) != 0);

@@ -111,6 +111,6 @@ void updateTraversal(benchmark::State& state) {
       benchmark::Counter(static_cast<double>(state.range(0)) * 9.0,
                          benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
-BENCHMARK(updateTraversal)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(updateTraversal)->Arg(100)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 }  // namespace

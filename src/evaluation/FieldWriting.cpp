@@ -1,4 +1,3 @@
-#include "evaluation/SceneWalk.h"
 #include "evaluation/WriteRule.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
@@ -302,28 +301,25 @@ void knAnimEvaluator::setLegacyCameraFromAtUp(CameraData const& cameraData) {
 void knAnimEvaluator::setOSGFieldValue(knCurveData const& data, CameraData* cameraData) {
   if (!data.curve.isAlive()) return;
   osg::AnimCurve const& curve = *data.curve;
-  osg::UInt32 const index = curve.getValueIndex();
-  osg::UInt32 const vertex = curve.getVertexIndex();
+  knCurveData::Prepared known = data.prepared;
+  if (known.rule == nullptr) known = {nullptr, curve.getValueIndex(), curve.getVertexIndex()};
   float const value = data.value + data.cycleValueOffset;
   if (data.aims.size() < 2) {
-    setOSGFieldValue(data.aims, data.parents, {curve.getName(), index, vertex, value, data.rule}, cameraData);
+    setOSGFieldValue(data.aims, data.parents,
+                     {curve.getName(), known.valueIndex, known.vertexIndex, value, known.rule}, cameraData);
     return;
   }
   // Who hears of the first write can destroy the curve before the second.
   std::string const name = curve.getName();
-  setOSGFieldValue(data.aims, data.parents, {name, index, vertex, value, data.rule}, cameraData);
+  setOSGFieldValue(data.aims, data.parents, {name, known.valueIndex, known.vertexIndex, value, known.rule},
+                   cameraData);
 }
 
 void knAnimEvaluator::setOSGFieldValues(std::vector<knCurveData> const& data, bool commit) {
   if (data.empty()) return;
   if (commit) _changedFields.clear();
   CameraData cameras;
-  for (std::size_t i = 0; i < data.size(); ++i) {
-    // What the writing of a curve reads of it lies between its name and its channel's name.
-    constexpr std::size_t Ahead = 6;
-    if (i + Ahead < data.size()) prefetchContainer(data[i + Ahead].curve, 128, 384);
-    setOSGFieldValue(data[i], &cameras);
-  }
+  for (knCurveData const& record : data) setOSGFieldValue(record, &cameras);
   setLegacyCameraFromAtUp(cameras);
   if (commit) commitChangedFields();
 }

@@ -150,7 +150,8 @@ class ChunkWork {
     owner.findAim(*curve, aim, noParents);
     if (!aim) return;
     record.aims.insert(aim);
-    record.rule = &WriteRule::find(*aim.findType(), curve->getName());
+    record.prepared = {&WriteRule::find(*aim.findType(), curve->getName()), curve->getValueIndex(),
+                       curve->getVertexIndex()};
   }
 
   Choice const& _choice;

@@ -28,8 +28,15 @@ struct knCurveData {
   float cycleValueOffset = 0.F;
   knContainerSet aims;     ///< the containers that the curve writes to
   knContainerSet parents;  ///< those containers' parents
-  /// How the value reaches the first aim, where gathering has found it out; null otherwise. Not for hosts.
-  WriteRule const* rule = nullptr;
+
+  /// Not for hosts. How the value reaches the first aim, where gathering has found it out, so that writing need not go
+  /// back to the curve; a null rule where it has not.
+  struct Prepared {
+    WriteRule const* rule = nullptr;
+    osg::UInt32 valueIndex = 0;
+    osg::UInt32 vertexIndex = 0;
+  };
+  Prepared prepared;
 
   /// Whether two records name the same curve with the same result. `time` and the sets take no part: records
   /// that a host kept from an earlier gathering find their counterparts by this.
