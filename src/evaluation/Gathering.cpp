@@ -78,11 +78,16 @@ class ChunkWork {
   void runBatch(std::vector<AnimatedOwner> const& animated, std::size_t first, std::size_t last) {
     thread_local Scratch scratchOfThread;
     Scratch& scratch = scratchOfThread;
+    // Each pass asks for what the next one reads: from nodes to lists of handles, to places in the store, to nodes.
     for (std::size_t i = first; i < last; ++i) prefetchAnimNode(animated[i].tree);
-    for (std::size_t i = first; i < last; ++i) prefetchChildren(animated[i].tree);
+    for (std::size_t i = first; i < last; ++i) prefetchList(animated[i].tree);
+    for (std::size_t i = first; i < last; ++i) forEachChild(animated[i].tree, prefetchPlace);
+    for (std::size_t i = first; i < last; ++i) forEachChild(animated[i].tree, prefetchAnimNode);
     for (std::size_t i = first; i < last; ++i) {
-      if (!animated[i].tree.isAlive()) continue;
-      for (NodePtr const& child : animated[i].tree->getChildren()) prefetchChildren(child);
+      forEachChild(animated[i].tree, [](NodePtr const& child) {
+        if (child.isAlive()) prefetchPlace(child->getCore());
+        forEachChild(child, prefetchAnimNode);
+      });
     }
     auto& found = scratch.found;
     found.clear();
@@ -117,9 +122,16 @@ class ChunkWork {
   };
 
   static void prefetchAnimNode(NodePtr const& node) { prefetchContainer(node, 64, sizeof(osg::Node) + 96); }
-  static void prefetchChildren(NodePtr const& node) {
+  static void prefetchPlace(FieldContainerPtr const& handle) { __builtin_prefetch(handle.getStoreAddress()); }
+  static void prefetchList(NodePtr const& node) {
     if (!node.isAlive()) return;
-    for (NodePtr const& child : node->getChildren()) prefetchAnimNode(child);
+    auto const& children = std::as_const(*node).getChildren();
+    for (std::size_t i = 0; i < children.size(); i += 64 / sizeof(NodePtr)) __builtin_prefetch(&children[i]);
+  }
+  template <class Visit>
+  static void forEachChild(NodePtr const& node, Visit visit) {
+    if (!node.isAlive()) return;
+    for (NodePtr const& child : node->getChildren()) visit(child);
   }
 
   /// What the computation looks at first: both ends, and the segment that it used last.
