@@ -16,6 +16,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -42,7 +43,7 @@ class KNANIM_API knAnimEvaluator {
   using knCurveData = ::knCurveData;
   using knOSGChannelData = ::knOSGChannelData;
   /// Owners by the container id of the curve or cache core that hangs on them.
-  using ParentMap = std::map<unsigned int, std::set<osg::FieldContainerPtr>>;
+  using ParentMap = std::unordered_map<unsigned int, knContainerSet>;
   using TimeShapeCacheMap = std::map<osg::AnimNodePtr, std::set<osg::GeometryPtr>>;
 
   knAnimEvaluator();
@@ -194,6 +195,7 @@ class KNANIM_API knAnimEvaluator {
   /// The places of the records of a clip in the order in which they are written.
   std::vector<std::size_t> sortCurves(std::vector<knCurveData> const& data) const;
   void keepMatching(std::vector<knCurveData>& data, std::vector<knCurveData> const& filter) const;
+  void prefetchTrees(std::vector<osg::AnimNodePtr> const& trees, std::size_t now) const;
   bool step(osg::AnimNodePtr const& node, double now);
   void evaluateSequences(std::set<osg::AnimNodePtr> const& nodes, float const& time, float const& lastTime);
   void evaluateTimeShapeCaches(TimeShapeCacheMap const& caches, float time);

@@ -1,3 +1,4 @@
+#include "evaluation/GatheringBuffers.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/scenedata/knSceneDataManager.h"
@@ -78,6 +79,7 @@ void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
   markAsStopped(node);
   _pendingNodes.erase(node);
   if (_playingNodes.erase(node) == 0) return;
+  ++_buffers->dequeued;
   if (node.isAlive()) {
     if (finished) {
       node->finishedAnimation();
@@ -90,6 +92,7 @@ void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
 
 void knAnimEvaluator::dequeueAll() {
   _pendingNodes.clear();
+  ++_buffers->dequeued;
   for (AnimNodePtr const& node : std::exchange(_playingNodes, {})) {
     if (!node.isAlive()) continue;
     unsigned int const id = node.getContainerId();
@@ -127,13 +130,49 @@ void knAnimEvaluator::loop() {
   // looks at each tree again.
   std::vector<AnimNodePtr> const playing(_playingNodes.begin(), _playingNodes.end());
   std::vector<AnimNodePtr> finished;
-  for (AnimNodePtr const& node : playing) {
-    if (_playingNodes.contains(node) && step(node, now)) finished.push_back(node);
+  std::size_t const dequeued = _buffers->dequeued;
+  for (std::size_t i = 0; i < playing.size(); ++i) {
+    prefetchTrees(playing, i);
+    AnimNodePtr const& node = playing[i];
+    if (_buffers->dequeued != dequeued && !_playingNodes.contains(node)) continue;
+    if (step(node, now)) finished.push_back(node);
   }
   commitChangedFields();
   send("evaluatedAnimationObjects", "count", static_cast<unsigned long>(_playingNodes.size()));
   for (AnimNodePtr const& node : finished) dequeue(node, true);
   for (AnimNodePtr const& node : std::exchange(_pendingNodes, {})) enqueue(node, true);
+}
+
+/// Trees that play stand all over the memory: what the next ones need is asked for ahead of their turns, one step of
+/// the chain at a time.
+void knAnimEvaluator::prefetchTrees(std::vector<AnimNodePtr> const& trees, std::size_t now) const {
+  constexpr std::size_t Steps = 4;
+  auto const ahead = [&](std::size_t step) {
+    std::size_t const place = now + 2 * (Steps - step);
+    return place < trees.size() ? trees[place] : AnimNodePtr();
+  };
+  auto const ownerOf = [&](AnimNodePtr const& tree) {
+    auto const entry = _animParentMap.find(tree->getCore().getContainerId());
+    return entry != _animParentMap.end() && !entry->second.empty() ? *entry->second.begin()
+                                                                   : osg::FieldContainerPtr();
+  };
+  prefetchContainer(ahead(0), 0, sizeof(AnimNode));
+  if (AnimNodePtr const tree = ahead(1); tree.isAlive()) {
+    prefetchContainer(tree->getCore(), 0, sizeof(osg::AnimCurve));
+  }
+  if (AnimNodePtr const tree = ahead(2); tree.isAlive()) {
+    if (auto const* curve = osg::dcastTo<osg::AnimCurve>(tree->getCore())) {
+      auto const& keys = curve->getControlPoints();
+      __builtin_prefetch(keys.data());
+      __builtin_prefetch(keys.data() + keys.size());
+    }
+    prefetchContainer(ownerOf(tree), 0, sizeof(osg::Node));
+  }
+  if (AnimNodePtr const tree = ahead(3); tree.isAlive()) {
+    if (auto const* owner = osg::dcastTo<osg::Node>(ownerOf(tree))) {
+      prefetchContainer(owner->getCore(), 0, 256);
+    }
+  }
 }
 
 /// Evaluates a tree at its own time; true when that was its last.

@@ -1,5 +1,6 @@
 // What must not allocate in a playing scene. A program of its own, because it replaces operator new.
 #include "knAnimManager.h"
+#include "knFramePlayer.h"
 #include "support/SceneStage.h"
 
 #include <atomic>
@@ -154,6 +155,25 @@ TEST_F(FrameAllocationTest, TheSameFrameAgain) {
   std::ptrdiff_t const perChannel = (mostBytesInUse - before) / (200 * 9);
   RecordProperty("bytesPerChannel", static_cast<int>(perChannel));
   EXPECT_LE(perChannel, 400);
+}
+
+TEST_F(FrameAllocationTest, PlayingBetweenFrames) {
+  kntest::animate(addNode(Transform3D::create()), kntest::newCurveNode("translation", 0, {{0, 1}, {1, 5}}));
+  knFramePlayer& player = knFramePlayer::the();
+  for (bool const external : {true, false}) {
+    player.start({.loop = true, .rangeEnd = 9, .fps = 1.0e-6}, external, nullptr);
+    player.tick();
+    player.apply();
+    std::size_t const made = allocationsIn([&] {
+      for (int pass = 0; pass < 1000; ++pass) {
+        player.tick();
+        player.apply();
+        knAnimEvaluator::the()->loop();
+      }
+    });
+    EXPECT_EQ(made, 0U);
+  }
+  player.stop(nullptr);
 }
 
 TEST_F(AllocationTest, AnnouncingWhatTheListHoldsAlready) {

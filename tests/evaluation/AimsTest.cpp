@@ -29,7 +29,7 @@ class AimsTest : public SceneStage {
   static AnimNodePtr newKey(char const* field = "f") { return newCurveNode(field, 0, {{0, 0}}); }
   static Owners ownersOf(AnimNodePtr const& node) {
     auto const entry = Access::parents().find(node->getCore().getContainerId());
-    return entry != Access::parents().end() ? entry->second : NoEntry;
+    return entry != Access::parents().end() ? Owners(entry->second) : NoEntry;
   }
   inline static Owners const NoEntry{FieldContainerPtr()};
 };
