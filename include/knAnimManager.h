@@ -1,6 +1,7 @@
 #pragma once
 
 #include "knAnimExport.h"
+#include "model/records/knAnimInfo.h"
 #include "model/records/knAnimNodeData.h"
 #include "model/records/knCurveData.h"
 #include "model/records/knDynBlockArray.h"
@@ -22,6 +23,7 @@ class KNANIM_API knAnimManager {
   using knCurveData = ::knCurveData;
   using knOSGChannelData = ::knOSGChannelData;
   using knAnimNodeData = ::knAnimNodeData;
+  using knAnimInfo = ::knAnimInfo;
 
   knAnimManager(knAnimManager const&) = delete;
   knAnimManager& operator=(knAnimManager const&) = delete;
@@ -249,11 +251,165 @@ class KNANIM_API knAnimManager {
   /// Whether the builders of camera curves pass over channels of that name.
   bool ignoreChannel(std::string const& name) const;
 
+  // --- Reading channels ---------------------------------------------------------------------------------------
+  // The present value of one channel, as a curve on it would give it. Nothing in the scene changes. What cannot be
+  // read gives 0: null, dead and unknown containers, unknown fields, components and bits that there are none of,
+  // quaternions, vertex properties and lists. Any thread, while nobody writes; the overload for curves may look for
+  // owners anew and is for the main thread.
+  //
+  // Not all is as it is written. A vector called "fieldOfView" is written in degrees and reads in radians. Bits of
+  // 64-bit fields (index 10 and above) can be written and read as 0. "visible" reads 1 for the traversal mask
+  // 0xFFFFFFFF alone.
+
+  /// A component, 0 to 3, of a field, or of what the container has under that name without a field ("visible" of a
+  /// node, "from" of a camera). For 32-bit whole numbers 10 and above is a bit, plus 10: 11 reads the second one.
+  float getOSGFieldValue(osg::FieldContainerPtr const& container, char const* fieldName, int valueIndex);
+  /// The container, the field and the component that the record names.
+  float getOSGFieldValue(knOSGChannelData const& channel);
+  /// What a curve drives on a container; with a null or dead `aim`, on the first container that it drives in the scene.
+  float getOSGFieldValue(osg::AnimCurvePtr const& curve, osg::FieldContainerPtr const& aim);
+  /// By a path: "Node.translation.Y" is the second component of "translation". What stands before the first point is
+  /// for the reader; a path without points is the name of a field. Behind the second point the last letter tells the
+  /// component: A or W, B or Z, G or Y for 3, 2, 1, anything else for 0.
+  float getOSGFieldValue(unsigned int containerId, std::string const& path);
+
   // --- Attachments --------------------------------------------------------------------------------------------
 
   /// The container's animation attachment; null when the container is null, dead or has none. Any thread, while
   /// nobody writes.
   static osg::AnimAttachmentPtr getAnimAttachment(osg::AttachmentContainerPtr const& container);
+  /// Adds a tree to the animations of a node or material, which gets its attachment when it has none. Null and dead
+  /// handles do nothing.
+  void addAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
+  /// Takes a top-level animation away.
+  void subAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
+
+  // --- Making animations --------------------------------------------------------------------------------------
+  // Null and dead handles and empty names give null, false or nothing, and change nothing. Texts are compared byte by
+  // byte. Making a curve costs the same in every scene; making a block asks for a unique name, which looks at all
+  // containers there are.
+
+  /// The first top-level curve of an attachment with that name (of a field) and suffix.
+  osg::AnimCurvePtr findChannelCurve(std::string const& name, std::string const& suffix,
+                                     osg::AnimAttachmentPtr const& attachment);
+  /// The node of the first top-level curve with that channel name and suffix. A curve in a block is not top-level.
+  osg::AnimNodePtr findChannelCurveNode(osg::AnimAttachmentPtr const& attachment,
+                                        std::string const& channelName, std::string const& suffix);
+  osg::AnimNodePtr findChannelCurveNode(knOSGChannelData const& channel,
+                                        osg::AnimAttachmentPtr const& attachment);
+  /// Makes a curve for a channel, without keys and with the suffix's colour, under a node called after the channel and
+  /// the suffix, with a point between them. It is added to the attachment, when there is one, without a look whether
+  /// the channel has a curve already: use findChannelCurveNode first.
+  osg::AnimNodePtr createChannelCurveNode(knOSGChannelData const& channel,
+                                          osg::AnimAttachmentPtr const& attachment);
+  /// An empty `channelName` means `name`, that of the field.
+  osg::AnimNodePtr createChannelCurveNode(osg::AnimAttachmentPtr const& attachment, std::string const& name,
+                                          unsigned int valueIndex, std::string const& suffix,
+                                          std::string channelName);
+  /// Appends the nodes of the top-level curves of an attachment.
+  void getChannelCurveNodes(osg::AnimAttachmentPtr const& attachment, std::vector<osg::AnimNodePtr>& out);
+  /// Those of a node, and of its material where it is a `MaterialGroup`.
+  void getChannelCurveNodes(osg::NodePtr const& node, std::vector<osg::AnimNodePtr>& out);
+  /// Makes a curve that hangs on nothing yet. The channel is `name` with `suffix` behind it, and the suffix tells the
+  /// component; the node's name has a point between the two, also before an empty suffix.
+  std::pair<osg::AnimNodePtr, osg::AnimCurvePtr> createCurve(std::string const& name,
+                                                             std::string const& suffix);
+
+  /// Puts all top-level curves of an attachment into a new block with a unique name made of `name` and "_Block". Null,
+  /// with nothing changed, when no curve has keys.
+  osg::AnimNodePtr createBlock(osg::AnimAttachmentPtr const& attachment, std::string const& name);
+  /// The older form: takes curves without keys as well and `name` as it is, and marks the attachment as not set up.
+  void createBlock(osg::NodePtr const& node, std::string const& name);
+  /// Makes a block of curves and adds it to the node's animations. The block is called `name`, its node by a unique
+  /// name. Null and dead curves are passed over.
+  void importBlock(osg::NodePtr const& node, std::vector<osg::AnimCurvePtr> const& curves,
+                   std::string const& name);
+
+  /// A free name for a copy: "Door copy", "Door copy2", "Door copy223", and so on.
+  std::string createCopyNameFrom(std::string const& name);
+  /// Names a node, unless a clip or block is called so, itself among them.
+  bool rename(osg::NodePtr const& node, char const* name);
+  /// Switches a node and all below it on or off.
+  void setTreeActive(osg::NodePtr const& node, bool active);
+  /// Whether a node has no parent.
+  bool isAnimationRoot(osg::AnimNodePtr const& animation);
+  /// The topmost node above a node; null when that is no animation node.
+  osg::AnimNodePtr getAnimationRoot(osg::AnimNodePtr const& animation);
+
+  // --- Asking about animations --------------------------------------------------------------------------------
+  // Walks begin at the material-side root of the current scene, below which `knSceneDataManager::beginScene` puts the
+  // scene's objects too; its materials are those that the host's callback tells. Null and dead handles and empty names
+  // find nothing. Names are those of nodes, byte by byte; the first match in tree order wins.
+
+  /// Start and end of a tree in seconds, all repetitions included; 0 and 0 for a tree without content.
+  void getBounds(osg::AnimNodePtr const& animation, float& start, float& end);
+  /// The same in frames: the start cut off, the end as getLastRenderFrame has it.
+  void getFrameBounds(osg::AnimNodePtr const& animation, int& start, int& end);
+  /// The last frame that a range reaches which ends at `frame`: 100.0005 is still 100, 100.001 is 101.
+  static int getLastRenderFrame(double frame);
+  /// What a tree holds and where it stands; all zeros for null.
+  knAnimInfo getInfo(osg::AnimNodePtr const& animation);
+  /// The visitor of getInfo: counts one node into `_curvesStats` and `_cpsStats`.
+  static osg::Action::ResultE collectAnimInfo(osg::NodePtr const& node);
+
+  /// A clip of the clip structure, else a block of a material, else a block of a node. Curves, and blocks that stand in
+  /// clips alone, are not found.
+  osg::AnimNodePtr find(std::string const& name);
+  osg::AnimNodePtr findClip(std::string const& name);
+  /// A clip at or below a node; below a node without core nothing is found.
+  osg::AnimNodePtr findClipR(osg::NodePtr const& node, std::string const& name);
+  /// A top-level block of one node or material.
+  osg::AnimNodePtr findBlock(osg::AttachmentContainerPtr const& container, std::string const& name);
+  /// The same for a node and all below it.
+  osg::AnimNodePtr findBlockR(osg::NodePtr const& node, std::string const& name);
+  osg::AnimNodePtr findMaterialBlock(std::string const& name);
+
+  bool hasAnimations(osg::AttachmentContainerPtr const& container);
+  /// Whether a geometry has cached shapes or vertex curves.
+  bool hasVertexAnimation(osg::NodePtr const& node);
+  /// Appends the scene's materials that have a curve with keys.
+  void getMaterialsWithAnimation(std::vector<knAnimNodeData>& out);
+  /// Appends the nodes at and below `root` that have a curve with keys or a shape cache and are not hidden; nothing at
+  /// or below a camera track. Not within another such walk.
+  void getNodesWithAnimation(osg::NodePtr const& root, std::vector<knAnimNodeData>& out);
+  /// The visitor of that walk, which collects into `_nodesWithAnimation`.
+  static osg::Action::ResultE collectNodesWithAnimation(osg::NodePtr const& node);
+
+  /// Inserts the names of all blocks and clips, those in the clip structure among them.
+  void getBlockAndClipNames(std::set<std::string>& names);
+  /// The blocks on nodes and materials, with or without hidden ones, by name and by node.
+  static std::vector<std::string> pyGetBlocks(bool includeHidden);
+  static std::vector<osg::NodePtr> getBlockNodes(bool includeHidden);
+  /// The clips directly below the clip structure's root; the list of names leaves out empty ones.
+  static std::vector<std::string> pyGetClips();
+  static std::vector<osg::NodePtr> getClipNodes();
+
+  /// What the last getInfo counted.
+  static osg::UInt64 _curvesStats;
+  static osg::UInt64 _cpsStats;
+
+  // --- Structures ---------------------------------------------------------------------------------------------
+  // Two trees of the manager's own, whatever hangs on the scene: the clips, and one that the library keeps for the
+  // host. Both stand in one attachment, which a host hangs on a node to save it with the scene. Null and dead handles
+  // do nothing. Printing goes to standard output.
+
+  /// Hangs the manager's attachment on a node, which then shares it, or takes it away again.
+  void pushStructureAttachment(osg::NodePtr const& node);
+  void removeStructureAttachment(osg::NodePtr const& node);
+  /// Takes over what the attachment of a node holds, and takes that attachment away from the node, whatever it was.
+  void pullStructureAttachment(osg::NodePtr const& node);
+  /// Moves the contents of both trees behind those of the manager's. An attachment whose root has not exactly two
+  /// children is no structure and is left alone, as is the manager's own.
+  void mergeStructureAttachment(osg::AnimAttachmentPtr const& attachment);
+  void clearSceneStructure();
+  void addToSceneStructure(osg::AnimNodePtr const& animation);
+  osg::AnimNodePtr sceneStructureRoot() const { return _sceneStructureRoot; }
+  void clearClipStructure();
+  void addToClipStructure(osg::AnimNodePtr const& animation);
+  osg::AnimNodePtr clipStructureRoot() const { return _clipStructureRoot; }
+  void printStructures();
+  /// Prints the names of a tree, two dashes for each level in front of them, behind `indent`.
+  void printStructureR(osg::AnimNodePtr const& animation, std::string indent);
 
   // --- Who uses an animation ----------------------------------------------------------------------------------
 
@@ -267,6 +423,7 @@ class KNANIM_API knAnimManager {
   ~knAnimManager();
 
   static void appendKeyableNames(std::string& names);
+  std::string getUniqueName(std::string const& name);
   void updatePtrs(std::vector<knCurveData>& data, bool setTime, float time);
   void gatherShapeCachesR(osg::NodePtr const& node, knDynBlockArray<osg::AnimNodePtr>& caches,
                           std::set<unsigned int>& visited);

@@ -48,34 +48,8 @@ Kind kindOf(NamedKind const (&table)[N], std::string const& name) {
 }
 
 template <class T>
-std::pair<osg::UInt32, Content> contentOf(Content content) {
+std::pair<osg::UInt32, Content> entryOf(Content content) {
   return {osg::SField<T>::getClassType().getId(), content};
-}
-
-Content contentOf(osg::FieldType const& type) {
-  static std::pair<osg::UInt32, Content> const contents[] = {
-      contentOf<osg::Vec2f>(Content::Vec2f),
-      contentOf<osg::Vec3f>(Content::Vec3f),
-      contentOf<osg::Vec4f>(Content::Vec4f),
-      contentOf<osg::Pnt2f>(Content::Pnt2f),
-      contentOf<osg::Pnt3f>(Content::Pnt3f),
-      contentOf<osg::Pnt4f>(Content::Pnt4f),
-      contentOf<osg::Color3f>(Content::Color3f),
-      contentOf<osg::Color4f>(Content::Color4f),
-      contentOf<osg::Real32>(Content::Real32),
-      contentOf<osg::Real64>(Content::Real64),
-      contentOf<osg::Int32>(Content::Int32),
-      contentOf<osg::UInt32>(Content::UInt32),
-      contentOf<osg::Int64>(Content::Int64),
-      contentOf<osg::UInt64>(Content::UInt64),
-      contentOf<bool>(Content::Bool),
-      contentOf<osg::GeoPositionsPtr>(Content::Positions),
-      contentOf<osg::GeoNormalsPtr>(Content::Normals)};
-  if (type.getCardinality() != osg::FieldType::Cardinality::Single) return Content::Other;
-  for (auto const& [id, content] : contents) {
-    if (id == type.getId()) return content;
-  }
-  return Content::Other;
 }
 
 /// What is left when no name is treated by itself: the field, or what has no field.
@@ -83,7 +57,7 @@ WriteRule makeFieldRule(FieldContainerType const& type, std::string const& name)
   WriteRule rule;
   if (osg::FieldDescription const* const field = type.findFieldDescription(name.c_str())) {
     rule.kind = Kind::Field;
-    rule.content = contentOf(field->getFieldType());
+    rule.content = WriteRule::contentOf(field->getFieldType());
     rule.field = field;
     rule.mask = field->getFieldMask();
   } else if (type.isDerivedFrom(osg::Node::_type)) {
@@ -127,6 +101,32 @@ WriteRule const* findForGood(FieldContainerType const& type, std::string const& 
 }
 
 }  // namespace
+
+WriteRule::Content WriteRule::contentOf(osg::FieldType const& type) {
+  static std::pair<osg::UInt32, Content> const contents[] = {
+      entryOf<osg::Vec2f>(Content::Vec2f),
+      entryOf<osg::Vec3f>(Content::Vec3f),
+      entryOf<osg::Vec4f>(Content::Vec4f),
+      entryOf<osg::Pnt2f>(Content::Pnt2f),
+      entryOf<osg::Pnt3f>(Content::Pnt3f),
+      entryOf<osg::Pnt4f>(Content::Pnt4f),
+      entryOf<osg::Color3f>(Content::Color3f),
+      entryOf<osg::Color4f>(Content::Color4f),
+      entryOf<osg::Real32>(Content::Real32),
+      entryOf<osg::Real64>(Content::Real64),
+      entryOf<osg::Int32>(Content::Int32),
+      entryOf<osg::UInt32>(Content::UInt32),
+      entryOf<osg::Int64>(Content::Int64),
+      entryOf<osg::UInt64>(Content::UInt64),
+      entryOf<bool>(Content::Bool),
+      entryOf<osg::GeoPositionsPtr>(Content::Positions),
+      entryOf<osg::GeoNormalsPtr>(Content::Normals)};
+  if (type.getCardinality() != osg::FieldType::Cardinality::Single) return Content::Other;
+  for (auto const& [id, content] : contents) {
+    if (id == type.getId()) return content;
+  }
+  return Content::Other;
+}
 
 WriteRule const& WriteRule::find(FieldContainerType const& type, std::string const& name) {
   struct Remembered {

@@ -61,6 +61,8 @@ struct WriteRule {
 
   /// The rule for a field name on a type, made at the first call and good for ever. Any thread.
   static WriteRule const& find(osg::FieldContainerType const& type, std::string const& name);
+  /// What a field of that type holds; lists count as `Other`. Any thread.
+  static Content contentOf(osg::FieldType const& type);
 };
 
 /// Stores one component, or one bit, of a field by its content. False when it has that value already, or when there

@@ -61,7 +61,10 @@ void knSceneDataManager::beginScene() {
   osg::MaterialPoolPtr const pool = osg::MaterialPoolBase::create();
   pool->setCameraRoot(nodeWithCore(osg::GroupBase::create()));
   pool->setSceneplateRoot(nodeWithCore(osg::GroupBase::create()));
-  setRoots(records().current, nodeWithCore(osg::GroupBase::create()), nodeWithCore(pool));
+  osg::NodePtr const root = nodeWithCore(osg::GroupBase::create());
+  osg::NodePtr const materialRoot = nodeWithCore(pool);
+  materialRoot->addChild(root);
+  setRoots(records().current, root, materialRoot);
 }
 
 void knSceneDataManager::endScene() { setRoots(records().current, {}, {}); }

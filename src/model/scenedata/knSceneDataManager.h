@@ -18,9 +18,8 @@ class KNSCENE_API knSceneDataManager {
   /// and for any number but 0.
   static osg::NodePtr getSceneplateRoot(unsigned int scene);
 
-  /// Drops the present scene and begins one that is empty: a root with a `Group` as its core, and a
-  /// material-side root with a `MaterialPool` that has a camera root and a sceneplate root. The frame rate
-  /// stays.
+  /// Drops the present scene and begins one that is empty: a material-side root with a `MaterialPool` that has a
+  /// camera root and a sceneplate root, and below it a root with a `Group` as its core. The frame rate stays.
   static void beginScene();
   /// Drops the present scene: its record holds no roots any more. The frame rate stays.
   static void endScene();

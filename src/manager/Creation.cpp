@@ -1,0 +1,253 @@
+#include "knAnimManager.h"
+#include "model/sceneext/AnimBlock.h"
+#include "model/scenegraph/FieldContainerFactory.h"
+
+#include <algorithm>
+#include <sstream>
+
+using osg::AnimAttachmentPtr;
+using osg::AnimBlockPtr;
+using osg::AnimCurvePtr;
+using osg::AnimNodePtr;
+using osg::NodePtr;
+
+namespace {
+
+AnimCurvePtr curveOf(AnimNodePtr const& node) {
+  return node.isAlive() ? osg::dcast<AnimCurvePtr>(node->getCore()) : AnimCurvePtr();
+}
+
+AnimNodePtr makeNode(osg::NodeCorePtr const& core, std::string const& name) {
+  AnimNodePtr const node = osg::AnimNodeBase::create();
+  node->setCore(core);
+  announce(node, osg::Node::CoreFieldMask);
+  osg::NodeUtils::setName(node, name, true);
+  return node;
+}
+
+AnimNodePtr makeBlockNode(std::string const& blockName, std::string const& nodeName) {
+  AnimBlockPtr const block = osg::AnimBlockBase::create();
+  block->setName(blockName);
+  announce(block, osg::AnimObjectBase::NameFieldMask);
+  return makeNode(block, nodeName);
+}
+
+void addChildren(AnimNodePtr const& block, std::vector<AnimNodePtr> const& nodes) {
+  for (AnimNodePtr const& node : nodes) {
+    if (!block.isAlive()) return;
+    if (!node.isAlive()) continue;
+    block->addChild(node);
+    announce(block, osg::Node::ChildrenFieldMask);
+  }
+}
+
+AnimAttachmentPtr findOrCreateAttachment(osg::AttachmentContainerPtr const& container) {
+  if (AnimAttachmentPtr const present = knAnimManager::getAnimAttachment(container)) return present;
+  AnimAttachmentPtr const attachment = osg::AnimAttachmentBase::create();
+  container->addAttachment(attachment, 0);
+  announce(container, osg::AttachmentContainer::AttachmentsFieldMask);
+  return attachment;
+}
+
+/// The top-level curve nodes of an attachment.
+std::vector<AnimNodePtr> curveNodesOf(AnimAttachmentPtr const& attachment) {
+  std::vector<AnimNodePtr> nodes;
+  knAnimManager::the()->getChannelCurveNodes(attachment, nodes);
+  return nodes;
+}
+
+}  // namespace
+
+// --- Animations of a container ------------------------------------------------------------------------------------
+
+void knAnimManager::addAnimation(osg::AttachmentContainerPtr const& container, AnimNodePtr const& animation) {
+  if (!container.isAlive() || !animation.isAlive()) return;
+  AnimAttachmentPtr const attachment = findOrCreateAttachment(container);
+  if (attachment.isAlive()) attachment->addAnimation(animation);
+}
+
+void knAnimManager::subAnimation(osg::AttachmentContainerPtr const& container, AnimNodePtr const& animation) {
+  AnimAttachmentPtr const attachment = getAnimAttachment(container);
+  if (attachment && animation.isAlive()) attachment->subAnimation(animation);
+}
+
+// --- Curves -------------------------------------------------------------------------------------------------------
+
+AnimCurvePtr knAnimManager::findChannelCurve(std::string const& name, std::string const& suffix,
+                                             AnimAttachmentPtr const& attachment) {
+  if (name.empty() || !attachment.isAlive()) return {};
+  std::vector<AnimNodePtr> animations;
+  attachment->getTopLevelAnimations(animations, true);
+  for (AnimNodePtr const& animation : animations) {
+    AnimCurvePtr const curve = curveOf(animation);
+    if (curve && curve->getName() == name && curve->getSuffix() == suffix) return curve;
+  }
+  return {};
+}
+
+AnimNodePtr knAnimManager::findChannelCurveNode(AnimAttachmentPtr const& attachment,
+                                                std::string const& channelName, std::string const& suffix) {
+  if (channelName.empty() || !attachment.isAlive()) return {};
+  std::vector<AnimNodePtr> nodes;
+  attachment->getTopLevelCurveNodes(nodes);
+  for (AnimNodePtr const& node : nodes) {
+    AnimCurvePtr const curve = curveOf(node);
+    if (curve && curve->getChannelName() == channelName && curve->getSuffix() == suffix) return node;
+  }
+  return {};
+}
+
+AnimNodePtr knAnimManager::findChannelCurveNode(knOSGChannelData const& channel,
+                                                AnimAttachmentPtr const& attachment) {
+  if (channel.isEmpty()) return {};
+  return findChannelCurveNode(attachment, channel.channelName, channel.suffix);
+}
+
+AnimNodePtr knAnimManager::createChannelCurveNode(knOSGChannelData const& channel,
+                                                  AnimAttachmentPtr const& attachment) {
+  if (channel.isEmpty()) return {};
+  return createChannelCurveNode(attachment, channel.fieldName, channel.valueIndex, channel.suffix,
+                                channel.channelName);
+}
+
+AnimNodePtr knAnimManager::createChannelCurveNode(AnimAttachmentPtr const& attachment,
+                                                  std::string const& name, unsigned int valueIndex,
+                                                  std::string const& suffix, std::string channelName) {
+  if (name.empty()) return {};
+  if (channelName.empty()) channelName = name;
+  AnimCurvePtr const curve = osg::AnimCurveBase::create();
+  curve->setName(name);
+  curve->setChannelName(channelName);
+  curve->setSuffix(suffix);
+  curve->setValueIndex(valueIndex);
+  curve->setColor(getDefaultColor(suffix));
+  announce(curve, osg::BitVector::all());
+  AnimNodePtr const node = makeNode(curve, suffix.empty() ? channelName : channelName + "." + suffix);
+  if (attachment.isAlive()) attachment->addAnimation(node);
+  return node;
+}
+
+std::pair<AnimNodePtr, AnimCurvePtr> knAnimManager::createCurve(std::string const& name,
+                                                                std::string const& suffix) {
+  if (name.empty()) return {};
+  AnimCurvePtr const curve = osg::AnimCurveBase::create();
+  curve->setName(name);
+  curve->setChannelName(name + suffix);
+  curve->setSuffix(suffix);
+  curve->setValueIndex(getValueIndexFromSuffix(suffix));
+  curve->setColor(getDefaultColor(suffix));
+  announce(curve, osg::BitVector::all());
+  return {makeNode(curve, name + "." + suffix), curve};
+}
+
+void knAnimManager::getChannelCurveNodes(AnimAttachmentPtr const& attachment, std::vector<AnimNodePtr>& out) {
+  if (!attachment.isAlive()) return;
+  std::vector<AnimNodePtr> animations;
+  attachment->getTopLevelAnimations(animations, true);
+  std::copy_if(animations.begin(), animations.end(), std::back_inserter(out), [](AnimNodePtr const& node) {
+    osg::FieldContainerType const* const core = node->getCore().findType();
+    return core != nullptr && core->getGroupId() == osg::AnimCurveBase::_type.getGroupId();
+  });
+}
+
+void knAnimManager::getChannelCurveNodes(NodePtr const& node, std::vector<AnimNodePtr>& out) {
+  getChannelCurveNodes(getAnimAttachment(node), out);
+  if (!node.isAlive()) return;
+  auto const* const group = osg::dcastTo<osg::MaterialGroup>(node->getCore());
+  if (group != nullptr) getChannelCurveNodes(getAnimAttachment(group->getMaterial()), out);
+}
+
+// --- Blocks -------------------------------------------------------------------------------------------------------
+
+AnimNodePtr knAnimManager::createBlock(AnimAttachmentPtr const& attachment, std::string const& name) {
+  if (!attachment.isAlive()) return {};
+  std::vector<AnimNodePtr> const nodes = curveNodesOf(attachment);
+  auto const hasKeys = [](AnimNodePtr const& node) {
+    AnimCurvePtr const curve = curveOf(node);
+    return curve && !curve->isEmpty();
+  };
+  if (std::none_of(nodes.begin(), nodes.end(), hasKeys)) return {};
+  std::string const unique = getUniqueName(name + "_Block");
+  AnimNodePtr const block = makeBlockNode(unique, unique);
+  addChildren(block, nodes);
+  if (attachment.isAlive()) attachment->addAnimation(block);
+  return block;
+}
+
+void knAnimManager::createBlock(NodePtr const& node, std::string const& name) {
+  AnimAttachmentPtr const attachment = getAnimAttachment(node);
+  if (!attachment || !node->getCore().isAlive()) return;
+  std::vector<AnimNodePtr> const nodes = curveNodesOf(attachment);
+  if (nodes.empty()) return;
+  AnimNodePtr const block = makeBlockNode(name, name);
+  addChildren(block, nodes);
+  if (!attachment.isAlive()) return;
+  attachment->addAnimation(block);
+  attachment->setInitialized(false);
+  announce(attachment, osg::AnimAttachmentBase::InitializedFieldMask);
+}
+
+void knAnimManager::importBlock(NodePtr const& node, std::vector<AnimCurvePtr> const& curves,
+                                std::string const& name) {
+  auto const isAlive = [](AnimCurvePtr const& curve) { return curve.isAlive(); };
+  if (!node.isAlive() || std::none_of(curves.begin(), curves.end(), isAlive)) return;
+  AnimNodePtr const block = makeBlockNode(name, getUniqueName(name));
+  for (AnimCurvePtr const& curve : curves) {
+    if (!curve.isAlive()) continue;
+    addChildren(block, {makeNode(curve, curve->getChannelName() + curve->getSuffix())});
+  }
+  addAnimation(node, block);
+}
+
+// --- Names --------------------------------------------------------------------------------------------------------
+
+std::string knAnimManager::getUniqueName(std::string const& name) {
+  if (!_getUniqueNameCB) return name;
+  std::vector<std::string> names;
+  auto const& store = *osg::FieldContainerFactory::the().getFieldContainerStore();
+  for (osg::FieldContainerPtr const& container : store) {
+    if (!container.isAlive() || osg::dcastTo<osg::AnimNode>(container) == nullptr) continue;
+    char const* const present = osg::NodeUtils::getName(osg::dcast<NodePtr>(container));
+    if (present != nullptr) names.emplace_back(present);
+  }
+  return _getUniqueNameCB(name, names);
+}
+
+/// Neither the counter's text nor the candidate is begun anew: "copy", "copy2", "copy223". Saved scenes are full of
+/// names made like that.
+std::string knAnimManager::createCopyNameFrom(std::string const& name) {
+  if (name.empty()) return {};
+  std::string candidate = name + " copy";
+  std::ostringstream numbers;
+  for (int count = 2; find(candidate); ++count) {
+    numbers << count;
+    candidate += numbers.str();
+  }
+  return candidate;
+}
+
+bool knAnimManager::rename(NodePtr const& node, char const* name) {
+  if (!node.isAlive() || name == nullptr || find(name)) return false;
+  return osg::NodeUtils::setName(node, name, true);
+}
+
+// --- Trees --------------------------------------------------------------------------------------------------------
+
+void knAnimManager::setTreeActive(NodePtr const& root, bool active) {
+  osg::traverse(root, [active](NodePtr const& node) {
+    node->setTravMask(active ? 0xFFFFFFFFU : 0U);
+    announce(node, osg::Node::TravMaskFieldMask);
+    return osg::Action::Continue;
+  });
+}
+
+bool knAnimManager::isAnimationRoot(AnimNodePtr const& animation) {
+  return animation.isAlive() && !animation->getParent().isAlive();
+}
+
+AnimNodePtr knAnimManager::getAnimationRoot(AnimNodePtr const& animation) {
+  NodePtr node = animation;
+  if (!node.isAlive()) return {};
+  while (node->getParent().isAlive()) node = node->getParent();
+  return osg::dcast<AnimNodePtr>(node);
+}

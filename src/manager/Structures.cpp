@@ -1,0 +1,117 @@
+#include "knAnimManager.h"
+
+#include <cstdio>
+
+using osg::AnimAttachmentPtr;
+using osg::AnimNodePtr;
+using osg::NodePtr;
+
+namespace {
+
+char const* nameOf(osg::AttachmentContainerPtr const& container) {
+  char const* const name = osg::NodeUtils::getName(container);
+  return name != nullptr ? name : "";
+}
+
+/// Keeps the order: the source empties from the front. Whoever hears of a step may change both trees.
+void moveChildren(NodePtr const& from, NodePtr const& to) {
+  while (from.isAlive() && to.isAlive() && from->getNChildren() > 0) {
+    NodePtr const child = from->getChild(0);
+    to->addChild(child);
+    // Refused: the new parent stands below the child.
+    if (child->getParent() != to) return;
+    announce(to, osg::Node::ChildrenFieldMask);
+  }
+}
+
+void clear(AnimNodePtr const& root) {
+  if (!root.isAlive()) return;
+  root->clearChildren();
+  announce(root, osg::Node::ChildrenFieldMask);
+}
+
+void add(AnimNodePtr const& root, AnimNodePtr const& animation) {
+  if (!root.isAlive() || !animation.isAlive()) return;
+  root->addChild(animation);
+  announce(root, osg::Node::ChildrenFieldMask);
+}
+
+}  // namespace
+
+void knAnimManager::pushStructureAttachment(NodePtr const& node) {
+  if (!_structureAttachment.isAlive() || !node.isAlive()) return;
+  node->addAttachment(_structureAttachment, 0);
+  announce(node, osg::AttachmentContainer::AttachmentsFieldMask);
+}
+
+void knAnimManager::removeStructureAttachment(NodePtr const& node) {
+  if (!_structureAttachment.isAlive() || !node.isAlive()) return;
+  node->subAttachment(_structureAttachment, 0);
+  announce(node, osg::AttachmentContainer::AttachmentsFieldMask);
+}
+
+void knAnimManager::pullStructureAttachment(NodePtr const& node) {
+  if (!node.isAlive()) return;
+  std::printf("knAnimManager::pullStructureAttachment of %s\n", nameOf(node));
+  AnimAttachmentPtr const attachment = getAnimAttachment(node);
+  if (!attachment) return;
+  std::printf("found structure...\n");
+  mergeStructureAttachment(attachment);
+  if (!node.isAlive()) return;
+  node->subAttachment(attachment, 0);
+  announce(node, osg::AttachmentContainer::AttachmentsFieldMask);
+}
+
+void knAnimManager::mergeStructureAttachment(AnimAttachmentPtr const& attachment) {
+  if (!attachment.isAlive() || !_sceneStructureRoot.isAlive() || !_clipStructureRoot.isAlive()) return;
+  // The manager's own content is where it belongs.
+  if (attachment == _structureAttachment) return;
+  NodePtr const root = attachment->getAnimationRoot();
+  if (!root.isAlive() || root->getNChildren() != 2) return;
+  NodePtr const scene = root->getChild(0);
+  NodePtr const clips = root->getChild(1);
+  moveChildren(scene, _sceneStructureRoot);
+  if (!clips.isAlive()) return;
+  std::printf("found clips root with %u childs\n", clips->getNChildren());
+  moveChildren(clips, _clipStructureRoot);
+}
+
+void knAnimManager::clearSceneStructure() { clear(_sceneStructureRoot); }
+
+void knAnimManager::addToSceneStructure(AnimNodePtr const& animation) { add(_sceneStructureRoot, animation); }
+
+void knAnimManager::clearClipStructure() { clear(_clipStructureRoot); }
+
+void knAnimManager::addToClipStructure(AnimNodePtr const& animation) { add(_clipStructureRoot, animation); }
+
+void knAnimManager::printStructures() {
+  if (!_structureAttachment.isAlive()) return;
+  std::printf("====== STRUCTURE ======\n\n");
+  std::vector<AnimNodePtr> entries;
+  _structureAttachment->getTopLevelAnimations(entries, true);
+  for (AnimNodePtr const& entry : entries) {
+    std::printf("%s\n", nameOf(entry));
+    for (NodePtr const& child : entry->getChildren()) printStructureR(osg::dcast<AnimNodePtr>(child), "");
+  }
+}
+
+void knAnimManager::printStructureR(AnimNodePtr const& animation, std::string indent) {
+  struct Pending {
+    AnimNodePtr node;
+    std::size_t depth;
+  };
+  std::vector<Pending> pending{{animation, 1}};
+  std::size_t const outer = indent.size();
+  while (!pending.empty()) {
+    auto const [node, depth] = pending.back();
+    pending.pop_back();
+    if (!node.isAlive()) continue;
+    indent.resize(outer);
+    indent.append(2 * depth, '-');
+    std::printf("%s%s\n", indent.c_str(), nameOf(node));
+    auto const& children = node->getChildren();
+    for (std::size_t i = children.size(); i-- > 0;) {
+      pending.push_back({osg::dcast<AnimNodePtr>(children[i]), depth + 1});
+    }
+  }
+}

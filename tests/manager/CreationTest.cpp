@@ -1,0 +1,223 @@
+#include "support/SceneStage.h"
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+using Nodes = std::vector<AnimNodePtr>;
+
+char const* nameOf(NodePtr const& node) { return NodeUtils::getName(node); }
+
+class CreationTest : public SceneStage {
+ protected:
+  ~CreationTest() override {
+    knAnimManager::setGetUniqueNameCB({});
+    manager.clearClipStructure();
+  }
+  /// A node with an attachment and these animations.
+  static NodePtr owner(Nodes const& animations) {
+    NodePtr const node = addNode(Group::create());
+    node->addAttachment(AnimAttachment::create());
+    for (AnimNodePtr const& one : animations) animate(node, one);
+    return node;
+  }
+  static AnimAttachmentPtr attachmentOf(NodePtr const& node) {
+    return knAnimManager::getAnimAttachment(node);
+  }
+  static Nodes animationsOf(NodePtr const& node) {
+    Nodes animations;
+    attachmentOf(node)->getTopLevelAnimations(animations, true);
+    return animations;
+  }
+  BitVector announced(FieldContainerPtr const& container) const {
+    for (auto const& entry : changes.getEntries())
+      if (entry.container == container) return entry.mask;
+    return {};
+  }
+  static AnimNodePtr keyed(char const* field, char const* channel = "") {
+    return newCurveNode(field, 0, {{0, 0}}, channel);
+  }
+  static AnimNodePtr unkeyed(char const* field) { return newCurveNode(field, 0, {}); }
+
+  knAnimManager& manager = *knAnimManager::the();
+};
+
+TEST_F(CreationTest, TheAttachmentIsMadeOnDemand) {
+  NodePtr const node = addNode(Group::create());
+  AnimNodePtr const tree = keyed("f");
+  Held const held(tree);
+  manager.subAnimation(node, tree);
+  EXPECT_EQ(attachmentOf(node), nullptr);
+  changes.clear();
+  manager.addAnimation(node, tree);
+  EXPECT_EQ(animationsOf(node), Nodes{tree});
+  EXPECT_EQ(announced(node), AttachmentContainer::AttachmentsFieldMask);
+  manager.addAnimation(node, {});
+  manager.addAnimation({}, tree);
+  EXPECT_EQ(animationsOf(node), Nodes{tree});
+  manager.subAnimation(node, tree);
+  EXPECT_TRUE(animationsOf(node).empty());
+}
+
+TEST_F(CreationTest, CurvesAreNamedAfterTheirChannels) {
+  struct {
+    char const *name, *suffix, *channel, *node;
+    UInt32 index;
+  } const rows[] = {{"x", "", "x", "x.", 0},    {"c", "B", "cB", "c.B", 2},    {"c", "Z", "cZ", "c.Z", 2},
+                    {"c", "b", "cb", "c.b", 0}, {"c", "XY", "cXY", "c.XY", 0}, {"c", "A", "cA", "c.A", 3}};
+  for (auto const& row : rows) {
+    auto const [node, curve] = manager.createCurve(row.name, row.suffix);
+    Held const held(node);
+    EXPECT_EQ(curve->getName(), row.name);
+    EXPECT_EQ(curve->getChannelName(), row.channel);
+    EXPECT_STREQ(nameOf(node), row.node);
+    EXPECT_EQ(curve->getValueIndex(), row.index) << row.node;
+    EXPECT_EQ(curve->getColor(), manager.getDefaultColor(row.suffix));
+    EXPECT_EQ(node->getParent(), nullptr);
+    EXPECT_EQ(announced(curve), BitVector::all());
+  }
+  EXPECT_EQ(manager.createCurve("", "X").first, nullptr);
+
+  NodePtr const node = owner({});
+  AnimNodePtr const made =
+      manager.createChannelCurveNode(attachmentOf(node), "eulerRotation", 2, "Z", "rotation");
+  EXPECT_STREQ(nameOf(made), "rotation.Z");
+  EXPECT_EQ(curveOf(made)->getName(), "eulerRotation");
+  EXPECT_EQ(curveOf(made)->getValueIndex(), 2U);
+  EXPECT_STREQ(nameOf(manager.createChannelCurveNode(attachmentOf(node), "f", 0, "", "")), "f");
+  Held const loose(manager.createChannelCurveNode({}, "f", 0, "X", ""));
+  EXPECT_STREQ(nameOf(*loose), "f.X");
+  EXPECT_EQ(manager.createChannelCurveNode(attachmentOf(node), "", 0, "", "channel"), nullptr);
+  EXPECT_EQ(animationsOf(node).size(), 2U);
+}
+
+TEST_F(CreationTest, ChannelsFindTheirCurves) {
+  NodePtr const node = addNode(Transform3D::create());
+  std::vector<knOSGChannelData> channels;
+  manager.getKeyableChannels(node, channels);
+  manager.addAnimation(node, keyed("translation"));
+  for (auto const& channel : channels) {
+    EXPECT_EQ(manager.findChannelCurveNode(channel, attachmentOf(node)), nullptr);
+    AnimNodePtr const made = manager.createChannelCurveNode(channel, attachmentOf(node));
+    EXPECT_EQ(manager.findChannelCurveNode(channel, attachmentOf(node)), made);
+    EXPECT_EQ(manager.findChannelCurve(channel.fieldName, channel.suffix, attachmentOf(node)), curveOf(made));
+  }
+  EXPECT_EQ(manager.findChannelCurve("translation", "", attachmentOf(node)), curveOf(animationsOf(node)[0]));
+  EXPECT_EQ(manager.findChannelCurve("rotation", "X", attachmentOf(node)), nullptr) << "by the field";
+  EXPECT_NE(manager.findChannelCurveNode(attachmentOf(node), "rotation", "X"), nullptr);
+  EXPECT_EQ(manager.findChannelCurve("", "X", attachmentOf(node)), nullptr);
+  EXPECT_EQ(manager.findChannelCurveNode({}, "translation", "X"), nullptr);
+  EXPECT_EQ(manager.findChannelCurveNode(knOSGChannelData(), attachmentOf(node)), nullptr);
+  EXPECT_EQ(manager.createChannelCurveNode(knOSGChannelData(), attachmentOf(node)), nullptr);
+
+  NodePtr const painted = addNode(MaterialGroup::create());
+  MaterialPtr const material = Material::create();
+  coreOf<MaterialGroup>(painted)->setMaterial(material);
+  AnimNodePtr const own = animate(painted, keyed("a"));
+  animate(painted, newGroup<AnimBlock>({keyed("b")}));
+  AnimNodePtr const ofMaterial = animate(material, keyed("c"));
+  Nodes found{AnimNodePtr()};
+  manager.getChannelCurveNodes(painted, found);
+  EXPECT_EQ(found, (Nodes{AnimNodePtr(), own, ofMaterial}));
+  manager.getChannelCurveNodes(NodePtr(), found);
+  manager.getChannelCurveNodes(addNode({}), found);
+  EXPECT_EQ(found.size(), 3U);
+}
+
+TEST_F(CreationTest, Blocks) {
+  NodePtr const node = owner({unkeyed("a"), newGroup<AnimBlock>({}), unkeyed("b")});
+  Nodes const before = animationsOf(node);
+  EXPECT_EQ(manager.createBlock(attachmentOf(node), "door"), nullptr);
+  EXPECT_EQ(animationsOf(node), before);
+  curveOf(before[2])->addPoint({0, 0}, {}, {}, 1, 1, false, true);
+  AnimNodePtr const block = manager.createBlock(attachmentOf(node), "door");
+  EXPECT_EQ(animationsOf(node), (Nodes{before[1], block}));
+  EXPECT_STREQ(nameOf(block), "door_Block");
+  EXPECT_EQ(dcast<AnimBlockPtr>(block->getCore())->getName(), "door_Block");
+  EXPECT_EQ(block->getChild(0), before[0]);
+  EXPECT_EQ(block->getChild(1), before[2]);
+  EXPECT_EQ(manager.findChannelCurveNode(attachmentOf(node), "a", ""), nullptr) << "not top-level any more";
+  EXPECT_EQ(manager.createBlock(AnimAttachmentPtr(), "door"), nullptr);
+
+  knAnimManager::setGetUniqueNameCB([](auto const&, auto const&) { return "unique"; });
+  NodePtr const older = owner({unkeyed("a")});
+  attachmentOf(older)->setInitialized(true);
+  manager.createBlock(older, "door");
+  AnimNodePtr const olderBlock = animationsOf(older).at(0);
+  EXPECT_STREQ(nameOf(olderBlock), "door");
+  EXPECT_EQ(olderBlock->getNChildren(), 1U);
+  EXPECT_FALSE(attachmentOf(older)->getInitialized());
+  for (NodePtr const& nothing : {NodePtr(), addNode({}), addNode(Group::create()), owner({})})
+    manager.createBlock(nothing, "door");
+
+  NodePtr const importing = addNode(Group::create());
+  AnimCurvePtr const curve = newFieldCurve("f", 0, {{0, 0}}, "channel");
+  curve->setSuffix("X");
+  manager.importBlock(importing, {AnimCurvePtr(), curve}, "door");
+  AnimNodePtr const imported = animationsOf(importing).at(0);
+  EXPECT_STREQ(nameOf(imported), "unique");
+  EXPECT_EQ(dcast<AnimBlockPtr>(imported->getCore())->getName(), "door");
+  ASSERT_EQ(imported->getNChildren(), 1U);
+  EXPECT_STREQ(nameOf(imported->getChild(0)), "channelX");
+  EXPECT_EQ(imported->getChild(0)->getCore(), curve);
+  manager.importBlock(importing, {}, "door");
+  manager.importBlock({}, {curve}, "door");
+  manager.importBlock(importing, {AnimCurvePtr()}, "door");
+  EXPECT_EQ(animationsOf(importing).size(), 1U);
+}
+
+TEST_F(CreationTest, Names) {
+  std::vector<std::string> seen;
+  Held const outside(newAnimNode());
+  NodeUtils::setName(*outside, "outside", false);
+  NodeUtils::setName(addNode(Group::create()), "no animation", false);
+  int calls = 0;
+  knAnimManager::setGetUniqueNameCB([&](std::string const& name, std::vector<std::string>& names) {
+    ++calls;
+    seen = names;
+    return name == "empty_Block" ? std::string() : name + "1";
+  });
+  EXPECT_STREQ(nameOf(manager.createBlock(attachmentOf(owner({keyed("a")})), "door")), "door_Block1");
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), "outside"), 1);
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), "no animation"), 0);
+  EXPECT_STREQ(nameOf(manager.createBlock(attachmentOf(owner({keyed("a")})), "empty")), "");
+  Held const loose(manager.createCurve("f", "X").first);
+  manager.createChannelCurveNode(attachmentOf(owner({})), "f", 0, "X", "");
+  EXPECT_EQ(calls, 2) << "asked for blocks only";
+  knAnimManager::setGetUniqueNameCB({});
+
+  EXPECT_EQ(manager.createCopyNameFrom(""), "");
+  for (char const* const name : {"Door copy", "Door copy2", "Door copy223", "Door copy223234"}) {
+    EXPECT_EQ(manager.createCopyNameFrom("Door"), name);
+    NodePtr const block = animate(addNode(Group::create()), newGroup<AnimBlock>({}));
+    EXPECT_TRUE(manager.rename(block, name));
+    EXPECT_FALSE(manager.rename(block, name)) << "its own name is taken";
+    EXPECT_EQ(manager.find(name), block);
+  }
+  EXPECT_FALSE(manager.rename({}, "free"));
+  EXPECT_FALSE(manager.rename(addNode({}), nullptr));
+}
+
+TEST_F(CreationTest, Trees) {
+  AnimNodePtr const leaf = keyed("a");
+  AnimNodePtr const tree = newGroup<AnimBlock>({newGroup<Group>({leaf})});
+  Held const held(tree);
+  EXPECT_TRUE(manager.isAnimationRoot(tree));
+  EXPECT_FALSE(manager.isAnimationRoot(leaf) || manager.isAnimationRoot({}));
+  EXPECT_EQ(manager.getAnimationRoot(leaf), tree);
+  EXPECT_EQ(manager.getAnimationRoot({}), nullptr);
+  Held const plain(Node::create());
+  AnimNodePtr const inside = keyed("a");
+  plain->addChild(inside);
+  EXPECT_EQ(manager.getAnimationRoot(inside), nullptr);
+  changes.clear();
+  manager.setTreeActive(tree, false);
+  EXPECT_FALSE(tree->isActive() || leaf->isActive());
+  EXPECT_EQ(announced(leaf), Node::TravMaskFieldMask);
+  manager.setTreeActive(tree, true);
+  EXPECT_TRUE(tree->isActive() && leaf->isActive());
+  manager.setTreeActive({}, true);
+}
+
+}  // namespace
+}  // namespace kntest

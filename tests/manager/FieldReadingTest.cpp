@@ -1,0 +1,191 @@
+#include "model/camera/UberCamera.h"
+#include "model/light/UberLight.h"
+#include "model/scenegraph/ClipPlane.h"
+#include "model/scenegraph/Geometry.h"
+#include "support/SceneStage.h"
+
+#include <random>
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+
+/// Fields whose names count in reading.
+class NamedFields : public FieldContainer {
+  KN_CONTAINER(NamedFields, NamedFields, FieldContainer)
+ public:
+  KN_SFIELD(Vec4f, GlareParameter, glareParameter)
+  KN_SFIELD(Vec2f, FieldOfView, fieldOfView)
+  KN_SFIELD(GeoPositionsPtr, Positions, positions)
+  KN_CONTAINER_END
+};
+KN_CONTAINER_TYPE(NamedFields, NamedFields, "TestNamedFields")
+class NamedDouble : public FieldContainer {
+  KN_CONTAINER(NamedDouble, NamedDouble, FieldContainer)
+ public:
+  KN_SFIELD(Real64, GlareParameter, glareParameter)
+  KN_CONTAINER_END
+};
+KN_CONTAINER_TYPE(NamedDouble, NamedDouble, "TestNamedDouble")
+
+bool holdsWholeNumber(Field const& field) {
+  FieldType const& type = field.getType();
+  return type == SField<bool>::getClassType() || type == SField<Int32>::getClassType() ||
+         type == SField<UInt32>::getClassType() || type == SField<Int64>::getClassType() ||
+         type == SField<UInt64>::getClassType();
+}
+
+class FieldReadingTest : public SceneStage {
+ protected:
+  knAnimManager& manager = *knAnimManager::the();
+  template <class Handle>
+  float read(Handle const& container, char const* name, int index = 0) {
+    return manager.getOSGFieldValue(FieldContainerPtr(container), name, index);
+  }
+};
+
+TEST_F(FieldReadingTest, ByContentType) {
+  Held const one(Singles::create());
+  one->setBool(true);
+  one->setInt32(-7);
+  one->setUInt32(0x80000002U);
+  one->setInt64(-3);
+  one->setUInt64(12);
+  one->setReal32(0.5F);
+  one->setReal64(2.5);
+  one->setColor3f({1, 2, 3});
+  one->setColor4f({1, 2, 3, 4});
+  one->setVec2f({1, 2});
+  one->setVec3f({1, 2, 3});
+  one->setVec4f({1, 2, 3, 4});
+  one->setPnt2f({1, 2});
+  one->setPnt3f({1, 2, 3});
+  one->setPnt4f({1, 2, 3, 4});
+  struct {
+    char const* field;
+    int index;
+    float value;
+  } const rows[] = {{"bool", 0, 1},      {"bool", 4, 0},      {"int32", 9, -7},
+                    {"int32", 11, 0},    {"int32", 10, 1},    {"uint32", 0, 2147483650.F},
+                    {"uint32", 11, 1},   {"uint32", 10, 0},   {"uint32", 41, 1},
+                    {"int64", 3, -3},    {"int64", 10, 0},    {"uint64", 0, 12},
+                    {"uint64", 12, 0},   {"real32", 2, 0.5F}, {"real32", 4, 0},
+                    {"real64", 3, 2.5F}, {"color3f", 2, 3},   {"color3f", 3, 0},
+                    {"color4f", 3, 4},   {"vec2f", 1, 2},     {"vec2f", 2, 0},
+                    {"vec3f", 3, 0},     {"vec3f", -1, 0},    {"vec4f", 3, 4},
+                    {"vec4f", 4, 0},     {"pnt2f", 2, 0},     {"pnt3f", 1, 2},
+                    {"pnt4f", 3, 4},     {"uint8", 0, 0},     {"quaternion", 3, 0},
+                    {"text", 0, 0},      {"nothing", 0, 0}};
+  for (auto const& [field, index, value] : rows) EXPECT_EQ(read(*one, field, index), value) << field << index;
+  EXPECT_EQ(read(FieldContainerPtr(), "bool"), 0.F);
+  EXPECT_EQ(read(*one, nullptr), 0.F);
+  EXPECT_TRUE(changes.getEntries().empty());
+
+  Held const named(NamedFields::create());
+  named->setGlareParameter({0, 0, 3.1415927F, 3.1415927F});
+  named->setFieldOfView({1.5F, 0});
+  EXPECT_FLOAT_EQ(read(*named, "glareParameter", 3), 180.F);
+  EXPECT_EQ(read(*named, "glareParameter", 2), 3.1415927F);
+  EXPECT_EQ(read(*named, "fieldOfView"), 1.5F) << "in radians";
+  EXPECT_EQ(read(*named, "positions"), 0.F);
+  Held const wide(NamedDouble::create());
+  wide->setGlareParameter(3.141592653589793);
+  EXPECT_EQ(read(*wide, "glareParameter", 3), 180.F);
+}
+
+TEST_F(FieldReadingTest, ChannelsWithoutField) {
+  NodePtr const bulb = addNode(UberLight::create());
+  auto const light = coreOf<UberLight>(bulb);
+  light->setIntensity(7, light->getUnit());
+  light->setDiffuseColor({0.1F, 0.2F, 0.3F});
+  EXPECT_FLOAT_EQ(read(bulb, "intensity", 3), 7.F);
+  EXPECT_EQ(read(bulb, "intensity", 4), 0.F);
+  EXPECT_EQ(read(bulb, "temperature"), light->getTemperature());
+  EXPECT_FLOAT_EQ(read(bulb, "diffuse", 1), light->getDiffuseColor()[1]);
+  EXPECT_EQ(read(bulb, "diffuse", 3), 0.F);
+  EXPECT_EQ(read(bulb, "visible"), 1.F);
+  bulb->setTravMask(1);
+  EXPECT_EQ(read(bulb, "visible"), 0.F);
+  EXPECT_EQ(read(addNode(Group::create()), "intensity"), 0.F);
+
+  NodePtr const eye = addNode(UberCamera::create());
+  auto const camera = coreOf<UberCamera>(eye);
+  camera->setViewByFromAtUp({1, 2, 3}, {4, 2, 7}, {0, 1, 0}, Camera::LocalSpace);
+  EXPECT_FLOAT_EQ(read(camera, "from", 2), 3.F);
+  EXPECT_FLOAT_EQ(read(camera, "at", 0), 4.F);
+  EXPECT_FLOAT_EQ(read(camera, "up", 1), 1.F);
+  EXPECT_EQ(read(camera, "focalLength"), camera->getFocalLength());
+  EXPECT_EQ(read(camera, "fStop"), camera->getFStop());
+  EXPECT_EQ(read(camera, "turntableDistance"), camera->getTurntableDistance());
+  EXPECT_EQ(read(camera, "aimTranslation"), 0.F) << "without an aim node";
+  EXPECT_EQ(read(eye, "from"), 0.F) << "of the core, not of the node";
+}
+
+TEST_F(FieldReadingTest, ByRecordCurveAndPath) {
+  NodePtr const node = addNode(Transform3D::create());
+  coreOf<Transform3D>(node)->setTranslation({1, 2, 3});
+  UInt32 const id = node->getCore().getContainerId();
+  struct {
+    char const* path;
+    float value;
+  } const paths[] = {{"Node.translation.Y", 2},
+                     {"Node.translation.someB", 3},
+                     {"Node.translation", 1},
+                     {"translation", 1},
+                     {".translation.q", 1},
+                     {"Node.translation.", 1},
+                     {"translation.Y", 0},
+                     {"", 0},
+                     {".", 0},
+                     {"a.translation.X.G", 2}};
+  for (auto const& [path, value] : paths) EXPECT_EQ(manager.getOSGFieldValue(id, path), value) << path;
+
+  knOSGChannelData channel;
+  channel.containerId = id;
+  channel.fieldName = "translation";
+  channel.valueIndex = 2;
+  EXPECT_EQ(manager.getOSGFieldValue(channel), 3.F);
+  AnimNodePtr const tree = animate(node, newCurveNode("translation", 1, {{0, 0}}, "moved"));
+  EXPECT_EQ(manager.getOSGFieldValue(curveOf(tree), FieldContainerPtr()), 2.F) << "its first aim";
+  Held const other(Transform3D::create());
+  other->setTranslation({0, 9, 0});
+  EXPECT_EQ(manager.getOSGFieldValue(curveOf(tree), *other), 9.F);
+  Held const loose(newFieldCurve("translation", 1, {{0, 0}}));
+  EXPECT_EQ(manager.getOSGFieldValue(*loose, FieldContainerPtr()), 0.F);
+  root()->subChild(node);
+  EXPECT_EQ(manager.getOSGFieldValue(channel), 0.F);
+  EXPECT_EQ(manager.getOSGFieldValue(id, "translation"), 0.F);
+}
+
+/// What is written to a channel is read back, on every kind of container, but for what is told by name.
+TEST_F(FieldReadingTest, MirrorsWriting) {
+  std::mt19937 random(23);
+  std::uniform_real_distribution<float> uniform(0.1F, 0.9F);
+  std::set<std::string> const exceptions = {"aimTranslation",
+                                            "upTranslation",  // written in whole sets of curves alone
+                                            "fieldOfView"};   // written in degrees, read in radians
+  std::size_t checked = 0;
+  for (FieldContainerType const* const type : FieldContainerFactory::the().getTypes()) {
+    if (!type->isDerivedFrom(NodeCore::_type) || type->isDerivedFrom(AnimObjectBase::_type)) continue;
+    NodeCorePtr const core = dcast<NodeCorePtr>(type->createFieldContainer());
+    if (!core) continue;
+    std::vector<knOSGChannelData> channels;
+    manager.getKeyableChannels(addNode(core), channels);
+    for (knOSGChannelData const& channel : channels) {
+      if (exceptions.contains(channel.fieldName)) continue;
+      Field const* const field =
+          FieldContainerFactory::the().getContainer(channel.containerId)->getField(channel.fieldName.c_str());
+      bool const isWhole = channel.fieldName == "visible" || (field != nullptr && holdsWholeNumber(*field));
+      float const value = isWhole ? 1.F : uniform(random);
+      knAnimEvaluator::the()->setOSGFieldValue(channel, value, true);
+      EXPECT_NEAR(manager.getOSGFieldValue(channel), value, 1e-4)
+          << type->getCName() << " " << channel.fieldName << " " << channel.valueIndex;
+      ++checked;
+    }
+  }
+  EXPECT_GT(checked, 100U);
+}
+
+}  // namespace
+}  // namespace kntest

@@ -1,0 +1,219 @@
+#include "model/sceneext/CameraTrack.h"
+#include "model/sceneext/TagAttachment.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/Geometry.h"
+#include "support/SceneStage.h"
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+using Names = std::vector<std::string>;
+
+template <class Handle>
+Handle named(Handle const& node, char const* name) {
+  NodeUtils::setName(node, name, false);
+  return node;
+}
+AnimNodePtr newBlock(char const* name, std::vector<AnimNodePtr> const& children = {}) {
+  return named(newGroup<AnimBlock>(children), name);
+}
+AnimNodePtr newClip(char const* name, std::vector<AnimNodePtr> const& children = {}) {
+  return named(newGroup<AnimClip>(children), name);
+}
+AnimNodePtr newKeys() { return newCurveNode("f", 0, {{0, 0}, {1, 0}}); }
+AnimNodePtr newEmptyCurve() { return newCurveNode("f", 0, {}); }
+
+class QueriesTest : public SceneStage {
+ protected:
+  QueriesTest() {
+    material.addRef();
+    knAnimManager::setGetAllMaterialsCB([this](NodePtr const& asked, std::vector<MaterialPtr>& out) {
+      EXPECT_EQ(asked, knSceneDataManager::getSceneData(0)->getMaterialRoot());
+      out = {MaterialPtr(), material};
+    });
+  }
+  ~QueriesTest() override {
+    manager.clearClipStructure();
+    material.subRef();
+  }
+  std::vector<AttachmentContainerPtr> withAnimation() {
+    std::vector<knAnimNodeData> found;
+    manager.getNodesWithAnimation(root(), found);
+    manager.getMaterialsWithAnimation(found);
+    std::vector<AttachmentContainerPtr> owners;
+    for (auto const& one : found)
+      owners.push_back(one.node ? AttachmentContainerPtr(one.node) : AttachmentContainerPtr(one.material));
+    return owners;
+  }
+
+  knAnimManager& manager = *knAnimManager::the();
+  MaterialPtr const material = Material::create();
+};
+
+TEST_F(QueriesTest, Extent) {
+  std::pair<double, int> const lastFrames[] = {{100.0, 100}, {100.0005, 100}, {100.001, 101}, {100.5, 101},
+                                               {-0.5, -1},   {0.0, 0},        {-3.0, -3}};
+  for (auto const& [frame, last] : lastFrames)
+    EXPECT_EQ(knAnimManager::getLastRenderFrame(frame), last) << frame;
+  manager.setFPS(25);
+  Held const tree(newGroup<Group>({newCurveNode("f", 0, {{-0.5F, 0}, {4, 0}})}));
+  float start = 1;
+  float end = 1;
+  int first = 1;
+  int last = 1;
+  manager.getBounds(*tree, start, end);
+  manager.getFrameBounds(*tree, first, last);
+  EXPECT_EQ(start, -0.5F);
+  EXPECT_EQ(end, 4.F);
+  EXPECT_EQ(first, -12) << "cut off";
+  EXPECT_EQ(last, 100);
+  manager.getBounds({}, start, end);
+  manager.getFrameBounds({}, first, last);
+  EXPECT_EQ(start + end + static_cast<float>(first + last), 0.F);
+}
+
+TEST_F(QueriesTest, Statistics) {
+  VertexAnimCurvesPtr const vertices = VertexAnimCurves::create();
+  vertices->addPositionCurve(newCurve({{0, 0}, {1, 0}, {2, 0}}));
+  vertices->addNormalCurve(newCurve({{0, 0}}));
+  Held const tree(newGroup<Group>({newKeys(), newAnimNode(vertices), newAnimNode()}));
+  knAnimInfo const info = manager.getInfo(*tree);
+  EXPECT_EQ(info.curves, 3U);
+  EXPECT_EQ(info.controlPoints, 6U);
+  EXPECT_EQ(info.values, 18U);
+  EXPECT_EQ(info.reserved0 + info.reserved1, 0U);
+  EXPECT_EQ(info.end, 2.F);
+  EXPECT_EQ(info.scale, 1.F);
+  EXPECT_EQ(info.accumulatedScale, 1.F);
+  Held const block(newBlock("b", {newKeys()}));
+  auto const core = dcast<AnimBlockPtr>(block->getCore());
+  core->setScale(3);
+  core->setAccumulatedScale(6);
+  core->setOffset({1, 2});
+  core->setAccumulatedOffset({4, 5});
+  knAnimInfo const ofBlock = manager.getInfo(*block);
+  EXPECT_EQ(ofBlock.scale, 3.F);
+  EXPECT_EQ(ofBlock.accumulatedScale, 6.F);
+  EXPECT_EQ(ofBlock.offset, Vec2f(1, 2));
+  EXPECT_EQ(ofBlock.accumulatedOffset, Vec2f(4, 5));
+  EXPECT_EQ(ofBlock.curves, 1U) << "counted anew";
+  EXPECT_EQ(manager.getInfo({}).scale, 0.F);
+}
+
+TEST_F(QueriesTest, ByName) {
+  NodePtr const node = addNode(Group::create());
+  NodePtr const below = addNode(Group::create(), node);
+  AnimNodePtr const block = animate(node, newBlock("same", {newBlock("inner")}));
+  AnimNodePtr const second = animate(below, newBlock("deep"));
+  named(animate(below, newKeys()), "curve");
+  EXPECT_EQ(manager.find("same"), block);
+  EXPECT_EQ(manager.find("deep"), second);
+  for (char const* const name : {"curve", "inner", "Same", ""})
+    EXPECT_EQ(manager.find(name), nullptr) << name;
+  AnimNodePtr const ofMaterial = animate(material, newBlock("same"));
+  EXPECT_EQ(manager.find("same"), ofMaterial);
+  EXPECT_EQ(manager.findMaterialBlock("same"), ofMaterial);
+  AnimNodePtr const inClip = newClip("inside");
+  AnimNodePtr const clip = newClip("same", {newBlock("deep"), inClip});
+  manager.addToClipStructure(newAnimNode());
+  manager.clipStructureRoot()->getChild(0)->addChild(newClip("unseen"));
+  manager.addToClipStructure(clip);
+  EXPECT_EQ(manager.find("same"), clip);
+  EXPECT_EQ(manager.find("inside"), inClip);
+  EXPECT_EQ(manager.find("deep"), second) << "blocks of clips are not found";
+  EXPECT_EQ(manager.find("unseen"), nullptr) << "below a node without core";
+  EXPECT_EQ(manager.findBlockR(below, "same"), nullptr);
+  EXPECT_EQ(manager.findBlockR({}, "same"), nullptr);
+  EXPECT_EQ(manager.findBlock({}, "same"), nullptr);
+  EXPECT_EQ(manager.findClipR({}, "same"), nullptr);
+  NodePtr const plain = addNode(AnimClip::create());
+  plain->addChild(newClip("plain"));
+  EXPECT_EQ(manager.findClipR(named(plain, "plain"), "plain"), nullptr)
+      << "the first match is no animation node";
+  knSceneDataManager::endScene();
+  EXPECT_EQ(manager.find("deep"), nullptr);
+}
+
+TEST_F(QueriesTest, WhoHasAnimations) {
+  NodePtr const moved = addNode(Group::create());
+  NodePtr const empty = addNode(Group::create(), moved);
+  NodePtr const track = addNode(CameraTrack::create());
+  NodePtr const shape = addNode(Geometry::create());
+  NodePtr const hidden = addNode(Group::create());
+  NodePtr const painted = addNode(MaterialGroup::create());
+  coreOf<MaterialGroup>(painted)->setMaterial(material);
+  EXPECT_FALSE(manager.hasAnimations(moved) || manager.hasAnimations({}));
+  animate(moved, newBlock("b", {newEmptyCurve(), newKeys()}));
+  animate(empty, newEmptyCurve());
+  animate(track, newKeys());
+  animate(addNode(Group::create(), track), newKeys());
+  animate(shape, newAnimNode(TimeShapeCache::create()));
+  animate(hidden, newKeys())->setHidden(true);
+  animate(material, newEmptyCurve());
+  TagAttachmentPtr const tags = TagAttachment::create();
+  tags->getTags().push_back("tagged");
+  moved->addAttachment(tags);
+  EXPECT_EQ(withAnimation(), (std::vector<AttachmentContainerPtr>{moved, shape}));
+  animate(material, newKeys());
+  EXPECT_EQ(withAnimation().back(), material);
+  EXPECT_TRUE(manager.hasAnimations(moved) && manager.hasAnimations(empty));
+  EXPECT_TRUE(manager.hasVertexAnimation(shape));
+  EXPECT_FALSE(manager.hasVertexAnimation(moved) || manager.hasVertexAnimation({}));
+  std::vector<knAnimNodeData> found(1);
+  manager.getNodesWithAnimation(moved, found);
+  ASSERT_EQ(found.size(), 2U) << "appended";
+  EXPECT_EQ(found[1].tags.getValues(), Names{"tagged"});
+  EXPECT_EQ(found[1].animations.size(), 1U);
+  EXPECT_EQ(found[1].material, nullptr);
+}
+
+TEST_F(QueriesTest, Lists) {
+  NodePtr const node = addNode(Group::create());
+  animate(node, newBlock("outer", {newBlock("inner")}));
+  AnimNodePtr const hidden = animate(node, newBlock("hidden", {newBlock("below")}));
+  hidden->setHidden(true);
+  animate(material, newBlock("material"));
+  manager.addToClipStructure(newClip("clip", {newBlock("of clip"), newClip("nested")}));
+  manager.addToClipStructure(newClip(""));
+  EXPECT_EQ(knAnimManager::pyGetBlocks(false), (Names{"outer", "inner", "below", "material"}));
+  EXPECT_EQ(knAnimManager::pyGetBlocks(true), (Names{"outer", "inner", "hidden", "below", "material"}));
+  EXPECT_EQ(knAnimManager::getBlockNodes(true)[2], hidden);
+  EXPECT_EQ(knAnimManager::pyGetClips(), Names{"clip"});
+  EXPECT_EQ(knAnimManager::getClipNodes().size(), 2U);
+  std::set<std::string> names{"kept"};
+  manager.getBlockAndClipNames(names);
+  EXPECT_EQ(names, (std::set<std::string>{"", "below", "clip", "hidden", "inner", "kept", "material",
+                                          "nested", "of clip", "outer"}));
+  // A tree that carries its own attachment.
+  hidden->addAttachment(knAnimManager::getAnimAttachment(node));
+  EXPECT_EQ(knAnimManager::pyGetBlocks(true).size(), 5U);
+  knAnimManager::getAnimAttachment(node)->subAnimation(hidden);
+  knSceneDataManager::endScene();
+  EXPECT_TRUE(knAnimManager::pyGetBlocks(true).empty());
+}
+
+TEST_F(QueriesTest, DeepTrees) {
+  AnimNodePtr const top = newClip("top");
+  manager.addToClipStructure(top);
+  AnimNodePtr last = top;
+  for (int level = 0; level < 100'000; ++level) {
+    AnimNodePtr const next = newGroup<AnimBlock>({});
+    last->addChild(next);
+    last = next;
+  }
+  named(last, "last");
+  animate(last, newKeys());
+  EXPECT_EQ(manager.find("last"), nullptr);
+  EXPECT_EQ(manager.getAnimationRoot(last), manager.getAnimationRoot(top));
+  EXPECT_EQ(manager.getInfo(top).curves, 0U);
+  std::set<std::string> names;
+  manager.getBlockAndClipNames(names);
+  EXPECT_EQ(names, (std::set<std::string>{"", "last", "top"}));
+  manager.setTreeActive(top, false);
+  EXPECT_FALSE(last->isActive());
+}
+
+}  // namespace
+}  // namespace kntest
