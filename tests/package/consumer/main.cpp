@@ -7,28 +7,23 @@
 
 // The example of the README, as a host of the installed package.
 int main() {
+  knAnimManager& manager = *knAnimManager::the();
   knSceneDataManager::beginScene();
   osg::NodePtr door = osg::Node::create();
   door->setCore(osg::Transform3D::create());
   knSceneDataManager::getSceneData(0)->getRoot()->addChild(door);
 
-  osg::AnimCurvePtr curve = osg::AnimCurve::create();
-  curve->setName("eulerRotation");    // the field,
-  curve->setChannelName("rotation");  // its channel,
-  curve->setValueIndex(1);            // and the component: y
+  // A curve for the second component, "Y", of the field "eulerRotation", whose channel is called "rotation".
+  osg::AnimNodePtr node = manager.createChannelCurveNode({}, "eulerRotation", 1, "Y", "rotation");
+  osg::AnimCurvePtr curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
   curve->addPoint({0, 0}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false,
                   true);  // eases out of 0 at 0 s
   curve->addPoint({2, 90}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false,
                   true);  // and into 90 at 2 s
+  manager.addAnimation(door, node);
 
-  osg::AnimNodePtr node = osg::AnimNode::create();
-  node->setCore(curve);
-  osg::AnimAttachmentPtr animations = osg::AnimAttachment::create();
-  animations->addAnimation(node);
-  door->addAttachment(animations);
-
-  knAnimManager::the()->setFPS(25);
-  knAnimManager::the()->setCurrentFrame(25, false, true);  // 1 s: the door stands at 45 degrees
+  manager.setFPS(25);
+  manager.setCurrentFrame(25, false, true);  // 1 s: the door stands at 45 degrees
 
   float const angle = osg::dcast<osg::Transform3DPtr>(door->getCore())->getEulerRotation().y();
   knSceneDataManager::endScene();
