@@ -2,9 +2,12 @@
 
 #include "knAnimEvaluator.h"
 #include "knanim/SceneContent.h"
+#include "knanim/ShapeCaches.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/scenegraph/Group.h"
+
+#include <map>
 
 namespace knanim {
 namespace {
@@ -74,20 +77,24 @@ osg::AnimCurvePtr makeCurve(ImportedCurve const& source) {
   return curve;
 }
 
-/// A new block for the curves of one animation below the attachment of a node, which is made when it is missing.
-osg::AnimNodePtr addBlock(osg::NodePtr const& node, std::string const& name, bool active) {
+/// The attachment of a node, which is made when it is missing.
+osg::AnimAttachmentPtr attachmentOf(osg::NodePtr const& node) {
   osg::AnimAttachmentPtr attachment = knAnimManager::getAnimAttachment(node);
-  if (!attachment.isAlive()) {
-    attachment = osg::AnimAttachmentBase::create();
-    node->addAttachment(attachment);
-  }
+  if (attachment.isAlive()) return attachment;
+  attachment = osg::AnimAttachmentBase::create();
+  node->addAttachment(attachment);
+  return attachment;
+}
+
+/// A new block for the curves of one animation below the attachment of a node.
+osg::AnimNodePtr addBlock(osg::NodePtr const& node, std::string const& name, bool active) {
   osg::AnimBlockPtr const block = osg::AnimBlockBase::create();
   block->setName(name);
   osg::AnimNodePtr const blockNode = osg::AnimNodeBase::create();
   blockNode->setCore(block);
   if (!active) blockNode->setTravMask(0);
   osg::NodeUtils::setName(blockNode, name, true);
-  attachment->addAnimation(blockNode);
+  attachmentOf(node)->addAnimation(blockNode);
   return blockNode;
 }
 
@@ -134,6 +141,7 @@ AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& con
   _meshes = std::move(shown.meshes);
   _cameras = std::move(shown.cameras);
   _curves = hangCurves(model, true);
+  hangMorphs(model, content);
 }
 
 AnimatedScene::~AnimatedScene() { knSceneDataManager::endScene(); }
@@ -163,6 +171,55 @@ std::vector<SceneCurve> AnimatedScene::hangCurves(ImportedModel const& model, bo
     block->addChild(curve.node);
   }
   return curves;
+}
+
+void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& content) {
+  if (model.morphs.empty()) return;
+  std::map<std::pair<osg::NodePtr, std::size_t>, std::size_t> places;
+  for (std::size_t i = 0; i < _meshes.size(); ++i)
+    places.try_emplace({_meshes[i].node->getParent(), _meshes[i].mesh}, i);
+  for (ImportedMorph const& morph : model.morphs) {
+    if (morph.node >= _nodes.size()) continue;
+    auto const place = places.find({_nodes[morph.node], morph.mesh});
+    if (place == places.end()) continue;
+    ImportedMesh const& mesh = content.meshes[morph.mesh];
+    hangCache(place->second, mesh, makeMorphCache(mesh, morph), "morph");
+  }
+}
+
+void AnimatedScene::hangCache(std::size_t mesh, ImportedMesh const& source,
+                              osg::TimeShapeCachePtr const& cache, std::string const& name) {
+  osg::NodePtr const& node = _meshes[mesh].node;
+  prepareForCache(node, source);
+  osg::AnimNodePtr const cacheNode = osg::AnimNodeBase::create();
+  cacheNode->setCore(cache);
+  osg::NodeUtils::setName(cacheNode, name, true);
+  attachmentOf(node)->addAnimation(cacheNode);
+  _caches.push_back({mesh, cacheNode, cache});
+}
+
+void AnimatedScene::playBaked(std::size_t mesh, ImportedMesh const& source,
+                              osg::TimeShapeCachePtr const& cache) {
+  std::erase_if(_caches, [&](SceneCache const& former) {
+    if (former.mesh != mesh) return false;
+    attachmentOf(_meshes[mesh].node)->subAnimation(former.node);
+    return true;
+  });
+  hangCache(mesh, source, cache, "skin");
+  _meshes[mesh].isBaked = true;
+}
+
+ShapeCounts AnimatedScene::countShapes() const {
+  ShapeCounts counts;
+  for (SceneCache const& each : _caches) {
+    ++counts.caches;
+    counts.baked += _meshes[each.mesh].isBaked ? 1U : 0U;
+    auto const& shapes = each.cache->getShapes();
+    counts.shapes += shapes.size();
+    for (osg::TimeShapeDataPtr const& shape : shapes)
+      counts.bytes += shapeBytes(1, shape->getPositions().size());
+  }
+  return counts;
 }
 
 CurveReader::CurveReader(AnimatedScene const& scene, std::span<std::size_t const> curves) {

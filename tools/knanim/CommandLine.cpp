@@ -52,6 +52,32 @@ void definePictures(CLI::App& command, PlayOptions& options) {
       ->group(group);
 }
 
+void defineClock(CLI::App& command, ClockOptions& options) {
+  char const* const group =
+      "Clock (any of these plays by the frame player, on a simulated clock if not in real time)";
+  command
+      .add_flag("--realtime", options.realtime,
+                "Play in real time: passes wait for their turn, and frames that come too late are dropped")
+      ->group(group);
+  command.add_option("--rate", options.rate, "Passes per second; in real time 0 never waits [60]")
+      ->group(group);
+  command
+      .add_option("--seconds", options.seconds,
+                  "End after so long, if the last frame has not come before [at the last frame]")
+      ->group(group);
+  CLI::Option* const loop =
+      command.add_option("--loop", options.loop, "Play the frames of a range, as 10:50, over and over");
+  loop->group(group);
+  command.add_option("--loops", options.rounds, "How often [3; with --seconds until then]")
+      ->check(CLI::Range(1, 1'000'000))
+      ->needs(loop)
+      ->group(group);
+  command.add_flag("--reverse", options.reverse, "Play backwards, from the last frame to the first")
+      ->group(group);
+  command.add_flag("--subframes", options.subframes, "Play the moments between whole frames, too")
+      ->group(group);
+}
+
 void definePlay(CLI::App& command, PlayOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
   command.add_option("--animation", options.animation,
@@ -60,10 +86,13 @@ void definePlay(CLI::App& command, PlayOptions& options) {
   command.add_option("--from", options.from, "Begin in seconds [the animation's begin]");
   command.add_option("--to", options.to, "End in seconds [the animation's end]");
   command.add_option("--csv", options.csv, "Write all values of all frames as a table; - is standard output");
+  command.add_flag("--bake-skins", options.bakeSkins,
+                   "Turn meshes with bones into caches of one shape for every frame, and play these");
   command.add_flag("--clips", options.clips,
                    "Arrange the animations as clips that overlap on one timeline, and show which one wins");
   command.add_option("--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
       ->group("Pictures");
+  defineClock(command, options.clock);
   definePictures(command, options);
 }
 
@@ -72,6 +101,37 @@ void defineInfo(CLI::App& command, InfoOptions& options) {
   command.add_option("--animation", options.animation,
                      "Number (from 1) or name of the animation whose nodes are listed [the first]");
   command.add_flag("--all", options.allNodes, "List all animated nodes, however many");
+}
+
+void defineQueue(CLI::App& command, QueueOptions& options) {
+  command.add_option("MODEL", options.models, "The models")->required();
+  command.add_option("--stagger", options.stagger, "Seconds from the start of one model to that of the next")
+      ->capture_default_str();
+  command
+      .add_option(
+          "--pause", options.pauses,
+          "Let all models stand still: TIME:SECONDS, or NUMBER@TIME:SECONDS for the model that comes so "
+          "many in the command line. May be given again")
+      ->allow_extra_args(false);
+  command
+      .add_option("--cycles", options.cycles,
+                  "Repetitions after the first run; -1, with --seconds, without end")
+      ->check(CLI::Range(-1, 1'000'000))
+      ->capture_default_str();
+  command.add_option("--range", options.range,
+                     "The part to play, BEGIN:END in seconds, repetitions included [all]");
+  command.add_option("--seconds", options.seconds, "End after so long, if the models have not ended before");
+  command.add_flag("--reset-at-end", options.resetAtEnd, "Show the first frame of all models at the end");
+  command.add_option("--rate", options.rate, "Passes per second")->capture_default_str();
+  command.add_flag("--realtime", options.realtime, "Play in real time, else on a simulated clock");
+  CLI::Option* const strip =
+      command.add_option("--strip", options.strip, "Draw moments of the run into a .png or .svg file");
+  strip->group("Pictures");
+  command.add_option("--strip-frames", options.stripFrames, "Number of moments in the strip")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->needs(strip)
+      ->group("Pictures");
 }
 
 /// Standard output is an output like any other: what got lost on the way must not pass for success.
@@ -92,10 +152,13 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   app.require_subcommand(1);
   PlayOptions playOptions;
   InfoOptions infoOptions;
+  QueueOptions queueOptions;
   CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
   CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
+  CLI::App& queueCommand = *app.add_subcommand("queue", "Play several models at once, each on its own clock");
   definePlay(playCommand, playOptions);
   defineInfo(infoCommand, infoOptions);
+  defineQueue(queueCommand, queueOptions);
   try {
     app.parse(count, arguments);
   } catch (CLI::Success const& request) {
@@ -108,7 +171,9 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
     return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
   }
   playOptions.clips = playOptions.clips || !playOptions.clipsPlot.empty();
-  ExitCode const code = playCommand.parsed() ? play(playOptions, terminal) : info(infoOptions, terminal);
+  ExitCode const code = playCommand.parsed()    ? play(playOptions, terminal)
+                        : queueCommand.parsed() ? queue(queueOptions, terminal)
+                                                : info(infoOptions, terminal);
   return checkOutput(code, terminal);
 }
 

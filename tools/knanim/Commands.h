@@ -15,6 +15,19 @@ struct Terminal {
   std::FILE* errors = stderr;
 };
 
+/// Playing against a clock instead of frame by frame.
+struct ClockOptions {
+  bool realtime = false;                      ///< the clock on the wall; else a simulated one
+  std::optional<double> rate = std::nullopt;  ///< passes per second; 60 when it is not given
+  std::optional<double> seconds = std::nullopt;
+  std::optional<std::string> loop = std::nullopt;  ///< first and last frame, as 10:50
+  std::optional<long long> rounds = std::nullopt;  ///< of the loop
+  bool reverse = false;
+  bool subframes = false;
+
+  bool isAnyGiven() const { return realtime || rate || seconds || loop || reverse || subframes; }
+};
+
 struct PlayOptions {
   std::string model;
   std::string animation;  ///< number or name; empty for the first one
@@ -31,6 +44,8 @@ struct PlayOptions {
   std::string camera;              ///< for strip and image: a name, "fit", or empty for the model's first one
   bool clips = false;              ///< arrange the animations as clips
   std::string clipsPlot;           ///< a picture of the clips; empty for none
+  bool bakeSkins = false;          ///< play meshes with bones from caches
+  ClockOptions clock;
 };
 
 /// Plays an animation of a model: lets the library evaluate its scene at every frame, writes and draws what is
@@ -45,6 +60,24 @@ struct InfoOptions {
 
 /// Prints what is in a model.
 ExitCode info(InfoOptions const& options, Terminal terminal);
+
+struct QueueOptions {
+  std::vector<std::string> models;
+  double stagger = 0.5;             ///< seconds from the start of one model to that of the next
+  std::vector<std::string> pauses;  ///< TIME:SECONDS or NUMBER@TIME:SECONDS
+  int cycles = 0;                   ///< repetitions after the first run; -1 without end
+  std::string range;                ///< BEGIN:END in seconds of the animations; empty for all of them
+  std::optional<double> seconds;    ///< the end of the run
+  bool resetAtEnd = false;
+  double rate = 60;       ///< passes per second
+  bool realtime = false;  ///< the clock on the wall; else a simulated one
+  std::string strip;      ///< a picture of several moments; empty for none
+  std::size_t stripFrames = 8;
+};
+
+/// Plays the animations of several models in one scene by the library's playing queue, each on its own clock, and
+/// prints what happens when.
+ExitCode queue(QueueOptions const& options, Terminal terminal);
 
 /// Carries out a command line as the program's main function gets it.
 ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal);

@@ -1,5 +1,7 @@
 #include "knanim/FilmPanel.h"
 
+#include "knanim/ClosedSurface.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -58,6 +60,16 @@ struct SeenFace {
   double depth = 0;
   Color color;
 };
+
+/// Positive for corners that run clockwise in the picture.
+double turnOf(std::span<Point const> corners) {
+  double turn = 0;
+  for (std::size_t i = 0; i < corners.size(); ++i) {
+    Point const& next = corners[(i + 1) % corners.size()];
+    turn += corners[i].x * next.y - next.x * corners[i].y;
+  }
+  return turn;
+}
 
 class PanelPainter {
  public:
@@ -274,6 +286,7 @@ void PanelPainter::addFaces(std::size_t index, std::vector<SeenFace>& faces) con
   std::size_t const meshIndex = _figure.meshes()[index].mesh;
   ImportedMesh const& mesh = _figure.content().meshes[meshIndex];
   std::vector<osg::Pnt3f> const& vertices = _frame.pose.meshes[index];
+  double const outwards = _figure.isClosed(meshIndex) ? signedVolume(mesh, vertices) : 0;
   std::vector<osg::Pnt3f> corners;
   std::size_t first = 0;
   for (osg::UInt32 const size : mesh.faceSizes) {
@@ -288,7 +301,7 @@ void PanelPainter::addFaces(std::size_t index, std::vector<SeenFace>& faces) con
       corners.push_back(vertex);
     }
     first += size;
-    if (corners.size() != size) continue;
+    if (corners.size() != size || (size > 2 && outwards * turnOf(face.corners) > 0)) continue;
     face.color = mix(faceColor(meshIndex, corners), kBackground, fade(face.depth) * 0.45);
     faces.push_back(std::move(face));
   }

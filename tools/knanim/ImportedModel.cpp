@@ -38,13 +38,15 @@ std::size_t ImportedModel::keyCount() const {
 }
 
 std::optional<TimeSpan> timeSpan(ImportedModel const& model) {
-  if (model.curves.empty()) return std::nullopt;
-  TimeSpan span{model.curves[0].keys.front().time, model.curves[0].keys.back().time};
-  for (ImportedCurve const& curve : model.curves) {
-    span.begin = std::min(span.begin, curve.keys.front().time);
-    span.end = std::max(span.end, curve.keys.back().time);
-  }
-  span.end = std::max(span.end, model.summary.animations[model.animation].durationSeconds);
+  std::optional<TimeSpan> span;
+  auto const extend = [&span](auto const& keys) {
+    if (!span) span = TimeSpan{keys.front().time, keys.back().time};
+    span->begin = std::min(span->begin, keys.front().time);
+    span->end = std::max(span->end, keys.back().time);
+  };
+  for (ImportedCurve const& curve : model.curves) extend(curve.keys);
+  for (ImportedMorph const& morph : model.morphs) extend(morph.keys);
+  if (span) span->end = std::max(span->end, model.summary.animations[model.animation].durationSeconds);
   return span;
 }
 

@@ -40,6 +40,20 @@ struct ImportedCurve {
   std::vector<Key> keys;
 };
 
+/// The weights of all morph targets of a mesh at one time.
+struct WeightKey {
+  double time = 0;             ///< seconds
+  std::vector<float> weights;  ///< one for each target of the mesh
+};
+
+/// How a mesh morphs where one node shows it. Keys ascend strictly in time, all numbers are finite, there is at
+/// least one key; weights between keys lie on straight lines.
+struct ImportedMorph {
+  std::size_t node = 0;  ///< index into `ImportedModel::nodes`
+  std::size_t mesh = 0;  ///< index into the file's meshes
+  std::vector<WeightKey> keys;
+};
+
 /// How many keys an animation has for a node.
 struct KeyCounts {
   std::size_t translation = 0;
@@ -70,7 +84,8 @@ struct AnimationSummary {
   bool ticksAreGuessed = false;
   std::size_t channels = 0;       ///< animated nodes
   std::size_t meshChannels = 0;   ///< whole-mesh animations, which are not played
-  std::size_t morphChannels = 0;  ///< morph target animations, which are not played
+  std::size_t morphChannels = 0;  ///< morph target animations
+  std::size_t morphKeys = 0;      ///< of weights, in all morph channels
   KeyCounts keys;
 };
 
@@ -94,9 +109,11 @@ struct ModelSummary {
 struct ImportedModel {
   ModelSummary summary;
   std::vector<ImportedNode> nodes;
-  std::size_t animation = 0;  ///< the index of the animation that `curves` belongs to
+  std::size_t animation = 0;  ///< the index of the animation of `curves` and `morphs`
   /// In order of node, kind and component.
   std::vector<ImportedCurve> curves;
+  /// At most one for a node and a mesh, in order of these.
+  std::vector<ImportedMorph> morphs;
   /// What was wrong with the file, one line each.
   std::vector<std::string> warnings;
 
@@ -111,7 +128,7 @@ struct TimeSpan {
 };
 
 /// From the earliest key to the latest one, or to the end of the animation's duration when that is later. Empty
-/// without curves.
+/// without curves and morphs.
 std::optional<TimeSpan> timeSpan(ImportedModel const& model);
 
 }  // namespace knanim

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <assimp/scene.h>
 
 namespace knanim {
 namespace {
@@ -30,10 +31,6 @@ std::string joined(std::vector<std::string> const& parts) {
 
 std::string orNothing(std::size_t count, char const* singular, char const* plural = "") {
   return count == 0 ? "" : counted(count, singular, plural);
-}
-
-std::string padded(std::string const& text, std::size_t width) {
-  return text + std::string(width - std::min(width, lengthInCharacters(text)), ' ');
 }
 
 void printModel(ImportedModel const& model, std::string const& path, std::FILE* output) {
@@ -75,10 +72,15 @@ void printAnimations(ModelSummary const& summary, std::FILE* output) {
                  animation.ticksAreGuessed ? " (not in the file)" : "");
     std::fprintf(output, "         %s, %s\n", counted(animation.channels, "channel").c_str(),
                  describeKeys(animation.keys).c_str());
-    if (animation.morphChannels + animation.meshChannels == 0) continue;
-    std::string const others = joined({orNothing(animation.morphChannels, "morph target channel"),
-                                       orNothing(animation.meshChannels, "mesh channel")});
-    std::fprintf(output, "         %s, not played yet\n", others.c_str());
+    if (animation.morphChannels != 0) {
+      std::fprintf(output, "         %s, %s of weights\n",
+                   counted(animation.morphChannels, "morph target channel").c_str(),
+                   counted(animation.morphKeys, "key").c_str());
+    }
+    if (animation.meshChannels != 0) {
+      std::fprintf(output, "         %s, not played yet\n",
+                   counted(animation.meshChannels, "mesh channel").c_str());
+    }
   }
 }
 
@@ -133,6 +135,31 @@ void printAnimatedNodes(ImportedModel const& model, bool all, std::FILE* output)
   }
 }
 
+/// What becomes of the morph channels of the animation.
+void printCaches(ImportedModel const& model, ModelFile const& file, bool all, std::FILE* output) {
+  std::size_t const shown = all ? model.morphs.size() : std::min(model.morphs.size(), kMostListedNodes);
+  std::size_t width = 4;
+  for (std::size_t i = 0; i < shown; ++i)
+    width = std::max(width, lengthInCharacters(model.nodes[model.morphs[i].node].name));
+  width = std::min(width, kWidestName);
+  std::size_t shapes = 0;
+  for (ImportedMorph const& morph : model.morphs) shapes += morph.keys.size();
+  std::fprintf(output, "\n  %s, %s\n", counted(model.morphs.size(), "shape cache").c_str(),
+               counted(shapes, "shape").c_str());
+  std::fprintf(output, "  %s      targets    shapes  vertices\n", padded("", width).c_str());
+  for (std::size_t i = 0; i < shown; ++i) {
+    ImportedMorph const& morph = model.morphs[i];
+    std::fprintf(output, "  %s  %11zu  %8zu  %8u\n",
+                 padded(shortened(model.nodes[morph.node].name, width), width).c_str(),
+                 morph.keys.front().weights.size(), morph.keys.size(),
+                 file.scene().mMeshes[morph.mesh]->mNumVertices);
+  }
+  if (shown < model.morphs.size()) {
+    std::fprintf(output, "  ... and %s, listed with --all\n",
+                 counted(model.morphs.size() - shown, "more cache", "more caches").c_str());
+  }
+}
+
 }  // namespace
 
 ExitCode info(InfoOptions const& options, Terminal terminal) {
@@ -148,7 +175,8 @@ ExitCode info(InfoOptions const& options, Terminal terminal) {
   if (missing != nullptr) return ExitCode::Ok;
   auto const loaded = file.load(std::get<std::size_t>(animation));
   if (auto const* model = std::get_if<ImportedModel>(&loaded)) {
-    printAnimatedNodes(*model, options.allNodes, terminal.output);
+    if (!model->curves.empty()) printAnimatedNodes(*model, options.allNodes, terminal.output);
+    if (!model->morphs.empty()) printCaches(*model, file, options.allNodes, terminal.output);
     std::fflush(terminal.output);
     warn(model->warnings, terminal);
   } else {

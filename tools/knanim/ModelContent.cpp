@@ -1,9 +1,8 @@
 #include "knanim/ModelContent.h"
 
-#include "knanim/Text.h"
+#include "knanim/AssimpAccess.h"
 
 #include <algorithm>
-#include <assimp/scene.h>
 #include <cmath>
 #include <numbers>
 #include <optional>
@@ -15,10 +14,6 @@ namespace {
 
 constexpr double kNarrowestView = std::numbers::pi / 180;
 constexpr double kWidestView = 170 * std::numbers::pi / 180;
-
-bool isFinite(aiVector3D const& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
-
-std::string text(aiString const& string) { return printable({string.data, string.length}); }
 
 osg::Vec3f toVector(aiVector3D const& v) { return {v.x, v.y, v.z}; }
 
@@ -101,6 +96,30 @@ void readBones(aiMesh const& source, NodeFinder const& nodes, ImportedMesh& mesh
   }
 }
 
+/// What each of `count` elements of a target adds to that of the mesh; nothing where one is not finite.
+std::vector<osg::Vec3f> readOffsets(aiVector3D const* target, aiVector3D const* base, unsigned count,
+                                    bool isOffset) {
+  std::vector<osg::Vec3f> offsets;
+  if (target == nullptr || base == nullptr) return offsets;
+  offsets.reserve(count);
+  for (unsigned i = 0; i < count; ++i) {
+    aiVector3D const offset = isOffset ? target[i] : target[i] - base[i];
+    offsets.push_back(isFinite(offset) && isFinite(base[i]) ? toVector(offset) : osg::Vec3f());
+  }
+  return offsets;
+}
+
+void readTargets(aiMesh const& source, ImportedMesh& mesh) {
+  bool const areOffsets = source.mMethod == aiMorphingMethod_MORPH_RELATIVE;
+  for (unsigned i = 0; source.mAnimMeshes != nullptr && i < source.mNumAnimMeshes; ++i) {
+    ImportedMorphTarget& result = mesh.targets.emplace_back();
+    aiAnimMesh const* const target = source.mAnimMeshes[i];
+    if (target == nullptr || target->mNumVertices != source.mNumVertices) continue;
+    result.positions = readOffsets(target->mVertices, source.mVertices, source.mNumVertices, areOffsets);
+    result.normals = readOffsets(target->mNormals, source.mNormals, source.mNumVertices, areOffsets);
+  }
+}
+
 ImportedMesh readMesh(aiMesh const& source, NodeFinder const& nodes, std::size_t materials) {
   ImportedMesh mesh;
   mesh.name = text(source.mName);
@@ -116,23 +135,8 @@ ImportedMesh readMesh(aiMesh const& source, NodeFinder const& nodes, std::size_t
   }
   readFaces(source, mesh);
   readBones(source, nodes, mesh);
+  readTargets(source, mesh);
   return mesh;
-}
-
-/// The nodes in the order in which `describeScene` lists them.
-std::vector<aiNode const*> nodesInOrder(aiNode const* root) {
-  std::vector<aiNode const*> result;
-  std::vector<aiNode const*> pending;
-  if (root != nullptr) pending.push_back(root);
-  while (!pending.empty()) {
-    aiNode const* const node = pending.back();
-    pending.pop_back();
-    result.push_back(node);
-    for (unsigned i = node->mChildren == nullptr ? 0 : node->mNumChildren; i-- > 0;) {
-      if (node->mChildren[i] != nullptr) pending.push_back(node->mChildren[i]);
-    }
-  }
-  return result;
 }
 
 ImportedCamera readCamera(aiCamera const& source, std::size_t node) {

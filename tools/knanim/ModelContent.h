@@ -31,6 +31,13 @@ struct ImportedBone {
   std::vector<Weight> weights;
 };
 
+/// What a morph target adds to a mesh at the weight 1. Either list is empty when it adds nothing of that sort, as
+/// both are for a target that does not fit the mesh; else there is one offset for each position of the mesh.
+struct ImportedMorphTarget {
+  std::vector<osg::Vec3f> positions;
+  std::vector<osg::Vec3f> normals;
+};
+
 /// Faces over vertices. All indices are within the vertices, all numbers are finite.
 struct ImportedMesh {
   std::string name;
@@ -40,6 +47,7 @@ struct ImportedMesh {
   std::vector<osg::UInt32> indices;
   std::vector<osg::UInt32> faceSizes;  ///< in indices: 1 for a point, 2 for a line
   std::vector<ImportedBone> bones;
+  std::vector<ImportedMorphTarget> targets;
 };
 
 /// A camera in the space of its node.

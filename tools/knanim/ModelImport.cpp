@@ -2,6 +2,7 @@
 
 #include "knanim/MemoryLimit.h"
 #include "knanim/SceneConversion.h"
+#include "knanim/ShapeCaches.h"
 #include "knanim/Text.h"
 
 #include <assimp/Importer.hpp>
@@ -82,18 +83,23 @@ std::string listOfAnimations(ModelSummary const& summary) {
   return summary.animations.size() > kMost ? list + " ..." : list;
 }
 
-/// Why animations without moving nodes cannot be played, as far as they are of another sort.
+/// Why animations are not played, as far as they are of another sort.
 std::string nothingMoves(std::span<AnimationSummary const> animations, char const* where) {
-  std::size_t morphs = 0;
   std::size_t meshes = 0;
-  for (AnimationSummary const& animation : animations) {
-    morphs += animation.morphChannels;
-    meshes += animation.meshChannels;
-  }
-  std::string message = std::string("no animation of nodes in ") + where;
-  if (morphs != 0) message += "; " + counted(morphs, "morph target animation") + " cannot be played yet";
+  for (AnimationSummary const& animation : animations) meshes += animation.meshChannels;
+  std::string message = std::string("no animation of nodes or morph targets in ") + where;
   if (meshes != 0) message += "; " + counted(meshes, "mesh animation") + " cannot be played yet";
   return message;
+}
+
+/// Refuses morphs whose shapes would not fit into memory.
+std::optional<Failure> checkShapes(ImportedModel const& model, aiScene const& scene) {
+  double bytes = 0;
+  for (ImportedMorph const& morph : model.morphs)
+    bytes += shapeBytes(morph.keys.size(), scene.mMeshes[morph.mesh]->mNumVertices);
+  if (bytes <= kMostShapeBytes) return std::nullopt;
+  return Failure{ExitCode::Failed, "the shapes of the morph targets would take " + mebibytes(bytes) +
+                                       ", more than " + mebibytes(kMostShapeBytes)};
 }
 
 }  // namespace
@@ -130,7 +136,7 @@ std::variant<std::size_t, Failure> ModelFile::findAnimation(std::string const& c
   if (animations.empty()) return Failure{ExitCode::NoAnimation, "no animation in this model"};
   if (choice.empty()) {
     for (std::size_t i = 0; i < animations.size(); ++i) {
-      if (animations[i].keys.total() != 0) return i;
+      if (animations[i].keys.total() + animations[i].morphKeys != 0) return i;
     }
     return Failure{ExitCode::NoAnimation, nothingMoves(animations, "this model")};
   }
@@ -150,7 +156,10 @@ std::variant<ImportedModel, Failure> ModelFile::load(std::size_t animation) cons
   if (animation >= _model.summary.animations.size()) return Failure{ExitCode::Usage, "no such animation"};
   try {
     ImportedModel model = _model;
-    if (convertAnimation(*_scene, animation, model) && !model.curves.empty()) return model;
+    if (convertAnimation(*_scene, animation, model) && timeSpan(model)) {
+      if (auto failure = checkShapes(model, *_scene)) return std::move(*failure);
+      return model;
+    }
     std::string reason = nothingMoves({&_model.summary.animations[animation], 1}, "this animation");
     for (std::string const& warning : model.warnings) reason += "\n  " + warning;
     return Failure{ExitCode::NoAnimation, reason};

@@ -36,12 +36,12 @@ class ModelFile {
   aiScene const& scene() const { return *_scene; }
 
   /// The animation of a number (from 1, as `info` lists them) or, when it is no such number, of a name; an empty
-  /// choice means the first one that moves nodes. Fails with `NoAnimation` when there is nothing to play, with
+  /// choice means the first one that moves nodes or morphs. Fails with `NoAnimation` when there is nothing to play, with
   /// `Usage` when the choice names none.
   std::variant<std::size_t, Failure> findAnimation(std::string const& choice) const;
 
-  /// The model with the curves of an animation that `findAnimation` gave. Fails with `NoAnimation` when no usable
-  /// key is in it.
+  /// The model with the curves and morphs of an animation that `findAnimation` gave. Fails with `NoAnimation` when
+  /// no usable key is in it, with `Failed` when its morphs ask for too much memory.
   std::variant<ImportedModel, Failure> load(std::size_t animation) const;
   /// Meshes, materials, cameras and lights. Fails with `Failed` for want of memory.
   std::variant<ModelContent, Failure> loadContent() const;

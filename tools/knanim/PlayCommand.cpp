@@ -5,8 +5,10 @@
 #include "knanim/Interruption.h"
 #include "knanim/PlaySession.h"
 #include "knanim/ProgressBar.h"
+#include "knanim/SkinBaking.h"
 #include "knanim/Text.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace knanim {
@@ -38,15 +40,48 @@ std::optional<Failure> playFrames(PlaySession const& session, AnimatedScene cons
   return std::nullopt;
 }
 
+/// Plays on a clock, with a row in the table for every frame that is shown.
+std::optional<Failure> playOnClock(PlaySession& session, AnimatedScene const& scene, Playback& playback,
+                                   OutputFile* output, Terminal terminal) {
+  RunPlan const& plan = *session.plan;
+  std::optional<CsvTable> table;
+  if (output != nullptr) writeHeader(table.emplace(*output), session.model);
+  auto const milliseconds = [](double seconds) {
+    return static_cast<std::uint64_t>(std::min(seconds * 1000, 1e15));
+  };
+  ProgressBar progress(terminal.errors, "playing", milliseconds(plan.duration()));
+  auto const frameShown = [&](double frame, double seconds) {
+    progress.update(milliseconds(seconds));
+    if (!table) return true;
+    table->add(frame).add(frame / plan.frames.framesPerSecond);
+    for (SceneCurve const& curve : scene.curves()) table->add(curve.fieldValue());
+    return table->endRow();
+  };
+  SimulatedClock simulated;
+  MonotonicClock monotonic;
+  HostClock* clock = &simulated;
+  if (session.options.clock.realtime) clock = &monotonic;
+  session.run = runOnClock(plan, *clock, playback, frameShown);
+  if (session.run.end == RunEnd::Interrupted) return Failure{ExitCode::Failed, "interrupted"};
+  if (session.run.end == RunEnd::Refused) return Failure{ExitCode::OutputUnwritable, output->message()};
+  return std::nullopt;
+}
+
+std::optional<Failure> playInto(PlaySession& session, AnimatedScene const& scene, Playback& playback,
+                                OutputFile* output, Terminal terminal) {
+  return session.plan ? playOnClock(session, scene, playback, output, terminal)
+                      : playFrames(session, scene, playback, output, terminal);
+}
+
 std::optional<Failure> playAll(PlaySession& session, AnimatedScene const& scene, Playback& playback,
                                Terminal terminal) {
   std::string const& csv = session.options.csv;
-  if (csv.empty()) return playFrames(session, scene, playback, nullptr, terminal);
+  if (csv.empty()) return playInto(session, scene, playback, nullptr, terminal);
   OutputFile output(csv);
   if (!output.isGood()) return Failure{ExitCode::OutputUnwritable, output.message()};
-  if (auto failure = playFrames(session, scene, playback, &output, terminal)) return failure;
+  if (auto failure = playInto(session, scene, playback, &output, terminal)) return failure;
   if (!output.commit()) return Failure{ExitCode::OutputUnwritable, output.message()};
-  session.written.push_back(printable(csv) + ", " + counted(session.frames.count() + 1, "row") + " of " +
+  session.written.push_back(printable(csv) + ", " + counted(playback.record().frames + 1, "row") + " of " +
                             counted(session.model.curves.size() + 2, "column"));
   return std::nullopt;
 }
@@ -90,12 +125,18 @@ ExitCode play(PlayOptions const& options, Terminal terminal) {
   AnimatedScene scene(session.model, session.content);
   Playback playback(session.frames);
   std::FILE* const output = isStandardOutput(options.csv) ? terminal.errors : terminal.output;
-  std::optional<Failure> failure = playAll(session, scene, playback, terminal);
+  std::optional<Failure> failure;
+  if (options.bakeSkins)
+    failure = bakeSkins(session.model, session.content, scene, session.frames, playback, terminal);
+  session.shapes = scene.countShapes();
+  if (!failure) failure = playAll(session, scene, playback, terminal);
   session.playback = playback.record();
   if (!failure) failure = plotCurves(session, scene, terminal);
   if (!failure) failure = drawFilms(session, scene, playback, terminal);
   std::string clips;
   if (!failure && options.clips) failure = showClips(session, scene, clips, terminal);
+  // Who ends a run by hand wants to know how it went.
+  if (failure && session.run.end == RunEnd::Interrupted) printPlayReport(session, output);
   if (failure) return report(*failure, terminal);
   printPlayReport(session, output);
   std::fputs(clips.c_str(), output);

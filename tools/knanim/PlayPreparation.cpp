@@ -52,6 +52,8 @@ std::optional<Failure> checkCompanions(PlayOptions const& options) {
 std::variant<std::vector<std::size_t>, Failure> chooseCurves(PlayOptions const& options,
                                                              ImportedModel const& model) {
   if (options.plot.empty() && !options.clips) return std::vector<std::size_t>{};
+  if (model.curves.empty())
+    return Failure{ExitCode::Usage, "the animation only morphs: it has no channels for --plot or --clips"};
   if (options.channels.empty()) return mostMovingChannels(model);
   ChosenChannels chosen = chooseChannels(model, options.channels);
   if (chosen.unmatched.empty()) return std::move(chosen.curves);
@@ -83,6 +85,12 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
   auto const frames = frameRange(*timeSpan(model), options.framesPerSecond, options.from, options.to);
   if (auto const* failure = std::get_if<Failure>(&frames)) return *failure;
   if (auto failure = checkFrame(options, std::get<FrameRange>(frames))) return std::move(*failure);
+  std::optional<RunPlan> plan;
+  if (options.clock.isAnyGiven()) {
+    auto planned = planRun(options.clock, std::get<FrameRange>(frames));
+    if (auto* failure = std::get_if<Failure>(&planned)) return std::move(*failure);
+    plan = std::get<RunPlan>(planned);
+  }
   auto chosen = chooseCurves(options, model);
   if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
   auto content = file.loadContent();
@@ -92,7 +100,9 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
                      std::move(model),
                      std::move(std::get<ModelContent>(content)),
                      std::get<FrameRange>(frames),
+                     plan,
                      std::move(std::get<std::vector<std::size_t>>(chosen)),
+                     {},
                      {},
                      {}};
 }

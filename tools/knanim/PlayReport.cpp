@@ -1,17 +1,17 @@
 #include "knanim/Console.h"
 #include "knanim/PlaySession.h"
+#include "knanim/ShapeCaches.h"
 #include "knanim/Text.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace knanim {
 namespace {
 
 /// A time for people, from microseconds to seconds.
-std::string shortTime(double seconds) {
-  if (seconds < 1e-3) return brief(seconds * 1e6, 3) + " \xC2\xB5s";
-  return seconds < 1 ? brief(seconds * 1e3, 3) + " ms" : brief(seconds, 3) + " s";
-}
+/// To hundredths of a frame.
+std::string frameNumber(double frame) { return brief(std::round(frame * 100) / 100, 16); }
 
 std::size_t countAnimatedNodes(ImportedModel const& model) {
   std::size_t animated = 0;
@@ -34,17 +34,57 @@ std::string describe(ModelContent const& content) {
   return text;
 }
 
+std::string describe(ShapeCounts const& shapes) {
+  return counted(shapes.caches, "shape cache") +
+         (shapes.baked == 0 ? "" : " (" + grouped(shapes.baked) + " of baked skins)") + ", " +
+         counted(shapes.shapes, "shape") + ", " + mebibytes(shapes.bytes);
+}
+
 void printPlayback(PlaybackRecord const& record, std::FILE* output) {
   double const frames = static_cast<double>(std::max<std::size_t>(record.frames, 1));
   printRow(output, "played",
            counted(record.frames, "frame") + " in " + shortTime(record.seconds) + ": " +
                shortTime(record.seconds / frames) + " each, the slowest " + shortTime(record.slowestSeconds) +
-               " (frame " + std::to_string(record.slowestFrame) + ')');
+               " (frame " + frameNumber(record.slowestFrame) + ')');
   printRow(output, "wrote",
            counted(record.fields, "field") + ", " + brief(static_cast<double>(record.fields) / frames, 4) +
                " per frame; " + counted(record.announcements, "announcement") + ", " +
                brief(static_cast<double>(record.announcements) / frames, 4) + " per frame, at most " +
                grouped(record.mostAnnouncements));
+}
+
+std::string describe(RunPlan const& plan, bool isRealtime) {
+  std::string text = isRealtime ? "real time, " : "simulated, ";
+  text += plan.rate > 0 ? brief(plan.rate, 6) + " passes per second" : "as many passes as can be";
+  if (plan.reverse) text += ", backwards";
+  if (plan.subframes) text += ", with subframes";
+  return text;
+}
+
+std::string describeLoop(RunPlan const& plan) {
+  std::string const times = plan.rounds ? counted(static_cast<std::uint64_t>(*plan.rounds), "time") : "";
+  std::string const limit = plan.seconds ? "for " + brief(*plan.seconds) + " s" : "";
+  return "frames " + std::to_string(plan.frames.first) + " to " + std::to_string(plan.frames.last) + ", " +
+         times + (plan.rounds && plan.seconds ? ", at most " : "") + limit;
+}
+
+void printRun(RunPlan const& plan, RunRecord const& run, bool isRealtime, std::FILE* output) {
+  printRow(output, "clock", describe(plan, isRealtime));
+  if (plan.loop) printRow(output, "loop", describeLoop(plan));
+  std::string passes = grouped(run.cadence.passes()) + " in " + shortTime(run.seconds);
+  if (isRealtime && plan.rate > 0) {
+    passes += "; the latest came " + shortTime(run.worstLateness) + " late, " +
+              counted(run.missedSlots, "turn") + " went by without one";
+  }
+  printRow(output, "passes", passes);
+  printRow(output, "shown",
+           counted(run.cadence.shown(), "frame") + ", " + counted(run.cadence.repeats(), "repeat") + ", " +
+               frameNumber(run.cadence.dropped()) + " dropped");
+  char const* label = "steps";
+  for (std::string const& line : run.cadence.histogram()) {
+    printRow(output, label, line);
+    label = "";
+  }
 }
 
 }  // namespace
@@ -64,10 +104,12 @@ void printPlayReport(PlaySession const& session, std::FILE* output) {
   if (std::string const content = describe(session.content); !content.empty())
     printRow(output, "scene", content);
   printRow(output, "curves", counted(model.curves.size(), "curve") + ", " + counted(model.keyCount(), "key"));
+  if (session.shapes.caches != 0) printRow(output, "caches", describe(session.shapes));
   printRow(output, "time", brief(span.begin, 6) + " s to " + brief(span.end, 6) + " s");
   printRow(output, "frames",
            std::to_string(frames.first) + " to " + std::to_string(frames.last) + ", " +
                brief(frames.framesPerSecond) + " per second");
+  if (session.plan) printRun(*session.plan, session.run, session.options.clock.realtime, output);
   printPlayback(session.playback, output);
   for (std::string const& file : session.written) printRow(output, "file", file);
 }

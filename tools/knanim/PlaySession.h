@@ -1,5 +1,7 @@
 #pragma once
 
+#include "knanim/AnimatedScene.h"
+#include "knanim/ClockedRun.h"
 #include "knanim/Commands.h"
 #include "knanim/FrameRange.h"
 #include "knanim/ImportedModel.h"
@@ -14,8 +16,6 @@
 
 namespace knanim {
 
-class AnimatedScene;
-
 /// What playing needs, once all of it is known to be possible, and what came of it.
 struct PlaySession {
   PlayOptions options;
@@ -23,9 +23,12 @@ struct PlaySession {
   ImportedModel model;
   ModelContent content;
   FrameRange frames;
+  std::optional<RunPlan> plan;       ///< for playing on a clock
   std::vector<std::size_t> chosen;   ///< curves to plot, or to look at in clips
   std::vector<std::string> written;  ///< what was written, for the report
   PlaybackRecord playback;
+  RunRecord run;            ///< of the plan, if there is one
+  ShapeCounts shapes = {};  ///< of the scene's caches
 };
 
 /// Reads the model, and checks all options. Prints warnings.

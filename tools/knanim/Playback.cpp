@@ -4,7 +4,6 @@
 #include "model/scenegraph/ChangeList.h"
 
 #include <algorithm>
-#include <bit>
 #include <chrono>
 #include <limits>
 
@@ -16,11 +15,18 @@ int toInt(long long frame) {
   return static_cast<int>(std::clamp<long long>(frame, Limits::min(), Limits::max()));
 }
 
-std::uint64_t countFields(osg::BitVector const& mask) {
-  return static_cast<std::uint64_t>(std::popcount(mask.low()) + std::popcount(mask.high()));
-}
-
 }  // namespace
+
+std::uint64_t countFields(osg::ChangeList const& changes) {
+  std::uint64_t count = 0;
+  for (osg::ChangeList::Entry const& entry : changes.getEntries()) {
+    osg::FieldContainerType const* const type = entry.container.findType();
+    if (type == nullptr || type->isDerivedFrom(osg::AnimNodeBase::_type)) continue;
+    for (osg::FieldDescription const& field : type->getFieldDescriptions())
+      count += (field.getFieldMask() & entry.mask).none() ? 0U : 1U;
+  }
+  return count;
+}
 
 Playback::Playback(FrameRange const& frames) {
   knAnimManager* const manager = knAnimManager::the();
@@ -36,23 +42,34 @@ void Playback::show(double frame) {
 }
 
 void Playback::play(long long frame) {
+  auto const number = static_cast<double>(frame);
+  account(number, measure([this, number] { show(number); }));
+}
+
+Evaluation Playback::measure(std::function<void()> const& move) {
   using Clock = std::chrono::steady_clock;
   osg::ChangeList* const changes = osg::WinThreadBase::getCurrentChangeList();
+  if (changes != nullptr) changes->clear();
+  Evaluation evaluation;
   auto const begin = Clock::now();
-  show(static_cast<double>(frame));
-  double const seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  move();
+  evaluation.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  if (changes == nullptr) return evaluation;
+  evaluation.fields = countFields(*changes);
+  evaluation.announcements = changes->getAnnouncementCount();
+  return evaluation;
+}
 
-  _record.seconds += seconds;
-  if (_record.frames == 0 || seconds > _record.slowestSeconds) {
-    _record.slowestSeconds = seconds;
+void Playback::account(double frame, Evaluation const& evaluation) {
+  if (_record.frames == 0 || evaluation.seconds > _record.slowestSeconds) {
+    _record.slowestSeconds = evaluation.seconds;
     _record.slowestFrame = frame;
   }
   ++_record.frames;
-  if (changes == nullptr) return;
-  for (osg::ChangeList::Entry const& entry : changes->getEntries()) _record.fields += countFields(entry.mask);
-  std::uint64_t const announcements = changes->getAnnouncementCount();
-  _record.announcements += announcements;
-  _record.mostAnnouncements = std::max(_record.mostAnnouncements, announcements);
+  _record.seconds += evaluation.seconds;
+  _record.fields += evaluation.fields;
+  _record.announcements += evaluation.announcements;
+  _record.mostAnnouncements = std::max(_record.mostAnnouncements, evaluation.announcements);
 }
 
 }  // namespace knanim

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "knanim/FrameRange.h"
+#include "model/scenegraph/ChangeList.h"
 
 #include <cstdint>
+#include <functional>
 
 namespace knanim {
 
@@ -14,8 +16,19 @@ struct PlaybackRecord {
   std::uint64_t mostAnnouncements = 0;
   double seconds = 0;  ///< of evaluation, for all frames
   double slowestSeconds = 0;
-  long long slowestFrame = 0;
+  double slowestFrame = 0;
 };
+
+/// What one move of the timeline took, and what it changed.
+struct Evaluation {
+  double seconds = 0;
+  std::uint64_t fields = 0;
+  std::uint64_t announcements = 0;
+};
+
+/// The fields of scene objects that were announced. Masks can be wider than their containers, and animation trees
+/// announce their own progress: neither counts.
+std::uint64_t countFields(osg::ChangeList const& changes);
 
 /// Plays the library's current scene, as a host does: it moves the timeline from frame to frame, and reads from the
 /// thread's change list what became of it.
@@ -28,6 +41,11 @@ class Playback {
   void show(double frame);
   /// The same, and keeps account of it.
   void play(long long frame);
+
+  /// Looks on while `move` moves the timeline, by whatever means.
+  Evaluation measure(std::function<void()> const& move);
+  /// Keeps account of a frame that was moved to.
+  void account(double frame, Evaluation const& evaluation);
 
   PlaybackRecord const& record() const { return _record; }
 

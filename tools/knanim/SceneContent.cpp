@@ -93,7 +93,7 @@ SceneContent addContent(ModelContent const& content, std::span<osg::NodePtr cons
     for (std::size_t const mesh : content.meshesOfNodes[i]) {
       ImportedMesh const& source = content.meshes[mesh];
       if (geometries[mesh] == nullptr) geometries[mesh] = makeGeometry(source, materials[source.material]);
-      result.meshes.push_back({addNode(nodes[i], geometries[mesh], source.name), mesh});
+      result.meshes.push_back({addNode(nodes[i], geometries[mesh], source.name), mesh, false});
     }
   }
   for (ImportedCamera const& source : content.cameras)

@@ -1,10 +1,11 @@
 #include "knanim/SceneConversion.h"
 
+#include "knanim/AssimpAccess.h"
 #include "knanim/EulerAngles.h"
-#include "knanim/Text.h"
+#include "knanim/KeyRepairs.h"
+#include "knanim/MorphConversion.h"
 
 #include <algorithm>
-#include <assimp/scene.h>
 #include <cfloat>
 #include <cmath>
 #include <set>
@@ -17,22 +18,6 @@ namespace knanim {
 namespace {
 
 constexpr double kGuessedTicksPerSecond = 25;
-
-/// The objects behind an array of pointers as the importers keep it; null entries are passed over.
-template <typename Object, typename Visit>
-void forEach(Object* const* objects, unsigned count, Visit visit) {
-  if (objects == nullptr) return;
-  for (unsigned i = 0; i < count; ++i) {
-    if (objects[i] != nullptr) visit(*objects[i]);
-  }
-}
-
-template <typename Key>
-std::span<Key const> keysOf(Key const* keys, unsigned count) {
-  return {keys, keys == nullptr ? 0 : count};
-}
-
-std::string text(aiString const& string) { return printable({string.data, string.length}); }
 
 /// Hands out names that have not been given before.
 class NameBook {
@@ -51,10 +36,7 @@ class NameBook {
   std::unordered_map<std::string, std::size_t> _last;
 };
 
-bool isFinite(double time, aiVector3D const& value) {
-  return std::abs(time) <= FLT_MAX && std::isfinite(value.x) && std::isfinite(value.y) &&
-         std::isfinite(value.z);
-}
+bool isUsable(double time, aiVector3D const& value) { return std::abs(time) <= FLT_MAX && isFinite(value); }
 
 void readRestPose(aiMatrix4x4 const& matrix, ImportedNode& node) {
   aiVector3D scale;
@@ -62,7 +44,7 @@ void readRestPose(aiMatrix4x4 const& matrix, ImportedNode& node) {
   aiVector3D position;
   matrix.Decompose(scale, quaternion, position);
   Rotation rotation{quaternion.w, quaternion.x, quaternion.y, quaternion.z};
-  if (!isFinite(0, scale) || !isFinite(0, position) || !normalize(rotation)) return;
+  if (!isFinite(scale) || !isFinite(position) || !normalize(rotation)) return;
   EulerDegrees const angles = toEuler(rotation);
   node.translation = {position.x, position.y, position.z};
   node.rotation = {angles.x, angles.y, angles.z};
@@ -108,8 +90,10 @@ AnimationSummary summarize(aiAnimation const& animation) {
   });
   forEach(animation.mMeshChannels, animation.mNumMeshChannels,
           [&](aiMeshAnim const&) { ++summary.meshChannels; });
-  forEach(animation.mMorphMeshChannels, animation.mNumMorphMeshChannels,
-          [&](aiMeshMorphAnim const&) { ++summary.morphChannels; });
+  forEach(animation.mMorphMeshChannels, animation.mNumMorphMeshChannels, [&](aiMeshMorphAnim const& channel) {
+    ++summary.morphChannels;
+    summary.morphKeys += channel.mKeys == nullptr ? 0 : channel.mNumKeys;
+  });
   return summary;
 }
 
@@ -125,29 +109,6 @@ void summarizeMeshes(aiScene const& scene, ModelSummary& summary) {
   summary.bones = bones.size();
 }
 
-/// What had to be done to the keys of one channel to make them usable.
-struct Repairs {
-  std::size_t given = 0;
-  std::size_t dropped = 0;
-  std::size_t sorted = 0;
-  std::size_t replaced = 0;
-};
-
-std::string describe(Repairs const& repairs) {
-  std::string result;
-  auto const add = [&result](std::string const& part) { result += (result.empty() ? "" : "; ") + part; };
-  if (repairs.dropped != 0) {
-    add("dropped " + grouped(repairs.dropped) + " of " + counted(repairs.given, "key") +
-        " whose time or value is not a finite number");
-  }
-  if (repairs.sorted != 0) add("put " + counted(repairs.sorted, "key") + " into the order of time");
-  if (repairs.replaced != 0) {
-    add("dropped " + counted(repairs.replaced, "key") + " at the time of a later one, the last one stands");
-  }
-  if (repairs.dropped == repairs.given) add("no key is left, the channel is not played");
-  return result;
-}
-
 struct VectorKey {
   double time = 0;  ///< seconds
   std::array<double, 3> value = {};
@@ -158,26 +119,6 @@ struct RotationKey {
   Rotation value;
 };
 
-/// Sorts by time, and leaves only the last of several keys at one time.
-template <typename Key>
-void putInOrder(std::vector<Key>& keys, Repairs& repairs) {
-  double latest = -DBL_MAX;
-  for (Key const& key : keys) {
-    repairs.sorted += key.time < latest ? 1U : 0U;
-    latest = std::max(latest, key.time);
-  }
-  if (repairs.sorted != 0) {
-    std::stable_sort(keys.begin(), keys.end(), [](Key const& a, Key const& b) { return a.time < b.time; });
-  }
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    bool const last = i + 1 == keys.size() || keys[i].time < keys[i + 1].time;
-    if (last) keys[kept++] = keys[i];
-  }
-  repairs.replaced = keys.size() - kept;
-  keys.resize(kept);
-}
-
 std::vector<VectorKey> readKeys(std::span<aiVectorKey const> source, double ticksPerSecond,
                                 Repairs& repairs) {
   repairs.given = source.size();
@@ -185,7 +126,7 @@ std::vector<VectorKey> readKeys(std::span<aiVectorKey const> source, double tick
   keys.reserve(source.size());
   for (aiVectorKey const& key : source) {
     double const time = key.mTime / ticksPerSecond;
-    if (isFinite(time, key.mValue)) keys.push_back({time, {key.mValue.x, key.mValue.y, key.mValue.z}});
+    if (isUsable(time, key.mValue)) keys.push_back({time, {key.mValue.x, key.mValue.y, key.mValue.z}});
   }
   repairs.dropped = source.size() - keys.size();
   putInOrder(keys, repairs);
@@ -241,19 +182,11 @@ class AnimationConverter {
   }
 
  private:
-  /// The tree again in the order of `readNodes`, for the names as the file gives them.
+  /// The nodes by the names that the file gives them.
   void collectNames(aiNode const* root) {
     for (ImportedNode const& node : _model.nodes) _names.makeUnique(node.name);
-    std::vector<aiNode const*> pending;
-    if (root != nullptr) pending.push_back(root);
-    for (std::size_t index = 0; !pending.empty(); ++index) {
-      aiNode const* const node = pending.back();
-      pending.pop_back();
-      _nodesByName[text(node->mName)].push_back(index);
-      std::size_t const firstChild = pending.size();
-      forEach(node->mChildren, node->mNumChildren, [&](aiNode const& child) { pending.push_back(&child); });
-      std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstChild), pending.end());
-    }
+    std::vector<aiNode const*> const nodes = nodesInOrder(root);
+    for (std::size_t i = 0; i < nodes.size(); ++i) _nodesByName[text(nodes[i]->mName)].push_back(i);
     for (auto& [name, indices] : _nodesByName) std::reverse(indices.begin(), indices.end());
   }
 
@@ -281,9 +214,9 @@ class AnimationConverter {
     KeyCounts const counts = countKeys(channel);
     if (counts.total() == 0) return;
     std::size_t const node = findNode(text(channel.mNodeName));
-    add(channel, node, ChannelKind::Translation, keysOf(channel.mPositionKeys, channel.mNumPositionKeys));
-    add(channel, node, ChannelKind::Rotation, keysOf(channel.mRotationKeys, channel.mNumRotationKeys));
-    add(channel, node, ChannelKind::Scale, keysOf(channel.mScalingKeys, channel.mNumScalingKeys));
+    add(channel, node, ChannelKind::Translation, elementsOf(channel.mPositionKeys, channel.mNumPositionKeys));
+    add(channel, node, ChannelKind::Rotation, elementsOf(channel.mRotationKeys, channel.mNumRotationKeys));
+    add(channel, node, ChannelKind::Scale, elementsOf(channel.mScalingKeys, channel.mNumScalingKeys));
   }
 
   template <typename Key>
@@ -344,6 +277,7 @@ bool convertAnimation(aiScene const& scene, std::size_t index, ImportedModel& mo
   model.animation = index;
   model.curves.clear();
   AnimationConverter(animation, summary.ticksPerSecond, model).run(scene.mRootNode);
+  convertMorphs(scene, animation, summary.ticksPerSecond, model);
   return true;
 }
 

@@ -10,7 +10,7 @@ namespace knanim {
 /// without a name become "unnamed". The importer, the format and the file's size are left empty.
 ImportedModel describeScene(aiScene const& scene);
 
-/// Fills `model.curves` with an animation of the scene that `model` describes, adds nodes that only the animation
+/// Fills `model.curves` and `model.morphs` with an animation of the scene that `model` describes, adds nodes that only the animation
 /// knows, and appends warnings. False when the scene has no animation of that index.
 ///
 /// Keys whose time or value is not finite are dropped; keys out of order are sorted; of several keys at one time

@@ -1,5 +1,8 @@
 #include "knanim/SceneFigure.h"
 
+#include "knanim/ClosedSurface.h"
+#include "knanim/Skinning.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -34,6 +37,7 @@ SceneFigure::SceneFigure(ImportedModel const& model, ModelContent const& content
   _hasMeshes = std::any_of(scene.meshes().begin(), scene.meshes().end(), [&](SceneMesh const& shown) {
     return !content.meshes[shown.mesh].faceSizes.empty();
   });
+  for (ImportedMesh const& mesh : content.meshes) _isClosed.push_back(knanim::isClosed(mesh));
   if (!_hasMeshes) findSticks();
 }
 
@@ -77,41 +81,19 @@ std::vector<std::size_t> SceneFigure::ends(Pose const& pose) const {
   return result;
 }
 
-std::vector<osg::Matrix> SceneFigure::worldMatrices() const {
-  std::span<osg::NodePtr const> const nodes = _scene.nodes();
-  std::vector<osg::Matrix> worlds(nodes.size());
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    std::size_t const parent = _model.nodes[i].parent;
-    if (parent != ImportedNode::NoParent) worlds[i] = worlds[parent];
-    nodes[i]->getCore()->accumulateMatrix(worlds[i]);
-  }
-  return worlds;
-}
-
 std::vector<osg::Pnt3f> SceneFigure::placeMesh(SceneMesh const& shown,
                                                std::span<osg::Matrix const> worlds) const {
-  ImportedMesh const& mesh = _content.meshes[shown.mesh];
-  std::vector<osg::Vec3f> sums(mesh.positions.size());
-  std::vector<float> weights(mesh.positions.size(), 0);
-  for (ImportedBone const& bone : mesh.bones) {
-    osg::Matrix const meshToWorld = worlds[bone.node] * bone.meshToBone;
-    for (ImportedBone::Weight const& each : bone.weights) {
-      osg::Vec3f const place(meshToWorld.multMatrixPnt(mesh.positions[each.vertex]));
-      sums[each.vertex] = sums[each.vertex] + place * each.weight;
-      weights[each.vertex] += each.weight;
-    }
-  }
-  osg::Matrix const meshToWorld = shown.node->getToWorld();
-  std::vector<osg::Pnt3f> places(mesh.positions.size());
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    places[i] = weights[i] > 0 ? osg::Pnt3f(sums[i] * (1 / weights[i]))
-                               : meshToWorld.multMatrixPnt(mesh.positions[i]);
-  }
+  std::span<osg::Pnt3f const> const positions = positionsAt(shown.node);
+  osg::Matrix const toWorld = shown.node->getToWorld();
+  if (!shown.isBaked) return Skinning(_content.meshes[shown.mesh], worlds, toWorld).movePositions(positions);
+  std::vector<osg::Pnt3f> places;
+  places.reserve(positions.size());
+  for (osg::Pnt3f const& position : positions) places.push_back(toWorld.multMatrixPnt(position));
   return places;
 }
 
 Pose SceneFigure::capture() const {
-  std::vector<osg::Matrix> const worlds = worldMatrices();
+  std::vector<osg::Matrix> const worlds = worldMatrices(_model, _scene.nodes());
   Pose pose;
   pose.joints.reserve(worlds.size());
   for (osg::Matrix const& world : worlds) pose.joints.push_back(origin(world));

@@ -36,23 +36,26 @@ class SceneFigure {
   std::span<Stick const> sticks() const { return _sticks; }
   std::span<SceneMesh const> meshes() const { return _scene.meshes(); }
   ModelContent const& content() const { return _content; }
+  /// Whether nobody can see the inner side of a mesh, by its index in the content.
+  bool isClosed(std::size_t mesh) const { return _isClosed[mesh]; }
   /// Joints at the ends of the figure, far from each other.
   std::vector<std::size_t> ends(Pose const& pose) const;
 
-  /// Reads the scene as it is now. Vertices follow the bones of their mesh.
+  /// Reads the scene as it is now. Vertices stand where the geometries have them, moved by the bones of their
+  /// mesh when these are not baked.
   Pose capture() const;
   /// The points of a pose that can be seen.
   void addPoints(Pose const& pose, std::vector<osg::Pnt3f>& points) const;
 
  private:
   void findSticks();
-  std::vector<osg::Matrix> worldMatrices() const;
   std::vector<osg::Pnt3f> placeMesh(SceneMesh const& shown, std::span<osg::Matrix const> worlds) const;
 
   ImportedModel const& _model;
   ModelContent const& _content;
   AnimatedScene const& _scene;
   bool _hasMeshes = false;
+  std::vector<bool> _isClosed;  ///< for each mesh of the content
   std::vector<Stick> _sticks;
 };
 

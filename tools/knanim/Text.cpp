@@ -1,5 +1,6 @@
 #include "knanim/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -112,6 +113,15 @@ std::string brief(double value, int digits) {
   std::array<char, 64> buffer;
   int const length = std::snprintf(buffer.data(), buffer.size(), "%.*g", digits, value == 0 ? 0.0 : value);
   return {buffer.data(), static_cast<std::size_t>(length)};
+}
+
+std::string shortTime(double seconds) {
+  if (seconds < 1e-3) return brief(seconds * 1e6, 3) + " \xC2\xB5s";
+  return seconds < 1 ? brief(seconds * 1e3, 3) + " ms" : brief(seconds, 3) + " s";
+}
+
+std::string padded(std::string const& text, std::size_t width) {
+  return text + std::string(width - std::min(width, lengthInCharacters(text)), ' ');
 }
 
 }  // namespace knanim

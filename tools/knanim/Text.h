@@ -29,4 +29,10 @@ std::string shortest(double value);
 /// A number for people, of about `digits` significant digits and without an exponent where that is readable.
 std::string brief(double value, int digits = 4);
 
+/// A length of time in µs, ms or s.
+std::string shortTime(double seconds);
+
+/// `text` with spaces behind it up to `width` code points.
+std::string padded(std::string const& text, std::size_t width);
+
 }  // namespace knanim

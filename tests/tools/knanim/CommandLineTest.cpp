@@ -86,6 +86,17 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
        ExitCode::Usage,
        "no camera \"Nose\""},
       {{"play", film, "--clips-plot", "clips"}, ExitCode::Usage, ".png or .svg"},
+      {{"play", film, "--loop", "ten:20"}, ExitCode::Usage, "unlike ten:20"},
+      {{"play", film, "--loop", "10"}, ExitCode::Usage, "10:50"},
+      {{"play", film, "--loop", ""}, ExitCode::Usage, "10:50"},
+      {{"play", film, "--loop", "0:2.5"}, ExitCode::Usage, "whole frame numbers"},
+      {{"play", film, "--loop", "0:3000000000"}, ExitCode::Usage, "2147483647"},
+      {{"play", film, "--loops", "2"}, ExitCode::Usage, "--loop"},
+      {{"play", film, "--realtime", "--rate", "-1"}, ExitCode::Usage, "rate of passes"},
+      {{"play", film, "--rate", "nan"}, ExitCode::Usage, "rate of passes"},
+      {{"play", film, "--rate", "0"}, ExitCode::Usage, "--realtime"},
+      {{"play", film, "--realtime", "--seconds", "0"}, ExitCode::Usage, "above 0"},
+      {{"play", film, "--loop", "0:9", "--seconds", "1e9"}, ExitCode::Usage, "more passes"},
       {{"play", copy, "--csv", folder.file("./copy.x")}, ExitCode::Usage, "replace the model"},
       {{"play", film, "--animation", "9"}, ExitCode::Usage, "3 \"Wuson_Bind\""},
       {{"info", film, "--animation", "9"}, ExitCode::Usage, "no animation \"9\""},
@@ -95,9 +106,10 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {{"play", nonsense}, ExitCode::NotAModel, "is not a model"},
       {{"info", empty}, ExitCode::NotAModel, "is not a model"},
       {{"play", modelPath("FBX/box.fbx")}, ExitCode::NoAnimation, "no animation in this model"},
-      {{"play", modelPath("glTF2/glTF-Sample-Models/AnimatedMorphCube-glTF/AnimatedMorphCube.gltf")},
-       ExitCode::NoAnimation,
-       "morph target animation cannot be played"},
+      {{"play", modelPath("glTF2/glTF-Sample-Models/AnimatedMorphCube-glTF/AnimatedMorphCube.gltf"), "--clips"},
+       ExitCode::Usage,
+       "only morphs"},
+      {{"play", film, "--bake-skins", "--fps", "20000"}, ExitCode::Usage, "would take 4954 MiB"},
       {{"play", film, "--csv", "/dev/full"}, ExitCode::OutputUnwritable, "No space left"},
       {{"play", film, "--csv", folder.file("no/where.csv")}, ExitCode::OutputUnwritable, "No such file"},
       {{"play", film, "--plot", folder.file("no/where.svg")}, ExitCode::OutputUnwritable, "No such file"},
@@ -175,6 +187,28 @@ TEST(CommandLine, PlayTellsWhatTheLibraryDidAndWhichClipsWrote) {
                                  "clip 2      0.58 s to 4.18 s, \"Wuson_Walk\"", "in 1 and 2", "after all"}) {
     EXPECT_NE(outcome.output.find(part), std::string::npos) << part << "\n" << outcome.output;
   }
+}
+
+TEST(CommandLine, PlayOnAClockTellsTheCadence) {
+  TemporaryFolder const folder;
+  std::string const csv = folder.file("run.csv");
+  Outcome const outcome = run({"play", modelPath("X/Testwuson.X"), "--loop", "20:11", "--loops", "2",
+                               "--reverse", "--csv", csv, "--strip", folder.file("strip.svg")});
+  ASSERT_EQ(outcome.code, ExitCode::Ok) << outcome.errors;
+  for (char const* const part :
+       {"simulated, 60 passes per second, backwards", "frames 11 to 20, 2 times",
+        "20 frames, 20 repeats, 0 dropped", "repeat  20", "+1  19", "21 rows", "strip.svg"}) {
+    EXPECT_NE(outcome.output.find(part), std::string::npos) << part << "\n" << outcome.output;
+  }
+  std::vector<std::string> const rows = lines(readFile(csv));
+  ASSERT_EQ(rows.size(), 21U);
+  EXPECT_TRUE(rows[1].starts_with("20,"));
+  EXPECT_TRUE(rows[20].starts_with("11,"));
+  EXPECT_EQ(rows[3], rows[13]) << "the second round differs from the first";
+
+  Outcome const real = run({"play", modelPath("X/Testwuson.X"), "--realtime", "--rate", "0", "--to", "0.05"});
+  EXPECT_EQ(real.code, ExitCode::Ok) << real.errors;
+  EXPECT_NE(real.output.find("real time, as many passes as can be"), std::string::npos) << real.output;
 }
 
 TEST(CommandLine, AFailureLeavesTheGoodFile) {

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace knanim {
+
+/// The names that someone may have meant who wrote `wanted`: those with few letters changed, added or left out, and
+/// those that hold it or are held by it, whatever the case. The nearest first, each once, five at most.
+std::vector<std::string> nearNames(std::string_view wanted, std::span<std::string const> names);
+
+/// "; near to it: "a", "b"" as the end of a sentence; empty without names.
+std::string nearNamesClause(std::string_view wanted, std::span<std::string const> names);
+
+}  // namespace knanim
