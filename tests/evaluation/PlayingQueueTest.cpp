@@ -160,6 +160,27 @@ TEST_F(PlayingQueueTest, TheQueueMayBeChangedFromWithin) {
   EXPECT_EQ(sent, "evaluatedAnimationObjects 0; ");
 }
 
+TEST_F(PlayingQueueTest, ATreeMayBeThrownAwayByItsOwnCallback) {
+  std::vector<osg::AnimNodePtr> trees{newTree(), newTree(), newTree()};
+  int ended = 0;
+  for (osg::AnimNodePtr const& tree : trees) {
+    tree->registerFinishedAnimationCallback(
+        [&](osg::AnimNodePtr const& node) {
+          ++ended;
+          root()->subChild(ownerOf(node));
+        },
+        ended == 0);
+  }
+  manager.enqueue(trees, true);
+  now = 111;
+  loop();
+  EXPECT_EQ(ended, 3);
+  for (osg::AnimNodePtr const& tree : trees) EXPECT_FALSE(tree.isAlive());
+  sent.clear();
+  loop();
+  EXPECT_EQ(sent, "");
+}
+
 /// Random trees with random pauses: each ends at its end value, and only then.
 TEST_F(PlayingQueueTest, RandomQueue) {
   std::mt19937 random(5);

@@ -3,6 +3,9 @@
 #include "model/scenegraph/Geometry.h"
 #include "support/SceneStage.h"
 
+#include <cmath>
+#include <utility>
+
 namespace kntest {
 namespace {
 
@@ -116,6 +119,24 @@ TEST_F(TimeShapeCachesTest, WhatIsMissing) {
   changes.clear();
   evaluate(2.5F);
   EXPECT_EQ(changes.getAnnouncementCount(), 1U) << "the geometry alone";
+}
+
+/// Lists that were written past `addShape`: unsorted, with equal times and without some shapes.
+TEST_F(TimeShapeCachesTest, DamagedLists) {
+  osg::GeometryPtr const geometry = newGeometry();
+  for (float const time : {0.F, 1.F, 2.F}) cache->addShape(newShape(time, 10 * time));
+  auto& shapes = static_cast<osg::MField<osg::TimeShapeDataPtr>&>(*cache->getField("shapes")).getValues();
+  std::swap(shapes[0], shapes[2]);
+  for (float const time : {-1.F, 0.5F, 1.5F, 3.F})
+    EXPECT_TRUE(std::isfinite(valueAt(time, geometry))) << time;
+  EXPECT_EQ(valueAt(1, geometry), 10.F) << "a hit is a hit";
+  shapes[0]->setTime(1);
+  shapes[2]->setTime(1);
+  for (float const time : {0.F, 1.F, 2.F}) EXPECT_TRUE(std::isfinite(valueAt(time, geometry))) << time;
+  osg::TimeShapeDataPtr const kept = std::exchange(shapes[1], {});
+  valueAt(0.5F, geometry);
+  shapes[1] = kept;
+  EXPECT_EQ(valueAt(1, geometry), 20.F) << "the first of those at one time";
 }
 
 /// Below a clip, caches overlap by the same order as curves: what is in progress writes last.

@@ -78,6 +78,15 @@ TEST_F(FramePlayerTest, FramesFollowFromTheTimeSinceTheFirstTick) {
   }
 }
 
+TEST_F(FramePlayerTest, ClocksThatGoWrong) {
+  start({.fps = 25});
+  EXPECT_EQ(passAt(4), "frame 100 ");
+  EXPECT_EQ(passAt(1), "frame 25 ") << "backwards";
+  passAt(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(passAt(2), "frame 50 ") << "nothing of the bad moment stays";
+  EXPECT_EQ(passAt(2), "");
+}
+
 TEST_F(FramePlayerTest, TheFirstApplyDelivers) {
   for (double const frame : {0.0, -3.0}) {
     player.start({.startFrame = frame, .fps = 25}, true, nullptr);
