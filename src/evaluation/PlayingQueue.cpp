@@ -38,7 +38,7 @@ double wrapRun(AnimNode const& node, Span span, double time) {
     float const period = length / (static_cast<float>(cycles) + 1.F);
     if (static_cast<double>(cycles) < std::trunc(elapsed / static_cast<double>(period))) return time;
   }
-  if (!(length > 0.F)) return cycles == -1 ? static_cast<double>(span.end) : time;
+  if (length == 0.F) return cycles == -1 ? static_cast<double>(span.end) : time;
   return time - std::floor(elapsed / static_cast<double>(length)) * static_cast<double>(length);
 }
 
