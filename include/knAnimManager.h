@@ -285,8 +285,8 @@ class KNANIM_API knAnimManager {
   void subAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
 
   // --- Making animations --------------------------------------------------------------------------------------
-  // Null and dead handles and empty names give null, false or nothing, and change nothing. Texts are compared byte by
-  // byte. Making a curve costs the same in every scene; making a block asks for a unique name, which looks at all
+  // Null and dead handles, and empty names of fields and channels, give null, false or nothing, and change nothing;
+  // blocks may be nameless. Texts are compared byte by byte. Making a curve costs the same in every scene; making a block asks for a unique name, which looks at all
   // containers there are.
 
   /// The first top-level curve of an attachment with that name (of a field) and suffix.

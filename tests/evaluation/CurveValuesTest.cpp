@@ -12,15 +12,13 @@
 namespace {
 
 using namespace osg;
-using kntest::CurveScene;
-using kntest::CurveStage;
-using kntest::Held;
+using namespace kntest;
 
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float Kept = CurveStage::Kept;
 constexpr float KeptOffset = CurveStage::KeptOffset;
 
-using CurveValuesTest = kntest::SceneTest;
+using CurveValuesTest = SceneTest;
 
 CurveScene placed(CurveScene scene, double scale, double offset, double scaleAbove = 1,
                   double offsetAbove = 0) {
@@ -76,24 +74,18 @@ TEST_F(CurveValuesTest, PlacementAndSegments) {
       {"start key belongs to the curve", with(CycleInfinity, line), 1, 10},
       {"so does the end key", with(CycleRelativeInfinity, line), 3, 30},
       {"scale and offset", placed(line, 2, 4), 9, 25},
-      {"nested", placed(line, 2, 4, 3, 100), 127, 25},
-      {"flipped", placed(line, -1, 0), -2.5F, 25},
       {"flipped by the parent", placed(line, 1, 4, -2, 0), -13, 25},
       {"flipped twice", placed(line, -1, 0, -1, 0), 2.5F, 25},
       {"ease", ease, 0.5F, 4},
-      {"ease, flipped", placed(ease, -2, 0), -1, 4},
       {"held", three, 1.75F, 3},
       {"held to the last moment", three, std::nextafterf(2, 0), 3},
       {"held in a flipped node by its other end", placed(three, -1, 0), -1.25F, 7},
       {"on a key", three, 1, 3},
-      {"on a key, flipped", placed(three, -1, 0), -1, 3},
       {"the first key is not looked for: a flipped curve that holds does so to its very end",
        placed({{{0, 2, 0, 0, 0, 0}, {1, 6, 0, 0, 0, 0}}}, -1, 0), 0, 6},
       {"zero scale: all keys at one time, that of no index", placed(line, 0, 5), 5, 30},
       {"not a number", line, NaN, 30},
-      {"not a number, flipped", placed(line, -1, 0), NaN, 30},
       {"equal times: the middle of the array", steps, 1, 5},
-      {"equal times: before", steps, 0.5F, 0},
       {"equal times: after", steps, 1.5F, 9},
       {"equal times at the start", {{{0, 1, 0, 0, 0, 0}, {0, 4, 0, 0, 0, 0}, {1, 6, 0, 0, 0, 0}}}, 0, 4},
       {"equal times at the end", {{{0, 1, 0, 0, 0, 0}, {1, 4, 0, 0, 0, 0}, {1, 6, 0, 0, 0, 0}}}, 1, 4},
@@ -147,47 +139,32 @@ TEST_F(CurveValuesTest, OutsideOfTheCurve) {
   CurveScene const swinging = with(OscillateInfinity, line);
   check({
       {"constant", plain, 0.5F, 10},
-      {"constant", plain, 3.5F, 30},
-      {"unknown modes are constant", with(7, line), 0, 10},
       {"unknown modes are constant", with(0xFFFFFFFFU, line), 4, 30},
       {"constant, flipped", placed(plain, -1, 0), -4, 30},
-      {"constant, flipped", placed(plain, -1, 0), 0, 10},
       {"constant: the node's own scale tells the end, not the ancestors'", placed(plain, 1, 0, -1, 0), -4,
        10},
-      {"constant: the same", placed(plain, 1, 0, -1, 0), 0, 30},
-      {"constant: flipped twice", placed(plain, -1, 0, -1, 0), 0, 30},
       {"constant: no scale", placed(plain, 0, 5), 4, 30},
-      {"constant: no scale", placed(plain, 0, 5), 6, 10},
       // Through (1, 10) and (2, 5): the out tangent's components as if they were a place.
       {"linear", extended, 0, 15},
       // Through (-1, -4) and (3, 30).
       {"linear", extended, 5, 47},
-      // Through (6, 10) and (8, 5), and through (2, -4) and (10, 30).
-      {"linear, placed", placed(extended, 2, 4), 0, 25},
+      // Through (2, -4) and (10, 30).
       {"linear, placed", placed(extended, 2, 4), 20, 72.5F},
       {"linear: ancestors do not count", placed(extended, 2, 4, 1, 100), 90, -200},
       {"linear: vertical", with(LinearInfinity, {{{1, 10, 0, 0, 1, 12}, {3, 30, 3, 0, 0, 0}}}), 0, NaN},
       {"cycle", cycling, 4, 20, 2},
       {"cycle: at a whole run after, the start", cycling, 5, 10, 1},
-      {"cycle", cycling, 0.5F, 25, 2.5F},
       {"cycle: at a whole run before, the start", cycling, -1, 10, 1},
-      {"cycle", cycling, -5.5F, 25, 2.5F},
       {"cycle, placed", placed(cycling, 2, 4), 11, 15, 7},
       {"cycle, a worked example", with(CycleInfinity, climb), 5.5F, 2.5F, 3.5F},
       {"cycle relative, the same", with(CycleRelativeInfinity, climb), 5.5F, 2.5F, 3.5F, 10},
       {"cycle, flipped", placed(cycling, -1, 0), -4.5F, 25, -2.5F},
-      {"cycle, flipped", placed(cycling, -1, 0), 0.5F, 15, -1.5F},
-      {"cycle relative", rising, 4, 20, 2, 20},
-      {"cycle relative", rising, 0.5F, 25, 2.5F, -20},
       {"cycle relative", rising, -5.5F, 25, 2.5F, -80},
       {"cycle relative, flipped", placed(rising, -1, 0), -4.5F, 25, -2.5F, 20},
-      {"cycle relative, flipped", placed(rising, -1, 0), 0.5F, 15, -1.5F, -20},
       {"inside, the offset stays", rising, 2, 20},
       {"oscillate", swinging, 4.5F, 15, 1.5F},
-      {"oscillate, even run", swinging, 6.5F, 25, 2.5F},
       {"oscillate, whole run", swinging, 5, 10, 1},
       {"oscillate, odd whole run", swinging, 7, 30, 3},
-      {"oscillate", swinging, 0.5F, 15, 1.5F},
       {"oscillate, even run", swinging, -1.5F, 25, 2.5F},
       {"oscillate, flipped", placed(swinging, -1, 0), -4.5F, 15, -1.5F},
       // The node's own placement wraps the time by its own range, 1 to 3, far before the curve, which stands
@@ -224,9 +201,9 @@ TEST_F(CurveValuesTest, RecordsWithoutAnswerAreLeftAlone) {
   barely.node->setTravMask(0xFFFFFFFEU);
   AnimNodePtr const deadNode = AnimNode::create();
   AnimCurvePtr const deadCurve = AnimCurve::create();
-  std::vector<knCurveData> records{stage.record(9), stage.record(9),         stage.record(9),
-                                   stage.record(9), inactive.record(9),      barely.record(9),
-                                   empty.record(9), vanishingCubic.record(9)};
+  std::vector<knCurveData> records(4, stage.record(9));
+  for (CurveStage const* const other : {&inactive, &barely, &empty, &vanishingCubic})
+    records.push_back(other->record(9));
   records[0].node = {};
   records[1].node = deadNode;
   records[2].curve = {};
@@ -244,21 +221,14 @@ TEST_F(CurveValuesTest, RecordsWithoutAnswerAreLeftAlone) {
   }
   std::vector<knCurveData> none;
   knAnimManager::the()->computeCurveValues(none, 1);
-  EXPECT_TRUE(none.empty());
 }
 
 TEST_F(CurveValuesTest, RecordsCompareByCurveAndResult) {
   CurveStage const stage(line);
   CurveStage const other(line);
-  knCurveData const plain;
-  EXPECT_EQ(plain.nodeId + plain.curveId, 0U);
-  EXPECT_EQ(plain.value, 0);
-  EXPECT_EQ(plain.time, 0);
-  EXPECT_EQ(plain.cycleValueOffset, 0);
-  EXPECT_EQ(knCurveData({}, {}), plain);
+  EXPECT_EQ(knCurveData({}, {}), knCurveData());
   knCurveData const data(stage.node, stage.curve);
-  EXPECT_EQ(data.nodeId, stage.node->getContainerId());
-  EXPECT_EQ(data.curveId, stage.curve->getContainerId());
+  EXPECT_TRUE(data.nodeId == stage.node.getContainerId() && data.curveId == stage.curve.getContainerId());
   knCurveData same = data;
   same.time = 5;
   same.aims.insert(stage.node);
@@ -296,72 +266,51 @@ float valueAt(AnimNodePtr const& node, AnimCurvePtr const& curve, float time) {
   return records[0].value;
 }
 
-/// Follows a long curve through many evaluations and edits; a copy that has never been read must agree.
-class HintCheck {
- public:
-  HintCheck(std::size_t count, float scale) : _scale(scale), _curve(longCurve(count, random)) {
-    _node->setScale(scale);
-    _node->setCore(_curve);
-  }
-
-  std::mt19937 random{5};
-
-  float randomTime() { return std::uniform_real_distribution<float>(-1, end() + 1)(random); }
-  float end() const { return _curve->getControlPoints().back().x(); }
-  float timeOfKey(std::size_t i) const { return keys()[i % keys().size()].x(); }
-  MField<CCPnt>& keys() const { return _curve->getControlPoints(); }
-  AnimCurve& curve() const { return *_curve; }
-
-  /// `time` counts in the curve's own axis.
-  void read(float time) {
-    Held const fresh(AnimCurve::create());
-    fresh->getControlPoints() = _curve->getControlPoints();
-    float const expected = valueAt(_node, fresh, time * _scale);
-    float const value = valueAt(_node, _curve, time * _scale);
-    ASSERT_EQ(std::bit_cast<UInt32>(value), std::bit_cast<UInt32>(expected)) << time << " of " << end();
-    ++reads;
-  }
-  int reads = 0;
-
- private:
-  float _scale;
-  Held<AnimNodePtr> const _node{AnimNode::create()};
-  AnimCurvePtr const _curve;
-};
-
+/// Follows long curves through many evaluations and edits; copies that have never been read must agree.
 TEST_F(CurveValuesTest, LongCurvesGiveTheSameWithAndWithoutHistory) {
-  int reads = 0;
+  std::mt19937 random(5);
   for (std::size_t const count : {31U, 32U, 33U, 100U, 1000U, 5000U}) {
     for (float const scale : {1.F, -1.F}) {
-      HintCheck check(count, scale);
+      AnimCurvePtr const curve = longCurve(count, random);
+      MField<CCPnt>& keys = curve->getControlPoints();
+      Held const node(AnimNode::create());
+      node->setScale(scale);
+      node->setCore(curve);
+      auto const end = [&] { return keys.back().x(); };
+      auto const anyTime = [&] { return std::uniform_real_distribution<float>(-1, end() + 1)(random); };
+      // Times count in the curve's own axis.
+      auto const read = [&](float time) {
+        Held const fresh(AnimCurve::create());
+        fresh->getControlPoints() = keys;
+        float const expected = valueAt(node, fresh, time * scale);
+        float const value = valueAt(node, curve, time * scale);
+        ASSERT_EQ(std::bit_cast<UInt32>(value), std::bit_cast<UInt32>(expected)) << time << " of " << end();
+      };
       auto const readAround = [&] {
-        float const step = check.end() / 150;
-        for (float time = -step; time < check.end() + step; time += step) check.read(time);
-        for (float time = check.end() + step; time > -step; time -= step) check.read(time);
-        for (int i = 0; i < 60; ++i) check.read(check.randomTime());
-        for (int i = 0; i < 60; ++i) check.read(check.timeOfKey(check.random()));
+        float const step = end() / 150;
+        for (float time = -step; time < end() + step; time += step) read(time);
+        for (float time = end() + step; time > -step; time -= step) read(time);
+        for (int i = 0; i < 60; ++i) read(anyTime());
+        for (int i = 0; i < 60; ++i) read(keys[random() % keys.size()].x());
         // Forward and backward in steps finer than the keys.
-        float const from = check.randomTime();
-        for (int i = 0; i < 100; ++i) check.read(from + 0.05F * static_cast<float>(i < 60 ? i : 120 - i));
+        float const from = anyTime();
+        for (int i = 0; i < 100; ++i) read(from + 0.05F * static_cast<float>(i < 60 ? i : 120 - i));
       };
       readAround();
-      float const where = check.timeOfKey(count / 2) + 0.005F;
-      check.read(where);
-      check.curve().addPoint({where - 0.001F, 9}, {}, {}, 1, 1, false, true);
-      check.read(where);
-      check.keys().getValues().erase(check.keys().begin(),
-                                     check.keys().begin() + std::ssize(check.keys()) / 3);
-      check.read(where);
-      check.read(check.end() - 0.001F);
-      check.keys().getValues().resize(check.keys().size() - check.keys().size() / 4);
-      check.read(where);
+      float const where = keys[count / 2].x() + 0.005F;
+      read(where);
+      curve->addPoint({where - 0.001F, 9}, {}, {}, 1, 1, false, true);
+      read(where);
+      keys.getValues().erase(keys.begin(), keys.begin() + std::ssize(keys) / 3);
+      read(where);
+      read(end() - 0.001F);
+      keys.getValues().resize(keys.size() - keys.size() / 4);
+      read(where);
       readAround();
-      check.curve().setSegmentHint(0xFFFFFFFFU);
+      curve->setSegmentHint(0xFFFFFFFFU);
       readAround();
-      reads += check.reads;
     }
   }
-  EXPECT_GT(reads, 15'000);
 }
 
 /// Many records of few curves, in two calls at once: the same as one after the other.

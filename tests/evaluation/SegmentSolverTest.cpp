@@ -1,6 +1,5 @@
 #include "evaluation/SegmentSolver.h"
 
-#include "support/CurveMuseum.h"
 #include "support/CurveOracle.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -19,10 +17,6 @@ using kntest::CurveKey;
 constexpr float Inf = std::numeric_limits<float>::infinity();
 constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float Kept = -77;
-
-SegmentKeys segmentOf(CurveKey const& a, CurveKey const& b) {
-  return {a.x, a.y, a.outX, a.outY, b.x, b.y, b.inX, b.inY};
-}
 
 /// The value, or `Kept` when none was found.
 float solve(SegmentKeys const& k, float time) {
@@ -250,59 +244,6 @@ TEST(SegmentSolver, TakesTheLargestThenTheSmallestRoot) {
     ASSERT_NEAR(solve(k, time), kntest::valueAtParameter(a, b, expected), 2e-5) << roots.size();
   }
   for (std::size_t n = 1; n < counts.size(); ++n) EXPECT_GT(counts[n], 100) << n;
-}
-
-/// The distance of a value from the nearest one that the segment can have at the time.
-double distanceFromOracle(CurveKey const& a, CurveKey const& b, float time, float value) {
-  double nearest = Inf;
-  for (double const s : kntest::parametersAt(a, b, time))
-    nearest = std::min(nearest, std::fabs(kntest::valueAtParameter(a, b, s) - value));
-  return nearest;
-}
-
-TEST(SegmentSolver, AgreesWithTheOracleOnTheMuseum) {
-  int compared = 0;
-  for (kntest::MuseumCurve const& curve : kntest::curveMuseum()) {
-    for (std::size_t i = 0; i + 1 < curve.keys.size(); ++i) {
-      CurveKey const& a = curve.keys[i];
-      CurveKey const& b = curve.keys[i + 1];
-      double const scale = std::max({1.0f, std::fabs(a.y), std::fabs(b.y)});
-      for (int step = 1; step < 64; ++step) {
-        auto const time = static_cast<float>(a.x + (static_cast<double>(b.x) - a.x) * step / 64);
-        float const value = solve(segmentOf(a, b), time);
-        EXPECT_FALSE(std::isnan(value)) << curve.name << " at " << time;
-        if (!curve.finite || !curve.solvable || !(a.x < time && time < b.x)) continue;
-        if (std::fabs(kntest::conditioningAt(a, b, time).discriminant) < 2e-6) continue;
-        ++compared;
-        EXPECT_LE(distanceFromOracle(a, b, time, value), 2e-6 * scale) << curve.name << " at " << time;
-      }
-    }
-  }
-  EXPECT_GT(compared, 1000);
-}
-
-/// Tangents of two fifths of the width, straight and flat: what new keys get.
-TEST(SegmentSolver, DefaultTangentsAreWellConditionedOnFrameGrids) {
-  for (float const rate : {24.0f, 25.0f, 30.0f, 50.0f, 60.0f}) {
-    for (int const start : {0, 1, 1001, 100000}) {
-      for (int length = 1; length <= 10000; length += length < 30 ? 1 : length / 3) {
-        auto const from = static_cast<float>(start / static_cast<double>(rate));
-        auto const to = static_cast<float>((start + length) / static_cast<double>(rate));
-        float const dx = 0.4f * (to - from);
-        for (int flat = 0; flat < 4; ++flat) {
-          CurveKey const a{from, 1.25f, 0, 0, dx, (flat & 1) != 0 ? 0 : 0.4f * -3.75f};
-          CurveKey const b{to, -2.5f, -dx, (flat & 2) != 0 ? 0 : 0.4f * 3.75f, 0, 0};
-          for (int step = 0; step <= 8; ++step) {
-            float const time = step == 8 ? to : from + (to - from) * static_cast<float>(step) / 8;
-            auto const values = kntest::curveValues(std::array{a, b}, time);
-            ASSERT_EQ(values.size(), 1U);
-            ASSERT_NEAR(solve(segmentOf(a, b), time), values[0], 3.75e-5)
-                << length << " frames from " << start << " at " << rate << " per second";
-          }
-        }
-      }
-    }
-  }
 }
 
 }  // namespace

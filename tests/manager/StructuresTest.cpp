@@ -78,8 +78,8 @@ TEST_F(StructuresTest, PushPullAndRemove) {
   EXPECT_EQ(knAnimManager::getAnimAttachment(holder), nullptr);
   EXPECT_EQ(pull(holder), "knAnimManager::pullStructureAttachment of holder\n");
   EXPECT_EQ(pull({}), "");
-  for (auto operation : {&knAnimManager::pushStructureAttachment, &knAnimManager::removeStructureAttachment})
-    (manager.*operation)({});
+  manager.pushStructureAttachment({});
+  manager.removeStructureAttachment({});
   manager.addToSceneStructure({});
   AnimNodePtr const root = manager.clipStructureRoot();
   manager.clearClipStructure();

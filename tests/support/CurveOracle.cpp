@@ -99,26 +99,6 @@ double valueAtParameter(CurveKey const& a, CurveKey const& b, double s) {
   return static_cast<double>(pointAt(valuesOf(a, b), s));
 }
 
-std::vector<double> curveValues(std::span<CurveKey const> keys, double time) {
-  std::vector<double> values;
-  if (keys.empty() || std::isnan(time)) return values;
-  if (time < keys.front().x) return {keys.front().y};
-  if (time > keys.back().x) return {keys.back().y};
-
-  for (CurveKey const& key : keys)
-    if (key.x == time) values.push_back(key.y);
-  for (std::size_t i = 0; i + 1 < keys.size() && values.empty(); ++i) {
-    CurveKey const& a = keys[i];
-    CurveKey const& b = keys[i + 1];
-    if (!(a.x < time && time < b.x)) continue;
-    if (holds(a, b)) return {a.y};
-    for (double const s : parametersAt(a, b, time)) values.push_back(valueAtParameter(a, b, s));
-  }
-  std::erase_if(values, [](double value) { return !std::isfinite(value); });
-  sortAndUnify(values);
-  return values;
-}
-
 Conditioning conditioningAt(CurveKey const& a, CurveKey const& b, double time) {
   Controls x = timesOf(a, b);
   Real const start = x[0];

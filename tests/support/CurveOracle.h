@@ -1,6 +1,5 @@
 #pragma once
 
-#include <span>
 #include <vector>
 
 /// A second opinion on curve values for tests: brute force in long double, sharing nothing with the library.
@@ -23,11 +22,6 @@ std::vector<double> parametersAt(CurveKey const& a, CurveKey const& b, double ti
 
 /// The segment's value at a curve parameter.
 double valueAtParameter(CurveKey const& a, CurveKey const& b, double s);
-
-/// What the value of a curve may be at a time, ascending and without duplicates. There are several where the curve
-/// overshoots in time or where several keys share the time. Outside of the keys the nearest key's value. Empty
-/// without keys and where nothing finite answers. Keys must be sorted by time.
-std::vector<double> curveValues(std::span<CurveKey const> keys, double time);
 
 /// How well a closed form can do on a segment: `cubicTerm` is the leading coefficient of the normalised time, and the
 /// discriminant that of the depressed cubic. Digits are lost as either comes close to zero.

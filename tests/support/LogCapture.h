@@ -42,22 +42,15 @@ class LogCapture {
 
   /// Whether a line of any level holds `part`.
   bool contains(std::string_view part) const {
-    std::vector<Line> const all = lines();
-    return std::any_of(all.begin(), all.end(),
-                       [&](Line const& line) { return line.text.find(part) != std::string::npos; });
-  }
-
-  void clear() {
-    std::lock_guard const lock(_mutex);
-    _lines.clear();
+    return std::ranges::any_of(lines(),
+                               [&](Line const& line) { return line.text.find(part) != std::string::npos; });
   }
 
  private:
   std::vector<std::string> texts(knLog::Level level) const {
     std::vector<std::string> result;
-    for (Line const& line : lines()) {
+    for (Line const& line : lines())
       if (line.level == level) result.push_back(line.text);
-    }
     return result;
   }
 

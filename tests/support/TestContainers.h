@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/scenegraph/ChangeList.h"
 #include "model/scenegraph/FieldContainerFactory.h"
 #include "model/scenegraph/Node.h"
 
@@ -140,6 +141,42 @@ class Held {
 
  private:
   Handle _handle;
+};
+
+/// The type of what the handles of such content lead to, null where there are none.
+inline osg::FieldContainerType const* heldType(osg::DataType const& content) {
+  std::string name = content.getName().str();
+  if (name == "AttachmentSlot") name = "AttachmentPtr";
+  if (!name.ends_with("Ptr")) return nullptr;
+  return osg::FieldContainerFactory::the().findType(name.substr(0, name.size() - 3).c_str());
+}
+
+/// Drops what an owning field holds.
+inline void letGo(osg::Field& field) {
+  field.visitHandles([](osg::FieldContainerPtr const& handle) {
+    handle.subRef();
+    return osg::FieldContainerPtr();
+  });
+}
+
+/// Has a list of its own note what this thread announces, while it lives.
+struct Announced {
+  Announced() { osg::WinThreadBase::setCurrentChangeList(&list); }
+  ~Announced() { osg::WinThreadBase::setCurrentChangeList(_former); }
+  Announced(Announced const&) = delete;
+  Announced& operator=(Announced const&) = delete;
+
+  /// All fields of the container that were announced.
+  osg::BitVector maskOf(osg::FieldContainerPtr const& container) const {
+    for (auto const& entry : list.getEntries())
+      if (entry.container == container) return entry.mask;
+    return {};
+  }
+
+  osg::ChangeList list;
+
+ private:
+  osg::ChangeList* const _former = osg::WinThreadBase::getCurrentChangeList();
 };
 
 /// A test that ends with as many living containers as it began with, when the members of its class are gone too.

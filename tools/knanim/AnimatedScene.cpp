@@ -1,12 +1,15 @@
 #include "knanim/AnimatedScene.h"
 
 #include "knAnimEvaluator.h"
+#include "knanim/AnimationTrees.h"
 #include "knanim/SceneContent.h"
 #include "knanim/ShapeCaches.h"
 #include "model/scenedata/knSceneDataManager.h"
-#include "model/sceneext/AnimBlock.h"
+#include "model/sceneext/TagAttachment.h"
 #include "model/scenegraph/Group.h"
 
+#include <algorithm>
+#include <cassert>
 #include <map>
 
 namespace knanim {
@@ -33,6 +36,11 @@ osg::NodePtr makeNode(ImportedNode const& source) {
   osg::NodePtr node = osg::Node::create();
   node->setCore(transform);
   osg::NodeUtils::setName(node, source.name, true);
+  if (!source.tags.empty()) {
+    osg::TagAttachmentPtr const tags = osg::TagAttachmentBase::create();
+    tags->getTags().getValues() = source.tags;
+    node->addAttachment(tags);
+  }
   return node;
 }
 
@@ -61,12 +69,15 @@ void extendStraight(ImportedCurve const& source, osg::AnimCurve& curve) {
     keys[count - 1].setIntangent(toPoint(source.keys[count - 2]) - osg::Pnt2f());
 }
 
-osg::AnimCurvePtr makeCurve(ImportedCurve const& source) {
-  osg::AnimCurvePtr curve = osg::AnimCurveBase::create();
-  curve->setName(fieldName(source.kind));
-  curve->setChannelName(channelName(source.kind));
-  curve->setSuffix(kComponentSuffixes[source.component]);
-  curve->setValueIndex(source.component);
+/// A curve of the model for one of its node's channels; it hangs on nothing yet.
+osg::AnimNodePtr makeCurve(ImportedCurve const& source,
+                           std::span<knAnimManager::knOSGChannelData const> channels) {
+  auto const channel = std::find_if(channels.begin(), channels.end(), [&source](auto const& each) {
+    return each.channelName == channelName(source.kind) && each.valueIndex == source.component;
+  });
+  assert(channel != channels.end());
+  osg::AnimNodePtr const node = knAnimManager::the()->createChannelCurveNode(*channel, {});
+  auto const curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
   curve->setForceLinearInterpolation(true);
   curve->setPreInfinityMode(infinityMode(source.before));
   curve->setPostInfinityMode(infinityMode(source.after));
@@ -74,28 +85,7 @@ osg::AnimCurvePtr makeCurve(ImportedCurve const& source) {
     curve->addPoint(toPoint(key), {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
   }
   extendStraight(source, *curve);
-  return curve;
-}
-
-/// The attachment of a node, which is made when it is missing.
-osg::AnimAttachmentPtr attachmentOf(osg::NodePtr const& node) {
-  osg::AnimAttachmentPtr attachment = knAnimManager::getAnimAttachment(node);
-  if (attachment.isAlive()) return attachment;
-  attachment = osg::AnimAttachmentBase::create();
-  node->addAttachment(attachment);
-  return attachment;
-}
-
-/// A new block for the curves of one animation below the attachment of a node.
-osg::AnimNodePtr addBlock(osg::NodePtr const& node, std::string const& name, bool active) {
-  osg::AnimBlockPtr const block = osg::AnimBlockBase::create();
-  block->setName(name);
-  osg::AnimNodePtr const blockNode = osg::AnimNodeBase::create();
-  blockNode->setCore(block);
-  if (!active) blockNode->setTravMask(0);
-  osg::NodeUtils::setName(blockNode, name, true);
-  attachmentOf(node)->addAnimation(blockNode);
-  return blockNode;
+  return node;
 }
 
 osg::Vec3f fieldOf(SceneCurve const& curve) {
@@ -144,33 +134,44 @@ AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& con
   hangMorphs(model, content);
 }
 
-AnimatedScene::~AnimatedScene() { knSceneDataManager::endScene(); }
+AnimatedScene::~AnimatedScene() {
+  knAnimManager::the()->clearClipStructure();
+  knSceneDataManager::endScene();
+}
 
 std::vector<SceneCurve> AnimatedScene::hangCurves(ImportedModel const& model, bool active) {
-  std::string const& name =
-      model.summary.animations.empty() ? std::string() : model.summary.animations[model.animation].name;
+  auto const& animations = model.summary.animations;
+  bool const hasName = !animations.empty() && !animations[model.animation].name.empty();
+  std::string const name = hasName ? animations[model.animation].name : "unnamed";
   std::vector<SceneCurve> curves;
   curves.reserve(model.curves.size());
-  osg::AnimNodePtr block;
-  std::size_t blockOwner = ImportedNode::NoParent;
-  for (ImportedCurve const& source : model.curves) {
+  for (auto first = model.curves.begin(); first != model.curves.end();) {
+    auto const last = std::find_if(first, model.curves.end(),
+                                   [first](ImportedCurve const& curve) { return curve.node != first->node; });
     // Nodes outside the tree belong to the animation that the scene was made with.
-    if (source.node >= _nodes.size() || (!active && !model.nodes[source.node].inTree)) continue;
-    osg::NodePtr const& node = _nodes[source.node];
-    if (source.node != blockOwner) block = addBlock(node, name, active);
-    blockOwner = source.node;
+    if (first->node < _nodes.size() && (active || model.nodes[first->node].inTree))
+      hangBlock(_nodes[first->node], {first, last}, name, active, curves);
+    first = last;
+  }
+  return curves;
+}
+
+void AnimatedScene::hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources,
+                              std::string const& name, bool active, std::vector<SceneCurve>& curves) {
+  knAnimManager& manager = *knAnimManager::the();
+  std::vector<knAnimManager::knOSGChannelData> channels;
+  manager.getKeyableChannels(node, channels);
+  for (ImportedCurve const& source : sources) {
     SceneCurve& curve = curves.emplace_back();
-    curve.node = osg::AnimNodeBase::create();
-    curve.curve = makeCurve(source);
+    curve.node = makeCurve(source, channels);
+    curve.curve = osg::dcast<osg::AnimCurvePtr>(curve.node->getCore());
     curve.target = osg::dcast<osg::Transform3DPtr>(node->getCore());
     curve.kind = source.kind;
     curve.component = source.component;
-    curve.node->setCore(curve.curve);
-    osg::NodeUtils::setName(
-        curve.node, std::string(channelName(source.kind)) + '.' + kComponentSuffixes[source.component], true);
-    block->addChild(curve.node);
+    manager.addAnimation(node, curve.node);
   }
-  return curves;
+  manager.createBlock(node, name);
+  if (!active) curves.back().node->getParent()->setTravMask(0);
 }
 
 void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& content) {
@@ -191,10 +192,8 @@ void AnimatedScene::hangCache(std::size_t mesh, ImportedMesh const& source,
                               osg::TimeShapeCachePtr const& cache, std::string const& name) {
   osg::NodePtr const& node = _meshes[mesh].node;
   prepareForCache(node, source);
-  osg::AnimNodePtr const cacheNode = osg::AnimNodeBase::create();
-  cacheNode->setCore(cache);
-  osg::NodeUtils::setName(cacheNode, name, true);
-  attachmentOf(node)->addAnimation(cacheNode);
+  osg::AnimNodePtr const cacheNode = makeTree(cache, name);
+  knAnimManager::the()->addAnimation(node, cacheNode);
   _caches.push_back({mesh, cacheNode, cache});
 }
 
@@ -202,7 +201,7 @@ void AnimatedScene::playBaked(std::size_t mesh, ImportedMesh const& source,
                               osg::TimeShapeCachePtr const& cache) {
   std::erase_if(_caches, [&](SceneCache const& former) {
     if (former.mesh != mesh) return false;
-    attachmentOf(_meshes[mesh].node)->subAnimation(former.node);
+    knAnimManager::the()->subAnimation(_meshes[mesh].node, former.node);
     return true;
   });
   hangCache(mesh, source, cache, "skin");

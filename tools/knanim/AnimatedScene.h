@@ -54,8 +54,9 @@ struct SceneCamera {
 
 /// A model as the library's current scene: a node with a transform for every node of the model, below it the
 /// node's meshes, cameras and lights, the materials in the scene's pool. Each animated node has an attachment
-/// with one block for each animation, which holds the curves; a mesh that morphs has a cache of its shapes. There can be one such scene at a time; it ends
-/// with this object. One curve may be read by any number of `CurveReader`s while the scene lives.
+/// with one block for each animation, which holds the curves; a mesh that morphs has a cache of its shapes.
+/// There can be one such scene at a time; it ends with this object, and so do the clips of the library's clip
+/// structure. One curve may be read by any number of `CurveReader`s while the scene lives.
 class AnimatedScene {
  public:
   explicit AnimatedScene(ImportedModel const& model, ModelContent const& content = {});
@@ -74,15 +75,19 @@ class AnimatedScene {
   std::span<SceneCache const> caches() const { return _caches; }
   ShapeCounts countShapes() const;
 
-  /// Hangs another animation of the same model on the nodes. Its blocks are inactive: playing the scene passes
-  /// over them, clips can use their curves. Curves of nodes that the scene does not have are left out.
+  /// Hangs another animation of the same model on the nodes. Its blocks are inactive: playing the scene
+  /// passes over them, clips can use their curves. Curves of nodes that the scene does not have are left out.
   std::vector<SceneCurve> addAnimation(ImportedModel const& model) { return hangCurves(model, false); }
 
-  /// Shows a mesh by a cache in which its bones have been taken into account. Another cache that it has gives way.
+  /// Shows a mesh by a cache in which its bones have been taken into account. Another cache that it has gives
+  /// way.
   void playBaked(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache);
 
  private:
   std::vector<SceneCurve> hangCurves(ImportedModel const& model, bool active);
+  /// A block with the curves of one node, which are appended to `curves`.
+  static void hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources,
+                        std::string const& name, bool active, std::vector<SceneCurve>& curves);
   void hangMorphs(ImportedModel const& model, ModelContent const& content);
   void hangCache(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache,
                  std::string const& name);

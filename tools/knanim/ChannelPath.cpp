@@ -37,60 +37,60 @@ std::vector<Channel> channelsOf(SceneObject const& object, std::string_view labe
   return found;
 }
 
-std::string inWords(SceneObject const& object) {
-  return (object.isMaterial ? "material " : "node ") + quoted(object.name);
-}
-
-/// The object has channels of the name, but none of that component.
-Failure wrongComponent(SceneObject const& object, std::string_view name, std::string_view component,
+/// There are channels of the name, but none of that component.
+Failure wrongComponent(std::string const& where, std::string_view name, std::string_view component,
                        std::vector<std::string> const& labels) {
   std::string known;
   for (std::string const& label : labels) known += (known.empty() ? "" : ", ") + printable(label);
-  std::string const where = inWords(object) + ": ";
-  if (component.empty()) return usage(where + quoted(name) + " needs a component: " + known);
-  return usage(where + quoted(name) + " has no component " + quoted(component) + "; there is " + known);
+  if (component.empty()) return usage(where + ": " + quoted(name) + " needs a component: " + known);
+  return usage(where + ": " + quoted(name) + " has no component " + quoted(component) + "; there is " +
+               known);
 }
 
-Failure whyNone(SceneObject const& object, std::string_view label) {
+/// Why none of the objects, which are of one name, has a channel of that label.
+Failure whyNone(std::vector<SceneObject const*> const& objects, std::string_view label) {
+  SceneObject const& first = *objects.front();
+  std::string const where = (first.isMaterial ? "material " : "node ") + quoted(first.name);
   if (label.empty()) {
-    return usage("no channel is named for " + inWords(object) +
-                 "; a path goes on with field and component, as in " + printable(object.name) +
-                 ".translation.X");
+    return usage("no channel of " + where + " is named; a path goes on with field and component, as in " +
+                 printable(first.name + '.' + channelLabel(first.channels.front())));
   }
   std::size_t const point = label.find('.');
   std::string_view const name = label.substr(0, point);
   std::vector<std::string> names;
-  std::vector<std::string> components;
-  for (Channel const& channel : object.channels) {
-    names.push_back(channel.channelName);
-    names.push_back(channel.fieldName);
-    if (channel.channelName == name || channel.fieldName == name) components.push_back(channelLabel(channel));
+  std::vector<std::string> labels;
+  for (SceneObject const* object : objects) {
+    for (Channel const& channel : object->channels) {
+      names.push_back(channel.channelName);
+      names.push_back(channel.fieldName);
+      if (channel.channelName == name || channel.fieldName == name) labels.push_back(channelLabel(channel));
+    }
   }
-  if (components.empty())
-    return usage(inWords(object) + " has no channel " + quoted(name) + nearNamesClause(name, names));
-  return wrongComponent(object, name, point == std::string_view::npos ? "" : label.substr(point + 1),
-                        components);
+  if (labels.empty())
+    return usage(where + " has no channel " + quoted(name) + nearClause(nearNames(name, names)));
+  return wrongComponent(where, name, point == std::string_view::npos ? "" : label.substr(point + 1), labels);
 }
 
 Failure ambiguous(std::string const& path, std::vector<FoundChannel> const& found) {
-  std::string text = quoted(path) + " stands for " + counted(found.size(), "channel") + "; name one by its path:";
+  std::string text =
+      quoted(path) + " stands for " + counted(found.size(), "channel") + "; name one by its path:";
   for (FoundChannel const& each : found)
     text += "\n  " + printable(each.object->path + '.' + channelLabel(each.channel)) + "  (" +
             each.object->kind + ')';
   return usage(text);
 }
 
-/// Nothing in the model is called as any part of the path up to a point.
+/// Nothing in the model is called as the path up to any of its points.
 Failure unknownObject(SceneObjects const& objects, std::string const& path) {
   std::vector<std::string> const names = objects.names();
   std::vector<std::string> near;
-  for (std::size_t end = path.find('.'); !path.empty(); end = path.find('.', end + 1)) {
-    std::vector<std::string> const some = nearNames(std::string_view(path).substr(0, end), names);
-    near.insert(near.end(), some.begin(), some.end());
-    if (end == std::string::npos) break;
+  for (std::size_t end = 0; end != std::string::npos;) {
+    end = path.find('.', end + 1);
+    for (std::string& name : nearNames(std::string_view(path).substr(0, end), names)) {
+      if (std::find(near.begin(), near.end(), name) == near.end()) near.push_back(std::move(name));
+    }
   }
-  return usage("no node or material of this model is at the beginning of " + quoted(path) +
-               nearNamesClause(path.substr(0, path.find('.')), near));
+  return usage("no node or material of this model is at the beginning of " + quoted(path) + nearClause(near));
 }
 
 }  // namespace
@@ -119,7 +119,7 @@ std::variant<FoundChannel, Failure> findChannel(SceneObjects const& objects, std
     }
     if (found.size() == 1) return found[0];
     if (found.size() > 1) return ambiguous(path, found);
-    if (!candidates.empty() && !failure) failure = whyNone(*candidates[0], label);
+    if (!candidates.empty() && !failure) failure = whyNone(candidates, label);
     end = end == 0 ? std::string::npos : path.rfind('.', end - 1);
     if (end == std::string::npos) break;
   }

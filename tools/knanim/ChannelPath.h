@@ -22,9 +22,10 @@ struct FoundChannel {
   float read() const;
 };
 
-/// Finds the channel of a path like Hips.translation.Y: a node or material, then the channel or its field, then the
-/// component. Names may hold points: the longest one with such a channel wins. Fails with `Usage`, each time for a
-/// reason of its own: no such object, no channel named, no such channel, no such component, several of them.
+/// Finds the channel of a path like Hips.translation.Y: a node or material, then the channel or its field,
+/// then the component. Names may hold points: the longest one with such a channel wins. Fails with `Usage`,
+/// each time for a reason of its own: no such object, no channel named, no such channel, no such component,
+/// several of them.
 std::variant<FoundChannel, Failure> findChannel(SceneObjects const& objects, std::string const& path);
 
 }  // namespace knanim

@@ -1,6 +1,6 @@
 #include "knanim/ClipArrangement.h"
 
-#include "model/sceneext/AnimBlock.h"
+#include "knanim/AnimationTrees.h"
 #include "model/sceneext/AnimClip.h"
 
 #include <algorithm>
@@ -20,15 +20,6 @@ bool isSameChannel(SceneCurve const& a, SceneCurve const& b) {
   return a.target == b.target && a.kind == b.kind && a.component == b.component;
 }
 
-TimeSpan measure(osg::AnimNodePtr const& node) {
-  osg::BoxVolume volume;
-  node->getAnimVolume(volume);
-  osg::Pnt3f low;
-  osg::Pnt3f high;
-  volume.getBounds(low, high);
-  return {low.x(), high.x()};
-}
-
 TimeSpan keySpan(std::span<SceneCurve const> curves) {
   TimeSpan span{INFINITY, -INFINITY};
   for (SceneCurve const& curve : curves) {
@@ -37,14 +28,6 @@ TimeSpan keySpan(std::span<SceneCurve const> curves) {
     span = {std::min<double>(span.begin, range->min), std::max<double>(span.end, range->max)};
   }
   return span;
-}
-
-osg::AnimNodePtr makeNode(osg::AnimObjectPtr const& core, std::string const& name) {
-  core->setName(name);
-  osg::AnimNodePtr const node = osg::AnimNodeBase::create();
-  node->setCore(core);
-  osg::NodeUtils::setName(node, name, true);
-  return node;
 }
 
 std::vector<SceneCurve> curvesOfClips(ClipArrangement const& arrangement, SceneCurve const& channel) {
@@ -64,8 +47,8 @@ SceneCurve const* PlacedClip::find(SceneCurve const& channel) const {
 }
 
 ClipArrangement::ClipArrangement(std::span<ClipSource const> sources)
-    : _root(makeNode(osg::AnimClipBase::create(), "clips")) {
-  _root.addRef();
+    : _root(makeTree(osg::AnimClipBase::create(), "clips")) {
+  knAnimManager::the()->addToClipStructure(_root);
   std::vector<ClipSource const*> lasting;
   for (ClipSource const& source : sources) {
     TimeSpan const span = keySpan(source.curves);
@@ -75,7 +58,8 @@ ClipArrangement::ClipArrangement(std::span<ClipSource const> sources)
   std::size_t const count = std::max(kFewestClips, lasting.size());
   for (std::size_t i = 0; i < count; ++i) {
     ClipSource const& source = *lasting[i % lasting.size()];
-    double const scale = std::pow(kFasterEachTime, static_cast<double>(i / lasting.size()));
+    std::size_t const timesBefore = i / lasting.size();
+    double const scale = std::pow(kFasterEachTime, static_cast<double>(timesBefore));
     TimeSpan const keys = keySpan(source.curves);
     double const length = (keys.end - keys.begin) * scale;
     double begin = keys.begin;
@@ -88,31 +72,17 @@ ClipArrangement::ClipArrangement(std::span<ClipSource const> sources)
   }
 }
 
-ClipArrangement::~ClipArrangement() { _root.subRef(); }
+ClipArrangement::~ClipArrangement() { knAnimManager::the()->clearClipStructure(); }
 
 void ClipArrangement::addClip(ClipSource const& source, double scale, double begin) {
   PlacedClip& clip = _clips.emplace_back();
   clip.name = source.name;
   clip.scale = scale;
-  clip.node = makeNode(osg::AnimClipBase::create(), source.name);
-  osg::AnimNodePtr block;
-  osg::Transform3DPtr target;
-  for (SceneCurve const& curve : source.curves) {
-    if (block == nullptr || curve.target != target) {
-      block = makeNode(osg::AnimBlockBase::create(), source.name);
-      clip.node->addChild(block);
-      target = curve.target;
-    }
-    SceneCurve placed = curve;
-    placed.node = osg::AnimNodeBase::create();
-    placed.node->setCore(curve.curve);
-    block->addChild(placed.node);
-    clip.curves.push_back(placed);
-  }
+  clip.node = makeClip(source.name, source.curves, clip.curves);
   clip.node->setScale(static_cast<float>(scale));
   clip.node->setOffset({static_cast<float>(begin - keySpan(source.curves).begin * scale), 0.F});
   _root->addChild(clip.node);
-  clip.span = measure(clip.node);
+  clip.span = spanOf(clip.node);
 }
 
 void ClipArrangement::evaluate(double time) const {

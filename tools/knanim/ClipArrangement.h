@@ -27,9 +27,10 @@ struct PlacedClip {
   SceneCurve const* find(SceneCurve const& channel) const;
 };
 
-/// Animations of one scene as clips that overlap on one timeline: a tree of animation nodes of its own, in which
-/// each clip holds blocks with the curves of one animation. Some clips overlap, between others there is a gap. With
-/// less than three animations that last, some come again, faster. Main thread.
+/// Animations of one scene as clips that overlap on one timeline: a clip of clips in the library's clip
+/// structure, each of which holds blocks with the curves of one animation. Some clips overlap, between others
+/// there is a gap. With less than three animations that last, some come again, faster. The structure is empty
+/// before and after. Main thread.
 class ClipArrangement {
  public:
   /// Animations without length are left out; without any the arrangement is empty.
@@ -38,7 +39,6 @@ class ClipArrangement {
   ClipArrangement(ClipArrangement const&) = delete;
   ClipArrangement& operator=(ClipArrangement const&) = delete;
 
-  osg::AnimNodePtr const& root() const { return _root; }
   std::span<PlacedClip const> clips() const { return _clips; }
 
   /// Lets the library evaluate the clips at a time in seconds. The scene's fields then have their values.
@@ -65,8 +65,8 @@ class ClipProbe {
   /// `channel` is a curve of the scene that the clips move.
   ClipProbe(ClipArrangement const& arrangement, SceneCurve const& channel);
 
-  /// Puts a value that no clip has into the field, evaluates, and compares what is there then with what each clip
-  /// gives by itself.
+  /// Puts a value that no clip has into the field, evaluates, and compares what is there then with what each
+  /// clip gives by itself.
   ClipSample sample(double time);
 
  private:
@@ -76,7 +76,8 @@ class ClipProbe {
   CurveReader _reader;
 };
 
-/// Times that show the arrangement: before all clips, between any two of their begins and ends, and after all.
+/// Times that show the arrangement: before all clips, between any two of their begins and ends, and after
+/// all.
 std::vector<double> tellingTimes(std::span<PlacedClip const> clips);
 
 }  // namespace knanim

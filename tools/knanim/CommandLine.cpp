@@ -134,6 +134,42 @@ void defineQueue(CLI::App& command, QueueOptions& options) {
       ->group("Pictures");
 }
 
+void defineScene(CLI::App& command, SceneOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation [the first]");
+  CLI::Option* const time =
+      command.add_option("--time", options.time, "Evaluate there first, in seconds [the scene as loaded]");
+  CLI::Option* const frame = command.add_option("--frame", options.frame, "The same, as a number of a frame");
+  frame->excludes(time);
+  command.add_option("--fps", options.framesPerSecond, "Frames per second")
+      ->capture_default_str()
+      ->needs(frame);
+}
+
+void defineChannels(CLI::App& command, ChannelsOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("NODE", options.node,
+                     "A node or material, by its name or the end of its path [a table of all]");
+  command.add_flag("--all", options.all, "List all nodes and materials, however many");
+  command.add_option("--csv", options.csv,
+                     "Write the channels with their values as a table; - is standard output");
+}
+
+constexpr char const* kPathHelp = "The channel: node or material, field and component, as Hips.translation.Y";
+
+void defineGet(CLI::App& command, GetOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("PATH", options.path, kPathHelp)->required();
+}
+
+void defineSet(CLI::App& command, SetOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("PATH", options.path, kPathHelp)->required();
+  command.add_option("VALUE", options.value, "The number to write, as 12 or -0.5")->required();
+  command.add_option("--image", options.image, "Draw the scene afterwards into a .png or .svg file");
+}
+
 /// Standard output is an output like any other: what got lost on the way must not pass for success.
 ExitCode checkOutput(ExitCode code, Terminal terminal) {
   errno = 0;
@@ -153,12 +189,22 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   PlayOptions playOptions;
   InfoOptions infoOptions;
   QueueOptions queueOptions;
+  ChannelsOptions channelsOptions;
+  GetOptions getOptions;
+  SetOptions setOptions;
   CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
   CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
   CLI::App& queueCommand = *app.add_subcommand("queue", "Play several models at once, each on its own clock");
+  CLI::App& channelsCommand = *app.add_subcommand("channels", "List what can be keyed, with its values");
+  CLI::App& getCommand = *app.add_subcommand("get", "Print the value of one channel");
+  CLI::App& setCommand = *app.add_subcommand(
+      "set", "Write a value to one channel in memory, and tell what that does; the file stays as it is");
   definePlay(playCommand, playOptions);
   defineInfo(infoCommand, infoOptions);
   defineQueue(queueCommand, queueOptions);
+  defineChannels(channelsCommand, channelsOptions);
+  defineGet(getCommand, getOptions);
+  defineSet(setCommand, setOptions);
   try {
     app.parse(count, arguments);
   } catch (CLI::Success const& request) {
@@ -171,9 +217,12 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
     return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
   }
   playOptions.clips = playOptions.clips || !playOptions.clipsPlot.empty();
-  ExitCode const code = playCommand.parsed()    ? play(playOptions, terminal)
-                        : queueCommand.parsed() ? queue(queueOptions, terminal)
-                                                : info(infoOptions, terminal);
+  ExitCode const code = playCommand.parsed()       ? play(playOptions, terminal)
+                        : queueCommand.parsed()    ? queue(queueOptions, terminal)
+                        : channelsCommand.parsed() ? channels(channelsOptions, terminal)
+                        : getCommand.parsed()      ? get(getOptions, terminal)
+                        : setCommand.parsed()      ? set(setOptions, terminal)
+                                                   : info(infoOptions, terminal);
   return checkOutput(code, terminal);
 }
 

@@ -79,6 +79,44 @@ struct QueueOptions {
 /// prints what happens when.
 ExitCode queue(QueueOptions const& options, Terminal terminal);
 
+/// A model, and the moment at which it is looked at; without one it stands as the file has it.
+struct SceneOptions {
+  std::string model;
+  std::string animation;                       ///< number or name; empty for the first one
+  std::optional<double> time = std::nullopt;   ///< seconds
+  std::optional<double> frame = std::nullopt;  ///< need not be whole; where there is no time
+  double framesPerSecond = 30;
+};
+
+struct ChannelsOptions {
+  SceneOptions scene;
+  std::string node;  ///< a name, or the end of a path; empty for a table of all nodes and materials
+  bool all = false;  ///< no limit to the length of that table
+  std::string csv;   ///< empty for none
+};
+
+/// Prints what can be keyed on a node or material, with the present values.
+ExitCode channels(ChannelsOptions const& options, Terminal terminal);
+
+struct GetOptions {
+  SceneOptions scene;
+  std::string path;  ///< as Hips.translation.Y
+};
+
+/// Prints the value of one channel and nothing else.
+ExitCode get(GetOptions const& options, Terminal terminal);
+
+struct SetOptions {
+  SceneOptions scene;
+  std::string path;
+  std::string value;
+  std::string image;  ///< a picture of the scene afterwards; empty for none
+};
+
+/// Writes a value to a channel of the scene in memory, and prints what became of it. The model's file stays
+/// as it is.
+ExitCode set(SetOptions const& options, Terminal terminal);
+
 /// Carries out a command line as the program's main function gets it.
 ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal);
 

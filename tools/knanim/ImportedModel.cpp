@@ -4,20 +4,24 @@
 
 namespace knanim {
 
-char const* fieldName(ChannelKind kind) {
+char const* channelName(ChannelKind kind) {
   switch (kind) {
     case ChannelKind::Translation:
       return "translation";
     case ChannelKind::Rotation:
-      return "eulerRotation";
+      return "rotation";
     case ChannelKind::Scale:
       break;
   }
   return "scale";
 }
 
-char const* channelName(ChannelKind kind) {
-  return kind == ChannelKind::Rotation ? "rotation" : fieldName(kind);
+double framesPerSecond(AnimationSummary const& animation) {
+  constexpr double kFewest = 5;
+  constexpr double kMost = 300;
+  constexpr double kElse = 30;
+  double const ticks = animation.ticksPerSecond;
+  return !animation.ticksAreGuessed && ticks >= kFewest && ticks <= kMost ? ticks : kElse;
 }
 
 KeyCounts& KeyCounts::operator+=(KeyCounts const& other) {

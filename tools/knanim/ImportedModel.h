@@ -16,9 +16,7 @@ inline constexpr std::array<ChannelKind, 3> kChannelKinds = {ChannelKind::Transl
                                                              ChannelKind::Scale};
 inline constexpr std::array<char const*, 3> kComponentSuffixes = {"X", "Y", "Z"};
 
-/// The name of a transform's field: "translation", "eulerRotation", "scale".
-char const* fieldName(ChannelKind kind);
-/// The name that people know the channel by: "translation", "rotation", "scale".
+/// The name of a transform's channel: "translation", "rotation", "scale".
 char const* channelName(ChannelKind kind);
 
 struct Key {
@@ -29,8 +27,8 @@ struct Key {
 /// What a curve does outside its keys.
 enum class Extrapolation : std::uint8_t { Constant, Linear, Repeat };
 
-/// One component of one channel of one node. Keys ascend strictly in time, all numbers are finite, there is at
-/// least one key; values between keys lie on straight lines.
+/// One component of one channel of one node. Keys ascend strictly in time, all numbers are finite, there is
+/// at least one key; values between keys lie on straight lines.
 struct ImportedCurve {
   std::size_t node = 0;  ///< index into `ImportedModel::nodes`
   ChannelKind kind = ChannelKind::Translation;
@@ -46,8 +44,8 @@ struct WeightKey {
   std::vector<float> weights;  ///< one for each target of the mesh
 };
 
-/// How a mesh morphs where one node shows it. Keys ascend strictly in time, all numbers are finite, there is at
-/// least one key; weights between keys lie on straight lines.
+/// How a mesh morphs where one node shows it. Keys ascend strictly in time, all numbers are finite, there is
+/// at least one key; weights between keys lie on straight lines.
 struct ImportedMorph {
   std::size_t node = 0;  ///< index into `ImportedModel::nodes`
   std::size_t mesh = 0;  ///< index into the file's meshes
@@ -74,6 +72,7 @@ struct ImportedNode {
   std::array<double, 3> translation = {0, 0, 0};
   std::array<double, 3> rotation = {0, 0, 0};  ///< degrees, Rz * Ry * Rx
   std::array<double, 3> scale = {1, 1, 1};
+  std::vector<std::string> tags;  ///< as "role = door"
 };
 
 /// What an animation is made of, without its keys.
@@ -88,6 +87,9 @@ struct AnimationSummary {
   std::size_t morphKeys = 0;      ///< of weights, in all morph channels
   KeyCounts keys;
 };
+
+/// Frames per second: the ticks where they can be frames, as 25 or 120 a second can; else 30.
+double framesPerSecond(AnimationSummary const& animation);
 
 struct ModelSummary {
   std::string importer;       ///< the importer's name
@@ -105,7 +107,8 @@ struct ModelSummary {
   std::vector<AnimationSummary> animations;
 };
 
-/// A model as plain data. All texts are valid UTF-8 without control characters. Nodes stand in depth-first order, parents first; nodes outside the tree come last.
+/// A model as plain data. All texts are valid UTF-8 without control characters. Nodes stand in depth-first
+/// order, parents first; nodes outside the tree come last.
 struct ImportedModel {
   ModelSummary summary;
   std::vector<ImportedNode> nodes;
@@ -127,8 +130,8 @@ struct TimeSpan {
   double end = 0;
 };
 
-/// From the earliest key to the latest one, or to the end of the animation's duration when that is later. Empty
-/// without curves and morphs.
+/// From the earliest key to the latest one, or to the end of the animation's duration when that is later.
+/// Empty without curves and morphs.
 std::optional<TimeSpan> timeSpan(ImportedModel const& model);
 
 }  // namespace knanim

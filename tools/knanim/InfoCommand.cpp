@@ -1,4 +1,5 @@
 #include "knanim/Console.h"
+#include "knanim/SceneSurvey.h"
 #include "knanim/Text.h"
 
 #include <algorithm>
@@ -9,7 +10,9 @@ namespace knanim {
 namespace {
 
 constexpr std::size_t kMostListedNodes = 40;
+constexpr std::size_t kMostNames = 8;
 constexpr std::size_t kWidestName = 44;
+constexpr std::size_t kWidestTags = 60;
 
 std::string fileSize(std::uintmax_t bytes) {
   constexpr std::array<char const*, 4> kUnits = {"kB", "MB", "GB", "TB"};
@@ -32,6 +35,8 @@ std::string joined(std::vector<std::string> const& parts) {
 std::string orNothing(std::size_t count, char const* singular, char const* plural = "") {
   return count == 0 ? "" : counted(count, singular, plural);
 }
+
+unsigned long long number(osg::UInt64 count) { return count; }
 
 void printModel(ImportedModel const& model, std::string const& path, std::FILE* output) {
   ModelSummary const& summary = model.summary;
@@ -115,13 +120,13 @@ std::vector<ListedNode> animatedNodes(ImportedModel const& model) {
 void printAnimatedNodes(ImportedModel const& model, bool all, std::FILE* output) {
   std::vector<ListedNode> const listed = animatedNodes(model);
   std::size_t const shown = all ? listed.size() : std::min(listed.size(), kMostListedNodes);
-  std::size_t width = 4;
+  std::string const title = "keys of animation " + std::to_string(model.animation + 1);
+  std::size_t width = title.size();
   for (std::size_t i = 0; i < shown; ++i) {
     width = std::max(width, 2 * listed[i].level + lengthInCharacters(model.nodes[listed[i].node].name));
   }
   width = std::min(width, kWidestName);
-  std::fprintf(output, "\n  %s  translation  rotation     scale\n",
-               padded("keys of animation " + std::to_string(model.animation + 1), width).c_str());
+  std::fprintf(output, "\n  %s  translation  rotation     scale\n", padded(title, width).c_str());
   for (std::size_t i = 0; i < shown; ++i) {
     ListedNode const& node = listed[i];
     std::string const indent(std::min(2 * node.level, kWidestName / 2), ' ');
@@ -160,6 +165,79 @@ void printCaches(ImportedModel const& model, ModelFile const& file, bool all, st
   }
 }
 
+void printClips(std::vector<SurveyedClip> const& clips, double framesPerSecond, bool all, std::FILE* output) {
+  std::size_t const shown = all ? clips.size() : std::min(clips.size(), kMostListedNodes);
+  std::size_t width = 18;
+  for (std::size_t i = 0; i < shown; ++i) width = std::max(width, lengthInCharacters(clips[i].name));
+  width = std::min(width, kWidestName);
+  std::fprintf(output, "\n  %s    curves      keys    values  seconds           frames, %s per second\n",
+               padded("clips of the scene", width).c_str(), brief(framesPerSecond, 6).c_str());
+  for (std::size_t i = 0; i < shown; ++i) {
+    SurveyedClip const& clip = clips[i];
+    std::string const seconds = brief(clip.info.start, 6) + " to " + brief(clip.info.end, 6);
+    std::fprintf(output, "  %s  %8llu  %8llu  %8llu  %s  %d to %d\n",
+                 padded(shortened(clip.name, width), width).c_str(), number(clip.info.curves),
+                 number(clip.info.controlPoints), number(clip.info.values), padded(seconds, 16).c_str(),
+                 clip.firstFrame, clip.lastFrame);
+  }
+  if (shown < clips.size()) {
+    std::fprintf(output, "  ... and %s, listed with --all\n",
+                 counted(clips.size() - shown, "more clip", "more clips").c_str());
+  }
+}
+
+void printNames(std::vector<SurveyedName> const& names, bool all, std::FILE* output) {
+  std::size_t const shown = all ? names.size() : std::min(names.size(), kMostNames);
+  std::vector<std::string> parts;
+  for (std::size_t i = 0; i < shown; ++i) {
+    parts.push_back('"' + names[i].name + "\" (" +
+                    joined({orNothing(names[i].blocks, "block"), orNothing(names[i].clips, "clip")}) + ')');
+  }
+  if (shown < names.size()) parts.push_back("... and " + grouped(names.size() - shown) + " more with --all");
+  std::fprintf(output, "\n");
+  printRow(output, "names", joined(parts));
+}
+
+void printObjects(std::vector<SurveyedObject> const& objects, char const* title, bool all,
+                  std::FILE* output) {
+  std::size_t const shown = all ? objects.size() : std::min(objects.size(), kMostListedNodes);
+  std::size_t width = lengthInCharacters(title);
+  bool haveTags = false;
+  for (std::size_t i = 0; i < shown; ++i) {
+    width = std::max(width, lengthInCharacters(objects[i].name));
+    haveTags = haveTags || !objects[i].tags.empty();
+  }
+  width = std::min(width, kWidestName);
+  std::fprintf(output, "\n  %s   animations    curves      keys%s\n", padded(title, width).c_str(),
+               haveTags ? "  tags" : "");
+  for (std::size_t i = 0; i < shown; ++i) {
+    SurveyedObject const& object = objects[i];
+    std::string const tags = object.tags.empty() ? "" : "  " + joined(object.tags);
+    std::fprintf(output, "  %s  %11zu  %8llu  %8llu%s\n",
+                 padded(shortened(object.name, width), width).c_str(), object.animations,
+                 number(object.curves), number(object.keys),
+                 (all ? tags : shortened(tags, kWidestTags)).c_str());
+  }
+  if (shown < objects.size()) {
+    std::fprintf(output, "  ... and %s more, listed with --all\n", grouped(objects.size() - shown).c_str());
+  }
+}
+
+/// Builds the scene, and prints what the library tells about it.
+void printScene(ImportedModel const& model, ModelFile const& file, bool all, Terminal terminal) {
+  auto const content = file.loadContent();
+  if (auto const* failure = std::get_if<Failure>(&content)) return warn(failure->message, terminal);
+  AnimatedScene scene(model, std::get<ModelContent>(content));
+  warn(completeScene(scene, model, file), terminal);
+  double const rate = framesPerSecond(model.summary.animations[model.animation]);
+  SceneSurvey const survey = surveyScene(scene, rate);
+  printClips(survey.clips, rate, all, terminal.output);
+  printObjects(survey.nodes, "animated nodes", all, terminal.output);
+  if (!survey.materials.empty()) printObjects(survey.materials, "animated materials", all, terminal.output);
+  printNames(survey.names, all, terminal.output);
+  if (survey.materials.empty()) printRow(terminal.output, "materials", "none animated");
+}
+
 }  // namespace
 
 ExitCode info(InfoOptions const& options, Terminal terminal) {
@@ -177,6 +255,7 @@ ExitCode info(InfoOptions const& options, Terminal terminal) {
   if (auto const* model = std::get_if<ImportedModel>(&loaded)) {
     if (!model->curves.empty()) printAnimatedNodes(*model, options.allNodes, terminal.output);
     if (!model->morphs.empty()) printCaches(*model, file, options.allNodes, terminal.output);
+    printScene(*model, file, options.allNodes, terminal);
     std::fflush(terminal.output);
     warn(model->warnings, terminal);
   } else {

@@ -64,9 +64,9 @@ std::vector<std::string> nearNames(std::string_view wanted, std::span<std::strin
   return result;
 }
 
-std::string nearNamesClause(std::string_view wanted, std::span<std::string const> names) {
+std::string nearClause(std::span<std::string const> names) {
   std::string clause;
-  for (std::string const& name : nearNames(wanted, names))
+  for (std::string const& name : names)
     clause += (clause.empty() ? "; near to it: \"" : ", \"") + printable(name) + '"';
   return clause;
 }

@@ -1,6 +1,7 @@
 #include "knanim/QueueRun.h"
 
 #include "knAnimEvaluator.h"
+#include "knanim/AnimationTrees.h"
 #include "knanim/Interruption.h"
 #include "knanim/Playback.h"
 #include "knanim/Text.h"
@@ -40,14 +41,6 @@ std::vector<TimeSpan> pausesOf(QueueModel const& part, std::vector<QueuePause> c
   return merged;
 }
 
-osg::AnimNodePtr makeNode(osg::AnimObjectPtr const& core, std::string const& name) {
-  core->setName(name);
-  osg::AnimNodePtr const node = osg::AnimNodeBase::create();
-  node->setCore(core);
-  osg::NodeUtils::setName(node, name, true);
-  return node;
-}
-
 /// Calls `use` for all nodes of a tree; where it answers false, not for those below.
 template <typename Use>
 void forEachNode(osg::NodePtr const& root, Use use) {
@@ -70,22 +63,11 @@ osg::AnimNodePtr shareAnimations(osg::AnimAttachmentPtr const& attachment, std::
     osg::NodeCorePtr const& core = node->getCore();
     if (osg::dcastTo<osg::AnimCurve>(core) == nullptr && osg::dcastTo<osg::TimeShapeCache>(core) == nullptr)
       return true;
-    if (block == nullptr) block = makeNode(osg::AnimBlockBase::create(), name);
-    osg::AnimNodePtr const shared = osg::AnimNodeBase::create();
-    shared->setCore(core);
-    block->addChild(shared);
+    if (block == nullptr) block = makeTree(osg::AnimBlockBase::create(), name);
+    block->addChild(shareCore(core));
     return true;
   });
   return block;
-}
-
-TimeSpan spanOf(osg::AnimNodePtr const& tree) {
-  osg::BoxVolume volume;
-  tree->getAnimVolume(volume);
-  osg::Pnt3f low;
-  osg::Pnt3f high;
-  volume.getBounds(low, high);
-  return {low.x(), high.x()};
 }
 
 std::string seconds(double time) { return brief(time, 6) + " s"; }
@@ -107,7 +89,7 @@ QueueRun::~QueueRun() {
 
 void QueueRun::addTree(QueueModel const& part, AnimatedScene const& scene) {
   Tree& tree = _trees.emplace_back();
-  tree.node = makeNode(osg::AnimClipBase::create(), part.name);
+  tree.node = makeTree(osg::AnimClipBase::create(), part.name);
   tree.node.addRef();
   forEachNode(scene.nodes()[part.nodes.begin], [&](osg::NodePtr const& node) {
     osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);

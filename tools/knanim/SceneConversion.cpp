@@ -10,6 +10,7 @@
 #include <cmath>
 #include <set>
 #include <span>
+#include <sstream>
 #include <tuple>
 #include <unordered_map>
 #include <unordered_set>
@@ -18,6 +19,8 @@ namespace knanim {
 namespace {
 
 constexpr double kGuessedTicksPerSecond = 25;
+/// Where FBX files keep what users wrote.
+constexpr char const* kUserProperties = "UserProperties";
 
 /// Hands out names that have not been given before.
 class NameBook {
@@ -51,6 +54,25 @@ void readRestPose(aiMatrix4x4 const& matrix, ImportedNode& node) {
   node.scale = {scale.x, scale.y, scale.z};
 }
 
+/// What the file says of a node in words: texts by their names, and texts of several lines line by line, as
+/// those that users write into FBX files as "name = value".
+std::vector<std::string> readTags(aiNode const& source) {
+  std::vector<std::string> tags;
+  aiMetadata const* const data = source.mMetaData;
+  for (unsigned i = 0; data != nullptr && i < data->mNumProperties; ++i) {
+    aiString value;
+    if (!data->Get(i, value)) continue;
+    std::string const key = text(data->mKeys[i]);
+    std::istringstream lines(std::string(value.data, value.length));
+    for (std::string line; std::getline(lines, line);) {
+      while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
+      if (line.empty()) continue;
+      tags.push_back(key == kUserProperties ? printable(line) : key + " = " + printable(line));
+    }
+  }
+  return tags;
+}
+
 void readNodes(aiNode const* root, std::vector<ImportedNode>& nodes) {
   if (root == nullptr) return;
   NameBook names;
@@ -64,6 +86,7 @@ void readNodes(aiNode const* root, std::vector<ImportedNode>& nodes) {
     node.parent = parent;
     node.depth = parent == ImportedNode::NoParent ? 0 : nodes[parent].depth + 1;
     readRestPose(source->mTransformation, node);
+    node.tags = readTags(*source);
     std::size_t const firstChild = pending.size();
     forEach(source->mChildren, source->mNumChildren,
             [&](aiNode const& child) { pending.emplace_back(&child, index); });

@@ -4,6 +4,7 @@
 #include "model/scenedata/knSceneData.h"
 #include "model/scenegraph/Name.h"
 
+#include <algorithm>
 #include <map>
 
 namespace knanim {

@@ -15,8 +15,8 @@ namespace knanim {
 struct SceneObject {
   osg::AttachmentContainerPtr container;
   std::string name;  ///< "unnamed" where the scene has none
-  /// The names from the model's root down, as /Root/Hips. Of several children of one name the later ones are told
-  /// apart by a number: /Root/Hips#2. Materials stand below /materials.
+  /// The names from the model's root down, as /Root/Hips. Of several children of one name the later ones are
+  /// told apart by a number: /Root/Hips#2. Materials stand below /materials.
   std::string path;
   std::string kind;       ///< the type of a node's core, or of a material
   std::size_t level = 0;  ///< how many nodes are above it

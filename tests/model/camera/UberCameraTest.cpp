@@ -1,6 +1,5 @@
 #include "model/camera/UberCamera.h"
 
-#include "model/scenegraph/ChangeList.h"
 #include "model/scenegraph/Group.h"
 #include "support/TestContainers.h"
 
@@ -46,28 +45,26 @@ class UberCameraTest : public kntest::SceneTest {
 
 TEST_F(UberCameraTest, ViewAndTransformStayInStep) {
   expectInStep(**_camera, 1e-7F);
+  Pnt3f const quarterTurn(-4, 2, 3);
   std::vector<std::function<void()>> const steps{
       [&] { _camera->setFrom(point()); },
       [&] { _camera->setAt(point()); },
       [&] { _camera->setUp(vector(3)); },
       [&] { _camera->setViewByFromAtUp(point(), point(), vector(3)); },
       [&] {
-        _camera->setViewByFromAtUp({1, 2, 3}, {-4, 2, 3}, {0, 1, 0});
-      },  // a quarter turn of y
+        _camera->setViewByFromAtUp({1, 2, 3}, quarterTurn, {0, 1, 0});
+      },
       [&] { _camera->setRotationAsEuler(vector(400)); },
       [&] { _camera->setRotationOrientationAsEuler(vector(400)); },
       [&] {
         _camera->setRoll(number(200));
-        announce(*_camera, UberCamera::RollFieldMask);
+        _camera->setAtDistance(1 + std::abs(number(9)));
+        announce(*_camera, UberCamera::RollFieldMask | UberCamera::AtDistanceFieldMask);
       },
       [&] {
         _camera->setTranslation(vector(10));
         _camera->setRotatePivot(vector(2));
         announce(*_camera, UberCamera::TranslationFieldMask | UberCamera::RotatePivotFieldMask);
-      },
-      [&] {
-        _camera->setAtDistance(1 + std::abs(number(9)));
-        announce(*_camera, UberCamera::AtDistanceFieldMask);
       },
       [&] { _camera->setTurntableAngle(number(700)); },
       [&] { _camera->setTurntableHeight(number(10)); },
@@ -104,17 +101,14 @@ TEST_F(UberCameraTest, WrittenFieldsCountOnceAnnounced) {
   EXPECT_LT(apart(_camera->getAt(), {1, 0, 0}), 1e-5F) << "at goes along";
   EXPECT_EQ(_camera->getUp(), Vec3f(0, 1, 0));
 
-  ChangeList changes;
-  ChangeList* const former = WinThreadBase::getCurrentChangeList();
-  WinThreadBase::setCurrentChangeList(&changes);
+  kntest::Announced const announced;
   _camera->setTranslation({2, 0, 5});  // not announced, but not forgotten
   _camera->setUp({0, 2, 0});
-  WinThreadBase::setCurrentChangeList(former);
   EXPECT_LT(apart(_camera->getFrom(), {2, 0, 5}), 1e-5F);
   BitVector const expected = UberCamera::TranslationFieldMask | UberCamera::FromFieldMask |
                              UberCamera::AtFieldMask | UberCamera::UpFieldMask;
-  ASSERT_EQ(changes.getEntries().size(), 1U);
-  EXPECT_EQ(changes.getEntries()[0].mask & expected, expected);
+  EXPECT_EQ(announced.list.getEntries().size(), 1U);
+  EXPECT_EQ(announced.maskOf(*_camera) & expected, expected);
 }
 
 TEST_F(UberCameraTest, SpacesAreThoseOfTheParentAndTheWorld) {
@@ -138,9 +132,8 @@ TEST_F(UberCameraTest, SpacesAreThoseOfTheParentAndTheWorld) {
     EXPECT_LT(apart(worldFrom, from) + apart(worldAt, at) + length(worldUp - up), 1e-3F);
     Vec3f const sight = normalized(axis(node->getToWorld(), 2));
     EXPECT_GT(dot(sight, normalized(from - at)), 1 - 1e-5F);
-    EXPECT_LT(apart(_camera->matrixToLocal(Matrix::translation(Vec3f(from))).multMatrixPnt(Pnt3f()),
-                    _camera->getFrom()),
-              1e-3F);
+    Matrix const local = _camera->matrixToLocal(Matrix::translation(Vec3f(from)));
+    EXPECT_LT(apart(local.multMatrixPnt(Pnt3f()), _camera->getFrom()), 1e-3F);
     EXPECT_LT(length(_camera->vectorToLocal(_camera->vectorToWorld(up)) - up), 1e-4F);
   }
   placed->setScale({0, 1, 1});
@@ -168,10 +161,12 @@ TEST_F(UberCameraTest, TurntableGoesAroundAt) {
   _camera->setTurntableDistance(4);
   EXPECT_NEAR(_camera->getTurntableDistance(), 4.F, 1e-5F);
   expectInStep(**_camera);
-  _camera->setTurntableAngle(NaN);
-  _camera->setTurntableDistance(NaN);
-  _camera->setTurntableHeight(Infinity);
-  expectInStep(**_camera);
+  for (Real32 const refused : {NaN, Infinity}) {
+    _camera->setTurntableAngle(refused);
+    _camera->setTurntableDistance(refused);
+    _camera->setTurntableHeight(refused);
+    expectInStep(**_camera);
+  }
 }
 
 TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
@@ -195,8 +190,6 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   }
   EXPECT_EQ(_camera->getFocalLength(), kept);
   EXPECT_EQ(_camera->getFStop(), 8.F);
-  _camera->setFStop(2.8F);
-  EXPECT_EQ(_camera->getFStop(), 2.8F);
   _camera->setSensorSize({});
   _camera->setFocalLength(50);
   EXPECT_EQ(_camera->getFocalLength(), 0.F);

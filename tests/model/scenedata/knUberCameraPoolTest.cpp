@@ -8,21 +8,18 @@ namespace {
 
 using namespace osg;
 
-class knUberCameraPoolTest : public kntest::SceneTest {
- protected:
-  knUberCameraPoolTest() { knSceneDataManager::beginScene(); }
-  ~knUberCameraPoolTest() override { knSceneDataManager::endScene(); }
+using knUberCameraPoolTest = kntest::SceneTest;
 
-  static NodePtr add(NodePtr const& parent, NodeCorePtr const& core, char const* name) {
-    NodePtr const node = Node::create();
-    node->setCore(core);
-    NodeUtils::setName(node, name, false);
-    parent->addChild(node);
-    return node;
-  }
-};
+NodePtr add(NodePtr const& parent, NodeCorePtr const& core, char const* name) {
+  NodePtr const node = Node::create();
+  node->setCore(core);
+  NodeUtils::setName(node, name, false);
+  parent->addChild(node);
+  return node;
+}
 
 TEST_F(knUberCameraPoolTest, CamerasAndTracksAreFoundInOrder) {
+  knSceneDataManager::beginScene();
   UberCameraPtr const first = UberCamera::create(), viewpoint = UberCamera::create(),
                       hidden = UberCamera::create(), inScene = UberCamera::create();
   NodePtr const cameraRoot = knSceneData::getMaterialPool()->getCameraRoot();
@@ -42,6 +39,7 @@ TEST_F(knUberCameraPoolTest, CamerasAndTracksAreFoundInOrder) {
   EXPECT_EQ(knUberCameraUtils::findParentUberCamera({}), nullptr);
   EXPECT_EQ(knUberCameraUtils::getName(viewpoint), "viewpoint");
   EXPECT_EQ(knUberCameraUtils::getName({}), "");
+  knSceneDataManager::endScene();
 }
 
 }  // namespace

@@ -6,14 +6,11 @@
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
-#include "model/scenegraph/ChangeList.h"
 
 namespace {
 
 using namespace osg;
-using kntest::Held;
-using kntest::newAnimNode;
-using kntest::newCurve;
+using namespace kntest;
 
 using AnimAttachmentTest = kntest::SceneTest;
 using AnimNodes = std::vector<AnimNodePtr>;
@@ -37,8 +34,7 @@ AnimNodes topLevel(AnimAttachment const& attachment, bool includeHidden) {
 
 TEST_F(AnimAttachmentTest, TopLevelAnimationsAreListedInOrder) {
   Held const attachment(AnimAttachment::create());
-  EXPECT_FALSE(attachment->hasAnimations());
-  EXPECT_TRUE(topLevel(**attachment, true).empty());
+  EXPECT_TRUE(!attachment->hasAnimations() && topLevel(**attachment, true).empty());
   AnimNodePtr const block = newAnimNode(AnimBlock::create());
   AnimNodePtr const curve = newAnimNode(newCurve({{0, 1}}));
   AnimNodePtr const hiddenCurve = newAnimNode(newCurve({{0, 1}}));
@@ -59,31 +55,21 @@ TEST_F(AnimAttachmentTest, TopLevelAnimationsAreListedInOrder) {
 }
 
 TEST_F(AnimAttachmentTest, AnimationsMoveInAndOut) {
-  Held const first(AnimAttachment::create());
-  Held const second(AnimAttachment::create());
+  Held const first(AnimAttachment::create()), second(AnimAttachment::create());
   Held const animation(newAnimNode());
   first->addAnimation(animation);
   AnimNodePtr const root = first->getAnimationRoot();
-  ASSERT_TRUE(root.isAlive());
   EXPECT_EQ(root->getRefCount(), 1);
 
-  ChangeList changes;
-  ChangeList* const former = WinThreadBase::getCurrentChangeList();
-  WinThreadBase::setCurrentChangeList(&changes);
+  Announced const announced;
   second->addAnimation(animation);
+  EXPECT_EQ(announced.maskOf(second->getAnimationRoot()), Node::ChildrenFieldMask);
   second->subAnimation(nullptr);
   second->subAnimation(second->getAnimationRoot());
   first->subAnimation(animation);
-  WinThreadBase::setCurrentChangeList(former);
   EXPECT_FALSE(first->hasAnimations()) << "the animation was taken from its former parent";
   EXPECT_EQ(topLevel(**second, true), AnimNodes{*animation});
   EXPECT_EQ(animation->getRefCount(), 2);
-  bool childrenAnnounced = false;
-  for (ChangeList::Entry const& entry : changes.getEntries()) {
-    childrenAnnounced |=
-        entry.container == second->getAnimationRoot() && entry.mask == Node::ChildrenFieldMask;
-  }
-  EXPECT_TRUE(childrenAnnounced);
 
   AnimNodePtr const dead = AnimNode::create();
   dead.subRef();

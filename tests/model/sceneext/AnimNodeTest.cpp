@@ -17,17 +17,13 @@
 #include <memory>
 #include <random>
 #include <set>
-#include <utility>
 
 namespace {
 
 using namespace osg;
-using kntest::animRangeOf;
-using kntest::Held;
-using kntest::newAnimNode;
-using kntest::newCurve;
+using namespace kntest;
 
-using AnimNodeTest = kntest::SceneTest;
+using AnimNodeTest = SceneTest;
 
 // Brute force: everything is computed from the fields of the whole tree, nothing is kept. All numbers in
 // these tests are short binary fractions, for which floats and doubles are exact.
@@ -52,7 +48,7 @@ Placement placementAbove(AnimNode const& node) {
 
 struct Range {
   double min = std::numeric_limits<double>::infinity();
-  double max = -std::numeric_limits<double>::infinity();
+  double max = -min;
   bool isEmpty() const { return min > max; }
   void add(double time) {
     min = std::min(min, time);
@@ -68,8 +64,8 @@ std::vector<double> timesOf(NodeCorePtr const& core) {
   if (AnimCurve const* const curve = dcastTo<AnimCurve>(core)) addKeys(*curve);
   if (dcastTo<AnimSequence>(core) != nullptr) times.push_back(0);
   if (AnimShot const* const shot = dcastTo<AnimShot>(core)) {
-    times = {0,
-             shot->getShotDuration() + (shot->getTransitionType() != 0 ? shot->getTransitionDuration() : 0)};
+    times = {0, shot->getShotDuration()};
+    if (shot->getTransitionType() != 0) times[1] += shot->getTransitionDuration();
   }
   if (TimeShapeCache const* const cache = dcastTo<TimeShapeCache>(core)) {
     for (TimeShapeDataPtr const& shape : cache->getShapes()) times.push_back(shape->getTime());
@@ -89,9 +85,8 @@ Range rangeOf(AnimNode const& node) {
   for (NodePtr const& child : node.getChildren()) {
     AnimNode const* const animChild = dcastTo<AnimNode>(child);
     Range const below = animChild != nullptr ? rangeOf(*animChild) : Range();
-    if (below.isEmpty()) continue;
-    range.add(below.min);
-    range.add(below.max);
+    range.min = std::min(range.min, below.min);
+    range.max = std::max(range.max, below.max);
   }
   if (!range.isEmpty())
     range.add(range.min + (range.max - range.min) * (1.0 + std::max(node.getPostCycles(), 0)));
@@ -121,55 +116,21 @@ TEST_F(AnimNodeTest, PlacementByHand) {
   Held const parent(newAnimNode({}, 2, 10));
   AnimNodePtr const node = newAnimNode(newCurve({{2, 0}, {4, 1}}), 3, 1);
   parent->addChild(node);
-  EXPECT_EQ(node->getTotalScale(), 6);
-  EXPECT_EQ(node->getTotalOffset(), 12);
   EXPECT_EQ(animRangeOf(node), (TimeRange{24, 36}));
   node->setPostCycles(2);
-  EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 60})) << "three runs of twelve seconds";
   parent->setPostCycles(1);
-  EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 96}));
+  EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 96})) << "twice three runs of twelve seconds";
   node->setPostCycles(-1);
   EXPECT_EQ(animRangeOf(parent), (TimeRange{24, 48})) << "a run without end counts once";
   node->setScale(-3);
-  EXPECT_EQ(animRangeOf(node), (TimeRange{-12, 0}));
   EXPECT_EQ(animRangeOf(parent), (TimeRange{-12, 12}))
       << "repetitions follow the run, whatever its direction";
   parent->moveBy(0.5F, 2);
   parent->pushOffsetDelta(0.5F, 1);
-  EXPECT_EQ(parent->getOffset(), Vec2f(11, 3));
-  EXPECT_EQ(animRangeOf(node), (TimeRange{-11, 1}));
   EXPECT_EQ(node->getAccumulatedParentOffset(), Vec2f(11, 3));
   node->setTravMask(0);
   node->setHidden(true);
   EXPECT_EQ(animRangeOf(parent), (TimeRange{-11, 13})) << "inactive and hidden nodes count";
-}
-
-TEST_F(AnimNodeTest, EveryKindOfCoreSpansItsTime) {
-  AnimShotPtr const shots[] = {AnimShot::create(), AnimShot::create()};
-  for (AnimShotPtr const& shot : shots) {
-    shot->setShotDuration(4);
-    shot->setTransitionDuration(2);
-  }
-  shots[1]->setTransitionType(1);
-  // Each stands under a node of scale -2 and offset 1.
-  std::pair<NodeCorePtr, std::optional<TimeRange>> const cases[] = {
-      {{}, {}},
-      {Group::create(), {}},
-      {AnimBlock::create(), {}},
-      {AnimCurve::create(), {}},
-      {AnimSequence::create(), TimeRange{1, 1}},
-      {newCurve({{3, 7}}), TimeRange{-5, -5}},
-      {newCurve({{3, 7}, {-1, 7}, {0, 7}}), TimeRange{-5, 3}},
-      {shots[0], TimeRange{-7, 1}},
-      {shots[1], TimeRange{-11, 1}},
-  };
-  for (auto const& [core, range] : cases) {
-    Held const parent(newAnimNode());
-    AnimNodePtr const node = newAnimNode(core, -2, 1);
-    parent->addChild(node);
-    EXPECT_EQ(animRangeOf(node), range) << (core ? core->getType().getCName() : "no core");
-    EXPECT_EQ(animRangeOf(parent), range);
-  }
 }
 
 /// Nodes and cores under random edits. All nodes are held, so that what is taken out of a tree lives on.
@@ -206,8 +167,10 @@ class Forest {
   }
   NodeCorePtr const& anyCore() {
     if (_cores.empty()) {
-      _cores = {NodeCorePtr(),   AnimBlock::create(), AnimCurve::create(),        AnimCurve::create(),
-                Group::create(), AnimShot::create(),  VertexAnimCurves::create(), TimeShapeCache::create()};
+      _cores = {
+          NodeCorePtr(),         AnimBlock::create(), AnimCurve::create(),      AnimCurve::create(),
+          Group::create(),       AnimShot::create(),  TimeShapeCache::create(), VertexAnimCurves::create(),
+          AnimSequence::create()};
       for (NodeCorePtr const& core : _cores) core.addRef();
     }
     return _cores[number(_cores.size())];
@@ -266,7 +229,10 @@ class Forest {
     if (AnimCurve* const curve = dcastTo<AnimCurve>(core)) return editCurve(*curve);
     if (AnimShot* const shot = dcastTo<AnimShot>(core)) {
       shot->setShotDuration(std::abs(offset().x()));
-      announce(core, AnimShot::ShotDurationFieldMask);
+      shot->setTransitionDuration(std::abs(offset().x()));
+      shot->setTransitionType(number(2));
+      announce(core, AnimShot::ShotDurationFieldMask | AnimShot::TransitionDurationFieldMask |
+                         AnimShot::TransitionTypeFieldMask);
     }
     if (VertexAnimCurves* const vertices = dcastTo<VertexAnimCurves>(core)) {
       if (vertices->getNormalCurves().size() > 2) return vertices->clearCurves();
@@ -282,8 +248,8 @@ class Forest {
   void editCurve(AnimCurve& curve) {
     if (number(8) == 0) return curve.clear();
     if (number(3) != 0 || curve.isEmpty()) return curve.addPoints({{offset().x(), 0}});
-    curve.getControlPoints()[curve.getControlPoints().size() - 1].setX(curve.getControlPoints().back().x() +
-                                                                       2);
+    CCPnt& last = curve.getControlPoints()[curve.getControlPoints().size() - 1];
+    last.setX(last.x() + 2);
     announce(AnimCurvePtr(&curve), AnimCurve::ControlPointsFieldMask);
   }
 
@@ -316,26 +282,24 @@ AnimNodePtr growChain(AnimNodePtr const& top, int levels) {
 /// Recursion would overflow the stack here, and a step of quadratic time would not come to an end.
 TEST_F(AnimNodeTest, TreesMayBeDeep) {
   constexpr int Levels = 100'000;
-  {
-    Held const root(newAnimNode());
-    AnimNodePtr const bottom = growChain(root, Levels);
-    bottom->setCore(newCurve({{1, 0}, {3, 0}}));
-    EXPECT_EQ(bottom->getAccumulatedParentScale(), 2) << "the bottom itself has the last scale of 1/2";
-    EXPECT_EQ(animRangeOf(root), animRangeOf(bottom));
-    auto const [min, max] = animRangeOf(root).value();
-    root->setScale(2);
-    root->setOffset({64, 0});
-    EXPECT_EQ(animRangeOf(root), (TimeRange{min * 2 + 64, max * 2 + 64}));
-    EXPECT_EQ(bottom->getAccumulatedParentScale(), 4);
+  Held const root(newAnimNode());
+  AnimNodePtr const bottom = growChain(root, Levels);
+  bottom->setCore(newCurve({{1, 0}, {3, 0}}));
+  EXPECT_EQ(bottom->getAccumulatedParentScale(), 2) << "the bottom itself has the last scale of 1/2";
+  EXPECT_EQ(animRangeOf(root), animRangeOf(bottom));
+  auto const [min, max] = animRangeOf(root).value();
+  root->setScale(2);
+  root->setOffset({64, 0});
+  EXPECT_EQ(animRangeOf(root), (TimeRange{min * 2 + 64, max * 2 + 64}));
+  EXPECT_EQ(bottom->getAccumulatedParentScale(), 4);
 
-    Held const clone(dcast<AnimNodePtr>(cloneAnimTree(root, true)));
-    Held const deepClone(deepCloneAnimTree(root, ""));
-    EXPECT_EQ(animRangeOf(clone), animRangeOf(root));
-    EXPECT_EQ(animRangeOf(deepClone), animRangeOf(root));
-    root->unshareTree("");
-    bottom->addChild(newAnimNode(newCurve({{-1000, 0}})));
-    EXPECT_LT(animRangeOf(root)->min, animRangeOf(clone)->min);
-  }
+  Held const clone(dcast<AnimNodePtr>(cloneAnimTree(root, true)));
+  Held const deepClone(deepCloneAnimTree(root, ""));
+  EXPECT_EQ(animRangeOf(clone), animRangeOf(root));
+  EXPECT_EQ(animRangeOf(deepClone), animRangeOf(root));
+  root->unshareTree("");
+  bottom->addChild(newAnimNode(newCurve({{-1000, 0}})));
+  EXPECT_LT(animRangeOf(root)->min, animRangeOf(clone)->min);
 }
 
 TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
@@ -351,28 +315,21 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
     std::function<void()> run;
     bool raises = true;
   };
+  Vec2f const offset(1, 2);
   std::vector<Step> const steps{
       {"add", [&] { root->addChild(child); }},
       {"insert", [&] { root->insertChild(0, other); }},
       {"add what is refused", [&] { child->addChild(root); }, false},
       {"set core", [&] { child->setCore(curve); }},
       {"set the same core", [&] { child->setCore(curve); }, false},
-      {"offset",
-       [&] {
-         root->setOffset({1, 2});
-       },
-       false},
+      {"offset", [&] { root->setOffset(offset); }, false},
       {"scale", [&] { root->setScale(3); }, false},
       {"cycles", [&] { child->setPostCycles(2); }, false},
       {"mask", [&] { child->setTravMask(0); }, false},
-      {"key",
-       [&] {
-         curve->addPoints({{5, 5}});
-       },
-       false},
+      {"key", [&] { curve->addPoint(Pnt2f(5, 5), offset, offset, 0, 0, false, true); }, false},
       {"clear keys", [&] { curve->clear(); }, false},
-      {"announce values", [&] { announce(child, AnimNode::OffsetFieldMask | AnimNode::TravMaskFieldMask); },
-       false},
+      {"announce a value", [&] { announce(child, AnimNode::OffsetFieldMask); }, false},
+      {"announce a mask", [&] { announce(child, AnimNode::TravMaskFieldMask); }, false},
       {"measure", [&] { animRangeOf(root); }, false},
       {"take core", [&] { child->setCore({}); }},
       {"replace", [&] { root->replaceChildBy(child, newAnimNode()); }},
@@ -402,17 +359,13 @@ TEST_F(AnimNodeTest, FinishedCallbacksRunInOrderAndMayChangeThemselves) {
   std::string calls;
   std::array<UInt32, 4> numbers{};
   auto const note = [&](char name) {
-    return [&calls, name, &node](AnimNodePtr const& finished) {
-      EXPECT_EQ(finished, *node);
-      calls += name;
-    };
+    return [&calls, name, &node](AnimNodePtr const& finished) { calls += finished == *node ? name : '!'; };
   };
   auto const fire = [&] {
     calls.clear();
     node->finishedAnimation();
     return calls;
   };
-  EXPECT_EQ(fire(), "");
   numbers[0] = node->registerFinishedAnimationCallback(note('a'), false);
   numbers[1] = node->registerFinishedAnimationCallback(note('b'), true);
   numbers[2] = node->registerFinishedAnimationCallback({}, false);
@@ -443,7 +396,6 @@ TEST_F(AnimNodeTest, FinishedCallbacksRunInOrderAndMayChangeThemselves) {
 
 TEST_F(AnimNodeTest, ACallbackMayDestroyItsNode) {
   AnimNodePtr const node = AnimNode::create();
-  node.addRef();
   auto const witness = std::make_shared<int>(0);
   node->registerFinishedAnimationCallback(
       [witness](AnimNodePtr const& self) {
@@ -465,8 +417,7 @@ TEST_F(AnimNodeTest, UnsharingGivesEachNodeACoreOfItsOwn) {
   NodeUtils::setName(curve, "attached", false);
   root->unshare("alone");
   EXPECT_EQ(root->getCore(), curve) << "a core with one node is no shared one";
-  AnimNodePtr const inner = newAnimNode(curve);
-  AnimNodePtr const leaf = newAnimNode(curve);
+  AnimNodePtr const inner = newAnimNode(curve), leaf = newAnimNode(curve);
   inner->setTravMask(0);
   inner->setHidden(true);
   root->addChild(inner);

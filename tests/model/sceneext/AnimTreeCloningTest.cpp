@@ -8,10 +8,7 @@
 namespace {
 
 using namespace osg;
-using kntest::animRangeOf;
-using kntest::Held;
-using kntest::newAnimNode;
-using kntest::newCurve;
+using namespace kntest;
 
 template <class Type>
 typename Type::Ptr attached(NodePtr const& node) {
@@ -19,7 +16,7 @@ typename Type::Ptr attached(NodePtr const& node) {
 }
 
 /// A block with two nodes of the same curve and a cache, below a parent whose placement is no part of it.
-class AnimTreeCloningTest : public kntest::SceneTest {
+class AnimTreeCloningTest : public SceneTest {
  protected:
   AnimTreeCloningTest() {
     above.addRef();
@@ -28,7 +25,6 @@ class AnimTreeCloningTest : public kntest::SceneTest {
     cache->addShape(TimeShapeData::create());
     NodeUtils::setName(block, "block", false);
     TagAttachmentPtr const tags = TagAttachment::create();
-    tags->getTags() = {"a", "b"};
     block->addAttachment(tags);
     second->addAttachment(tags);
     block->setPlaying(true);
@@ -37,10 +33,7 @@ class AnimTreeCloningTest : public kntest::SceneTest {
     first->setPausing(true);
     first->setTravMask(7);
   }
-  void TearDown() override {
-    above.subRef();
-    SceneTest::TearDown();
-  }
+  ~AnimTreeCloningTest() override { above.subRef(); }
 
   static AnimNodePtr child(AnimNodePtr const& node, UInt32 index) {
     return dcast<AnimNodePtr>(node->getChild(index));
@@ -50,22 +43,14 @@ class AnimTreeCloningTest : public kntest::SceneTest {
     ASSERT_TRUE(copy.isAlive());
     EXPECT_EQ(copy->getRefCount(), 0);
     EXPECT_EQ(copy->getParent(), nullptr);
-    EXPECT_EQ(copy->getAccumulatedParentScale(), 1);
-    EXPECT_EQ(copy->getOffset(), Vec2f(3, 0));
     EXPECT_EQ(copy->getPostCycles(), 3);
-    EXPECT_FALSE(copy->getPlaying());
     ASSERT_EQ(copy->getNChildren(), 3U);
-    EXPECT_FALSE(child(copy, 0)->getPlaying());
-    EXPECT_FALSE(child(copy, 0)->getPausing());
+    EXPECT_FALSE(copy->getPlaying() || child(copy, 0)->getPlaying() || child(copy, 0)->getPausing());
     EXPECT_EQ(child(copy, 0)->getTravMask(), 7U);
     EXPECT_EQ(child(copy, 1)->getTotalScale(), 6);
     EXPECT_EQ(child(copy, 1)->getTotalOffset(), 5);
-    for (UInt32 i = 0; i < 3; ++i) {
-      EXPECT_EQ(child(copy, i)->getRefCount(), 1);
-      EXPECT_NE(child(copy, i), block->getChild(i));
-    }
-    EXPECT_TRUE(block->getPlaying());
-    EXPECT_TRUE(first->getPausing());
+    for (UInt32 i = 0; i < 3; ++i) EXPECT_EQ(child(copy, i)->getRefCount(), 1);
+    EXPECT_TRUE(block->getPlaying() && first->getPausing()) << "the original plays on";
   }
 
   AnimCurvePtr const curve = newCurve({{0, 0}, {1, 5}});
@@ -89,14 +74,10 @@ TEST_F(AnimTreeCloningTest, AShallowCloneSharesCoresAndOwnsItsName) {
   EXPECT_STREQ(NodeUtils::getName(block), "block");
 
   Held const bare(dcast<AnimNodePtr>(cloneAnimTree(block, false)));
-  EXPECT_TRUE(bare->getAttachments().empty());
-  EXPECT_TRUE(child(bare, 1)->getAttachments().empty());
-
+  EXPECT_TRUE(bare->getAttachments().empty() && child(bare, 1)->getAttachments().empty());
   curve->addPoints({{9, 0}});
   EXPECT_EQ(animRangeOf(child(copy, 0)), (TimeRange{3, 21})) << "a shared core tells all its nodes";
   EXPECT_EQ(animRangeOf(child(bare, 1)), (TimeRange{5, 59}));
-  block->setScale(5);
-  EXPECT_EQ(copy->getScale(), 2);
 }
 
 TEST_F(AnimTreeCloningTest, ADeepCloneHasEverythingOfItsOwn) {
@@ -114,7 +95,6 @@ TEST_F(AnimTreeCloningTest, ADeepCloneHasEverythingOfItsOwn) {
   EXPECT_NE(cacheCopy->getShapes()[0], cache->getShapes()[0]);
   EXPECT_NE(attached<TagAttachment>(copy), attached<TagAttachment>(block));
   EXPECT_EQ(attached<TagAttachment>(copy), attached<TagAttachment>(child(copy, 1)));
-  EXPECT_EQ(attached<TagAttachment>(copy)->getTags().getValues(), (std::vector<std::string>{"a", "b"}));
 }
 
 TEST_F(AnimTreeCloningTest, TypesAreSharedByNameWithTheirDescendants) {
@@ -124,6 +104,7 @@ TEST_F(AnimTreeCloningTest, TypesAreSharedByNameWithTheirDescendants) {
   };
   for (Case const& c : {Case{"AnimCurve,TagAttachment", true, false, true},
                         {" TimeShapeCache , Unknown,, TagAttachment ", false, true, true},
+                        {"Attachment AnimCurve", true, false, true},
                         {"AnimObject", true, true, false},
                         {"animCurve,Anim,AnimCurveX", false, false, false}}) {
     Held const copy(deepCloneAnimTree(block, c.types));
@@ -139,8 +120,6 @@ TEST_F(AnimTreeCloningTest, TypesAreSharedByNameWithTheirDescendants) {
 }
 
 TEST_F(AnimTreeCloningTest, CopiesPlayNothingAndOutliveTheirOriginals) {
-  EXPECT_EQ(cloneAnimTree(nullptr, true), nullptr);
-  EXPECT_EQ(deepCloneAnimTree(nullptr, ""), nullptr);
   AnimNodePtr const copies[] = {dcast<AnimNodePtr>(cloneAnimTree(block, true)),
                                 dcast<AnimNodePtr>(cloneAnimTree(block, false)), deepCloneAnimTree(block, ""),
                                 deepCloneAnimTree(block, "AnimObject,Attachment")};
@@ -149,11 +128,10 @@ TEST_F(AnimTreeCloningTest, CopiesPlayNothingAndOutliveTheirOriginals) {
     copy.addRef();
   }
   above->clearChildren();
-  EXPECT_EQ(cloneAnimTree(block, true), nullptr) << "dead";
-  EXPECT_EQ(deepCloneAnimTree(block, ""), nullptr);
+  for (AnimNodePtr const& none : {AnimNodePtr(), block})
+    EXPECT_TRUE(!cloneAnimTree(none, true) && !deepCloneAnimTree(none, "")) << "null or dead";
   for (AnimNodePtr const& copy : copies) {
     EXPECT_EQ(animRangeOf(child(copy, 0)), (TimeRange{3, 5}));
-    EXPECT_EQ(dcast<AnimCurvePtr>(child(copy, 1)->getCore())->getControlPoints().size(), 2U);
     copy.subRef();
   }
   EXPECT_FALSE(curve.isAlive());

@@ -31,11 +31,8 @@ void blank(TimeShapeCache& cache, std::size_t index) {
 TEST_F(TimeShapeCacheTest, ShapesAreSortedByTime) {
   Held const cache(TimeShapeCache::create());
   EXPECT_EQ(cache->getTimeRange(), std::nullopt);
-  TimeShapeDataPtr const c = newShape(3);
-  TimeShapeDataPtr const a = newShape(1);
-  TimeShapeDataPtr const b1 = newShape(2);
-  TimeShapeDataPtr const b2 = newShape(2);
-  TimeShapeDataPtr const dead = newShape(5);
+  TimeShapeDataPtr const c = newShape(3), a = newShape(1), b1 = newShape(2), b2 = newShape(2),
+                         dead = newShape(5);
   dead.subRef();
   for (TimeShapeDataPtr const& shape : {c, a, b1, b2, TimeShapeDataPtr(), dead}) cache->addShape(shape);
   for (float const time : {std::nanf(""), std::numeric_limits<float>::infinity()}) {
@@ -71,17 +68,15 @@ TEST_F(TimeShapeCacheTest, TheShapeAtATimeIsFoundThroughPlacementAndFlips) {
     shapes.push_back(newShape(static_cast<float>(frame / 24.0)));
     cache->addShape(shapes.back());
   }
-  struct Placement {
-    float offset, scale;
-  };
-  for (auto const [offset, scale] : {Placement{0, 1}, {3, 2}, {-7.3F, 0.7F}, {5, -1}, {1000, -3.1F}}) {
+  using Placement = std::pair<float, float>;
+  for (auto const& [offset, scale] : {Placement{0, 1}, {3, 2}, {-7.3F, 0.7F}, {5, -1}, {1000, -3.1F}}) {
     for (std::size_t i = 0; i < shapes.size(); ++i) {
+      SCOPED_TRACE(testing::Message() << i << " with " << offset << ", " << scale);
       double const stored = shapes[i]->getTime();
       auto const at = static_cast<float>(stored * scale + offset);
-      ASSERT_EQ(cache->findShape(at, offset, scale), shapes[i]) << i << " with " << offset << ", " << scale;
       auto const between = static_cast<float>((stored + 1 / 48.0) * scale + offset);
-      ASSERT_EQ(cache->findShape(between, offset, scale), nullptr)
-          << i << " with " << offset << ", " << scale;
+      ASSERT_EQ(cache->findShape(at, offset, scale), shapes[i]);
+      ASSERT_EQ(cache->findShape(between, offset, scale), nullptr);
     }
   }
 }

@@ -12,7 +12,6 @@ namespace {
 
 using namespace osg;
 using kntest::Held;
-
 using AnimatableFieldsTest = kntest::SceneTest;
 
 /// By content type; nothing of the tests' own containers.

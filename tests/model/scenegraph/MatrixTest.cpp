@@ -8,36 +8,25 @@
 #include <limits>
 #include <random>
 #include <sstream>
+#include <utility>
 
 namespace {
 
 using namespace osg;
 
-/// Collects the lines of the scene graph's log while it lives.
-class LogLines {
- public:
-  LogLines() { doInitLog().setStream(&_stream); }
-  ~LogLines() { doInitLog().setStream(nullptr); }
-
-  /// The lines since the last call.
-  std::string take() {
-    std::string const lines = _stream.str();
-    _stream.str({});
-    return lines;
-  }
-
- private:
-  std::ostringstream _stream;
-};
-
 class MatrixTest : public testing::Test {
  protected:
+  MatrixTest() { doInitLog().setStream(&_log); }
+  ~MatrixTest() override { doInitLog().setStream(nullptr); }
+
+  /// The lines of the scene graph's log since the last call.
+  std::string takeLog() { return std::exchange(_log, std::ostringstream()).str(); }
   Real32 number() { return std::uniform_real_distribution<Real32>(-3.F, 3.F)(_random); }
   Vec3f vector() { return {number(), number(), number()}; }
   Quaternion rotation() { return Quaternion::fromAxisDegrees(vector(), number() * 100.F); }
 
   std::mt19937 _random{5};
-  LogLines _log;
+  std::ostringstream _log;
 };
 
 Real32 distance(Matrix const& a, Matrix const& b) {
@@ -51,9 +40,7 @@ Real32 distance(Matrix const& a, Matrix const& b) {
 
 Matrix transposed(Matrix const& matrix) {
   Matrix result;
-  for (UInt32 row = 0; row < 4; ++row) {
-    for (UInt32 column = 0; column < 4; ++column) result(row, column) = matrix(column, row);
-  }
+  for (UInt32 i = 0; i < 16; ++i) result(i / 4, i % 4) = matrix(i % 4, i / 4);
   return result;
 }
 
@@ -115,10 +102,10 @@ TEST_F(MatrixTest, SplitsIntoRotationAndStretch) {
   EXPECT_TRUE(Matrix::scale(Vec3f(1e-16F, 1e-16F, 2e-16F)).polarDecompose(turn, stretch))
       << "small is not singular";
   EXPECT_LT(distance(turn, Matrix()), 1e-5F);
-  EXPECT_EQ(_log.take(), "");
+  EXPECT_EQ(takeLog(), "");
   for (Matrix const& matrix : {Matrix::scale(Vec3f(1, 0, 1)), Matrix::scale(Vec3f(NaN, 1, 1))}) {
     EXPECT_FALSE(matrix.polarDecompose(turn, stretch));
-    EXPECT_NE(_log.take().find("polarDecompose: Mk_det == 0.0\n"), std::string::npos);
+    EXPECT_NE(takeLog().find("polarDecompose: Mk_det == 0.0\n"), std::string::npos);
   }
 }
 
@@ -127,11 +114,10 @@ TEST_F(MatrixTest, ProjectsPointsAndReportsThoseAtInfinity) {
   projection(3, 2) = -1.F;
   projection(3, 3) = 0.F;
   EXPECT_EQ(projection.multFullMatrixPnt(Pnt3f(1, 2, -4)), Pnt3f(0.5F, 1.F, -2.F));
-  EXPECT_EQ(_log.take(), "");
+  EXPECT_EQ(takeLog(), "");
   EXPECT_EQ(projection.multFullMatrixPnt(Pnt3f(1, 2, 0)), Pnt3f(2, 4, 0));
-  std::string const line = _log.take();
-  EXPECT_NE(line.find("multFullMatrixPnt: w == 0.0f!\n"), std::string::npos) << line;
-  EXPECT_NE(line.find("OpenSG"), std::string::npos) << line;
+  std::string const line = takeLog();
+  EXPECT_TRUE(line.ends_with("multFullMatrixPnt: w == 0.0f!\n") && line.find("OpenSG") != line.npos) << line;
 }
 
 TEST_F(MatrixTest, GivesTheQuaternionOfARotationOnly) {
@@ -140,18 +126,17 @@ TEST_F(MatrixTest, GivesTheQuaternionOfARotationOnly) {
     Quaternion const back = Quaternion::fromMatrix(Matrix::rotation(turn));
     EXPECT_LT(distance(Matrix::rotation(back), Matrix::rotation(turn)), 2e-6F);
   }
-  EXPECT_EQ(_log.take(), "");
+  EXPECT_EQ(takeLog(), "");
   for (Vec3f const factors :
        {Vec3f(2, 2, 2), Vec3f(-1, 1, 1), Vec3f(0, 0, 0), Vec3f(NaN, 1, 1), Vec3f(1, Infinity, 1)}) {
     EXPECT_EQ(Quaternion::fromMatrix(Matrix::scale(factors)), Quaternion());
-    EXPECT_NE(_log.take().find("MatToQuat"), std::string::npos) << factors[0];
+    EXPECT_NE(takeLog().find("MatToQuat"), std::string::npos) << factors[0];
   }
 }
 
 TEST_F(MatrixTest, BoxesGrowAndAreCarriedAlong) {
   BoxVolume box;
   Pnt3f min(5, 5, 5), max(5, 5, 5);
-  EXPECT_TRUE(box.isEmpty());
   EXPECT_TRUE(box.transformed(Matrix::translation(Vec3f(1, 2, 3))).isEmpty());
   box.getBounds(min, max);
   EXPECT_TRUE(min == Pnt3f() && max == Pnt3f());
@@ -163,8 +148,6 @@ TEST_F(MatrixTest, BoxesGrowAndAreCarriedAlong) {
   Matrix const turn = Matrix::translation(Vec3f(10, 0, 0)) * Matrix::rotationEuler(Vec3f(0, 0, 90));
   box.transformed(turn).getBounds(min, max);
   EXPECT_LT(length(min - Pnt3f(5, -1, 3)) + length(max - Pnt3f(8, 1, 3)), 1e-5F);
-  box.setEmpty();
-  EXPECT_TRUE(box.isEmpty());
 }
 
 }  // namespace

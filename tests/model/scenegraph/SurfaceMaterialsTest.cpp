@@ -68,11 +68,9 @@ TEST_F(SurfaceMaterialsTest, SwitchShowsOneAndHoldsNoCircle) {
   Held const outer(SwitchMaterial::create());
   SwitchMaterialPtr const inner = SwitchMaterial::create();
   MaterialPtr const phong = PhongMaterial::create();
-  inner->addMaterial(phong);
-  outer->addMaterial(inner);
-  outer->addMaterial(phong);
-  inner->addMaterial(*outer);
-  inner->addMaterial(inner);
+  for (MaterialPtr const& material : {MaterialPtr(inner), phong}) outer->addMaterial(material);
+  for (MaterialPtr const& material : {phong, MaterialPtr(*outer), MaterialPtr(inner)})
+    inner->addMaterial(material);
   EXPECT_EQ(inner->getMaterials().getValues(), std::vector{phong});
   EXPECT_EQ(channelsOf(**outer).count("choice"), 1U);
   MaterialPtr const expected[] = {{}, inner, phong, {}};

@@ -47,9 +47,7 @@ TEST_F(OsgLogTest, DropsWhatLevelOrModuleDisable) {
   *Log::_nilstreamP << "dropped";
 
   log.setModule("OpenSG");
-  EXPECT_TRUE(log.checkModule("OpenSG"));
-  EXPECT_FALSE(log.checkModule("Other"));
-  EXPECT_FALSE(log.checkModule(nullptr));
+  EXPECT_TRUE(log.checkModule("OpenSG") && !log.checkModule("Other") && !log.checkModule(nullptr));
   osgLogWarning("Other", "%d", ++evaluated);
   EXPECT_EQ(text.str(), "");
 

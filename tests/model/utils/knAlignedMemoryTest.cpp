@@ -1,11 +1,11 @@
 #include "model/utils/knAlignedMemory.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
 #include <numeric>
+#include <vector>
 
 namespace {
 
@@ -18,9 +18,8 @@ TEST(KnAlignedMemory, RefusesWhatIsNoAlignmentOrDoesNotFitInMemory) {
     EXPECT_EQ(kn_aligned_malloc(8, alignment), nullptr);
   constexpr std::size_t Most = std::numeric_limits<std::size_t>::max();
   constexpr std::size_t TopBit = Most / 2 + 1;
-  for (std::size_t const size : {Most, Most - 16, Most - 128, Most - 144, Most / 2, Most / 2 - 16}) {
+  for (std::size_t const size : {Most, Most - 16, Most - 128, Most - 144, Most / 2, Most / 2 - 16})
     EXPECT_EQ(kn_aligned_malloc(size, 128), nullptr) << size;
-  }
   EXPECT_EQ(kn_aligned_malloc(0, TopBit), nullptr);
   EXPECT_EQ(kn_aligned_malloc(TopBit, TopBit), nullptr);
 }
@@ -39,17 +38,13 @@ TEST(KnAlignedMemory, GivesAlignedBlocksThatAreAllUsable) {
 }
 
 TEST(KnAlignedMemory, ResizingKeepsTheContent) {
-  void* const fresh = kn_aligned_realloc(nullptr, 300, 64);
-  ASSERT_NE(fresh, nullptr);
-  auto* bytes = static_cast<unsigned char*>(fresh);
-  std::iota(bytes, bytes + 300, static_cast<unsigned char>(0));
-  std::array<unsigned char, 300> expected{};
+  std::vector<unsigned char> expected(300);
   std::iota(expected.begin(), expected.end(), static_cast<unsigned char>(0));
-
+  auto* bytes = static_cast<unsigned char*>(kn_aligned_realloc(nullptr, expected.size(), 64));
+  ASSERT_NE(bytes, nullptr);
+  std::copy(expected.begin(), expected.end(), bytes);
   struct Step {
-    std::size_t size;
-    std::size_t alignment;
-    std::size_t kept;
+    std::size_t size, alignment, kept;
   };
   for (Step const step : {Step{5000, 4096, 300}, Step{200, 8, 200}, Step{300, 256, 200}}) {
     EXPECT_EQ(kn_aligned_realloc(bytes, std::numeric_limits<std::size_t>::max() - 8, 16), nullptr);

@@ -27,12 +27,6 @@ class KnCachedStreamTest : public testing::Test {
     return text;
   }
 
-  void write(std::string const& text) const {
-    cached_ofstream out(path, 100, 1);
-    out << text;
-    ASSERT_TRUE(out.close());
-  }
-
   std::string path;
 };
 
@@ -50,10 +44,10 @@ TEST_F(KnCachedStreamTest, WhatCannotBeOpenedFails) {
   EXPECT_TRUE(cached_ofstream(static_cast<char const*>(nullptr), 16, 1).fail());
   EXPECT_TRUE(cached_ifstream(static_cast<char const*>(nullptr), 16, 1).fail());
 
-  write("kept");
+  cached_ofstream(path, 100, 1) << "kept";
   EXPECT_TRUE(cached_ofstream(path, SIZE_MAX, 1).fail());
   EXPECT_TRUE(cached_ifstream(path, SIZE_MAX, 1).fail());
-  EXPECT_EQ(content(), "kept") << "without memory for the buffer the file is left alone";
+  EXPECT_EQ(content(), "kept") << "written by the destructor, and left alone without memory for a buffer";
 }
 
 TEST_F(KnCachedStreamTest, FullDiskIsToldAtTheLatestByClose) {
@@ -85,16 +79,13 @@ TEST_F(KnCachedStreamTest, ClosingWritesAllAndEndsTheStream) {
     EXPECT_FALSE(out << "late");
     EXPECT_EQ(content().size(), 8U);
   }
-  cached_ofstream(path, 100, 1) << "by the destructor";
-  EXPECT_EQ(content(), "by the destructor");
 }
 
 TEST_F(KnCachedStreamTest, PiecesOfAnySizeComeBackTheSame) {
   std::mt19937 random(7);
-  std::string expected;
   auto const pieceSize = [&random] { return random() % 4 == 0 ? random() % 9000 : random() % 12; };
   for (std::size_t const size : BufferSizes) {
-    expected.clear();
+    std::string expected;
     cached_ofstream out(path, size, 1);
     for (int i = 0; i < 300; ++i) {
       std::string piece(pieceSize(), '\0');

@@ -4,8 +4,7 @@
 
 TEST(KnFile, GetExtensionLooksAtTheLastComponentOnly) {
   struct Case {
-    char const* name;
-    char const* extension;
+    char const *name, *extension;
   };
   for (Case const& c :
        {Case{"", ""}, Case{"name", ""}, Case{"name.osb", "osb"}, Case{"x.tar.gz", "gz"}, Case{"a.b/c", ""},
