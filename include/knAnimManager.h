@@ -286,8 +286,8 @@ class KNANIM_API knAnimManager {
 
   // --- Making animations --------------------------------------------------------------------------------------
   // Null and dead handles, and empty names of fields and channels, give null, false or nothing, and change nothing;
-  // blocks may be nameless. Texts are compared byte by byte. Making a curve costs the same in every scene; making a block asks for a unique name, which looks at all
-  // containers there are.
+  // blocks may be nameless. Texts are compared byte by byte. Making a curve costs the same in every scene; making a
+  // block asks for a unique name, which looks at all containers there are.
 
   /// The first top-level curve of an attachment with that name (of a field) and suffix.
   osg::AnimCurvePtr findChannelCurve(std::string const& name, std::string const& suffix,
