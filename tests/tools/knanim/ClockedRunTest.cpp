@@ -156,13 +156,5 @@ TEST(RunPlan, FollowsTheOptions) {
   EXPECT_EQ(planned({.seconds = 99, .subframes = true}).duration(), 4);
 }
 
-TEST(MonotonicClock, WaitsNoLessThanItShould) {
-  MonotonicClock clock;
-  double const begin = clock.now();
-  clock.sleepUntil(begin + 0.005);
-  EXPECT_GE(clock.now(), begin + 0.005);
-  clock.sleepUntil(begin);
-}
-
 }  // namespace
 }  // namespace knanim
