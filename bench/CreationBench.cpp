@@ -6,6 +6,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <utility>
+#include <vector>
+
 namespace {
 
 constexpr int ChannelsOfNode = 9;
@@ -17,24 +20,15 @@ osg::NodePtr addTransform() {
   return node;
 }
 
-/// Curves for the first nine channels of each transform.
-void createChannelCurves(benchmark::State& state) {
-  knAnimManager& manager = *knAnimManager::the();
+/// Times what `prepare` gives back, each time in a new scene.
+template <class Prepare>
+void measureInNewScene(benchmark::State& state, Prepare prepare) {
   for (auto _ : state) {
     state.PauseTiming();
     knSceneDataManager::beginScene();
-    std::vector<std::pair<osg::NodePtr, std::vector<knOSGChannelData>>> targets;
-    for (int i = 0; i < state.range(0) / ChannelsOfNode; ++i) {
-      osg::NodePtr const node = addTransform();
-      targets.emplace_back(node, std::vector<knOSGChannelData>());
-      manager.getKeyableChannels(node, targets.back().second);
-    }
+    auto const run = prepare();
     state.ResumeTiming();
-    for (auto const& [node, channels] : targets) {
-      for (int i = 0; i < ChannelsOfNode; ++i) {
-        manager.addAnimation(node, manager.createChannelCurveNode(channels[static_cast<std::size_t>(i)], {}));
-      }
-    }
+    run();
     state.PauseTiming();
     osg::WinThreadBase::getCurrentChangeList()->clear();
     knSceneDataManager::endScene();
@@ -43,38 +37,48 @@ void createChannelCurves(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
   state.SetComplexityN(state.range(0));
 }
-BENCHMARK(createChannelCurves)
-    ->RangeMultiplier(10)
-    ->Range(1'000, 100'000)
-    ->Unit(benchmark::kMillisecond)
-    ->Complexity();
+
+struct Target {
+  osg::NodePtr node;
+  std::vector<knOSGChannelData> channels;
+};
+
+/// Curves for the first nine channels of each transform.
+void createChannelCurves(benchmark::State& state) {
+  knAnimManager& manager = *knAnimManager::the();
+  measureInNewScene(state, [&] {
+    std::vector<Target> targets;
+    for (int i = 0; i < state.range(0) / ChannelsOfNode; ++i) {
+      targets.push_back({addTransform(), {}});
+      manager.getKeyableChannels(targets.back().node, targets.back().channels);
+      targets.back().channels.resize(ChannelsOfNode);
+    }
+    return [&manager, targets = std::move(targets)] {
+      for (Target const& target : targets) {
+        for (knOSGChannelData const& channel : target.channels)
+          manager.addAnimation(target.node, manager.createChannelCurveNode(channel, {}));
+      }
+    };
+  });
+}
 
 /// All on one node, into one block.
 void createOneBlock(benchmark::State& state) {
   knAnimManager& manager = *knAnimManager::the();
-  for (auto _ : state) {
-    state.PauseTiming();
-    knSceneDataManager::beginScene();
+  measureInNewScene(state, [&] {
     osg::NodePtr const node = addTransform();
     for (int i = 0; i < state.range(0); ++i) {
       auto const [curveNode, curve] = manager.createCurve("translation", "X");
       curve->addPoint({0, 0}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
       manager.addAnimation(node, curveNode);
     }
-    state.ResumeTiming();
-    manager.createBlock(knAnimManager::getAnimAttachment(node), "all");
-    state.PauseTiming();
-    osg::WinThreadBase::getCurrentChangeList()->clear();
-    knSceneDataManager::endScene();
-    state.ResumeTiming();
-  }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-  state.SetComplexityN(state.range(0));
+    return [&manager, node] { manager.createBlock(knAnimManager::getAnimAttachment(node), "all"); };
+  });
 }
-BENCHMARK(createOneBlock)
-    ->RangeMultiplier(10)
-    ->Range(1'000, 100'000)
-    ->Unit(benchmark::kMillisecond)
-    ->Complexity();
+
+#define KN_CREATION(name) \
+  BENCHMARK(name)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond)->Complexity()
+KN_CREATION(createChannelCurves);
+KN_CREATION(createOneBlock);
 
 }  // namespace

@@ -22,5 +22,4 @@ struct knAnimEvaluator::GatheringBuffers {
   std::vector<GatheredChunk> chunks;
   std::vector<osg::FieldContainerPtr> parents;
   std::vector<std::size_t> uncomputed;  ///< the places of records whose values are still to be computed
-  std::size_t dequeued = 0;             ///< how often a tree was taken out of the queue
 };

@@ -1,4 +1,4 @@
-#include "evaluation/GatheringBuffers.h"
+#include "evaluation/SceneWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/scenedata/knSceneDataManager.h"
@@ -79,7 +79,6 @@ void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
   markAsStopped(node);
   _pendingNodes.erase(node);
   if (_playingNodes.erase(node) == 0) return;
-  ++_buffers->dequeued;
   if (node.isAlive()) {
     if (finished) {
       node->finishedAnimation();
@@ -92,7 +91,6 @@ void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
 
 void knAnimEvaluator::dequeueAll() {
   _pendingNodes.clear();
-  ++_buffers->dequeued;
   for (AnimNodePtr const& node : std::exchange(_playingNodes, {})) {
     if (!node.isAlive()) continue;
     unsigned int const id = node.getContainerId();
@@ -130,11 +128,11 @@ void knAnimEvaluator::loop() {
   // looks at each tree again.
   std::vector<AnimNodePtr> const playing(_playingNodes.begin(), _playingNodes.end());
   std::vector<AnimNodePtr> finished;
-  std::size_t const dequeued = _buffers->dequeued;
   for (std::size_t i = 0; i < playing.size(); ++i) {
     prefetchTrees(playing, i);
     AnimNodePtr const& node = playing[i];
-    if (_buffers->dequeued != dequeued && !_playingNodes.contains(node)) continue;
+    // Leaving the queue ends playing: only what does not play any more needs to be looked for.
+    if (!node.isAlive() || (!node->getPlaying() && !_playingNodes.contains(node))) continue;
     if (step(node, now)) finished.push_back(node);
   }
   commitChangedFields();

@@ -18,8 +18,8 @@ void moveChildren(NodePtr const& from, NodePtr const& to) {
   while (from.isAlive() && to.isAlive() && from->getNChildren() > 0) {
     NodePtr const child = from->getChild(0);
     to->addChild(child);
-    // Refused: the new parent stands below the child.
-    if (child->getParent() != to) return;
+    // Refused: a child that is none, or that stands above its new parent.
+    if (!child.isAlive() || child->getParent() != to) return;
     announce(to, osg::Node::ChildrenFieldMask);
   }
 }

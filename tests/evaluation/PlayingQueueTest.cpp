@@ -181,6 +181,32 @@ TEST_F(PlayingQueueTest, ATreeMayBeThrownAwayByItsOwnCallback) {
   EXPECT_EQ(sent, "");
 }
 
+TEST_F(PlayingQueueTest, WhoIsTakenOutWithinAPassIsNotEvaluatedInIt) {
+  std::vector<osg::AnimNodePtr> trees;
+  for (char const* const name : {"0", "1"}) {
+    osg::AnimSequencePtr const mark = osg::AnimSequence::create();
+    mark->setName(name);
+    osg::AnimNodePtr const curve = newCurveNode("translation", 0, {{0, 0}, {10, 100}});
+    trees.push_back(animate(addNode(osg::Transform3D::create()),
+                            newGroup<osg::AnimClip>({curve, newAnimNode(mark, 1, 2)})));
+  }
+  manager.enqueue(trees, true);
+  std::size_t other = 2;
+  onMessage = [&](std::string_view name) {
+    if (name != "runSequence") return;
+    EXPECT_EQ(other, 2U) << "once";
+    other = sent.find("runSequence 0") != std::string::npos ? 1 : 0;
+    manager.dequeue(trees[other]);
+    knAnimEvaluator::the()->freeMemory();
+  };
+  now = 103;
+  loop();
+  ASSERT_LT(other, 2U);
+  EXPECT_EQ(x(trees[other]), 0.F);
+  EXPECT_EQ(trees[other]->getLastEvaluationTime(), 0.F);
+  EXPECT_EQ(x(trees[1 - other]), 30.F);
+}
+
 /// Random trees with random pauses: each ends at its end value, and only then.
 TEST_F(PlayingQueueTest, RandomQueue) {
   std::mt19937 random(5);
