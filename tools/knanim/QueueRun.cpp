@@ -41,31 +41,17 @@ std::vector<TimeSpan> pausesOf(QueueModel const& part, std::vector<QueuePause> c
   return merged;
 }
 
-/// Calls `use` for all nodes of a tree; where it answers false, not for those below.
-template <typename Use>
-void forEachNode(osg::NodePtr const& root, Use use) {
-  std::vector<osg::NodePtr> pending;
-  if (root.isAlive()) pending.push_back(root);
-  while (!pending.empty()) {
-    osg::NodePtr const node = pending.back();
-    pending.pop_back();
-    if (!use(node)) continue;
-    std::vector<osg::NodePtr> const& children = node->getChildren().getValues();
-    pending.insert(pending.end(), children.rbegin(), children.rend());
-  }
-}
-
 /// A block with what an attachment's animations consist of; null where nothing is active.
 osg::AnimNodePtr shareAnimations(osg::AnimAttachmentPtr const& attachment, std::string const& name) {
   osg::AnimNodePtr block;
-  forEachNode(attachment->getAnimationRoot(), [&](osg::NodePtr const& node) {
-    if (!node->isActive()) return false;
+  osg::traverse(attachment->getAnimationRoot(), [&](osg::NodePtr const& node) {
+    if (!node->isActive()) return osg::Action::Skip;
     osg::NodeCorePtr const& core = node->getCore();
     if (osg::dcastTo<osg::AnimCurve>(core) == nullptr && osg::dcastTo<osg::TimeShapeCache>(core) == nullptr)
-      return true;
+      return osg::Action::Continue;
     if (block == nullptr) block = makeTree(osg::AnimBlockBase::create(), name);
     block->addChild(shareCore(core));
-    return true;
+    return osg::Action::Continue;
   });
   return block;
 }
@@ -91,13 +77,13 @@ void QueueRun::addTree(QueueModel const& part, AnimatedScene const& scene) {
   Tree& tree = _trees.emplace_back();
   tree.node = makeTree(osg::AnimClipBase::create(), part.name);
   tree.node.addRef();
-  forEachNode(scene.nodes()[part.nodes.begin], [&](osg::NodePtr const& node) {
+  osg::traverse(scene.nodes()[part.nodes.begin], [&](osg::NodePtr const& node) {
     osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
-    if (!attachment.isAlive()) return true;
+    if (!attachment.isAlive()) return osg::Action::Continue;
     char const* const name = osg::NodeUtils::getName(node);
     osg::AnimNodePtr const block = shareAnimations(attachment, name != nullptr ? name : "");
     if (block != nullptr) tree.node->addChild(block);
-    return true;
+    return osg::Action::Continue;
   });
   tree.node->setPostCycles(_settings.cycles);
   tree.start = static_cast<double>(_trees.size() - 1) * _settings.stagger;
