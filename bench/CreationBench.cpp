@@ -1,7 +1,7 @@
 // What making animations costs: channel curves one by one, and blocks.
 #include "knAnimManager.h"
+#include "model/fields/ChangeList.h"
 #include "model/scenedata/knSceneDataManager.h"
-#include "model/scenegraph/ChangeList.h"
 #include "model/scenegraph/Transform3D.h"
 
 #include <benchmark/benchmark.h>

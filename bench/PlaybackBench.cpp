@@ -3,10 +3,10 @@
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "knFramePlayer.h"
+#include "model/fields/ChangeList.h"
+#include "model/geometry/Geometry.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/TimeShapeCache.h"
-#include "model/scenegraph/ChangeList.h"
-#include "model/scenegraph/Geometry.h"
 #include "model/scenegraph/Group.h"
 
 #include <benchmark/benchmark.h>

@@ -2,8 +2,8 @@
 // nine channels of ten keys each, as a host would build it, played frame by frame.
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/fields/ChangeList.h"
 #include "model/scenedata/knSceneDataManager.h"
-#include "model/scenegraph/ChangeList.h"
 #include "model/scenegraph/Group.h"
 
 #include <benchmark/benchmark.h>

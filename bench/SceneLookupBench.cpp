@@ -1,7 +1,7 @@
 // The lookups that stand in the innermost loops of evaluation: type tests, fields by name, containers by id.
+#include "model/fields/FieldContainerFactory.h"
 #include "model/sceneext/AnimAttachment.h"
 #include "model/sceneext/AnimCurve.h"
-#include "model/scenegraph/FieldContainerFactory.h"
 #include "model/scenegraph/Transform3D.h"
 
 #include <benchmark/benchmark.h>

@@ -1,7 +1,7 @@
 // A door that opens within two seconds: a scene, a channel with keys, frames, and the value read back.
 #include <knAnimManager.h>
+#include <model/fields/ChangeList.h>
 #include <model/scenedata/knSceneDataManager.h>
-#include <model/scenegraph/ChangeList.h>
 #include <model/scenegraph/Transform3D.h>
 
 #include <cmath>

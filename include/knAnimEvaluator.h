@@ -2,12 +2,12 @@
 
 #include "knAnimExport.h"
 #include "model/camera/UberCamera.h"
+#include "model/fields/BitVector.h"
+#include "model/geometry/Geometry.h"
 #include "model/records/knCurveData.h"
 #include "model/records/knIdTable.h"
 #include "model/records/knOSGChannelData.h"
 #include "model/scenedata/MaterialPool.h"
-#include "model/scenegraph/BitVector.h"
-#include "model/scenegraph/Geometry.h"
 
 #include <tbb/concurrent_unordered_map.h>
 

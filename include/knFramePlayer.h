@@ -1,7 +1,7 @@
 #pragma once
 
 #include "knAnimExport.h"
-#include "model/scenegraph/BaseTypes.h"
+#include "model/utils/BaseTypes.h"
 
 /// How frames are to be played. Frames need not be whole; times are in seconds.
 struct knFramePlaybackParams {

@@ -1,10 +1,10 @@
 #include "evaluation/AnimOwner.h"
 
 #include "model/camera/UberCamera.h"
+#include "model/fields/FieldContainerFactory.h"
+#include "model/geometry/Geometry.h"
 #include "model/light/UberLight.h"
 #include "model/scenegraph/ClipPlane.h"
-#include "model/scenegraph/FieldContainerFactory.h"
-#include "model/scenegraph/Geometry.h"
 
 #include <algorithm>
 #include <string_view>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "model/materials/Material.h"
 #include "model/sceneext/AnimCurve.h"
-#include "model/scenegraph/Material.h"
 
 /// A node or material that animations hang on, sorted once by what decides where its curves write to. For use
 /// within one gathering: it points at what the owner holds.

@@ -1,12 +1,12 @@
 #include "evaluation/SceneMaterials.h"
 #include "evaluation/TreeWalk.h"
 #include "knAnimManager.h"
+#include "model/fields/FieldContainerFactory.h"
+#include "model/geometry/Geometry.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimSequence.h"
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
-#include "model/scenegraph/FieldContainerFactory.h"
-#include "model/scenegraph/Geometry.h"
 
 #include <tbb/concurrent_unordered_set.h>
 #include <tbb/parallel_for_each.h>

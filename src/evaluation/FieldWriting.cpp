@@ -1,9 +1,9 @@
 #include "evaluation/WriteRule.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/fields/FieldContainerFactory.h"
 #include "model/light/UberLight.h"
 #include "model/scenegraph/ClipPlane.h"
-#include "model/scenegraph/FieldContainerFactory.h"
 
 #include <algorithm>
 #include <array>

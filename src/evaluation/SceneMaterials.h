@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/Material.h"
+#include "model/materials/Material.h"
 
 #include <vector>
 

@@ -1,8 +1,8 @@
 #include "evaluation/SceneWalk.h"
 
 #include "knAnimManager.h"
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/CameraTrack.h"
-#include "model/scenegraph/Geometry.h"
 
 void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
                        std::vector<AnimatedOwner>& animated) {

@@ -1,7 +1,7 @@
 #include "evaluation/WriteRule.h"
 
 #include "model/camera/UberCamera.h"
-#include "model/scenegraph/Geometry.h"
+#include "model/geometry/Geometry.h"
 #include "model/scenegraph/Transform3D.h"
 
 #include <array>

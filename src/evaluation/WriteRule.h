@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/FieldContainerType.h"
+#include "model/fields/FieldContainerType.h"
 
 #include <string>
 

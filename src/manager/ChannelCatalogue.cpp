@@ -1,9 +1,9 @@
 #include "knAnimManager.h"
 #include "model/camera/UberCamera.h"
+#include "model/fields/FieldContainerFactory.h"
+#include "model/geometry/Geometry.h"
 #include "model/light/UberLight.h"
 #include "model/scenegraph/ClipPlane.h"
-#include "model/scenegraph/FieldContainerFactory.h"
-#include "model/scenegraph/Geometry.h"
 
 #include <algorithm>
 #include <array>

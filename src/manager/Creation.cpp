@@ -1,6 +1,6 @@
 #include "knAnimManager.h"
+#include "model/fields/FieldContainerFactory.h"
 #include "model/sceneext/AnimBlock.h"
-#include "model/scenegraph/FieldContainerFactory.h"
 
 #include <algorithm>
 #include <sstream>

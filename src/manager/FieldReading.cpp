@@ -1,8 +1,8 @@
 #include "evaluation/WriteRule.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/fields/FieldContainerFactory.h"
 #include "model/light/UberLight.h"
-#include "model/scenegraph/FieldContainerFactory.h"
 
 #include <string_view>
 

@@ -1,13 +1,13 @@
 #include "evaluation/SceneMaterials.h"
 #include "evaluation/TreeWalk.h"
 #include "knAnimManager.h"
+#include "model/geometry/Geometry.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimClip.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/VertexAnimCurves.h"
-#include "model/scenegraph/Geometry.h"
 
 #include <cmath>
 #include <limits>

@@ -1,7 +1,7 @@
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/fields/FieldContainerFactory.h"
 #include "model/scenedata/knSceneDataManager.h"
-#include "model/scenegraph/FieldContainerFactory.h"
 #include "model/utils/knUtils.h"
 
 #include <chrono>

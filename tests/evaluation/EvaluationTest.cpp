@@ -1,6 +1,6 @@
 // Whole evaluations, from the time to the announced field.
+#include "model/materials/SurfaceMaterials.h"
 #include "model/sceneext/VertexAnimCurves.h"
-#include "model/scenegraph/SurfaceMaterials.h"
 #include "support/SceneStage.h"
 
 #include <cmath>

@@ -1,7 +1,7 @@
 // How a value lands in a field, what is marked, and how that is announced.
 #include "model/light/UberLight.h"
+#include "model/materials/SurfaceMaterials.h"
 #include "model/scenegraph/ClipPlane.h"
-#include "model/scenegraph/SurfaceMaterials.h"
 #include "support/SceneStage.h"
 
 #include <cmath>

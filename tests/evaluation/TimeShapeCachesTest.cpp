@@ -1,6 +1,6 @@
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/AnimClip.h"
 #include "model/sceneext/TimeShapeCache.h"
-#include "model/scenegraph/Geometry.h"
 #include "support/SceneStage.h"
 
 #include <cmath>

@@ -1,8 +1,8 @@
 #include "knAnimManager.h"
 #include "model/camera/UberCamera.h"
+#include "model/geometry/Geometry.h"
 #include "model/light/UberLight.h"
 #include "model/scenegraph/ClipPlane.h"
-#include "model/scenegraph/Geometry.h"
 
 #include "support/TestContainers.h"
 

@@ -1,7 +1,7 @@
 #include "model/camera/UberCamera.h"
+#include "model/geometry/Geometry.h"
 #include "model/light/UberLight.h"
 #include "model/scenegraph/ClipPlane.h"
-#include "model/scenegraph/Geometry.h"
 #include "support/SceneStage.h"
 
 #include <random>

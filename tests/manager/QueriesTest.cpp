@@ -1,8 +1,8 @@
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
-#include "model/scenegraph/Geometry.h"
 #include "support/SceneStage.h"
 
 namespace kntest {

@@ -2,11 +2,11 @@
 
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/fields/ChangeList.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimBuilders.h"
 #include "model/sceneext/AnimClip.h"
-#include "model/scenegraph/ChangeList.h"
 #include "model/scenegraph/Group.h"
 #include "model/utils/knUtils.h"
 #include "support/TestContainers.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/scenegraph/ChangeList.h"
-#include "model/scenegraph/FieldContainerFactory.h"
+#include "model/fields/ChangeList.h"
+#include "model/fields/FieldContainerFactory.h"
 #include "model/scenegraph/Node.h"
 
 #include <gtest/gtest.h>

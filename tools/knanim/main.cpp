@@ -1,4 +1,4 @@
-#include "knanim/Commands.h"
+#include "knanim/commands/Commands.h"
 
 #include <cstdio>
 #include <exception>

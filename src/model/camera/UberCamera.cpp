@@ -1,6 +1,6 @@
 #include "model/camera/UberCamera.h"
 
-#include "model/scenegraph/ChangeList.h"
+#include "model/fields/ChangeList.h"
 
 #include <Eigen/Geometry>
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/light/LensFlareEffect.h"
-#include "model/scenegraph/ColorComponentSettings.h"
+#include "model/materials/ColorComponentSettings.h"
 #include "model/scenegraph/Node.h"
 
 namespace osg {

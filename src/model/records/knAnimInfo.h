@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/Vectors.h"
+#include "model/math/Vectors.h"
 
 /// What an animation tree holds and where it stands in time.
 struct knAnimInfo {

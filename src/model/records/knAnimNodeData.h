@@ -1,7 +1,7 @@
 #pragma once
 
+#include "model/materials/Material.h"
 #include "model/sceneext/AnimNode.h"
-#include "model/scenegraph/Material.h"
 
 #include <string>
 #include <vector>

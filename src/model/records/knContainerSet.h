@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/FieldContainerPtr.h"
+#include "model/fields/FieldContainerPtr.h"
 
 #include <algorithm>
 #include <initializer_list>

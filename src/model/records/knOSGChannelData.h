@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/BaseTypes.h"
+#include "model/utils/BaseTypes.h"
 
 #include <string>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/FieldDataTraits.h"
+#include "model/fields/FieldDataTraits.h"
 
 namespace osg {
 inline namespace knscene {

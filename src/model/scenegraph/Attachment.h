@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/scenegraph/FieldContainer.h"
+#include "model/fields/FieldContainer.h"
 
 namespace osg {
 inline namespace knscene {

@@ -1,6 +1,6 @@
 #include "model/scenegraph/Cloning.h"
 
-#include "model/scenegraph/FieldContainerFactory.h"
+#include "model/fields/FieldContainerFactory.h"
 
 #include <unordered_map>
 

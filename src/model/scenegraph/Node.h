@@ -1,8 +1,8 @@
 #pragma once
 
+#include "model/math/BoxVolume.h"
+#include "model/math/Matrix.h"
 #include "model/scenegraph/Attachment.h"
-#include "model/scenegraph/BoxVolume.h"
-#include "model/scenegraph/Matrix.h"
 #include "model/scenegraph/Name.h"
 
 #include <span>

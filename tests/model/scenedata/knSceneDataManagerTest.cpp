@@ -1,6 +1,6 @@
 #include "model/scenedata/knSceneDataManager.h"
 
-#include "model/scenegraph/SceneFileHandler.h"
+#include "model/scenefiles/SceneFileHandler.h"
 #include "support/TestContainers.h"
 
 #include <sstream>

@@ -1,5 +1,5 @@
 // The names by which hosts animate scenes, over all container types there are.
-#include "model/scenegraph/FieldContainerFactory.h"
+#include "model/fields/FieldContainerFactory.h"
 
 #include "model/scenegraph/Cloning.h"
 #include "support/TestContainers.h"

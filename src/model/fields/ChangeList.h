@@ -1,0 +1,46 @@
+#pragma once
+
+#include "model/fields/BitVector.h"
+#include "model/fields/FieldContainerPtr.h"
+
+#include <vector>
+
+namespace osg {
+inline namespace knscene {
+
+/// Notes which fields of which containers have changed, one entry per container in order of first change. A host
+/// reads and clears it once a frame. Not safe for use by several threads: each thread has a list of its own.
+class KNSCENE_API ChangeList {
+ public:
+  struct Entry {
+    FieldContainerPtr container;  ///< may have died since
+    BitVector mask;               ///< all fields announced since the last clear
+  };
+
+  /// Adds the fields in `mask` to the container's entry. A null or dead handle is left alone. Constant time,
+  /// without allocation for a container that the list already holds.
+  void addChanged(FieldContainerPtr const& container, BitVector const& mask);
+
+  std::vector<Entry> const& getEntries() const { return _entries; }
+  /// How often addChanged was called with a living container since the last clear.
+  std::size_t getAnnouncementCount() const { return _announcements; }
+  void clear();
+
+ private:
+  std::vector<Entry> _entries;
+  std::vector<UInt32> _places;  ///< by container id: where the entry stands, if it stands there
+  std::size_t _announcements = 0;
+};
+
+/// Access to the calling thread's change list.
+class KNSCENE_API WinThreadBase {
+ public:
+  /// The thread's list; every thread begins with an empty one of its own. Null after it was set to null,
+  /// and while the thread's statics are destroyed.
+  static ChangeList* getCurrentChangeList();
+  /// Makes `list` the thread's; null switches noting off. The caller keeps the list alive.
+  static void setCurrentChangeList(ChangeList* list);
+};
+
+}  // namespace knscene
+}  // namespace osg

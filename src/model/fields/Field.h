@@ -1,0 +1,155 @@
+#pragma once
+
+#include "model/fields/FieldDataTraits.h"
+
+#include <initializer_list>
+#include <vector>
+
+namespace osg {
+inline namespace knscene {
+
+/// One named value, or list of values, of a field container. Everything that is done to fields without knowing
+/// their type (files, cloning, comparing, printing) goes through this interface.
+class KNSCENE_API Field {
+ public:
+  Field() = default;
+  Field(Field const&) = default;
+  Field& operator=(Field const&) = default;
+  virtual ~Field() = default;
+
+  virtual FieldType const& getType() const = 0;
+  DataType const& getContentType() const { return getType().getContentType(); }
+  FieldType::Cardinality getCardinality() const { return getType().getCardinality(); }
+
+  /// The number of values: 1 for a single field.
+  virtual std::size_t getSize() const = 0;
+  /// Takes the values of a field of the same type; false, and nothing done, for any other.
+  virtual bool copyFrom(Field const& other) = 0;
+  virtual bool isEqual(Field const& other) const = 0;
+  /// Appends the text form: for a multi-field, the values one a line.
+  virtual void putToString(std::string& text) const = 0;
+  virtual void write(FieldWriter& writer) const = 0;
+  virtual void read(FieldReader& reader) = 0;
+  /// Passes every handle that the field holds through `visitor`. A result of a type that the field cannot hold
+  /// becomes null.
+  virtual void visitHandles(HandleVisitor const& visitor) = 0;
+};
+
+namespace detail {
+template <class T>
+void visitHandlesIn(T& value, HandleVisitor const& visitor) {
+  if constexpr (requires { FieldDataTraits<T>::visitHandles(value, visitor); }) {
+    FieldDataTraits<T>::visitHandles(value, visitor);
+  }
+}
+}  // namespace detail
+
+/// A field with one value.
+template <class T>
+class SField final : public Field {
+ public:
+  using StoredType = T;
+
+  SField() = default;
+  SField(T value) : _value(std::move(value)) {}
+
+  static FieldType const& getClassType() {
+    static FieldType const type(DataType::byName(FieldDataTraits<T>::typeName()),
+                                FieldType::Cardinality::Single);
+    return type;
+  }
+
+  T const& getValue() const { return _value; }
+  T& getValue() { return _value; }
+  void setValue(T const& value) { _value = value; }
+
+  FieldType const& getType() const override { return getClassType(); }
+  std::size_t getSize() const override { return 1; }
+  bool copyFrom(Field const& other) override {
+    if (!(other.getType() == getClassType())) return false;
+    _value = static_cast<SField const&>(other)._value;
+    return true;
+  }
+  bool isEqual(Field const& other) const override {
+    return other.getType() == getClassType() &&
+           FieldDataTraits<T>::isEqual(_value, static_cast<SField const&>(other)._value);
+  }
+  void putToString(std::string& text) const override { FieldDataTraits<T>::putToString(_value, text); }
+  void write(FieldWriter& writer) const override { FieldDataTraits<T>::write(writer, _value); }
+  void read(FieldReader& reader) override { FieldDataTraits<T>::read(reader, _value); }
+  void visitHandles(HandleVisitor const& visitor) override { detail::visitHandlesIn(_value, visitor); }
+
+ private:
+  T _value{};
+};
+
+/// A field with a list of values, stored side by side.
+template <class T>
+class MField final : public Field {
+ public:
+  using StoredType = std::vector<T>;
+
+  MField() = default;
+  MField(std::initializer_list<T> values) : _values(values) {}
+
+  static FieldType const& getClassType() {
+    static FieldType const type(DataType::byName(FieldDataTraits<T>::typeName()),
+                                FieldType::Cardinality::Multi);
+    return type;
+  }
+
+  std::vector<T>& getValues() { return _values; }
+  std::vector<T> const& getValues() const { return _values; }
+
+  std::size_t size() const { return _values.size(); }
+  bool empty() const { return _values.empty(); }
+  T& operator[](std::size_t index) { return _values[index]; }
+  T const& operator[](std::size_t index) const { return _values[index]; }
+  T const* data() const { return _values.data(); }
+  auto begin() { return _values.begin(); }
+  auto end() { return _values.end(); }
+  auto begin() const { return _values.begin(); }
+  auto end() const { return _values.end(); }
+  T const& front() const { return _values.front(); }
+  T const& back() const { return _values.back(); }
+  void push_back(T value) { _values.push_back(std::move(value)); }
+  void reserve(std::size_t count) { _values.reserve(count); }
+  void clear() { _values.clear(); }
+
+  FieldType const& getType() const override { return getClassType(); }
+  std::size_t getSize() const override { return _values.size(); }
+  bool copyFrom(Field const& other) override {
+    if (!(other.getType() == getClassType())) return false;
+    _values = static_cast<MField const&>(other)._values;
+    return true;
+  }
+  bool isEqual(Field const& other) const override {
+    if (!(other.getType() == getClassType())) return false;
+    std::vector<T> const& theirs = static_cast<MField const&>(other)._values;
+    return std::equal(_values.begin(), _values.end(), theirs.begin(), theirs.end(),
+                      FieldDataTraits<T>::isEqual);
+  }
+  void putToString(std::string& text) const override {
+    for (std::size_t i = 0; i < _values.size(); ++i) {
+      if (i > 0) text += '\n';
+      FieldDataTraits<T>::putToString(_values[i], text);
+    }
+  }
+  void write(FieldWriter& writer) const override {
+    writer.put(static_cast<UInt32>(_values.size()));
+    for (T const& value : _values) FieldDataTraits<T>::write(writer, value);
+  }
+  void read(FieldReader& reader) override {
+    _values.resize(reader.getCount(FieldDataTraits<T>::MinBytes));
+    for (T& value : _values) FieldDataTraits<T>::read(reader, value);
+  }
+  void visitHandles(HandleVisitor const& visitor) override {
+    for (T& value : _values) detail::visitHandlesIn(value, visitor);
+  }
+
+ private:
+  std::vector<T> _values;
+};
+
+}  // namespace knscene
+}  // namespace osg

@@ -1,0 +1,81 @@
+#include "model/fields/FieldContainer.h"
+
+#include "model/fields/ChangeList.h"
+#include "model/fields/FieldContainerFactory.h"
+
+namespace osg {
+inline namespace knscene {
+
+constinit FieldContainerType FieldContainer::_type{
+    "FieldContainer", nullptr, nullptr, nullptr, sizeof(FieldContainer), FieldContainer::ParentEntryPosition};
+bool FieldContainerPtr::_ignore_change = false;
+
+namespace {
+
+[[maybe_unused]] bool const registered = (FieldContainer::_type.initialise(), true);
+
+// Passes every handle in the container's owned fields to `use`, and leaves null in its place where `use` says so.
+template <class Use>
+void forEachOwned(FieldContainer& container, Use use) {
+  for (FieldDescription const& description : container.getType().getFieldDescriptions()) {
+    if (description.getRole() != FieldRole::Owned) continue;
+    description.getField(container)->visitHandles(use);
+  }
+}
+
+}  // namespace
+
+FieldContainerPtrBase::FieldContainerPtrBase(FieldContainer const* container) {
+  if (container == nullptr || container->_entry == nullptr) return;
+  FieldContainerType const& type = *container->_entry->type;
+  _containerSize = type.getContainerSize();
+  _parentEPos = type.getParentEPos();
+  _store = container->_entry;
+}
+
+void FieldContainerPtrBase::addRef() const {
+  if (isAlive()) ++object()->_refCount;
+}
+
+void FieldContainerPtrBase::subRef() const {
+  if (isAlive() && --object()->_refCount <= 0) FieldContainerFactory::the().destroy(*object());
+}
+
+Field* FieldContainer::getField(char const* name) {
+  FieldDescription const* const description = getType().findFieldDescription(name);
+  return description != nullptr ? description->getField(*this) : nullptr;
+}
+
+Field* FieldContainer::getField(UInt32 fieldId) {
+  FieldDescription const* const description = getType().getFieldDescription(fieldId);
+  return description != nullptr ? description->getField(*this) : nullptr;
+}
+
+void FieldContainer::changed(BitVector const&, UInt32) {}
+
+void FieldContainer::getChannelDescriptions(std::vector<ChannelDescription>&) const {}
+
+void FieldContainer::fieldsAssigned() {
+  forEachOwned(*this, [](FieldContainerPtr const& handle) {
+    handle.addRef();
+    return handle;
+  });
+}
+
+void FieldContainer::onDestroy() {
+  forEachOwned(*this, [](FieldContainerPtr const& handle) {
+    handle.subRef();
+    return FieldContainerPtr();
+  });
+}
+
+void linkAssignedFields(FieldContainer& container) { container.fieldsAssigned(); }
+
+void announce(FieldContainerPtr const& container, BitVector const& mask) {
+  if (!container.isAlive()) return;
+  if (ChangeList* const list = WinThreadBase::getCurrentChangeList()) list->addChanged(container, mask);
+  if (!FieldContainerPtr::_ignore_change) container->changed(mask, 1);
+}
+
+}  // namespace knscene
+}  // namespace osg

@@ -1,0 +1,108 @@
+#include "model/fields/FieldContainerFactory.h"
+
+#include <algorithm>
+
+namespace osg {
+inline namespace knscene {
+
+FieldContainerFactory& FieldContainerFactory::the() {
+  static auto* const factory = new FieldContainerFactory;
+  return *factory;
+}
+
+FieldContainerFactory::FieldContainerFactory() {
+  // Id 0 means "none" in records, so no container gets it.
+  _entries.grow_by(1);
+  _store.grow_by(1);
+}
+
+FieldContainerType* FieldContainerFactory::findType(char const* name) const {
+  if (name == nullptr) return nullptr;
+  std::lock_guard const lock(_typesMutex);
+  auto const found = std::find_if(_types.begin(), _types.end(),
+                                  [name](FieldContainerType const* type) { return type->getName() == name; });
+  return found != _types.end() ? *found : nullptr;
+}
+
+std::vector<FieldContainerType*> FieldContainerFactory::getTypes() const {
+  std::lock_guard const lock(_typesMutex);
+  return _types;
+}
+
+UInt32 FieldContainerFactory::registerType(FieldContainerType& type) {
+  std::lock_guard const lock(_typesMutex);
+  _types.push_back(&type);
+  return static_cast<UInt32>(_types.size());
+}
+
+FieldContainerPtr FieldContainerFactory::create(FieldContainerType const& type) {
+  if (type._create == nullptr) return {};
+  FieldContainer* const container = type._create();
+  // Growing a vector of the store makes places, of which another thread may still be making some when this one
+  // has its own already. So one thread at a time.
+  std::lock_guard const lock(_creationMutex);
+  auto const entry = _entries.grow_by(1);
+  entry->object = container;
+  entry->type = &type;
+  container->_entry = &*entry;
+  entry->id = static_cast<UInt32>(entry - _entries.begin());
+  container->_containerId = entry->id;
+  FieldContainerPtr const handle(container);
+  _store.push_back(handle);
+  _living.fetch_add(1, std::memory_order_relaxed);
+  return handle;
+}
+
+void FieldContainerFactory::destroy(FieldContainer& container) {
+  // A container's death drops references, which can be the last of others. They wait here for their turn, so
+  // that a tree of any depth dies without recursion. The list is no thread's static: containers may die after
+  // those are gone.
+  thread_local std::vector<FieldContainer*>* waiting = nullptr;
+  if (container._dying) return;
+  container._dying = true;
+  if (waiting != nullptr) {
+    waiting->push_back(&container);
+    return;
+  }
+  std::vector<FieldContainer*> dying{&container};
+  waiting = &dying;
+  while (!dying.empty()) {
+    FieldContainer* const next = dying.back();
+    dying.pop_back();
+    bury(*next);
+  }
+  waiting = nullptr;
+}
+
+void FieldContainerFactory::bury(FieldContainer& container) {
+  FieldContainerPtr const handle(&container);
+  tellDeathHooks(handle);
+  container.onDestroy();
+  _entries[container._containerId] = {};
+  _store[container._containerId] = FieldContainerPtr();
+  _living.fetch_sub(1, std::memory_order_relaxed);
+  delete &container;
+}
+
+void FieldContainerFactory::tellDeathHooks(FieldContainerPtr const& dying) {
+  // By number and not by place, and with a copy of each: hooks may add and remove hooks, themselves included.
+  for (UInt32 told = 0;;) {
+    auto const next = std::ranges::upper_bound(_deathHooks, told, {}, &NumberedHook::number);
+    if (next == _deathHooks.end()) return;
+    told = next->number;
+    DeathHook const hook = next->hook;
+    if (hook) hook(dying, dying.getContainerId());
+  }
+}
+
+UInt32 FieldContainerFactory::addDeathHook(DeathHook hook) {
+  _deathHooks.push_back({_nextHookNumber, std::move(hook)});
+  return _nextHookNumber++;
+}
+
+void FieldContainerFactory::removeDeathHook(UInt32 number) {
+  std::erase_if(_deathHooks, [number](NumberedHook const& hook) { return hook.number == number; });
+}
+
+}  // namespace knscene
+}  // namespace osg

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "model/utils/BaseTypes.h"
+#include "model/utils/Export.h"
+
+#include <compare>
+#include <concepts>
+#include <functional>
+
+namespace osg {
+inline namespace knscene {
+
+class Attachment;
+class AttachmentContainer;
+class FieldContainer;
+class FieldContainerType;
+class Node;
+
+/// A container's place in the store. It is handed out once and never used again, so that a handle of a dead
+/// container can be told from every living one for as long as the process runs.
+struct StoreEntry {
+  FieldContainer* object = nullptr;          ///< null once the container is dead
+  FieldContainerType const* type = nullptr;  ///< null once the container is dead
+  UInt32 id = 0;                             ///< the container's id, 0 once the container is dead
+};
+
+/// The three parts of every handle. A handle is a plain value: copying it counts nothing. It names a container by
+/// the address of the container's place in the store; handles compare by that address alone, and a missing
+/// object is one whose address is null.
+class KNSCENE_API FieldContainerPtrBase {
+ public:
+  /// The parent entry position of a null handle, and of containers that note no parents.
+  static constexpr UInt16 InvalidParentEPos = 0xFFFF;
+
+  constexpr FieldContainerPtrBase() = default;
+
+  /// Takes a reference. Null and dead handles are left alone.
+  void addRef() const;
+  /// Drops a reference; the last one destroys the container, and with it what it alone holds. A container that
+  /// nobody ever took a reference to is destroyed too. Null and dead handles are left alone.
+  void subRef() const;
+
+  /// Whether the container that this handle was made for still lives. False for null.
+  bool isAlive() const { return _store != nullptr && _store->object != nullptr; }
+  /// The container's process-wide id, or 0 when the handle is null or dead.
+  UInt32 getContainerId() const { return _store != nullptr ? _store->id : 0; }
+  /// The container's most derived type, or null when the handle is null or dead.
+  FieldContainerType const* findType() const { return _store != nullptr ? _store->type : nullptr; }
+
+  UInt16 getContainerSize() const { return _containerSize; }
+  UInt16 getParentEPos() const { return _parentEPos; }
+  StoreEntry const* getStoreAddress() const { return _store; }
+
+  explicit operator bool() const { return _store != nullptr; }
+  friend bool operator==(FieldContainerPtrBase const& a, FieldContainerPtrBase const& b) {
+    return a._store == b._store;
+  }
+  friend std::strong_ordering operator<=>(FieldContainerPtrBase const& a, FieldContainerPtrBase const& b) {
+    return std::compare_three_way{}(a._store, b._store);
+  }
+  friend bool operator==(FieldContainerPtrBase const& a, std::nullptr_t) { return a._store == nullptr; }
+
+ protected:
+  explicit FieldContainerPtrBase(FieldContainer const* container);
+  FieldContainer* object() const { return _store->object; }
+
+ private:
+  UInt16 _containerSize = 0;
+  UInt16 _parentEPos = InvalidParentEPos;
+  StoreEntry const* _store = nullptr;
+};
+
+/// The untyped handle.
+class KNSCENE_API FieldContainerPtr : public FieldContainerPtrBase {
+ public:
+  using StoredObject = FieldContainer;
+
+  /// While set, announcing a field does not call the container's `changed`. Main thread only.
+  static bool _ignore_change;
+
+  constexpr FieldContainerPtr() = default;
+  constexpr FieldContainerPtr(std::nullptr_t) {}
+  /// The handle of a living container; null gives the null handle.
+  explicit FieldContainerPtr(FieldContainer const* container) : FieldContainerPtrBase(container) {}
+
+  /// The container. The handle must be alive.
+  FieldContainer* operator->() const { return object(); }
+  FieldContainer& operator*() const { return *object(); }
+};
+
+/// The typed handle: derived from the handle `Base`, it gives `Type` as its target.
+template <class Base, class Type>
+class FCPtr : public Base {
+ public:
+  using StoredObject = Type;
+
+  constexpr FCPtr() = default;
+  constexpr FCPtr(std::nullptr_t) {}
+  explicit FCPtr(Type const* container) : Base(container) {}
+
+  Type* operator->() const { return static_cast<Type*>(this->object()); }
+  Type& operator*() const { return *static_cast<Type*>(this->object()); }
+};
+
+using AttachmentContainerPtr = FCPtr<FieldContainerPtr, AttachmentContainer>;
+using AttachmentPtr = FCPtr<FieldContainerPtr, Attachment>;
+using NodePtr = FCPtr<AttachmentContainerPtr, Node>;
+
+template <class Handle>
+concept ContainerHandle = std::derived_from<Handle, FieldContainerPtr>;
+
+}  // namespace knscene
+}  // namespace osg
+
+template <osg::ContainerHandle Handle>
+struct std::hash<Handle> {
+  std::size_t operator()(Handle const& handle) const noexcept {
+    return std::hash<osg::StoreEntry const*>{}(handle.getStoreAddress());
+  }
+};

@@ -1,0 +1,121 @@
+#include "model/fields/FieldContainerType.h"
+
+#include "model/scenegraph/Transform3D.h"
+#include "support/TestContainers.h"
+
+#include <set>
+
+namespace {
+
+using namespace osg;
+using namespace kntest;
+
+using FieldContainerTypeTest = SceneTest;
+
+std::vector<FieldContainerType*> allTypes() { return FieldContainerFactory::the().getTypes(); }
+
+TEST_F(FieldContainerTypeTest, CastGoesUpAndDownButNotSideways) {
+  Held const node(Node::create());
+  Held const transform(Transform3D::create());
+  Held const base(Singles::create());
+  Held const multis(Multis::create());
+  FieldContainerPtr const untyped = *transform;
+  EXPECT_EQ(dcast<NodeCorePtr>(untyped), *transform);
+  EXPECT_EQ(dcast<NodePtr>(untyped), nullptr);
+  EXPECT_EQ(dcast<AttachmentPtr>(FieldContainerPtr(*node)), nullptr);
+  EXPECT_TRUE(dcastTo<Singles>(*multis) == &**multis && dcastTo<Multis>(*base) == nullptr);
+  Transform3DPtr const cast = dcast<Transform3DPtr>(untyped);
+  EXPECT_EQ(cast, *transform);
+  EXPECT_EQ(cast.getContainerSize(), untyped.getContainerSize());
+  EXPECT_EQ(cast.getParentEPos(), untyped.getParentEPos());
+}
+
+TEST_F(FieldContainerTypeTest, DerivationAndGroupsAgreeWithAWalkThroughTheParents) {
+  std::vector<FieldContainerType*> const types = allTypes();
+  ASSERT_GE(types.size(), 13U);
+  for (FieldContainerType const* const type : types) {
+    FieldContainerType const* opener = type;
+    std::set<FieldContainerType const*> ancestors;
+    for (FieldContainerType const* each = type; each != nullptr; each = each->getParent())
+      ancestors.insert(each);
+    while (opener->getParent() != nullptr && !opener->getParent()->isAbstract()) opener = opener->getParent();
+    EXPECT_EQ(type->getGroupId(), opener->getId()) << type->getCName();
+    for (FieldContainerType const* const other : types) {
+      EXPECT_EQ(type->isDerivedFrom(*other), ancestors.contains(other))
+          << type->getCName() << " from " << other->getCName();
+    }
+  }
+  EXPECT_EQ(Multis::_type.getParent(), &Singles::_type);
+}
+
+TEST_F(FieldContainerTypeTest, TypesAreNumberedInOrderFoundByNameAndMakeTheirOwnKind) {
+  std::vector<FieldContainerType*> const types = allTypes();
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    EXPECT_EQ(types[i]->getId(), i + 1);
+    EXPECT_EQ(FieldContainerFactory::the().findType(types[i]->getCName()), types[i]);
+    FieldContainerType const* const parent = types[i]->getParent();
+    EXPECT_TRUE(parent == nullptr || parent->getId() < types[i]->getId()) << types[i]->getCName();
+    FieldContainerPtr const made = types[i]->createFieldContainer();
+    ASSERT_EQ(made.isAlive(), !types[i]->isAbstract()) << types[i]->getCName();
+    if (!made) continue;
+    EXPECT_TRUE(&made->getType() == types[i] && made.findType() == types[i]) << types[i]->getCName();
+    EXPECT_EQ(made->getRefCount(), 0) << types[i]->getCName();
+    made.subRef();
+  }
+  EXPECT_TRUE(FieldContainer::_type.isAbstract() && NodeCore::_type.isAbstract());
+  for (char const* const wrong : {"", "node", "Nod", "Nodes", " Node", static_cast<char const*>(nullptr)})
+    EXPECT_EQ(FieldContainerFactory::the().findType(wrong), nullptr);
+}
+
+/// The search by name as it would be done without a table.
+FieldDescription const* searchByName(FieldContainerType const& type, std::string const& name) {
+  for (FieldDescription const& description : type.getFieldDescriptions()) {
+    if (name == description.getCName()) return &description;
+  }
+  return nullptr;
+}
+
+TEST_F(FieldContainerTypeTest, FieldsAreNumberedFromOneAndFoundByName) {
+  for (FieldContainerType const* const type : allTypes()) {
+    SCOPED_TRACE(type->getCName());
+    UInt32 const count = type->getNumFieldDescs();
+    std::set<std::string> names;
+    for (UInt32 id = 1; id <= count; ++id) {
+      FieldDescription const* const description = type->getFieldDescription(id);
+      ASSERT_NE(description, nullptr);
+      EXPECT_EQ(description->getFieldId(), id);
+      EXPECT_EQ(description->getFieldMask(), BitVector::bit(id));
+      std::string const name = description->getCName();
+      EXPECT_TRUE(names.insert(name).second) << name << " stands twice";
+      EXPECT_EQ(type->findFieldDescription(name.c_str()), description) << name;
+      std::string otherCase = name, swapped = name;
+      otherCase[0] = static_cast<char>(otherCase[0] ^ 0x20);
+      std::swap(swapped[swapped.size() / 3], swapped[swapped.size() * 2 / 3]);
+      for (std::string const& near : {name + "s", name + " ", name.substr(1), name.substr(0, name.size() - 1),
+                                      otherCase, swapped, std::string(name.rbegin(), name.rend())}) {
+        EXPECT_EQ(type->findFieldDescription(near.c_str()), searchByName(*type, near)) << near;
+      }
+    }
+    for (UInt32 const outside : {0U, count + 1, count + 2, 0xFFFFFFFFU})
+      EXPECT_EQ(type->getFieldDescription(outside), nullptr) << outside;
+    EXPECT_TRUE(!type->findFieldDescription(nullptr) && !type->findFieldDescription(""));
+  }
+  EXPECT_EQ(Singles::BoolFieldId, 1U);
+  EXPECT_EQ(Singles::KeptFieldId, Singles::_type.getNumFieldDescs());
+  EXPECT_EQ(Multis::Int32sFieldId, Singles::KeptFieldId + 1);
+}
+
+TEST_F(FieldContainerTypeTest, FieldsOfAContainerAreReachedByNameAndId) {
+  Held const multis(Multis::create());
+  for (FieldDescription const& description : multis->getType().getFieldDescriptions()) {
+    Field* const field = multis->getField(description.getCName());
+    ASSERT_NE(field, nullptr) << description.getCName();
+    EXPECT_EQ(field, multis->getField(description.getFieldId())) << description.getCName();
+    EXPECT_EQ(field->getType(), description.getFieldType()) << description.getCName();
+  }
+  EXPECT_EQ(multis->getField("vec3fs"), &multis->getVec3fs());
+  EXPECT_TRUE(!multis->getField("real") && !multis->getField(static_cast<char const*>(nullptr)));
+  EXPECT_EQ(multis->getField(0U), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+#include "knAnimManager.h"
+#include "knanim/commands/Commands.h"
+#include "knanim/commands/QueueReport.h"
+#include "knanim/support/Text.h"
+#include "tools/knanim/TestFiles.h"
+
+#include <algorithm>
+#include <sstream>
+#include <tuple>
+
+namespace knanim {
+namespace {
+
+ImportedModel armModel(std::vector<Key> keys) {
+  ImportedModel model;
+  model.nodes.resize(2);
+  model.nodes[1].parent = 0;
+  model.curves = {{1, ChannelKind::Translation, 0, {}, {}, std::move(keys)}};
+  return model;
+}
+
+/// The first rises from 0 to 10 in one second, the second falls from 5 to -5 in two. Passes are 0.125 s apart, so
+/// that all times are exact.
+class QueueRunTest : public testing::Test {
+ protected:
+  QueueRunTest() {
+    settings.rate = 8;
+    models.add(1, "one", armModel({{0, 0}, {1, 10}}), {});
+    models.add(3, "two", armModel({{0, 5}, {2, -5}}), {});
+  }
+  void play() {
+    AnimatedScene const scene(models.model, models.content);
+    QueueRun run(models, scene, settings);
+    SimulatedClock clock;
+    auto const tell = [this](QueueEvent const& event) {
+      events += brief(event.time) + ' ' + models.parts[event.model].name + ' ' + event.what + "; ";
+    };
+    EXPECT_FALSE(run.play(clock, tell, [&](double time) { onPass(time, scene); }));
+    record = run.record();
+    unmet = run.unmetPauses().size();
+    values = {scene.curves()[0].fieldValue(), scene.curves()[1].fieldValue()};
+  }
+
+  QueueModels models;
+  QueueSettings settings;
+  std::function<void(double, AnimatedScene const&)> onPass = [](double, auto const&) {};
+  std::string events;
+  QueueRecord record;
+  std::size_t unmet = 0;
+  std::vector<float> values;
+};
+
+TEST_F(QueueRunTest, TreesStartPauseAndFinishOnClocksOfTheirOwn) {
+  settings.pauses = {{std::nullopt, {0.75, 1.25}}};
+  double (*const host)() = [] { return -7.0; };
+  knAnimManager::setSimulationTimeCB(host);
+  onPass = [](double time, AnimatedScene const& scene) {
+    // While a tree stands, its fields hold what the pass before the pause gave.
+    double const played = time < 0.75 ? time : time < 1.25 ? 0.625 : time - 0.5;
+    EXPECT_EQ(scene.curves()[0].fieldValue(), std::min(10.0, 10 * played)) << time;
+    EXPECT_EQ(scene.curves()[1].fieldValue(), played < 0.5 ? 0 : std::max(-5.0, 7.5 - 5 * played)) << time;
+  };
+  play();
+  EXPECT_EQ(knAnimManager::_timeCB, host);
+  knAnimManager::setSimulationTimeCB(nullptr);
+  EXPECT_EQ(events,
+            "0 one enqueued; 0.5 two enqueued; 0.75 one paused; 0.75 two paused; 1.25 one resumed; 1.25 two "
+            "resumed; 1.625 one finished; 1.625 one message; 3.125 two finished; 3.125 two message; ");
+  EXPECT_EQ(values, (std::vector<float>{10, -5}));
+  EXPECT_EQ(record.passes, 26U);
+  EXPECT_EQ(record.evaluated, (14U - 4) + (22 - 4));
+  EXPECT_EQ(record.queued, 14U + 22);
+  // The first value of the first tree is what the field held anyway, as is that of the pass that ends either.
+  EXPECT_EQ(record.fields, (10U - 2) + (18 - 1));
+  EXPECT_EQ(drawChart(record, models)[0],
+            "  1  one  |████████████░░░░░░░██████                       |  0 s to 1.625 s, paused for 0.5 s");
+}
+
+TEST_F(QueueRunTest, CyclesRangesAndEnds) {
+  struct Case {
+    char const* name;
+    QueueSettings settings;
+    std::vector<double> ends;
+    std::vector<float> values;
+  };
+  for (Case const& each : {Case{"cycles", {0.5, 8, {}, 1, {}, {}}, {2.125, 4.625}, {10, -5}},
+                           Case{"range", {0.5, 8, {}, 0, TimeSpan{0.25, 0.5}, {}}, {0.375, 0.875}, {5, 2.5}},
+                           Case{"no end", {0.5, 8, {}, -1, {}, 2.25}, {2.25, 2.25}, {2.5, -3.75}},
+                           Case{"stand", {0, 8, {{3, {1.5, 9}}}, 0, {}, 2.0}, {1.125, 2.0}, {10, -1.875}},
+                           Case{"reset", {0, 8, {{1, {5, 6}}}, 0, {}, {}, true}, {1.125, 2.125}, {0, 5}}}) {
+    settings = each.settings;
+    play();
+    std::vector const ends = {record.tracks[0].playing->end, record.tracks[1].playing->end};
+    EXPECT_EQ(ends, each.ends) << each.name;
+    EXPECT_EQ(values, each.values) << each.name;
+    EXPECT_EQ(record.tracks[1].finished, !settings.seconds) << each.name;
+    EXPECT_EQ(unmet, each.name == std::string("reset") ? 1U : 0U) << each.name;
+  }
+}
+
+TEST(QueueModels, KeepTheirContentApart) {
+  ModelContent content;
+  content.materials.resize(1);
+  content.meshesOfNodes = {{}, {0}};
+  content.meshes.resize(1);
+  content.meshes[0].bones = {{1, {}, {}}};
+  QueueModels models;
+  ImportedModel part = armModel({{0, 0}});
+  part.morphs = {{1, 0, {}}};
+  models.add(1, "a", part, content);
+  models.add(2, "b", part, content);
+  EXPECT_EQ(models.model.curves[1].node, 5U);
+  EXPECT_EQ(models.model.morphs[1].node, 5U);
+  EXPECT_EQ(models.model.morphs[1].mesh, 1U);
+  EXPECT_EQ(models.content.meshes[1].material, 1U);
+  EXPECT_EQ(models.content.meshes[1].bones[0].node, 5U);
+  EXPECT_EQ(models.content.meshesOfNodes[5], std::vector<std::size_t>{1});
+}
+
+TEST(QueueCommand, LeavesOutWhatDoesNotMoveAndRefusesWhatMakesNoSense) {
+  test::TemporaryFolder const folder;
+  std::string const film = test::modelPath("LWS/move_x.lws") + ' ';
+  std::string const still = test::modelPath("OBJ/box.obj") + ' ';
+  std::string const strip = folder.file("strip.png");
+  std::vector<std::tuple<ExitCode, std::string, char const*>> const cases = {
+      {ExitCode::Ok, still + film + "--strip " + strip, "box.obj is left out"},
+      {ExitCode::NoAnimation, still, "nothing to play"},
+      {ExitCode::Usage, "", "MODEL"},
+      {ExitCode::Usage, film + "--stagger -1", "not negative"},
+      {ExitCode::Usage, film + "--pause 2@1:1", "no pause: \"2@1:1\""},
+      {ExitCode::Usage, film + "--cycles -1", "--seconds"},
+      {ExitCode::Usage, film + "--range 3:1", "no range"},
+      {ExitCode::Usage, film + "--rate 1e12", "ten million"}};
+  for (auto const& [code, options, says] : cases) {
+    std::istringstream words("knanim queue " + options);
+    std::vector<std::string> const arguments(std::istream_iterator<std::string>(words), {});
+    std::vector<char const*> pointers;
+    for (std::string const& argument : arguments) pointers.push_back(argument.c_str());
+    std::string text(2000, '\0');
+    Terminal const terminal{std::tmpfile(), fmemopen(text.data(), text.size(), "w")};
+    EXPECT_EQ(runCommandLine(static_cast<int>(pointers.size()), pointers.data(), terminal), code);
+    std::fclose(terminal.output);
+    std::fclose(terminal.errors);
+    EXPECT_NE(text.find(says), std::string::npos) << text.c_str();
+  }
+  EXPECT_TRUE(test::readFile(strip).starts_with("\x89PNG"));
+}
+
+}  // namespace
+}  // namespace knanim

@@ -1,0 +1,140 @@
+#include "knanim/import/EulerAngles.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <numbers>
+#include <random>
+
+namespace knanim {
+namespace {
+
+Rotation around(double x, double y, double z, double degrees) {
+  double const half = degrees / 360 * std::numbers::pi;
+  return {std::cos(half), x * std::sin(half), y * std::sin(half), z * std::sin(half)};
+}
+
+Rotation operator*(Rotation const& a, Rotation const& b) {
+  return {a.w * b.w - a.x * b.x - a.y * b.y - a.z * b.z, a.w * b.x + a.x * b.w + a.y * b.z - a.z * b.y,
+          a.w * b.y - a.x * b.z + a.y * b.w + a.z * b.x, a.w * b.z + a.x * b.y - a.y * b.x + a.z * b.w};
+}
+
+/// Made of single turns, so that neither the order nor a sign of the code under test is taken on trust.
+Rotation compose(EulerDegrees const& angles) {
+  return around(0, 0, 1, angles.z) * around(0, 1, 0, angles.y) * around(1, 0, 0, angles.x);
+}
+
+/// The angle in degrees between what two rotations do.
+double difference(Rotation const& a, Rotation const& b) {
+  Rotation const turn = Rotation{a.w, -a.x, -a.y, -a.z} * b;
+  return 2 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * 180 / std::numbers::pi;
+}
+
+TEST(EulerAngles, SingleTurnsKeepTheirAxisAndSign) {
+  for (double const degrees : {-170.0, -90.0, -30.0, 0.0, 45.0, 90.0, 179.0}) {
+    EXPECT_NEAR(toEuler(around(1, 0, 0, degrees)).x, degrees, 1e-9);
+    EXPECT_NEAR(toEuler(around(0, 0, 1, degrees)).z, degrees, 1e-9);
+  }
+  EXPECT_NEAR(toEuler(around(0, 1, 0, 60)).y, 60, 1e-9);
+  EXPECT_NEAR(toEuler(around(0, 1, 0, -89)).y, -89, 1e-9);
+}
+
+TEST(EulerAngles, AnyRotationIsDescribedAndMatricesAgree) {
+  std::mt19937 random(7);
+  std::normal_distribution<double> normal;
+  std::uniform_real_distribution<double> angle(-720, 720);
+  for (int i = 0; i < 20'000; ++i) {
+    Rotation rotation{normal(random), normal(random), normal(random), normal(random)};
+    ASSERT_TRUE(normalize(rotation));
+    EulerDegrees const angles = toEuler(rotation);
+    ASSERT_LT(difference(compose(angles), rotation), 1e-9);
+    ASSERT_LE(std::abs(angles.y), 90 + 1e-9);
+    EulerDegrees const previous{angle(random), angle(random), angle(random)};
+    EulerDegrees const near = toEulerNear(rotation, previous);
+    ASSERT_LT(difference(compose(near), rotation), 1e-6);
+    Matrix3 const a = toMatrix(rotation);
+    Matrix3 const b = toMatrix(near);
+    for (std::size_t row = 0; row < 3; ++row) {
+      for (std::size_t column = 0; column < 3; ++column) ASSERT_NEAR(a[row][column], b[row][column], 1e-9);
+    }
+  }
+}
+
+TEST(EulerAngles, NearestOfAllTriplesIsTaken) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> angle(-500, 500);
+  for (int i = 0; i < 2000; ++i) {
+    EulerDegrees const wanted{angle(random), angle(random), angle(random)};
+    EulerDegrees const previous{angle(random), angle(random), angle(random)};
+    EulerDegrees const taken = toEulerNear(compose(wanted), previous);
+    double const best = std::hypot(taken.x - previous.x, taken.y - previous.y, taken.z - previous.z);
+    for (bool const flipped : {false, true}) {
+      EulerDegrees const other =
+          flipped ? EulerDegrees{wanted.x + 180, 180 - wanted.y, wanted.z + 180} : wanted;
+      double const x = std::remainder(other.x - previous.x, 360);
+      double const y = std::remainder(other.y - previous.y, 360);
+      double const z = std::remainder(other.z - previous.z, 360);
+      ASSERT_LE(best, std::hypot(x, y, z) + 1e-6);
+    }
+  }
+}
+
+// A path that keeps away from the quarter turn of y comes back exactly, through any number of whole turns; one
+// that runs through it comes back too, as the other triple is then the nearer one.
+TEST(EulerAngles, PathsRunOnWithoutJumps) {
+  struct Path {
+    EulerDegrees start;
+    EulerDegrees step;
+  };
+  for (Path const& path : {Path{{10, 20, 30}, {3, 0.02, -5}}, Path{{0, 0, 0}, {0, 1.7, 0}},
+                           Path{{15, -40, 5}, {0.01, -2.31, 0.4}}, Path{{0, 0, 0}, {0, 90.0 / 64, 0}}}) {
+    EulerDegrees angles = path.start;
+    for (int i = 1; i <= 1000; ++i) {
+      EulerDegrees const exact{path.start.x + i * path.step.x, path.start.y + i * path.step.y,
+                               path.start.z + i * path.step.z};
+      angles = toEulerNear(compose(exact), angles);
+      ASSERT_NEAR(angles.x, exact.x, 1e-5) << i;
+      ASSERT_NEAR(angles.y, exact.y, 1e-5) << i;
+      ASSERT_NEAR(angles.z, exact.z, 1e-5) << i;
+    }
+  }
+}
+
+TEST(EulerAngles, AtTheQuarterTurnZStaysAndXTakesTheRest) {
+  for (double const y : {90.0, -90.0}) {
+    EulerDegrees angles{20, y * 0.99, 35};
+    for (int i = 0; i <= 200; ++i) {
+      Rotation const rotation = compose({20 + 4.0 * i, y, 35});
+      // Components as a file in single precision has them.
+      Rotation single{static_cast<float>(rotation.w), static_cast<float>(rotation.x),
+                      static_cast<float>(rotation.y), static_cast<float>(rotation.z)};
+      ASSERT_TRUE(normalize(single));
+      EulerDegrees const next = toEulerNear(single, angles);
+      ASSERT_LT(difference(compose(next), rotation), 1e-3) << i;
+      angles = next;
+    }
+    EXPECT_NEAR(angles.y, y, 0.05);
+    EulerDegrees const first = toEuler(compose({50, y, 20}));
+    EXPECT_EQ(first.z, 0);
+    EXPECT_LT(difference(compose(first), compose({50, y, 20})), 1e-6);
+  }
+  EulerDegrees const kept = toEulerNear(compose({100, 90, 35}), {60, 89, 35});
+  EXPECT_NEAR(kept.x, 100, 1e-4);
+  EXPECT_EQ(kept.z, 35);
+}
+
+TEST(EulerAngles, NormalizingRefusesWhatIsNoRotation) {
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  for (Rotation rotation : {Rotation{0, 0, 0, 0}, Rotation{kNan, 0, 0, 1}, Rotation{1, 0, kInfinity, 0}}) {
+    EXPECT_FALSE(normalize(rotation));
+  }
+  Rotation large{0, 3e30, 0, 4e30};
+  ASSERT_TRUE(normalize(large));
+  EXPECT_DOUBLE_EQ(large.x, 0.6);
+  EXPECT_DOUBLE_EQ(large.z, 0.8);
+}
+
+}  // namespace
+}  // namespace knanim

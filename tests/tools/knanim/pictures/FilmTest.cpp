@@ -1,0 +1,158 @@
+#include "knanim/commands/Commands.h"
+#include "knanim/pictures/FilmShooting.h"
+#include "knanim/pictures/IndexedPng.h"
+#include "knanim/support/Options.h"
+#include "tools/knanim/TestFiles.h"
+
+#include <algorithm>
+#include <cairo.h>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <set>
+
+namespace knanim {
+namespace {
+
+struct Pixels {
+  std::size_t width = 0;
+  std::size_t height = 0;
+  std::vector<std::uint32_t> values;
+
+  std::uint32_t at(std::size_t x, std::size_t y) const { return values[y * width + x]; }
+};
+
+cairo_status_t readBytes(void* source, unsigned char* data, unsigned length) {
+  auto& rest = *static_cast<std::string_view*>(source);
+  if (rest.size() < length) return CAIRO_STATUS_READ_ERROR;
+  std::memcpy(data, rest.data(), length);
+  rest.remove_prefix(length);
+  return CAIRO_STATUS_SUCCESS;
+}
+
+Pixels decode(std::string_view png) {
+  cairo_surface_t* const surface = cairo_image_surface_create_from_png_stream(readBytes, &png);
+  EXPECT_EQ(cairo_surface_status(surface), CAIRO_STATUS_SUCCESS);
+  Pixels pixels{static_cast<std::size_t>(cairo_image_surface_get_width(surface)),
+                static_cast<std::size_t>(cairo_image_surface_get_height(surface)),
+                {}};
+  for (std::size_t y = 0; y < pixels.height; ++y) {
+    auto const* const row = reinterpret_cast<std::uint32_t const*>(
+        cairo_image_surface_get_data(surface) +
+        y * static_cast<std::size_t>(cairo_image_surface_get_stride(surface)));
+    for (std::size_t x = 0; x < pixels.width; ++x) pixels.values.push_back(row[x] & 0xFFFFFFU);
+  }
+  cairo_surface_destroy(surface);
+  return pixels;
+}
+
+ExitCode run(std::vector<std::string> const& arguments) {
+  std::vector<char const*> pointers = {"knanim"};
+  for (std::string const& argument : arguments) pointers.push_back(argument.c_str());
+  Terminal const terminal{std::tmpfile(), std::tmpfile()};
+  ExitCode const code = runCommandLine(static_cast<int>(pointers.size()), pointers.data(), terminal);
+  std::fclose(terminal.output);
+  std::fclose(terminal.errors);
+  return code;
+}
+
+/// The pixels of a part of the picture that are dark or of a strong colour, as limbs are.
+std::set<std::size_t> strongPixels(Pixels const& pixels, std::size_t left, std::size_t right) {
+  std::set<std::size_t> places;
+  // Title above and caption below are left out.
+  for (std::size_t y = 140; y + 120 < pixels.height; ++y) {
+    for (std::size_t x = left; x < right; ++x) {
+      std::uint32_t const value = pixels.at(x, y);
+      if (std::min({value >> 16U & 0xFFU, value >> 8U & 0xFFU, value & 0xFFU}) < 0x60)
+        places.insert(y * pixels.width + x - left);
+    }
+  }
+  return places;
+}
+
+TEST(Film, AStripShowsTheFigureInEveryFrameAndInDifferentPoses) {
+  test::TemporaryFolder const folder;
+  std::string const strip = folder.file("strip.png");
+  ASSERT_EQ(run({"play", test::modelPath("BVH/Boxing_Toes.bvh"), "--strip", strip, "--strip-frames", "4"}),
+            ExitCode::Ok);
+  Pixels const pixels = decode(test::readFile(strip));
+  EXPECT_EQ(pixels.width, 2080U);
+  std::vector<std::set<std::size_t>> figures;
+  for (std::size_t i = 0; i < 4; ++i) {
+    figures.push_back(strongPixels(pixels, 40 + i * 500, 40 + (i + 1) * 500));
+    EXPECT_GT(figures.back().size(), 3000U) << i;
+    EXPECT_LT(figures.back().size(), 60'000U) << i;
+  }
+  for (std::size_t i = 1; i < 4; ++i) {
+    std::vector<std::size_t> common;
+    std::set_intersection(figures[0].begin(), figures[0].end(), figures[i].begin(), figures[i].end(),
+                          std::back_inserter(common));
+    EXPECT_LT(common.size(), figures[0].size() / 2) << "frame " << i << " looks like the first";
+  }
+}
+
+TEST(Film, AnImageIsDrawnOfMeshesToo) {
+  test::TemporaryFolder const folder;
+  std::string const model = test::modelPath("X/Testwuson.X");
+  for (std::string const frame : {"0", "20"})
+    ASSERT_EQ(run({"play", model, "--image", folder.file(frame + ".png"), "--frame", frame}), ExitCode::Ok);
+  Pixels const first = decode(test::readFile(folder.file("0.png")));
+  Pixels const second = decode(test::readFile(folder.file("20.png")));
+  EXPECT_GT(strongPixels(first, 0, first.width).size(), first.values.size() / 20);
+  EXPECT_NE(first.values, second.values);
+  ASSERT_EQ(run({"play", model, "--image", folder.file("a.svg"), "--clips-plot", folder.file("b.svg")}),
+            ExitCode::Ok);
+  EXPECT_NE(test::readFile(folder.file("a.svg")).find("</svg>"), std::string::npos);
+  EXPECT_NE(test::readFile(folder.file("b.svg")).find("</svg>"), std::string::npos);
+}
+
+TEST(Film, FramesAreSpreadOverTheRange) {
+  EXPECT_EQ(spreadFrames({30, 0, 100}, 5), (std::vector<long long>{0, 25, 50, 75, 100}));
+  EXPECT_EQ(spreadFrames({30, -2, 1}, 9), (std::vector<long long>{-2, -1, 0, 1}));
+  EXPECT_EQ(spreadFrames({30, 7, 9}, 1), (std::vector<long long>{7}));
+}
+
+TEST(PictureView, TheFittedViewHoldsAllPointsAndIsFilledByThem) {
+  std::mt19937 random(11);
+  std::normal_distribution<float> place(0, 1);
+  for (int round = 0; round < 60; ++round) {
+    float const size = std::pow(10.F, static_cast<float>(round % 7 - 3));
+    osg::Vec3f const offset = osg::Vec3f(place(random), place(random), place(random)) * (5 * size);
+    std::vector<osg::Pnt3f> points(static_cast<std::size_t>(1 + round % 20));
+    for (osg::Pnt3f& point : points)
+      point = osg::Pnt3f(offset) + osg::Vec3f(place(random), place(random), place(random)) * size;
+    double const aspect = 0.5 + 0.1 * (round % 15);
+    osg::Vec3f const direction(place(random), place(random), place(random));
+    PictureView const view = PictureView::around(points, direction, 0.6, aspect);
+    double widest = 0;
+    for (osg::Pnt3f const& point : points) {
+      auto const seen = view.see(point);
+      ASSERT_TRUE(seen);
+      widest = std::max({widest, std::abs(seen->x), std::abs(seen->y) * aspect});
+    }
+    EXPECT_LE(widest, 1) << round;
+    EXPECT_TRUE(points.size() < 3 || widest >= 0.8) << round << ": " << widest;
+  }
+  PictureView const view = PictureView::along({0, 0, 5}, {0, 0, -1}, {0, 0, 1}, 1);
+  EXPECT_FALSE(view.see({0, 0, 6}));
+  EXPECT_FALSE(view.see({NAN, 0, 0}));
+  EXPECT_NEAR(view.see({0, 0, 0})->depth, 5, 1e-6);
+}
+
+TEST(IndexedPng, KeepsFewColorsAndRefusesMany) {
+  std::vector<std::uint32_t> pixels(40 * 30);
+  for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i % 256) * 0x010101U;
+  auto const png = encodeIndexedPng(pixels, 40);
+  ASSERT_TRUE(png);
+  EXPECT_EQ(decode(*png).values, pixels);
+  pixels[77] = 0x010102;  // one more than fits: the nearest one takes its place
+  Pixels const approximated = decode(*encodeIndexedPng(pixels, 40));
+  EXPECT_EQ(approximated.width, 40U);
+  EXPECT_EQ(approximated.values[77], 0x010101U);
+  for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i) * 0x3571U;
+  EXPECT_FALSE(encodeIndexedPng(pixels, 40));
+  EXPECT_FALSE(encodeIndexedPng(pixels, 0));
+}
+
+}  // namespace
+}  // namespace knanim

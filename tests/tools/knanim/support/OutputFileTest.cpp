@@ -1,0 +1,117 @@
+#include "knanim/support/OutputFile.h"
+
+#include "knanim/support/CsvTable.h"
+#include "tools/knanim/TestFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace knanim {
+namespace {
+
+using test::readFile;
+using test::TemporaryFolder;
+using test::writeFile;
+
+TEST(OutputFile, TheOldFileStandsUntilTheCommit) {
+  TemporaryFolder const folder;
+  std::string const path = folder.file("table.csv");
+  writeFile(path, "old");
+  {
+    OutputFile output(path);
+    ASSERT_TRUE(output.write(std::string(700'000, 'x')));  // more than fits the buffer
+    EXPECT_EQ(readFile(path), "old");
+    EXPECT_EQ(folder.count(), 2U);
+  }
+  EXPECT_EQ(readFile(path), "old");
+  EXPECT_EQ(folder.count(), 1U) << "something was left over";
+
+  OutputFile output(path);
+  EXPECT_TRUE(output.write("new"));
+  EXPECT_TRUE(output.commit());
+  EXPECT_EQ(readFile(path), "new");
+  EXPECT_EQ(folder.count(), 1U);
+  EXPECT_FALSE(output.commit()) << "a second time there is nothing to commit";
+}
+
+TEST(OutputFile, PermissionsAndLinksAreKept) {
+  TemporaryFolder const folder;
+  std::string const path = folder.file("real.csv");
+  std::string const link = folder.file("link.csv");
+  std::string const dangling = folder.file("dangling.csv");
+  writeFile(path, "old");
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  std::filesystem::create_symlink("real.csv", link);
+  std::filesystem::create_symlink("later.csv", dangling);
+  for (std::string const& each : {link, dangling}) {
+    OutputFile output(each);
+    output.write("new");
+    ASSERT_TRUE(output.commit()) << output.message();
+    EXPECT_TRUE(std::filesystem::is_symlink(each));
+    EXPECT_EQ(readFile(each), "new");
+  }
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U);
+  // A new file has the permissions that any new file gets.
+  writeFile(folder.file("plain"), "");
+  struct stat plain {};
+  ASSERT_EQ(stat(folder.file("plain").c_str(), &plain), 0);
+  ASSERT_EQ(stat(folder.file("later.csv").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode, plain.st_mode);
+}
+
+TEST(OutputFile, WhatCannotBeWrittenSaysWhy) {
+  TemporaryFolder const folder;
+  OutputFile nowhere(folder.file("missing/table.csv"));
+  EXPECT_FALSE(nowhere.isGood());
+  EXPECT_FALSE(nowhere.write("x"));
+  EXPECT_FALSE(nowhere.commit());
+  EXPECT_EQ(nowhere.message(),
+            "cannot write " + folder.file("missing/table.csv") + ": No such file or directory");
+  EXPECT_NE(OutputFile(folder.file("")).message().find("Is a directory"), std::string::npos);
+
+  OutputFile full("/dev/full");
+  EXPECT_TRUE(full.write("x")) << "nothing has been written yet";
+  EXPECT_FALSE(full.commit());
+  EXPECT_EQ(full.message(), "cannot write /dev/full: No space left on device");
+  OutputFile early("/dev/full");
+  EXPECT_FALSE(early.write(std::string(1'000'000, 'x')));
+  EXPECT_FALSE(early.write("more"));
+}
+
+TEST(OutputFile, OpenDescriptorsAreWrittenWhereTheyStand) {
+  TemporaryFolder const folder;
+  std::string const path = folder.file("log");
+  int const descriptor = open(path.c_str(), O_CREAT | O_WRONLY, 0600);
+  ASSERT_GE(descriptor, 0);
+  ASSERT_EQ(write(descriptor, "before ", 7), 7);
+  OutputFile output("/dev/fd/" + std::to_string(descriptor));
+  output.write("table");
+  EXPECT_TRUE(output.commit());
+  ASSERT_EQ(write(descriptor, " after", 6), 6);
+  close(descriptor);
+  EXPECT_EQ(readFile(path), "before table after");
+  EXPECT_FALSE(OutputFile("/dev/fd/9999").isGood());
+  EXPECT_TRUE(isStandardOutput("-"));
+  EXPECT_TRUE(isStandardOutput("/dev/stdout"));
+  EXPECT_FALSE(isStandardOutput("table.csv"));
+  EXPECT_FALSE(isStandardOutput(""));
+}
+
+TEST(CsvTable, FieldsAreQuotedWhereNeededAndNumbersReadBackExactly) {
+  TemporaryFolder const folder;
+  OutputFile output(folder.file("table.csv"));
+  CsvTable table(output);
+  table.add("plain").add("a,b").add("say \"hi\"").add("two\nlines").add("");
+  ASSERT_TRUE(table.endRow());
+  table.add(-3LL).add(0.1F).add(1.0 / 3).add(1e30F).add(-0.0F);
+  ASSERT_TRUE(table.endRow());
+  ASSERT_TRUE(output.commit());
+  EXPECT_EQ(readFile(output.path()),
+            "plain,\"a,b\",\"say \"\"hi\"\"\",\"two\nlines\",\n-3,0.1,0.3333333333333333,1e+30,-0\n");
+}
+
+}  // namespace
+}  // namespace knanim

@@ -1,0 +1,230 @@
+#include "knanim/commands/Commands.h"
+#include "knanim/support/Console.h"
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+
+namespace knanim {
+namespace {
+
+char const* const kFooter =
+    "Exit codes:\n"
+    "  0  all went well\n"
+    "  1  failed for a reason that has no code of its own, or interrupted\n"
+    "  2  the command line cannot be carried out\n"
+    "  3  the model is missing or cannot be read\n"
+    "  4  the file is not a model of a known format\n"
+    "  5  the model has no animation that can be played\n"
+    "  6  an output cannot be written, or not whole\n"
+    "\n"
+    "A table or picture that cannot be written whole leaves the old file as it was.\n"
+    "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
+    "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
+
+void definePictures(CLI::App& command, PlayOptions& options) {
+  char const* const group = "Pictures";
+  command.add_option("--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
+  command
+      .add_option(
+          "--channel", options.channels,
+          "Plot the channels whose name fits; * and ? are wildcards, a node's name takes all of its "
+          "channels. May be given again; with clips the first one counts [the channels that move most]")
+      ->allow_extra_args(false)
+      ->group(group);
+  CLI::Option* const strip =
+      command.add_option("--strip", options.strip, "Draw frames side by side into a .png or .svg file");
+  strip->group(group);
+  command.add_option("--strip-frames", options.stripFrames, "Number of frames in the strip")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->needs(strip)
+      ->group(group);
+  CLI::Option* const image =
+      command.add_option("--image", options.image, "Draw one frame into a .png or .svg file");
+  image->group(group);
+  command.add_option("--frame", options.frame, "Number of the frame in the image [the first]")
+      ->needs(image)
+      ->group(group);
+  command
+      .add_option("--camera", options.camera,
+                  "Camera of the model to draw with; fit looks from aside at all of it [the model's first "
+                  "camera, or fit]")
+      ->group(group);
+}
+
+void defineClock(CLI::App& command, ClockOptions& options) {
+  char const* const group =
+      "Clock (any of these plays by the frame player, on a simulated clock if not in real time)";
+  command
+      .add_flag("--realtime", options.realtime,
+                "Play in real time: passes wait for their turn, and frames that come too late are dropped")
+      ->group(group);
+  command.add_option("--rate", options.rate, "Passes per second; in real time 0 never waits [60]")
+      ->group(group);
+  command
+      .add_option("--seconds", options.seconds,
+                  "End after so long, if the last frame has not come before [at the last frame]")
+      ->group(group);
+  CLI::Option* const loop =
+      command.add_option("--loop", options.loop, "Play the frames of a range, as 10:50, over and over");
+  loop->group(group);
+  command.add_option("--loops", options.rounds, "How often [3; with --seconds until then]")
+      ->check(CLI::Range(1, 1'000'000))
+      ->needs(loop)
+      ->group(group);
+  command.add_flag("--reverse", options.reverse, "Play backwards, from the last frame to the first")
+      ->group(group);
+  command.add_flag("--subframes", options.subframes, "Play the moments between whole frames, too")
+      ->group(group);
+}
+
+void definePlay(CLI::App& command, PlayOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation [the first]");
+  command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
+  command.add_option("--from", options.from, "Begin in seconds [the animation's begin]");
+  command.add_option("--to", options.to, "End in seconds [the animation's end]");
+  command.add_option("--csv", options.csv, "Write all values of all frames as a table; - is standard output");
+  command.add_flag("--bake-skins", options.bakeSkins,
+                   "Turn meshes with bones into caches of one shape for every frame, and play these");
+  command.add_flag("--clips", options.clips,
+                   "Arrange the animations as clips that overlap on one timeline, and show which one wins");
+  command.add_option("--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
+      ->group("Pictures");
+  defineClock(command, options.clock);
+  definePictures(command, options);
+}
+
+void defineInfo(CLI::App& command, InfoOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation whose nodes are listed [the first]");
+  command.add_flag("--all", options.allNodes, "List all animated nodes, however many");
+}
+
+void defineQueue(CLI::App& command, QueueOptions& options) {
+  command.add_option("MODEL", options.models, "The models")->required();
+  command.add_option("--stagger", options.stagger, "Seconds from the start of one model to that of the next")
+      ->capture_default_str();
+  command
+      .add_option(
+          "--pause", options.pauses,
+          "Let all models stand still: TIME:SECONDS, or NUMBER@TIME:SECONDS for the model that comes so "
+          "many in the command line. May be given again")
+      ->allow_extra_args(false);
+  command
+      .add_option("--cycles", options.cycles,
+                  "Repetitions after the first run; -1, with --seconds, without end")
+      ->check(CLI::Range(-1, 1'000'000))
+      ->capture_default_str();
+  command.add_option("--range", options.range,
+                     "The part to play, BEGIN:END in seconds, repetitions included [all]");
+  command.add_option("--seconds", options.seconds, "End after so long, if the models have not ended before");
+  command.add_flag("--reset-at-end", options.resetAtEnd, "Show the first frame of all models at the end");
+  command.add_option("--rate", options.rate, "Passes per second")->capture_default_str();
+  command.add_flag("--realtime", options.realtime, "Play in real time, else on a simulated clock");
+  CLI::Option* const strip =
+      command.add_option("--strip", options.strip, "Draw moments of the run into a .png or .svg file");
+  strip->group("Pictures");
+  command.add_option("--strip-frames", options.stripFrames, "Number of moments in the strip")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->needs(strip)
+      ->group("Pictures");
+}
+
+void defineScene(CLI::App& command, SceneOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation [the first]");
+  CLI::Option* const time =
+      command.add_option("--time", options.time, "Evaluate there first, in seconds [the scene as loaded]");
+  CLI::Option* const frame = command.add_option("--frame", options.frame, "The same, as a number of a frame");
+  frame->excludes(time);
+  command.add_option("--fps", options.framesPerSecond, "Frames per second")
+      ->capture_default_str()
+      ->needs(frame);
+}
+
+void defineChannels(CLI::App& command, ChannelsOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("NODE", options.node,
+                     "A node or material, by its name or the end of its path [a table of all]");
+  command.add_flag("--all", options.all, "List all nodes and materials, however many");
+  command.add_option("--csv", options.csv,
+                     "Write the channels with their values as a table; - is standard output");
+}
+
+constexpr char const* kPathHelp = "The channel: node or material, field and component, as Hips.translation.Y";
+
+void defineGet(CLI::App& command, GetOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("PATH", options.path, kPathHelp)->required();
+}
+
+void defineSet(CLI::App& command, SetOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("PATH", options.path, kPathHelp)->required();
+  command.add_option("VALUE", options.value, "The number to write, as 12 or -0.5")->required();
+  command.add_option("--image", options.image, "Draw the scene afterwards into a .png or .svg file");
+}
+
+/// Standard output is an output like any other: what got lost on the way must not pass for success.
+ExitCode checkOutput(ExitCode code, Terminal terminal) {
+  errno = 0;
+  bool const good = std::fflush(terminal.output) == 0 && std::ferror(terminal.output) == 0;
+  if (good || code != ExitCode::Ok) return code;
+  std::string const reason = errno != 0 ? std::string(": ") + std::strerror(errno) : "";
+  return report({ExitCode::OutputUnwritable, "cannot write to standard output" + reason}, terminal);
+}
+
+}  // namespace
+
+ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal) {
+  CLI::App app("Imports animated models, plays them and shows what is in them.", "knanim");
+  app.set_version_flag("--version", std::string("knanim ") + KNANIM_VERSION);
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  PlayOptions playOptions;
+  InfoOptions infoOptions;
+  QueueOptions queueOptions;
+  ChannelsOptions channelsOptions;
+  GetOptions getOptions;
+  SetOptions setOptions;
+  CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
+  CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
+  CLI::App& queueCommand = *app.add_subcommand("queue", "Play several models at once, each on its own clock");
+  CLI::App& channelsCommand = *app.add_subcommand("channels", "List what can be keyed, with its values");
+  CLI::App& getCommand = *app.add_subcommand("get", "Print the value of one channel");
+  CLI::App& setCommand = *app.add_subcommand(
+      "set", "Write a value to one channel in memory, and tell what that does; the file stays as it is");
+  definePlay(playCommand, playOptions);
+  defineInfo(infoCommand, infoOptions);
+  defineQueue(queueCommand, queueOptions);
+  defineChannels(channelsCommand, channelsOptions);
+  defineGet(getCommand, getOptions);
+  defineSet(setCommand, setOptions);
+  try {
+    app.parse(count, arguments);
+  } catch (CLI::Success const& request) {
+    std::string text = app.help();
+    if (dynamic_cast<CLI::CallForVersion const*>(&request) != nullptr)
+      text = std::string(request.what()) + '\n';
+    std::fputs(text.c_str(), terminal.output);
+    return checkOutput(ExitCode::Ok, terminal);
+  } catch (CLI::ParseError const& error) {
+    return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
+  }
+  playOptions.clips = playOptions.clips || !playOptions.clipsPlot.empty();
+  ExitCode const code = playCommand.parsed()       ? play(playOptions, terminal)
+                        : queueCommand.parsed()    ? queue(queueOptions, terminal)
+                        : channelsCommand.parsed() ? channels(channelsOptions, terminal)
+                        : getCommand.parsed()      ? get(getOptions, terminal)
+                        : setCommand.parsed()      ? set(setOptions, terminal)
+                                                   : info(infoOptions, terminal);
+  return checkOutput(code, terminal);
+}
+
+}  // namespace knanim

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "knanim/support/ExitCode.h"
+#include "knanim/support/Options.h"
+
+namespace knanim {
+
+/// Plays an animation of a model: lets the library evaluate its scene at every frame, writes and draws what is
+/// asked for, prints what it found.
+ExitCode play(PlayOptions const& options, Terminal terminal);
+
+/// Prints what is in a model.
+ExitCode info(InfoOptions const& options, Terminal terminal);
+
+/// Plays the animations of several models in one scene by the library's playing queue, each on its own clock, and
+/// prints what happens when.
+ExitCode queue(QueueOptions const& options, Terminal terminal);
+
+/// Prints what can be keyed on a node or material, with the present values.
+ExitCode channels(ChannelsOptions const& options, Terminal terminal);
+
+/// Prints the value of one channel and nothing else.
+ExitCode get(GetOptions const& options, Terminal terminal);
+
+/// Writes a value to a channel of the scene in memory, and prints what became of it. The model's file stays
+/// as it is.
+ExitCode set(SetOptions const& options, Terminal terminal);
+
+/// Carries out a command line as the program's main function gets it.
+ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal);
+
+}  // namespace knanim

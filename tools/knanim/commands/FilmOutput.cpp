@@ -1,0 +1,68 @@
+#include "knanim/commands/PlaySession.h"
+#include "knanim/pictures/FilmShooting.h"
+#include "knanim/pictures/PlotPicture.h"
+#include "knanim/support/Console.h"
+#include "knanim/support/Text.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace knanim {
+namespace {
+
+std::string describe(PlaySession const& session, Shooting const& shooting, SceneFigure const& figure) {
+  AnimationSummary const& animation = session.model.summary.animations[session.model.animation];
+  std::string text = animation.name.empty() ? "" : "\xE2\x80\x9C" + animation.name + "\xE2\x80\x9D, ";
+  text += counted(shooting.film.frames.size(), "frame") + " of " + grouped(session.frames.count()) + " at " +
+          brief(session.frames.framesPerSecond) + " per second";
+  if (!shooting.cameraName.empty())
+    text += ", seen from camera \xE2\x80\x9C" + shooting.cameraName + "\xE2\x80\x9D";
+  for (FilmFrame const& frame : shooting.film.frames) {
+    if (frame.trails.empty()) continue;
+    text += "; thin lines are the ways of hands, feet and other ends in the last 0.6 s";
+    break;
+  }
+  bool const hasSides = std::any_of(figure.sticks().begin(), figure.sticks().end(),
+                                    [](Stick const& stick) { return stick.side != Side::Middle; });
+  return hasSides ? text + "; left is blue, right is orange" : text;
+}
+
+std::optional<Failure> drawOne(PlaySession& session, AnimatedScene const& scene, Playback& playback,
+                               std::span<long long const> frames, std::string const& path,
+                               Terminal terminal) {
+  SceneFigure const figure(session.model, session.content, scene);
+  auto shot = shootFilm(figure, scene, session.frames, frames, session.options.camera, playback);
+  if (auto const* failure = std::get_if<Failure>(&shot)) return *failure;
+  Shooting& shooting = std::get<Shooting>(shot);
+  if (shooting.cameraSawNothing) {
+    warn(shooting.cameraName.empty()
+             ? "the model's first camera sees nothing of it; it is seen from aside instead"
+             : "the camera \"" + shooting.cameraName + "\" sees nothing of the model",
+         terminal);
+  }
+  shooting.film.title = printable(std::filesystem::path(session.options.model).filename().string());
+  shooting.film.subtitle = describe(session, shooting, figure);
+  std::string bytes;
+  std::string message;
+  if (!drawFilm(shooting.film, figure, *pictureFormat(path), bytes, message))
+    return Failure{ExitCode::Failed, "cannot draw the picture: " + message};
+  std::string const what =
+      frames.size() == 1 ? "frame " + std::to_string(frames[0]) : counted(frames.size(), "frame");
+  return writeOutput(session, path, bytes, what);
+}
+
+}  // namespace
+
+std::optional<Failure> drawFilms(PlaySession& session, AnimatedScene const& scene, Playback& playback,
+                                 Terminal terminal) {
+  PlayOptions const& options = session.options;
+  if (!options.strip.empty()) {
+    std::vector<long long> const frames = spreadFrames(session.frames, options.stripFrames);
+    if (auto failure = drawOne(session, scene, playback, frames, options.strip, terminal)) return failure;
+  }
+  if (options.image.empty()) return std::nullopt;
+  long long const frame = options.frame.value_or(session.frames.first);
+  return drawOne(session, scene, playback, {&frame, 1}, options.image, terminal);
+}
+
+}  // namespace knanim

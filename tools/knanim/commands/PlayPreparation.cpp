@@ -1,0 +1,110 @@
+#include "knanim/commands/PlaySession.h"
+#include "knanim/pictures/PlotPicture.h"
+#include "knanim/scene/ChannelChoice.h"
+#include "knanim/support/Console.h"
+#include "knanim/support/Text.h"
+
+#include <array>
+#include <filesystem>
+
+namespace knanim {
+namespace {
+
+/// Whether two paths lead to one regular file.
+bool isSameFile(std::string const& a, std::string const& b) {
+  std::error_code error;
+  return std::filesystem::equivalent(a, b, error) && std::filesystem::is_regular_file(a, error);
+}
+
+std::optional<Failure> checkOutputs(PlayOptions const& options) {
+  std::array<std::string const*, 4> const pictures = {&options.plot, &options.strip, &options.image,
+                                                      &options.clipsPlot};
+  for (std::string const* picture : pictures) {
+    if (!picture->empty() && !pictureFormat(*picture)) {
+      return Failure{ExitCode::Usage,
+                     "the name of a picture ends in .png or .svg, unlike " + printable(*picture)};
+    }
+  }
+  std::vector<std::string const*> outputs = {&options.csv};
+  outputs.insert(outputs.end(), pictures.begin(), pictures.end());
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    std::string const& output = *outputs[i];
+    if (output.empty()) continue;
+    if (isSameFile(output, options.model))
+      return Failure{ExitCode::Usage, "the output would replace the model " + printable(options.model)};
+    for (std::size_t j = i + 1; j < outputs.size(); ++j) {
+      if (output == *outputs[j] || isSameFile(output, *outputs[j]))
+        return Failure{ExitCode::Usage, "two outputs would be the same file " + printable(output)};
+    }
+  }
+  return std::nullopt;
+}
+
+/// Options that mean nothing by themselves.
+std::optional<Failure> checkCompanions(PlayOptions const& options) {
+  if (!options.channels.empty() && options.plot.empty() && !options.clips)
+    return Failure{ExitCode::Usage, "--channel requires --plot or --clips"};
+  if (!options.camera.empty() && options.strip.empty() && options.image.empty())
+    return Failure{ExitCode::Usage, "--camera requires --strip or --image"};
+  return std::nullopt;
+}
+
+std::variant<std::vector<std::size_t>, Failure> chooseCurves(PlayOptions const& options,
+                                                             ImportedModel const& model) {
+  if (options.plot.empty() && !options.clips) return std::vector<std::size_t>{};
+  if (model.curves.empty())
+    return Failure{ExitCode::Usage, "the animation only morphs: it has no channels for --plot or --clips"};
+  if (options.channels.empty()) return mostMovingChannels(model);
+  ChosenChannels chosen = chooseChannels(model, options.channels);
+  if (chosen.unmatched.empty()) return std::move(chosen.curves);
+  return Failure{ExitCode::Usage, "no channel fits \"" + printable(chosen.unmatched[0]) +
+                                      "\"; the channels have names like " + model.curveName(model.curves[0])};
+}
+
+std::optional<Failure> checkFrame(PlayOptions const& options, FrameRange const& frames) {
+  if (!options.frame || (*options.frame >= frames.first && *options.frame <= frames.last))
+    return std::nullopt;
+  return Failure{ExitCode::Usage, "frame " + std::to_string(*options.frame) + " is none of the frames " +
+                                      std::to_string(frames.first) + " to " + std::to_string(frames.last)};
+}
+
+}  // namespace
+
+std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Terminal terminal) {
+  if (auto failure = checkOutputs(options)) return std::move(*failure);
+  if (auto failure = checkCompanions(options)) return std::move(*failure);
+  auto opened = ModelFile::open(options.model);
+  if (auto* failure = std::get_if<Failure>(&opened)) return std::move(*failure);
+  auto& file = std::get<ModelFile>(opened);
+  auto const animation = file.findAnimation(options.animation);
+  if (auto const* failure = std::get_if<Failure>(&animation)) return *failure;
+  auto loaded = file.load(std::get<std::size_t>(animation));
+  if (auto* failure = std::get_if<Failure>(&loaded)) return std::move(*failure);
+  auto& model = std::get<ImportedModel>(loaded);
+  warn(model.warnings, terminal);
+  auto const frames = frameRange(*timeSpan(model), options.framesPerSecond, options.from, options.to);
+  if (auto const* failure = std::get_if<Failure>(&frames)) return *failure;
+  if (auto failure = checkFrame(options, std::get<FrameRange>(frames))) return std::move(*failure);
+  std::optional<RunPlan> plan;
+  if (options.clock.isAnyGiven()) {
+    auto planned = planRun(options.clock, std::get<FrameRange>(frames));
+    if (auto* failure = std::get_if<Failure>(&planned)) return std::move(*failure);
+    plan = std::get<RunPlan>(planned);
+  }
+  auto chosen = chooseCurves(options, model);
+  if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
+  auto content = file.loadContent();
+  if (auto* failure = std::get_if<Failure>(&content)) return std::move(*failure);
+  return PlaySession{options,
+                     std::move(file),
+                     std::move(model),
+                     std::move(std::get<ModelContent>(content)),
+                     std::get<FrameRange>(frames),
+                     plan,
+                     std::move(std::get<std::vector<std::size_t>>(chosen)),
+                     {},
+                     {},
+                     {}};
+}
+
+}  // namespace knanim

@@ -1,0 +1,354 @@
+#include "knanim/pictures/FilmPanel.h"
+
+#include "knanim/scene/ClosedSurface.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace knanim {
+namespace {
+
+constexpr Color kBackground = Color::fromHex(0xF5F7FA);
+constexpr Color kGround = Color::fromHex(0x8FA0B4);
+constexpr Color kShadow = Color::fromHex(0xDDE3EA);
+constexpr Color kMiddle = Color::fromHex(0x2B3442);
+constexpr Color kLeft = Color::fromHex(0x2F6FC4);
+constexpr Color kRight = Color::fromHex(0xDD6B20);
+constexpr Color kTrail = Color::fromHex(0x7B55C2);
+constexpr double kFarthestFade = 0.55;  ///< share of the background in the colour of what is farthest
+constexpr int kSegmentsOfGridLine = 14;
+constexpr std::size_t kPiecesOfTrail = 6;
+constexpr std::size_t kMostOutlinedFaces = 12'000;
+constexpr std::size_t kMostShadowedFaces = 40'000;
+
+Color mix(Color const& a, Color const& b, double share) {
+  auto const blend = [share](double x, double y) { return x + (y - x) * share; };
+  return {blend(a.red, b.red), blend(a.green, b.green), blend(a.blue, b.blue), blend(a.alpha, b.alpha)};
+}
+
+Color sideColor(Side side) {
+  switch (side) {
+    case Side::Left:
+      return kLeft;
+    case Side::Right:
+      return kRight;
+    case Side::Middle:
+      break;
+  }
+  return kMiddle;
+}
+
+/// A round step: 1, 2 or 5 times a power of ten.
+float roundStep(float wanted) {
+  float const power = std::pow(10.F, std::floor(std::log10(wanted)));
+  float const share = wanted / power;
+  return power * (share < 1.5F ? 1 : share < 3.5F ? 2 : share < 7.5F ? 5 : 10);
+}
+
+osg::BoxVolume boundsOf(Pose const& pose, SceneFigure const& figure) {
+  std::vector<osg::Pnt3f> points;
+  figure.addPoints(pose, points);
+  osg::BoxVolume box;
+  for (osg::Pnt3f const& point : points) {
+    if (std::isfinite(point.x()) && std::isfinite(point.y()) && std::isfinite(point.z())) box.extendBy(point);
+  }
+  return box;
+}
+
+struct SeenFace {
+  std::vector<Point> corners;
+  double depth = 0;
+  Color color;
+};
+
+/// Positive for corners that run clockwise in the picture.
+double turnOf(std::span<Point const> corners) {
+  double turn = 0;
+  for (std::size_t i = 0; i < corners.size(); ++i) {
+    Point const& next = corners[(i + 1) % corners.size()];
+    turn += corners[i].x * next.y - next.x * corners[i].y;
+  }
+  return turn;
+}
+
+class PanelPainter {
+ public:
+  PanelPainter(FilmFrame const& frame, SceneFigure const& figure, FilmStage const& stage, Box const& box,
+               Canvas& canvas)
+      : _frame(frame), _figure(figure), _stage(stage), _box(box), _canvas(canvas) {}
+
+  void paint();
+
+ private:
+  Point place(SeenPoint const& seen) const {
+    double const half = _box.width() / 2;
+    return {_box.left + half * (1 + seen.x), (_box.top + _box.bottom) / 2 - half * seen.y};
+  }
+  std::optional<Point> place(osg::Pnt3f const& point) const {
+    auto const seen = _frame.view.see(point);
+    // What is far outside is left out: it cannot be drawn in a picture's numbers.
+    if (!seen || std::abs(seen->x) > 1e3 || std::abs(seen->y) > 1e3) return std::nullopt;
+    return place(*seen);
+  }
+  osg::Pnt3f onGround(osg::Pnt3f const& point) const { return {point.x(), _stage.center.y(), point.z()}; }
+  double fade(double depth) const;
+  void measureDepth();
+
+  void drawGround();
+  void drawGroundLine(osg::Pnt3f const& from, osg::Pnt3f const& to);
+  void drawTrails();
+  void drawStickShadows();
+  void drawSticks();
+  void drawJoints();
+  void drawMeshShadows();
+  void drawMeshes();
+  void addFaces(std::size_t index, std::vector<SeenFace>& faces) const;
+  Color faceColor(std::size_t mesh, std::span<osg::Pnt3f const> corners) const;
+  double stickWidth(double depth) const;
+
+  FilmFrame const& _frame;
+  SceneFigure const& _figure;
+  FilmStage const& _stage;
+  Box _box;
+  Canvas& _canvas;
+  double _nearest = 0;
+  double _farthest = 1;
+};
+
+void PanelPainter::measureDepth() {
+  std::vector<osg::Pnt3f> points;
+  _figure.addPoints(_frame.pose, points);
+  _nearest = INFINITY;
+  _farthest = 0;
+  for (osg::Pnt3f const& point : points) {
+    auto const seen = _frame.view.see(point);
+    if (!seen) continue;
+    _nearest = std::min(_nearest, seen->depth);
+    _farthest = std::max(_farthest, seen->depth);
+  }
+}
+
+double PanelPainter::fade(double depth) const {
+  if (!(_farthest > _nearest)) return 0;
+  return std::clamp((depth - _nearest) / (_farthest - _nearest), 0.0, 1.0) * kFarthestFade;
+}
+
+void PanelPainter::paint() {
+  _canvas.fillBox(_box, kBackground);
+  _canvas.clip(_box);
+  measureDepth();
+  drawGround();
+  if (_figure.hasMeshes()) {
+    drawMeshShadows();
+    drawMeshes();
+  } else {
+    drawStickShadows();
+    drawTrails();
+    drawSticks();
+    drawJoints();
+  }
+  _canvas.unclip();
+}
+
+/// A line that fades towards the rim of the ground.
+void PanelPainter::drawGroundLine(osg::Pnt3f const& from, osg::Pnt3f const& to) {
+  std::optional<Point> before;
+  for (int i = 0; i <= kSegmentsOfGridLine; ++i) {
+    float const share = static_cast<float>(i) / kSegmentsOfGridLine;
+    osg::Pnt3f const at = from + (to - from) * share;
+    std::optional<Point> const placed = place(at);
+    double const rim = 1 - osg::length(at - _stage.center) / _stage.radius;
+    if (before && placed && rim > 0)
+      _canvas.drawLine(*before, *placed, 0.8,
+                       {kGround.red, kGround.green, kGround.blue, 0.75 * std::min(1.0, 1.4 * rim)});
+    before = placed;
+  }
+}
+
+void PanelPainter::drawGround() {
+  float const step = _stage.gridStep;
+  float const y = _stage.center.y();
+  float const r = _stage.radius;
+  for (float x = std::ceil((_stage.center.x() - r) / step) * step; x <= _stage.center.x() + r; x += step)
+    drawGroundLine({x, y, _stage.center.z() - r}, {x, y, _stage.center.z() + r});
+  for (float z = std::ceil((_stage.center.z() - r) / step) * step; z <= _stage.center.z() + r; z += step)
+    drawGroundLine({_stage.center.x() - r, y, z}, {_stage.center.x() + r, y, z});
+}
+
+double PanelPainter::stickWidth(double depth) const {
+  double const pixels =
+      _frame.view.scaleAt(depth) * static_cast<double>(_stage.figureSize) * _box.width() / 2;
+  return std::clamp(pixels * 0.016, 1.2, 7.0);
+}
+
+void PanelPainter::drawStickShadows() {
+  for (Stick const& stick : _figure.sticks()) {
+    auto const from = place(onGround(_frame.pose.joints[stick.from]));
+    auto const to = place(onGround(_frame.pose.joints[stick.to]));
+    auto const seen = _frame.view.see(_frame.pose.joints[stick.to]);
+    if (from && to && seen) _canvas.drawRod(*from, *to, 1.6 * stickWidth(seen->depth), kShadow);
+  }
+}
+
+/// In pieces that become clearer towards the present.
+void PanelPainter::drawTrails() {
+  for (std::vector<osg::Pnt3f> const& trail : _frame.trails) {
+    std::size_t const piece = std::max<std::size_t>(1, trail.size() / kPiecesOfTrail);
+    for (std::size_t first = 0; first + 1 < trail.size(); first += piece) {
+      std::vector<Point> points;
+      for (std::size_t i = first; i <= std::min(first + piece, trail.size() - 1); ++i) {
+        if (auto const at = place(trail[i])) points.push_back(*at);
+      }
+      double const age = static_cast<double>(first + piece) / static_cast<double>(trail.size());
+      _canvas.drawPolyline(points, 0.8 + age, mix(kBackground, kTrail, 0.12 + 0.55 * std::min(age, 1.0)));
+    }
+  }
+}
+
+void PanelPainter::drawSticks() {
+  struct Drawn {
+    Point from;
+    Point to;
+    double depth;
+    Side side;
+  };
+  std::vector<Drawn> drawn;
+  for (Stick const& stick : _figure.sticks()) {
+    osg::Pnt3f const& from = _frame.pose.joints[stick.from];
+    osg::Pnt3f const& to = _frame.pose.joints[stick.to];
+    auto const a = place(from);
+    auto const b = place(to);
+    if (a && b)
+      drawn.push_back({*a, *b, (_frame.view.see(from)->depth + _frame.view.see(to)->depth) / 2, stick.side});
+  }
+  std::stable_sort(drawn.begin(), drawn.end(),
+                   [](Drawn const& a, Drawn const& b) { return a.depth > b.depth; });
+  for (Drawn const& each : drawn) {
+    double const width = stickWidth(each.depth);
+    // A rim in the colour of the background shows which limb is in front.
+    _canvas.drawRod(each.from, each.to, width + 1.6, kBackground);
+    _canvas.drawRod(each.from, each.to, width, mix(sideColor(each.side), kBackground, fade(each.depth)));
+    _canvas.fillDisc(each.from, width * 0.75, mix(sideColor(each.side), kBackground, fade(each.depth)));
+    _canvas.fillDisc(each.to, width * 0.75, mix(sideColor(each.side), kBackground, fade(each.depth)));
+  }
+}
+
+/// A figure without any line is a crowd of points.
+void PanelPainter::drawJoints() {
+  if (!_figure.sticks().empty()) return;
+  std::vector<Point> dots;
+  for (osg::Pnt3f const& joint : _frame.pose.joints) {
+    if (auto const at = place(joint)) dots.push_back(*at);
+  }
+  _canvas.drawDots(dots, 4, kMiddle);
+}
+
+void PanelPainter::drawMeshShadows() {
+  std::size_t faces = 0;
+  for (SceneMesh const& shown : _figure.meshes())
+    faces += _figure.content().meshes[shown.mesh].faceSizes.size();
+  if (faces > kMostShadowedFaces) return;
+  std::vector<Point> corners;
+  for (std::size_t i = 0; i < _frame.pose.meshes.size(); ++i) {
+    ImportedMesh const& mesh = _figure.content().meshes[_figure.meshes()[i].mesh];
+    std::size_t first = 0;
+    for (osg::UInt32 const size : mesh.faceSizes) {
+      corners.clear();
+      for (std::size_t k = first; size > 2 && k < first + size; ++k) {
+        if (auto const at = place(onGround(_frame.pose.meshes[i][mesh.indices[k]]))) corners.push_back(*at);
+      }
+      first += size;
+      if (size > 2 && corners.size() == size) _canvas.fillPolygon(corners, kShadow, 0.6, kShadow);
+    }
+  }
+}
+
+/// The material's colour in a light from above the viewer's left shoulder, the same from either side.
+Color PanelPainter::faceColor(std::size_t mesh, std::span<osg::Pnt3f const> corners) const {
+  osg::Color3f const base = _figure.content().materials[_figure.content().meshes[mesh].material].diffuse;
+  osg::Vec3f normal;
+  for (std::size_t i = 2; i < corners.size(); ++i)
+    normal = normal + osg::cross(corners[i - 1] - corners[0], corners[i] - corners[0]);
+  normal = osg::normalized(normal);
+  if (osg::dot(normal, _frame.view.direction()) > 0) normal = -normal;
+  osg::Vec3f const aside = osg::normalized(osg::cross(_frame.view.direction(), osg::Vec3f(0, 1, 0)));
+  osg::Vec3f const light = osg::normalized(-_frame.view.direction() + osg::Vec3f(0, 0.9F, 0) - aside * 0.7F);
+  double const shade = 0.45 + 0.6 * std::clamp(static_cast<double>(osg::dot(normal, light)), 0.0, 1.0);
+  auto const component = [shade](float value) {
+    // Black and white alike keep some of the shading.
+    double const lifted = 0.25 + 0.62 * std::clamp(static_cast<double>(value), 0.0, 1.0);
+    return std::min(1.0, lifted * shade);
+  };
+  return {component(base[0]), component(base[1]), component(base[2])};
+}
+
+void PanelPainter::addFaces(std::size_t index, std::vector<SeenFace>& faces) const {
+  std::size_t const meshIndex = _figure.meshes()[index].mesh;
+  ImportedMesh const& mesh = _figure.content().meshes[meshIndex];
+  std::vector<osg::Pnt3f> const& vertices = _frame.pose.meshes[index];
+  double const outwards = _figure.isClosed(meshIndex) ? signedVolume(mesh, vertices) : 0;
+  std::vector<osg::Pnt3f> corners;
+  std::size_t first = 0;
+  for (osg::UInt32 const size : mesh.faceSizes) {
+    SeenFace face;
+    corners.clear();
+    for (std::size_t k = first; k < first + size; ++k) {
+      osg::Pnt3f const& vertex = vertices[mesh.indices[k]];
+      auto const at = place(vertex);
+      if (!at) break;
+      face.corners.push_back(*at);
+      face.depth += _frame.view.see(vertex)->depth / size;
+      corners.push_back(vertex);
+    }
+    first += size;
+    if (corners.size() != size || (size > 2 && outwards * turnOf(face.corners) > 0)) continue;
+    face.color = mix(faceColor(meshIndex, corners), kBackground, fade(face.depth) * 0.45);
+    faces.push_back(std::move(face));
+  }
+}
+
+/// From the back to the front, so that what is hidden is painted over.
+void PanelPainter::drawMeshes() {
+  std::vector<SeenFace> faces;
+  for (std::size_t i = 0; i < _frame.pose.meshes.size(); ++i) addFaces(i, faces);
+  std::stable_sort(faces.begin(), faces.end(),
+                   [](SeenFace const& a, SeenFace const& b) { return a.depth > b.depth; });
+  bool const outlined = faces.size() <= kMostOutlinedFaces;
+  for (SeenFace const& face : faces) {
+    Color const line = mix(face.color, kMiddle, outlined ? 0.35 : 0);
+    if (face.corners.size() == 1) {
+      _canvas.fillDisc(face.corners[0], 1.2, line);
+    } else if (face.corners.size() == 2) {
+      _canvas.drawRod(face.corners[0], face.corners[1], 0.9, line);
+    } else {
+      _canvas.fillPolygon(face.corners, face.color, 0.45, line);
+    }
+  }
+}
+
+}  // namespace
+
+FilmStage::FilmStage(std::span<FilmFrame const> frames, SceneFigure const& figure) {
+  osg::BoxVolume all;
+  osg::Pnt3f low;
+  osg::Pnt3f high;
+  for (FilmFrame const& frame : frames) {
+    osg::BoxVolume const box = boundsOf(frame.pose, figure);
+    box.getBounds(low, high);
+    if (all.isEmpty() && osg::length(high - low) > 0) figureSize = osg::length(high - low);
+    all.extendBy(box);
+  }
+  all.getBounds(low, high);
+  osg::Vec3f const size = high - low;
+  center = {(low.x() + high.x()) / 2, low.y(), (low.z() + high.z()) / 2};
+  float const wanted = std::max({0.75F * std::hypot(size.x(), size.z()), 0.5F * size.y()});
+  radius = wanted > 0 ? wanted : 1;
+  gridStep = roundStep(radius / 5);
+}
+
+void drawFilmPanel(FilmFrame const& frame, SceneFigure const& figure, FilmStage const& stage, Box const& box,
+                   Canvas& canvas) {
+  PanelPainter(frame, figure, stage, box, canvas).paint();
+}
+
+}  // namespace knanim

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "knanim/pictures/Canvas.h"
+#include "knanim/pictures/PictureView.h"
+#include "knanim/scene/SceneFigure.h"
+
+#include <string>
+#include <vector>
+
+namespace knanim {
+
+/// One moment of a film.
+struct FilmFrame {
+  long long frame = 0;
+  double time = 0;  ///< seconds
+  Pose pose;
+  std::vector<std::vector<osg::Pnt3f>> trails;  ///< the ways of some joints up to this moment
+  PictureView view;
+};
+
+/// Frames side by side, each with its number and time below.
+struct FilmPicture {
+  std::string title;
+  std::string subtitle;
+  double panelAspect = 1;  ///< width divided by height
+  std::vector<FilmFrame> frames;
+};
+
+/// The aspect of panels (width divided by height) nearest to `aspect` that suits a picture of `frames` panels.
+double boundedAspect(double aspect, std::size_t frames);
+
+/// Width divided by height that lets all of the points fill a panel seen along `direction`, within the bounds of
+/// what fits well into a picture of `frames` panels.
+double filmAspect(std::span<osg::Pnt3f const> points, osg::Vec3f const& direction, std::size_t frames);
+
+/// Draws a film on a ground of squares at the lowest point of all poses. False with a `message` when it cannot
+/// be drawn, as for want of memory.
+bool drawFilm(FilmPicture const& film, SceneFigure const& figure, PictureFormat format, std::string& bytes,
+              std::string& message);
+
+}  // namespace knanim

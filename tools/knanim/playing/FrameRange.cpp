@@ -1,0 +1,45 @@
+#include "knanim/playing/FrameRange.h"
+
+#include "knanim/support/Text.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace knanim {
+namespace {
+
+constexpr double kMostFrames = 10'000'000;
+/// Frame numbers above this would not count up one by one any more.
+constexpr double kLargestFrame = 1e15;
+/// A frame this near to an end, in frames, is still in the range: times of files are rarely exact.
+constexpr double kSlack = 1e-4;
+
+Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)}; }
+
+}  // namespace
+
+std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSecond,
+                                             std::optional<double> from, std::optional<double> to) {
+  if (!std::isfinite(framesPerSecond) || framesPerSecond <= 0)
+    return usage("the frame rate has to be above 0");
+  double const begin = from.value_or(span.begin);
+  double const end = to.value_or(span.end);
+  if (!std::isfinite(begin) || !std::isfinite(end)) return usage("the range of time has to be finite");
+  if (begin > end) {
+    return usage("the range from " + brief(begin) + " s to " + brief(end) + " s ends before it begins");
+  }
+  double const first = std::ceil(begin * framesPerSecond - kSlack);
+  double last = std::floor(end * framesPerSecond + kSlack);
+  if (last < first && (!from || !to)) last = first;
+  if (last < first) {
+    return usage("no frame lies from " + brief(begin) + " s to " + brief(end) + " s at " +
+                 brief(framesPerSecond) + " frames per second");
+  }
+  if (last - first >= kMostFrames || std::max(std::abs(first), std::abs(last)) > kLargestFrame) {
+    return usage("from " + brief(begin) + " s to " + brief(end) + " s there are " + brief(last - first + 1) +
+                 " frames, more than can be played; give a shorter range or a lower frame rate");
+  }
+  return FrameRange{framesPerSecond, static_cast<long long>(first), static_cast<long long>(last)};
+}
+
+}  // namespace knanim

@@ -1,0 +1,257 @@
+#include "knanim/playing/QueueRun.h"
+
+#include "knAnimEvaluator.h"
+#include "knanim/playing/Playback.h"
+#include "knanim/scene/AnimationTrees.h"
+#include "knanim/support/Interruption.h"
+#include "knanim/support/Text.h"
+#include "model/fields/ChangeList.h"
+#include "model/sceneext/AnimBlock.h"
+#include "model/sceneext/AnimClip.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/utils/knUtils.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+
+namespace knanim {
+namespace {
+
+/// Moments that differ by less are one.
+constexpr double kSameTime = 1e-9;
+
+bool isReached(double moment, double now) { return now >= moment - kSameTime; }
+
+std::vector<TimeSpan> pausesOf(QueueModel const& part, std::vector<QueuePause> const& all) {
+  std::vector<TimeSpan> pauses;
+  for (QueuePause const& pause : all) {
+    if (pause.model.value_or(part.number) == part.number) pauses.push_back(pause.time);
+  }
+  std::sort(pauses.begin(), pauses.end(),
+            [](TimeSpan const& a, TimeSpan const& b) { return a.begin < b.begin; });
+  std::vector<TimeSpan> merged;
+  for (TimeSpan const& pause : pauses) {
+    if (!merged.empty() && pause.begin <= merged.back().end + kSameTime)
+      merged.back().end = std::max(merged.back().end, pause.end);
+    else
+      merged.push_back(pause);
+  }
+  return merged;
+}
+
+/// A block with what an attachment's animations consist of; null where nothing is active.
+osg::AnimNodePtr shareAnimations(osg::AnimAttachmentPtr const& attachment, std::string const& name) {
+  osg::AnimNodePtr block;
+  osg::traverse(attachment->getAnimationRoot(), [&](osg::NodePtr const& node) {
+    if (!node->isActive()) return osg::Action::Skip;
+    osg::NodeCorePtr const& core = node->getCore();
+    if (osg::dcastTo<osg::AnimCurve>(core) == nullptr && osg::dcastTo<osg::TimeShapeCache>(core) == nullptr)
+      return osg::Action::Continue;
+    if (block == nullptr) block = makeTree(osg::AnimBlockBase::create(), name);
+    block->addChild(shareCore(core));
+    return osg::Action::Continue;
+  });
+  return block;
+}
+
+std::string seconds(double time) { return brief(time, 6) + " s"; }
+
+}  // namespace
+
+// --- Trees --------------------------------------------------------------------------------------------------------
+
+QueueRun::QueueRun(QueueModels const& models, AnimatedScene const& scene, QueueSettings settings)
+    : _models(models), _settings(std::move(settings)) {
+  _record.tracks.resize(models.parts.size());
+  _trees.reserve(models.parts.size());
+  for (QueueModel const& part : models.parts) addTree(part, scene);
+}
+
+QueueRun::~QueueRun() {
+  for (Tree& tree : _trees) tree.node.subRef();
+}
+
+void QueueRun::addTree(QueueModel const& part, AnimatedScene const& scene) {
+  Tree& tree = _trees.emplace_back();
+  tree.node = makeTree(osg::AnimClipBase::create(), part.name);
+  tree.node.addRef();
+  osg::traverse(scene.nodes()[part.nodes.begin], [&](osg::NodePtr const& node) {
+    osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
+    if (!attachment.isAlive()) return osg::Action::Continue;
+    char const* const name = osg::NodeUtils::getName(node);
+    osg::AnimNodePtr const block = shareAnimations(attachment, name != nullptr ? name : "");
+    if (block != nullptr) tree.node->addChild(block);
+    return osg::Action::Continue;
+  });
+  tree.node->setPostCycles(_settings.cycles);
+  tree.start = static_cast<double>(_trees.size() - 1) * _settings.stagger;
+  tree.pauses = pausesOf(part, _settings.pauses);
+}
+
+double QueueRun::plannedEnd(Tree const& tree) const {
+  if (_settings.cycles == -1) return std::numeric_limits<double>::infinity();
+  TimeSpan const span = _settings.range.value_or(spanOf(tree.node));
+  double end = tree.start + (span.end - span.begin);
+  for (TimeSpan const& pause : tree.pauses) {
+    if (pause.begin < end) end += std::max(0.0, pause.end - std::max(pause.begin, tree.start));
+  }
+  return end;
+}
+
+double QueueRun::plannedEnd() const {
+  double end = 0;
+  for (Tree const& tree : _trees) end = std::max(end, plannedEnd(tree));
+  return std::min(end, _settings.seconds.value_or(end));
+}
+
+std::vector<QueuePause> QueueRun::unmetPauses() const {
+  std::vector<QueuePause> unmet;
+  for (QueuePause const& pause : _settings.pauses) {
+    bool isMet = false;
+    for (std::size_t i = 0; i < _trees.size(); ++i) {
+      if (pause.model.value_or(_models.parts[i].number) != _models.parts[i].number) continue;
+      for (TimeSpan const& met : _record.tracks[i].pauses)
+        isMet = isMet || (met.begin < pause.time.end && met.end >= pause.time.begin);
+    }
+    if (!isMet) unmet.push_back(pause);
+  }
+  return unmet;
+}
+
+// --- What happens -------------------------------------------------------------------------------------------------
+
+void QueueRun::tell(std::size_t model, std::string what, std::string detail) const {
+  if (_onEvent) _onEvent({_now, model, std::move(what), std::move(detail)});
+}
+
+void QueueRun::hear(std::string_view name, knMessage const& message) {
+  if (auto const* const count = message.get<unsigned long>("count");
+      count != nullptr && name == "evaluatedAnimationObjects")
+    _record.queued += *count;
+  auto const* const id = message.get<unsigned int>("animNodeId");
+  if (id == nullptr) return;
+  for (std::size_t i = 0; i < _trees.size(); ++i) {
+    if (_trees[i].node.getContainerId() == *id) tell(i, "message", '"' + std::string(name) + '"');
+  }
+}
+
+void QueueRun::start(std::size_t model) {
+  Tree const& tree = _trees[model];
+  if (_settings.range) {
+    tree.node->setPlayRange(
+        {static_cast<float>(_settings.range->begin), static_cast<float>(_settings.range->end)});
+    tree.node->setUsePlayRange(true);
+  }
+  tree.node->registerFinishedAnimationCallback([this, model](osg::AnimNodePtr const&) { finish(model); },
+                                               true);
+  _record.tracks[model].playing = TimeSpan{_now, _now};
+  knAnimManager::the()->enqueue(tree.node, true);
+  TimeSpan const span = _settings.range.value_or(spanOf(tree.node));
+  std::string const end = _settings.cycles == -1 ? ", without end" : "";
+  tell(model, "enqueued", "plays " + seconds(span.begin) + " to " + seconds(span.end) + end);
+}
+
+void QueueRun::finish(std::size_t model) {
+  _record.tracks[model].finished = true;
+  _record.tracks[model].playing->end = _now;
+  tell(model, "finished", "at its " + seconds(_trees[model].node->getLastEvaluationTime()));
+}
+
+/// What is due for a model at the present time.
+void QueueRun::act(std::size_t model) {
+  Tree const& tree = _trees[model];
+  QueueTrack& track = _record.tracks[model];
+  if (!track.playing && isReached(tree.start, _now)) start(model);
+  if (!knAnimManager::the()->isPlaying(tree.node)) return;
+  bool const pausing = std::any_of(tree.pauses.begin(), tree.pauses.end(), [this](TimeSpan const& pause) {
+    return isReached(pause.begin, _now) && !isReached(pause.end, _now);
+  });
+  if (pausing == tree.node->getPausing()) return;
+  knAnimManager::the()->pause(tree.node, pausing);
+  if (pausing) {
+    track.pauses.push_back({_now, _now});
+    tell(model, "paused");
+  } else {
+    track.pauses.back().end = _now;
+    tell(model, "resumed", "stood for " + seconds(_now - track.pauses.back().begin));
+  }
+}
+
+/// Ends a model's part in the run, which may have finished before.
+void QueueRun::stop(std::size_t model) {
+  Tree const& tree = _trees[model];
+  QueueTrack& track = _record.tracks[model];
+  if (!track.playing) return;
+  if (!track.finished) {
+    track.playing->end = _now;
+    if (tree.node->getPausing()) track.pauses.back().end = _now;
+    tell(model, "stopped", "at its " + seconds(tree.node->getLastEvaluationTime()));
+  }
+  if (_settings.resetAtEnd) {
+    knAnimManager::the()->reset(tree.node, false);
+    tell(model, "reset", "shows its " + seconds(tree.node->getLastEvaluationTime()));
+  } else if (!track.finished) {
+    knAnimManager::the()->dequeue(tree.node);
+  }
+}
+
+// --- Passes -------------------------------------------------------------------------------------------------------
+
+void QueueRun::pass() {
+  osg::ChangeList* const changes = osg::WinThreadBase::getCurrentChangeList();
+  if (changes != nullptr) changes->clear();
+  for (Tree const& tree : _trees)
+    _record.evaluated += tree.node->getPlaying() && !tree.node->getPausing() ? 1U : 0U;
+  using Clock = std::chrono::steady_clock;
+  auto const begin = Clock::now();
+  knAnimEvaluator::the()->loop();
+  double const taken = std::chrono::duration<double>(Clock::now() - begin).count();
+  ++_record.passes;
+  _record.end = _now;
+  _record.seconds += taken;
+  if (taken > _record.slowestSeconds) {
+    _record.slowestSeconds = taken;
+    _record.slowestTime = _now;
+  }
+  if (changes != nullptr) _record.fields += countFields(*changes);
+  for (QueueTrack& track : _record.tracks) {
+    if (track.playing && !track.finished) track.playing->end = _now;
+  }
+}
+
+bool QueueRun::isOver() const {
+  if (_settings.seconds && isReached(*_settings.seconds, _now)) return true;
+  return std::all_of(_record.tracks.begin(), _record.tracks.end(),
+                     [](QueueTrack const& track) { return track.finished; });
+}
+
+bool QueueRun::playToTheEnd(HostClock& clock, PassReceiver const& onPass) {
+  SimulationTime simulation;
+  PassPacer pacer(clock, _settings.rate);
+  do {
+    _now = pacer.next();
+    simulation.set(_now);
+    if (InterruptionGuard::isInterrupted()) return false;
+    for (std::size_t i = 0; i < _trees.size(); ++i) act(i);
+    pass();
+    if (onPass) onPass(_now);
+  } while (!isOver());
+  _record.missedSlots = pacer.missedSlots();
+  return true;
+}
+
+std::optional<Failure> QueueRun::play(HostClock& clock, EventReceiver const& onEvent,
+                                      PassReceiver const& onPass) {
+  _onEvent = onEvent;
+  auto const listener = knUtils::listenToAll(
+      [this](std::string_view name, knMessage const& message, int) { hear(name, message); });
+  bool const isComplete = playToTheEnd(clock, onPass);
+  for (std::size_t i = 0; i < _trees.size(); ++i) stop(i);
+  _onEvent = nullptr;
+  if (isComplete) return std::nullopt;
+  return Failure{ExitCode::Failed, "interrupted"};
+}
+
+}  // namespace knanim

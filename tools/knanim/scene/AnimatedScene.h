@@ -1,0 +1,121 @@
+#pragma once
+
+#include "knAnimManager.h"
+#include "knanim/import/ImportedModel.h"
+#include "knanim/import/ModelContent.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/scenegraph/Transform3D.h"
+
+#include <span>
+#include <vector>
+
+namespace knanim {
+
+/// A curve in the scene, and what it moves.
+struct SceneCurve {
+  osg::AnimNodePtr node;
+  osg::AnimCurvePtr curve;
+  osg::Transform3DPtr target;
+  ChannelKind kind = ChannelKind::Translation;
+  osg::UInt32 component = 0;
+
+  /// The value that the target's field holds now.
+  float fieldValue() const;
+  /// Puts a value into the target's field, and announces it.
+  void setFieldValue(float value) const;
+};
+
+/// A mesh as it stands in the scene.
+struct SceneMesh {
+  osg::NodePtr node;     ///< its core is the geometry
+  std::size_t mesh = 0;  ///< index into `ModelContent::meshes`
+  bool isBaked = false;  ///< the geometry's vertices stand where the bones would place them
+};
+
+/// Whole shapes that are played into the geometry of a mesh.
+struct SceneCache {
+  std::size_t mesh = 0;          ///< index into `AnimatedScene::meshes`
+  osg::AnimNodePtr node;         ///< below the attachment of the geometry's node
+  osg::TimeShapeCachePtr cache;  ///< the node's core
+};
+
+/// How much the caches of a scene hold.
+struct ShapeCounts {
+  std::size_t caches = 0;
+  std::size_t baked = 0;  ///< of the caches
+  std::size_t shapes = 0;
+  double bytes = 0;
+};
+
+struct SceneCamera {
+  std::string name;
+  osg::NodePtr node;  ///< its core is the camera
+};
+
+/// A model as the library's current scene: a node with a transform for every node of the model, below it the
+/// node's meshes, cameras and lights, the materials in the scene's pool. Each animated node has an attachment
+/// with one block for each animation, which holds the curves; a mesh that morphs has a cache of its shapes.
+/// There can be one such scene at a time; it ends with this object, and so do the clips of the library's clip
+/// structure. One curve may be read by any number of `CurveReader`s while the scene lives.
+class AnimatedScene {
+ public:
+  explicit AnimatedScene(ImportedModel const& model, ModelContent const& content = {});
+  ~AnimatedScene();
+  AnimatedScene(AnimatedScene const&) = delete;
+  AnimatedScene& operator=(AnimatedScene const&) = delete;
+
+  /// The root of the library's scene; the model's root is its first child.
+  osg::NodePtr const& root() const { return _root; }
+  /// In the order of the model's nodes.
+  std::span<osg::NodePtr const> nodes() const { return _nodes; }
+  /// In the order of the model's curves.
+  std::span<SceneCurve const> curves() const { return _curves; }
+  std::span<SceneMesh const> meshes() const { return _meshes; }
+  std::span<SceneCamera const> cameras() const { return _cameras; }
+  std::span<SceneCache const> caches() const { return _caches; }
+  ShapeCounts countShapes() const;
+
+  /// Hangs another animation of the same model on the nodes. Its blocks are inactive: playing the scene
+  /// passes over them, clips can use their curves. Curves of nodes that the scene does not have are left out.
+  std::vector<SceneCurve> addAnimation(ImportedModel const& model) { return hangCurves(model, false); }
+
+  /// Shows a mesh by a cache in which its bones have been taken into account. Another cache that it has gives
+  /// way.
+  void playBaked(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache);
+
+ private:
+  std::vector<SceneCurve> hangCurves(ImportedModel const& model, bool active);
+  /// A block with the curves of one node, which are appended to `curves`.
+  static void hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources,
+                        std::string const& name, bool active, std::vector<SceneCurve>& curves);
+  void hangMorphs(ImportedModel const& model, ModelContent const& content);
+  void hangCache(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache,
+                 std::string const& name);
+
+  osg::NodePtr _root;
+  std::vector<osg::NodePtr> _nodes;
+  std::vector<SceneCurve> _curves;
+  std::vector<SceneMesh> _meshes;
+  std::vector<SceneCamera> _cameras;
+  std::vector<SceneCache> _caches;
+};
+
+/// Evaluates some curves of a scene together. The scene's fields stay as they are.
+class CurveReader {
+ public:
+  /// Reads the curves of these indices, in this order.
+  CurveReader(AnimatedScene const& scene, std::span<std::size_t const> curves);
+  explicit CurveReader(std::span<SceneCurve const> curves);
+
+  /// Computes the value of every curve at a time in seconds.
+  void evaluate(double time);
+
+  std::size_t size() const { return _records.size(); }
+  /// The value of the last evaluation.
+  float value(std::size_t index) const { return _records[index].value + _records[index].cycleValueOffset; }
+
+ private:
+  std::vector<knAnimManager::knCurveData> _records;
+};
+
+}  // namespace knanim

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace knanim {
+
+/// Where a command prints: what it found, and warnings, failures and progress.
+struct Terminal {
+  std::FILE* output = stdout;
+  std::FILE* errors = stderr;
+};
+
+/// Playing against a clock instead of frame by frame.
+struct ClockOptions {
+  bool realtime = false;                      ///< the clock on the wall; else a simulated one
+  std::optional<double> rate = std::nullopt;  ///< passes per second; 60 when it is not given
+  std::optional<double> seconds = std::nullopt;
+  std::optional<std::string> loop = std::nullopt;  ///< first and last frame, as 10:50
+  std::optional<long long> rounds = std::nullopt;  ///< of the loop
+  bool reverse = false;
+  bool subframes = false;
+
+  bool isAnyGiven() const { return realtime || rate || seconds || loop || reverse || subframes; }
+};
+
+struct PlayOptions {
+  std::string model;
+  std::string animation;  ///< number or name; empty for the first one
+  double framesPerSecond = 30;
+  std::optional<double> from;  ///< seconds
+  std::optional<double> to;    ///< seconds
+  std::string csv;             ///< empty for none
+  std::string plot;            ///< empty for none
+  std::vector<std::string> channels;
+  std::string strip;  ///< a picture of several frames; empty for none
+  std::size_t stripFrames = 8;
+  std::string image;               ///< a picture of one frame; empty for none
+  std::optional<long long> frame;  ///< the one of the image; the first when it is not given
+  std::string camera;              ///< for strip and image: a name, "fit", or empty for the model's first one
+  bool clips = false;              ///< arrange the animations as clips
+  std::string clipsPlot;           ///< a picture of the clips; empty for none
+  bool bakeSkins = false;          ///< play meshes with bones from caches
+  ClockOptions clock;
+};
+
+struct InfoOptions {
+  std::string model;
+  std::string animation;  ///< the one whose nodes are listed: number or name; empty for the first one
+  bool allNodes = false;  ///< no limit to the length of the list
+};
+
+struct QueueOptions {
+  std::vector<std::string> models;
+  double stagger = 0.5;             ///< seconds from the start of one model to that of the next
+  std::vector<std::string> pauses;  ///< TIME:SECONDS or NUMBER@TIME:SECONDS
+  int cycles = 0;                   ///< repetitions after the first run; -1 without end
+  std::string range;                ///< BEGIN:END in seconds of the animations; empty for all of them
+  std::optional<double> seconds;    ///< the end of the run
+  bool resetAtEnd = false;
+  double rate = 60;       ///< passes per second
+  bool realtime = false;  ///< the clock on the wall; else a simulated one
+  std::string strip;      ///< a picture of several moments; empty for none
+  std::size_t stripFrames = 8;
+};
+
+/// A model, and the moment at which it is looked at; without one it stands as the file has it.
+struct SceneOptions {
+  std::string model;
+  std::string animation;                       ///< number or name; empty for the first one
+  std::optional<double> time = std::nullopt;   ///< seconds
+  std::optional<double> frame = std::nullopt;  ///< need not be whole; where there is no time
+  double framesPerSecond = 30;
+};
+
+struct ChannelsOptions {
+  SceneOptions scene;
+  std::string node;  ///< a name, or the end of a path; empty for a table of all nodes and materials
+  bool all = false;  ///< no limit to the length of that table
+  std::string csv;   ///< empty for none
+};
+
+struct GetOptions {
+  SceneOptions scene;
+  std::string path;  ///< as Hips.translation.Y
+};
+
+struct SetOptions {
+  SceneOptions scene;
+  std::string path;
+  std::string value;
+  std::string image;  ///< a picture of the scene afterwards; empty for none
+};
+
+}  // namespace knanim
