@@ -57,9 +57,9 @@ class KNANIM_API knAnimEvaluator {
   // --- Host callbacks -----------------------------------------------------------------------------------------
 
   /// The scene's material pool. While unset, or when it gives null, the other callback is asked.
-  static void setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()>&& callback);
+  static void setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()> callback);
   /// Fills in the scene's materials. It may give null, dead and repeated handles.
-  static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)>&& callback);
+  static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)> callback);
 
   static std::function<osg::MaterialPoolPtr()> _getMaterialPoolCB;
   static std::function<void(std::vector<osg::MaterialPtr>&)> _getSceneMaterialsCB;

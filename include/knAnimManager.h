@@ -46,13 +46,13 @@ class KNANIM_API knAnimManager {
     _getCEDataCB = callback;
   }
   /// Destroys a node in the host's way.
-  static void setDestroyNodeCB(std::function<void(osg::NodePtr const&)>&& callback);
+  static void setDestroyNodeCB(std::function<void(osg::NodePtr const&)> callback);
   /// Fills in all materials used below a node. It may give null, dead and repeated handles.
   static void setGetAllMaterialsCB(
-      std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)>&& callback);
+      std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)> callback);
   /// Makes a name unlike all those in the list.
   static void setGetUniqueNameCB(
-      std::function<std::string(std::string const&, std::vector<std::string>&)>&& callback);
+      std::function<std::string(std::string const&, std::vector<std::string>&)> callback);
 
   /// The host's simulation switch; true while the host has none.
   static bool simulationEnabled();

@@ -3,7 +3,7 @@
 #include "evaluation/TreeWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TimeShapeCache.h"
 
@@ -51,7 +51,7 @@ void knAnimEvaluator::computeAim(osg::AnimCurvePtr const& curve, FieldContainerP
 
 FieldContainerPtr knAnimEvaluator::getFirstAim(osg::AnimCurvePtr const& curve) {
   if (!curve.isAlive()) return {};
-  updateSceneAnimParentMap(knSceneDataManager::getSceneData(0)->getRoot());
+  updateSceneAnimParentMap(sceneRoot());
   auto const entry = _animParentMap.find(curve.getContainerId());
   if (entry == _animParentMap.end()) return findAimInScene(curve);
   FieldContainerPtr aim;
@@ -64,7 +64,7 @@ FieldContainerPtr knAnimEvaluator::getFirstAim(osg::AnimCurvePtr const& curve) {
 
 /// For curves that the parent map does not know: the material side of the scene, then the materials.
 FieldContainerPtr knAnimEvaluator::findAimInScene(osg::AnimCurvePtr const& curve) {
-  NodePtr const root = knSceneDataManager::getSceneData(0)->getMaterialRoot();
+  NodePtr const root = materialRoot();
   FieldContainerPtr owner;
   forEachNode(root, [&](NodePtr const& node) {
     if (!owner && contains(animationRootOf(node), curve)) owner = node;
@@ -137,7 +137,7 @@ void knAnimEvaluator::getAnimParentsR(NodePtr const& animNode, FieldContainerPtr
 void knAnimEvaluator::updateAnimParentsByNode(AnimNodePtr const& animNode) {
   if (!animNode.isAlive()) return;
   updateParentMapByAnimNodeR(animNode);
-  updateAnimParentsByNodeR(knSceneDataManager::getSceneData(0)->getRoot());
+  updateAnimParentsByNodeR(sceneRoot());
   for (osg::MaterialPtr const& material : findSceneMaterials()) {
     findAndUpdateAnimParentsR(animationRootOf(material), material);
   }
@@ -190,7 +190,7 @@ void knAnimManager::computeAnimParents(AnimNodePtr const& animNode, std::set<Fie
     AnimNodePtr const root = animationRootOf(container);
     return root && roots.contains(root);
   };
-  NodePtr const sceneRoot = knSceneDataManager::getSceneData(0)->getMaterialRoot();
+  NodePtr const sceneRoot = materialRoot();
   forEachNode(sceneRoot, [&](NodePtr const& node) {
     if (owns(node)) parents.insert(node);
     return true;

@@ -7,6 +7,7 @@
 #include "model/sceneext/AnimSequence.h"
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <tbb/concurrent_unordered_set.h>
 #include <tbb/parallel_for_each.h>
@@ -148,7 +149,7 @@ void noteRoot(knAnimDataCollectionNode const& item) {
   unsigned int const id = attachment->getAnimationRoot().getContainerId();
   item.roots->insert(id);
   item.animRoots->insert(id);
-  if (osg::dcastTo<osg::TimeShapeCache>(item.node->getCore()) != nullptr) item.cacheRoots->insert(id);
+  if (hasCore<osg::TimeShapeCache>(item.node)) item.cacheRoots->insert(id);
 }
 
 /// One path downwards; where it forks, the feeder gets the other branches. Subtrees without animation are passed over.
@@ -218,7 +219,7 @@ void knAnimManager::updatePtrs(std::vector<knCurveData>& data, bool setTime, flo
 void knAnimManager::gatherShapeCachesR(NodePtr const& root, knDynBlockArray<AnimNodePtr>& caches,
                                        std::set<unsigned int>& visited) {
   forEachNode(root, [&](NodePtr const& node) {
-    if (osg::dcastTo<osg::TimeShapeCache>(node->getCore()) == nullptr) return true;
+    if (!hasCore<osg::TimeShapeCache>(node)) return true;
     if (visited.insert(node.getContainerId()).second) caches.push_back(osg::dcast<AnimNodePtr>(node));
     return true;
   });

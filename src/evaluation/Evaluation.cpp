@@ -3,8 +3,9 @@
 #include "evaluation/WriteOrder.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/AnimClip.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
 #include <tbb/parallel_for.h>
@@ -42,12 +43,12 @@ knAnimEvaluator* knAnimEvaluator::the() {
   return &evaluator;
 }
 
-void knAnimEvaluator::setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()>&& callback) {
-  _getMaterialPoolCB = std::exchange(callback, nullptr);
+void knAnimEvaluator::setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()> callback) {
+  _getMaterialPoolCB = std::move(callback);
 }
 
-void knAnimEvaluator::setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)>&& callback) {
-  _getSceneMaterialsCB = std::exchange(callback, nullptr);
+void knAnimEvaluator::setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)> callback) {
+  _getSceneMaterialsCB = std::move(callback);
 }
 
 void knAnimEvaluator::freeMemory() {
@@ -68,7 +69,7 @@ void knAnimEvaluator::emptyRecords() {
 
 void knAnimEvaluator::evaluate(float const& time, bool, std::vector<knCurveData> const& filter) {
   _time = time;
-  if (!knSceneDataManager::getSceneData(0)->getMaterialRoot().isAlive()) return;
+  if (!materialRoot().isAlive()) return;
   emptyRecords();
   // A filter compares with records that were never computed.
   gatherAnimData(false, false, filter.empty());
@@ -115,7 +116,7 @@ void knAnimEvaluator::giveBackRecords(std::vector<knCurveData>&& data) {
 void knAnimEvaluator::evaluateObject(AnimNodePtr const& node, float const& time, bool motionBlurOnly,
                                      bool commit, bool checkParentMap) {
   if (!node.isAlive()) return;
-  if (checkParentMap) updateSceneAnimParentMap(knSceneDataManager::getSceneData(0)->getRoot());
+  if (checkParentMap) updateSceneAnimParentMap(sceneRoot());
   evaluateTree(node, time, motionBlurOnly, commit, true);
 }
 
@@ -140,7 +141,7 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr const& node, float time, bool mot
   TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
   float const lastTime = node->getLastEvaluationTime();
   knAnimManager::the()->computeCurveValues(data, time);
-  if (osg::dcastTo<osg::AnimClip>(node->getCore()) != nullptr) {
+  if (hasCore<osg::AnimClip>(node)) {
     writeClip(data, commit, collectCameras);
     for (auto const& [cache, geometries] : sortCaches(caches, time)) {
       evaluateTimeShapeCaches(cache, geometries, time);

@@ -7,6 +7,7 @@
 #include "evaluation/WriteRule.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimSequence.h"
 #include "model/sceneext/TimeShapeCache.h"
@@ -194,7 +195,7 @@ void knAnimEvaluator::gatherAnimData(bool motionBlurOnly, bool keepEmpty, bool c
     findAnimatedNodes(root, _buffers->pending, _buffers->animated);
     gatherOwners(motionBlurOnly, keepEmpty, computeValues);
   };
-  gatherBelow(knSceneDataManager::getSceneData(0)->getRoot());
+  gatherBelow(sceneRoot());
   gatherBelow(knSceneDataManager::getSceneplateRoot(0));
   findAnimatedMaterials();
   gatherOwners(motionBlurOnly, keepEmpty, computeValues);

@@ -1,8 +1,8 @@
 #include "evaluation/SceneWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
-#include "model/scenedata/knSceneDataManager.h"
-#include "model/utils/knUtils.h"
+#include "model/scenedata/SceneRoots.h"
+#include "model/utils/Broadcast.h"
 
 #include <cmath>
 #include <utility>
@@ -40,13 +40,6 @@ double wrapRun(AnimNode const& node, Span span, double time) {
   }
   if (length == 0.F) return cycles == -1 ? static_cast<double>(span.end) : time;
   return time - std::floor(elapsed / static_cast<double>(length)) * static_cast<double>(length);
-}
-
-template <class Value>
-void send(char const* name, char const* key, Value value) {
-  knMessage message;
-  message.set(key, value, true);
-  knUtils::call(name, message, 0);
 }
 
 void markAsStopped(AnimNodePtr const& node) {
@@ -121,7 +114,7 @@ void knAnimEvaluator::loop() {
   auto const isDead = [](AnimNodePtr const& node) { return !node.isAlive(); };
   std::erase_if(_playingNodes, isDead);
   std::erase_if(_pendingNodes, isDead);
-  updateSceneAnimParentMap(knSceneDataManager::getSceneData(0)->getRoot());
+  updateSceneAnimParentMap(sceneRoot());
   double const now = knAnimManager::getSimulationTime();
   _changedFields.clear();
   // Whoever hears of what is written may change the queue and destroy trees: the pass goes over a list of its own, and

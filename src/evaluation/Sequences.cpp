@@ -1,7 +1,7 @@
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/sceneext/AnimSequence.h"
-#include "model/utils/knUtils.h"
+#include "model/utils/Broadcast.h"
 
 namespace {
 
@@ -12,24 +12,18 @@ bool isPassed(float offset, float time, float lastTime) {
   return (lastTime < offset && offset <= time) || (time <= offset && offset < lastTime);
 }
 
-void send(char const* name, std::string const& sequence) {
-  knMessage message;
-  message.set("name", sequence, true);
-  knUtils::call(name, message, 0);
-}
-
 void fire(osg::AnimSequence const& sequence) {
   // The receivers may destroy the sequence.
   std::string const name = sequence.getName();
   if (sequence.getIsViewpoint()) {
-    send("activateViewpoint", name);
+    send("activateViewpoint", "name", name);
   } else if (sequence.getIsVariant()) {
-    send("selectVariantSet", name);
+    send("selectVariantSet", "name", name);
   } else {
     // A named sequence runs with the simulation off.
     bool const wasEnabled = knAnimManager::simulationEnabled();
     if (wasEnabled) knAnimManager::enableSimulation(false);
-    send("runSequence", name);
+    send("runSequence", "name", name);
     if (wasEnabled) knAnimManager::enableSimulation(true);
   }
 }

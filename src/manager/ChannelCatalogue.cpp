@@ -4,6 +4,7 @@
 #include "model/geometry/Geometry.h"
 #include "model/light/UberLight.h"
 #include "model/scenegraph/ClipPlane.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
 #include <array>
@@ -130,11 +131,6 @@ bool isOneOf(std::string_view suffix, std::string_view letters) {
 std::string shortNameOf(std::string const& fieldName) {
   if (fieldName.empty()) return {};
   return std::string(1, static_cast<char>(std::toupper(static_cast<unsigned char>(fieldName.front()))));
-}
-
-std::string nameOf(osg::AttachmentContainerPtr const& container) {
-  char const* const name = osg::NodeUtils::getName(container);
-  return name != nullptr ? name : "";
 }
 
 void add(Channels& channels, Channel channel, UInt32 index, char const* suffix) {

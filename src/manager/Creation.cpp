@@ -1,6 +1,9 @@
+#include "manager/Creation.h"
+
 #include "knAnimManager.h"
 #include "model/fields/FieldContainerFactory.h"
 #include "model/sceneext/AnimBlock.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
 #include <sstream>
@@ -12,10 +15,6 @@ using osg::AnimNodePtr;
 using osg::NodePtr;
 
 namespace {
-
-AnimCurvePtr curveOf(AnimNodePtr const& node) {
-  return node.isAlive() ? osg::dcast<AnimCurvePtr>(node->getCore()) : AnimCurvePtr();
-}
 
 AnimNodePtr makeNode(osg::NodeCorePtr const& core, std::string const& name) {
   AnimNodePtr const node = osg::AnimNodeBase::create();
@@ -41,14 +40,6 @@ void addChildren(AnimNodePtr const& block, std::vector<AnimNodePtr> const& nodes
   }
 }
 
-AnimAttachmentPtr findOrCreateAttachment(osg::AttachmentContainerPtr const& container) {
-  if (AnimAttachmentPtr const present = knAnimManager::getAnimAttachment(container)) return present;
-  AnimAttachmentPtr const attachment = osg::AnimAttachmentBase::create();
-  container->addAttachment(attachment, 0);
-  announce(container, osg::AttachmentContainer::AttachmentsFieldMask);
-  return attachment;
-}
-
 /// The top-level curve nodes of an attachment.
 std::vector<AnimNodePtr> curveNodesOf(AnimAttachmentPtr const& attachment) {
   std::vector<AnimNodePtr> nodes;
@@ -58,12 +49,23 @@ std::vector<AnimNodePtr> curveNodesOf(AnimAttachmentPtr const& attachment) {
 
 }  // namespace
 
+AnimAttachmentPtr findOrCreateAttachment(osg::AttachmentContainerPtr const& containerArgument) {
+  // The argument may stand in a list that handlers change.
+  osg::AttachmentContainerPtr const container = containerArgument;
+  if (!container.isAlive()) return {};
+  if (AnimAttachmentPtr const present = knAnimManager::getAnimAttachment(container)) return present;
+  AnimAttachmentPtr const attachment = osg::AnimAttachmentBase::create();
+  container->addAttachment(attachment, 0);
+  announce(container, osg::AttachmentContainer::AttachmentsFieldMask);
+  return attachment.isAlive() ? attachment : AnimAttachmentPtr();
+}
+
 // --- Animations of a container ------------------------------------------------------------------------------------
 
 void knAnimManager::addAnimation(osg::AttachmentContainerPtr const& container, AnimNodePtr const& animation) {
   if (!container.isAlive() || !animation.isAlive()) return;
   AnimAttachmentPtr const attachment = findOrCreateAttachment(container);
-  if (attachment.isAlive()) attachment->addAnimation(animation);
+  if (attachment) attachment->addAnimation(animation);
 }
 
 void knAnimManager::subAnimation(osg::AttachmentContainerPtr const& container, AnimNodePtr const& animation) {
@@ -79,8 +81,9 @@ AnimCurvePtr knAnimManager::findChannelCurve(std::string const& name, std::strin
   std::vector<AnimNodePtr> animations;
   attachment->getTopLevelAnimations(animations, true);
   for (AnimNodePtr const& animation : animations) {
-    AnimCurvePtr const curve = curveOf(animation);
-    if (curve && curve->getName() == name && curve->getSuffix() == suffix) return curve;
+    auto const* const curve = coreOf<osg::AnimCurve>(animation);
+    if (curve != nullptr && curve->getName() == name && curve->getSuffix() == suffix)
+      return AnimCurvePtr(curve);
   }
   return {};
 }
@@ -91,8 +94,9 @@ AnimNodePtr knAnimManager::findChannelCurveNode(AnimAttachmentPtr const& attachm
   std::vector<AnimNodePtr> nodes;
   attachment->getTopLevelCurveNodes(nodes);
   for (AnimNodePtr const& node : nodes) {
-    AnimCurvePtr const curve = curveOf(node);
-    if (curve && curve->getChannelName() == channelName && curve->getSuffix() == suffix) return node;
+    auto const* const curve = coreOf<osg::AnimCurve>(node);
+    if (curve != nullptr && curve->getChannelName() == channelName && curve->getSuffix() == suffix)
+      return node;
   }
   return {};
 }
@@ -163,8 +167,8 @@ AnimNodePtr knAnimManager::createBlock(AnimAttachmentPtr const& attachment, std:
   if (!attachment.isAlive()) return {};
   std::vector<AnimNodePtr> const nodes = curveNodesOf(attachment);
   auto const hasKeys = [](AnimNodePtr const& node) {
-    AnimCurvePtr const curve = curveOf(node);
-    return curve && !curve->isEmpty();
+    auto const* const curve = coreOf<osg::AnimCurve>(node);
+    return curve != nullptr && !curve->isEmpty();
   };
   if (std::none_of(nodes.begin(), nodes.end(), hasKeys)) return {};
   std::string const unique = getUniqueName(name + "_Block");

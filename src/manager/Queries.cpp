@@ -2,12 +2,13 @@
 #include "evaluation/TreeWalk.h"
 #include "knAnimManager.h"
 #include "model/geometry/Geometry.h"
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimClip.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <cmath>
 #include <limits>
@@ -48,18 +49,6 @@ bool isNamed(osg::AttachmentContainerPtr const& container, std::string_view name
   char const* const present = osg::NodeUtils::getName(container);
   return present != nullptr && present == name;
 }
-
-std::string nameOf(osg::AttachmentContainerPtr const& container) {
-  char const* const name = osg::NodeUtils::getName(container);
-  return name != nullptr ? name : "";
-}
-
-template <class Core>
-bool hasCore(NodePtr const& node) {
-  return osg::dcastTo<Core>(node->getCore()) != nullptr;
-}
-
-NodePtr materialRoot() { return knSceneDataManager::getSceneData(0)->getMaterialRoot(); }
 
 osg::MField<std::string> tagsOf(osg::AttachmentContainerPtr const& container) {
   auto const* const tags = osg::dcastTo<osg::TagAttachment>(

@@ -1,4 +1,5 @@
 #include "knAnimManager.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <cstdio>
 
@@ -7,11 +8,6 @@ using osg::AnimNodePtr;
 using osg::NodePtr;
 
 namespace {
-
-char const* nameOf(osg::AttachmentContainerPtr const& container) {
-  char const* const name = osg::NodeUtils::getName(container);
-  return name != nullptr ? name : "";
-}
 
 /// Keeps the order: the source empties from the front. Whoever hears of a step may change both trees.
 void moveChildren(NodePtr const& from, NodePtr const& to) {
@@ -52,7 +48,7 @@ void knAnimManager::removeStructureAttachment(NodePtr const& node) {
 
 void knAnimManager::pullStructureAttachment(NodePtr const& node) {
   if (!node.isAlive()) return;
-  std::printf("knAnimManager::pullStructureAttachment of %s\n", nameOf(node));
+  std::printf("knAnimManager::pullStructureAttachment of %s\n", nameOf(node).c_str());
   AnimAttachmentPtr const attachment = getAnimAttachment(node);
   if (!attachment) return;
   std::printf("found structure...\n");
@@ -90,7 +86,7 @@ void knAnimManager::printStructures() {
   std::vector<AnimNodePtr> entries;
   _structureAttachment->getTopLevelAnimations(entries, true);
   for (AnimNodePtr const& entry : entries) {
-    std::printf("%s\n", nameOf(entry));
+    std::printf("%s\n", nameOf(entry).c_str());
     for (NodePtr const& child : entry->getChildren()) printStructureR(osg::dcast<AnimNodePtr>(child), "");
   }
 }
@@ -108,7 +104,7 @@ void knAnimManager::printStructureR(AnimNodePtr const& animation, std::string in
     if (!node.isAlive()) continue;
     indent.resize(outer);
     indent.append(2 * depth, '-');
-    std::printf("%s%s\n", indent.c_str(), nameOf(node));
+    std::printf("%s%s\n", indent.c_str(), nameOf(node).c_str());
     auto const& children = node->getChildren();
     for (std::size_t i = children.size(); i-- > 0;) {
       pending.push_back({osg::dcast<AnimNodePtr>(children[i]), depth + 1});

@@ -2,17 +2,11 @@
 #include "knAnimManager.h"
 #include "model/fields/FieldContainerFactory.h"
 #include "model/scenedata/knSceneDataManager.h"
-#include "model/utils/knUtils.h"
+#include "model/utils/Broadcast.h"
 
 #include <chrono>
 
 namespace {
-
-void send(char const* name, char const* key, double value) {
-  knMessage message;
-  message.set(key, value, true);
-  knUtils::call(name, message, 0);
-}
 
 float scaled(float time, double factor) { return static_cast<float>(static_cast<double>(time) * factor); }
 

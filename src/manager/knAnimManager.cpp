@@ -44,17 +44,17 @@ knAnimManager::knAnimManager() : _structureAttachment(osg::AnimAttachmentBase::c
 
 knAnimManager::~knAnimManager() { _structureAttachment.subRef(); }
 
-void knAnimManager::setDestroyNodeCB(std::function<void(osg::NodePtr const&)>&& callback) {
+void knAnimManager::setDestroyNodeCB(std::function<void(osg::NodePtr const&)> callback) {
   _destroyNodeCB = std::move(callback);
 }
 
 void knAnimManager::setGetAllMaterialsCB(
-    std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)>&& callback) {
+    std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)> callback) {
   _getAllMaterialsCB = std::move(callback);
 }
 
 void knAnimManager::setGetUniqueNameCB(
-    std::function<std::string(std::string const&, std::vector<std::string>&)>&& callback) {
+    std::function<std::string(std::string const&, std::vector<std::string>&)> callback) {
   _getUniqueNameCB = std::move(callback);
 }
 

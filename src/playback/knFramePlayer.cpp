@@ -1,7 +1,7 @@
 #include "knFramePlayer.h"
 
 #include "knAnimManager.h"
-#include "model/utils/knUtils.h"
+#include "model/utils/Broadcast.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,14 +33,6 @@ double closestStep(double raw, double previousRaw, double previousOutput) {
   double const up = std::ceil(raw);
   return std::fabs(down - previousOutput - step) < std::fabs(up - previousOutput - step) ? down : up;
 }
-
-template <class Value>
-void send(char const* name, char const* key, Value value) {
-  knMessage message;
-  message.set(key, value, true);
-  knUtils::call(name, message, 0);
-}
-
 }  // namespace
 
 knFramePlayer& knFramePlayer::the() {

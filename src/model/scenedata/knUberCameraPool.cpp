@@ -1,7 +1,8 @@
 #include "model/scenedata/knUberCameraPool.h"
 
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/CameraTrack.h"
+#include "model/scenegraph/NodeQueries.h"
 #include "model/scenegraph/Traverse.h"
 
 #include <unordered_set>
@@ -14,7 +15,7 @@ using osg::NodePtr;
 void traverseScene(std::function<Action::ResultE(NodePtr const&)> const& visit) {
   osg::MaterialPoolPtr const pool = knSceneData::getMaterialPool();
   if (pool) osg::traverse(pool->getCameraRoot(), visit);
-  osg::traverse(knSceneDataManager::getSceneData(0)->getRoot(), visit);
+  osg::traverse(sceneRoot(), visit);
 }
 
 }  // namespace
@@ -25,7 +26,7 @@ std::vector<osg::UberCameraPtr> knUberCameraPool::getContentPtrs(bool includeIna
   std::unordered_set<osg::UberCameraPtr> seen;
   traverseScene([&](NodePtr const& node) {
     if (!includeInactive && !node->isActive()) return Action::Skip;
-    if (!includeViewpoints && osg::dcastTo<osg::CameraTrack>(node->getCore()) != nullptr) return Action::Skip;
+    if (!includeViewpoints && hasCore<osg::CameraTrack>(node)) return Action::Skip;
     osg::UberCameraPtr const camera = osg::dcast<osg::UberCameraPtr>(node->getCore());
     if (camera && seen.insert(camera).second) cameras.push_back(camera);
     return Action::Continue;
@@ -37,7 +38,7 @@ std::vector<NodePtr> knUberCameraPool::getCameraTrackNodes() {
   std::vector<NodePtr> nodes;
   std::unordered_set<NodePtr> seen;
   traverseScene([&](NodePtr const& node) {
-    if (osg::dcastTo<osg::CameraTrack>(node->getCore()) != nullptr && seen.insert(node).second) {
+    if (hasCore<osg::CameraTrack>(node) && seen.insert(node).second) {
       nodes.push_back(node);
     }
     return Action::Continue;
@@ -60,6 +61,5 @@ std::string knUberCameraUtils::getName(osg::UberCameraPtr const& camera) {
     char const* const name = osg::NodeUtils::getName(node);
     if (name != nullptr) return name;
   }
-  char const* const own = osg::NodeUtils::getName(camera);
-  return own != nullptr ? own : "";
+  return nameOf(camera);
 }

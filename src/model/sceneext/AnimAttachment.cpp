@@ -5,6 +5,7 @@
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
 #include "model/scenegraph/Group.h"
+#include "model/scenegraph/NodeQueries.h"
 #include "model/scenegraph/Traverse.h"
 
 namespace osg {
@@ -20,13 +21,8 @@ void appendTopLevel(AnimAttachment const& attachment, Wanted wanted, std::vector
   if (!root.isAlive()) return;
   for (NodePtr const& child : root->getChildren()) {
     AnimNodePtr const node = dcast<AnimNodePtr>(child);
-    if (node && wanted(*node)) nodes.push_back(node);
+    if (node && wanted(node)) nodes.push_back(node);
   }
-}
-
-template <class Core>
-bool hasCore(Node const& node) {
-  return dcastTo<Core>(node.getCore()) != nullptr;
 }
 
 }  // namespace
@@ -57,7 +53,7 @@ void AnimAttachment::subAnimation(AnimNodePtr const& animation) {
 
 void AnimAttachment::getTopLevelAnimations(std::vector<AnimNodePtr>& animations, bool includeHidden) const {
   appendTopLevel(
-      *this, [includeHidden](AnimNode const& node) { return includeHidden || !node.getHidden(); },
+      *this, [includeHidden](AnimNodePtr const& node) { return includeHidden || !node->getHidden(); },
       animations);
 }
 
@@ -77,8 +73,8 @@ bool AnimAttachment::hasAnimations() const {
 
 bool AnimAttachment::hasVertexAnimation() const {
   return traverse(getAnimationRoot(), [](NodePtr const& node) {
-           return hasCore<TimeShapeCache>(*node) || hasCore<VertexAnimCurves>(*node) ? Action::Quit
-                                                                                     : Action::Continue;
+           return hasCore<TimeShapeCache>(node) || hasCore<VertexAnimCurves>(node) ? Action::Quit
+                                                                                   : Action::Continue;
          }) == Action::Quit;
 }
 
