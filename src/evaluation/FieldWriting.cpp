@@ -97,6 +97,20 @@ void tellNavigator(UberCameraPtr const& camera) {
   }
 }
 
+void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UInt32 index, float value) {
+  // A roll that was written and not announced yet turns a camera as well, before this does.
+  if (rule.isOfCamera) osg::dcastTo<osg::UberCamera>(aim)->bringInStep();
+  if (!aim.isAlive()) return;
+  auto& transform = *osg::dcastTo<osg::Transform3D>(aim);
+  if (rule.kind == Kind::EulerRotation) {
+    replaceComponent(transform.getEulerRotation(), index, value,
+                     [&](auto angles) { transform.setRotationAsEuler(angles); });
+  } else {
+    replaceComponent(transform.getEulerRotationOrientation(), index, value,
+                     [&](auto angles) { transform.setRotationOrientationAsEuler(angles); });
+  }
+}
+
 osg::Transform3D* transformOf(osg::NodePtr const& node) {
   return node.isAlive() ? osg::dcastTo<osg::Transform3D>(node->getCore()) : nullptr;
 }
@@ -207,18 +221,10 @@ void knAnimEvaluator::writeToAim(FieldContainerPtr const& aim, FieldWrite const&
       }
       break;
     }
-    case Kind::EulerRotation: {
-      auto& transform = *osg::dcastTo<osg::Transform3D>(aim);
-      replaceComponent(transform.getEulerRotation(), write.valueIndex, write.value,
-                       [&](auto angles) { transform.setRotationAsEuler(angles); });
+    case Kind::EulerRotation:
+    case Kind::EulerRotationOrientation:
+      writeRotation(aim, rule, write.valueIndex, write.value);
       break;
-    }
-    case Kind::EulerRotationOrientation: {
-      auto& transform = *osg::dcastTo<osg::Transform3D>(aim);
-      replaceComponent(transform.getEulerRotationOrientation(), write.valueIndex, write.value,
-                       [&](auto angles) { transform.setRotationOrientationAsEuler(angles); });
-      break;
-    }
     case Kind::Visible:
       writeVisibility(*osg::dcastTo<osg::Node>(aim), write.value);
       break;

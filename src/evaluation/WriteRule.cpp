@@ -72,6 +72,7 @@ WriteRule makeRule(FieldContainerType const& type, std::string const& name) {
   WriteRule rule;
   if (Kind const kind = kindOf(TransformNames, name); kind != Kind::Skip) {
     if (type.isDerivedFrom(osg::Transform3DBase::_type)) rule.kind = kind;
+    rule.isOfCamera = type.isDerivedFrom(osg::UberCameraBase::_type);
     rule.type = &type;
     return rule;
   }

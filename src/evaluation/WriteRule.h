@@ -10,7 +10,7 @@ struct WriteRule {
     Skip,
     EulerRotation,
     EulerRotationOrientation,
-    LightGlossy,  ///< the four of a light apply where the node's core is one; else the rule `otherwise`
+    LightGlossy,  ///< the four of a light apply where the node's core is one; elsewhere `field` does, if there is one
     LightDiffuse,
     LightIntensity,
     LightTemperature,
@@ -55,6 +55,7 @@ struct WriteRule {
   Kind kind = Kind::Skip;
   Content content = Content::Other;
   Angles angles = Angles::None;
+  bool isOfCamera = false;                        ///< the container is one
   osg::FieldDescription const* field = nullptr;   ///< with Kind::Field
   osg::BitVector mask;                            ///< of that field
   osg::FieldContainerType const* type = nullptr;  ///< of the container; null in a rule that skips

@@ -119,7 +119,7 @@ TEST_F(ChannelCatalogueTest, ListsTheCameraAndItsSettings) {
   _node->setCore(camera);
   std::string const text = list();
   for (char const* part :
-       {"near 0, far 0, fov 0, from X0 Y1 Z2, at X0 Y1 Z2, up X0 Y1 Z2, roll 0, fieldOfView X0 Y1, ",
+       {"near 0, far 0, fov 0, roll 0, fieldOfView X0 Y1, ",
         "turntableDistance 0, turntableHeight 0, turntableAngle 0, focalLength 0, fStop 0, exposure 0",
         "filmicParameter filmicShoulder.0 filmicToe.1, "
         "colorCorrection hueShift.0 saturation.1 brightness.2 contrast.3, "

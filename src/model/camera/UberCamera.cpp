@@ -4,6 +4,7 @@
 
 #include <Eigen/Geometry>
 #include <algorithm>
+#include <limits>
 #include <numbers>
 
 namespace osg {
@@ -66,6 +67,9 @@ Matrix3d lookAt(Vector3d const& from, Vector3d const& at, Vector3d const& up, Ma
   return axes;
 }
 
+/// What counts as no share of a length.
+constexpr double LeastShare = 1e-6;
+
 bool isDistance(Real32 value) { return std::isfinite(value) && value > 0.F; }
 
 bool isOpening(double radians) { return radians > 0.0 && radians < std::numbers::pi; }
@@ -84,10 +88,12 @@ UberCamera::UberCamera() {
   _inStep = state();
 }
 
+// --- Both sides in step -------------------------------------------------------------------------------------------
+
 UberCamera::State UberCamera::state() const {
   return {getTranslation(), getEulerRotation(), getEulerRotationOrientation(),
-          getRotatePivot(), getFrom(),          getAt(),
-          getUp(),          getRoll(),          getAtDistance(),
+          getRotatePivot(), _fFrom.getValue(),  _fAt.getValue(),
+          _fUp.getValue(),  getRoll(),          getAtDistance(),
           getFov(),         getFieldOfView()};
 }
 
@@ -125,76 +131,98 @@ void UberCamera::changed(BitVector const& mask, UInt32 origin) {
   if (list != nullptr && followed.any()) list->addChanged(UberCameraPtr(this), followed);
 }
 
+/// The fields as they are once what was written since has been taken.
+UberCamera::State UberCamera::settled() const {
+  State result = state();
+  State const& before = _inStep;
+  // No distance but a finite one above 0 is taken, and no other value that is not finite.
+  if (!isDistance(result.atDistance))
+    result.atDistance = isDistance(before.atDistance) ? before.atDistance : 1.F;
+  if (!std::isfinite(result.roll)) result.roll = before.roll;
+  BitVector const mask = difference(before, result);
+  if (mask.none()) return result;
+  BitVector const turned = mask & (EulerRotationFieldMask | EulerRotationOrientationFieldMask);
+  BitVector const placed =
+      turned | (mask & (TranslationFieldMask | RotatePivotFieldMask | AtDistanceFieldMask));
+  if ((mask & (FromFieldMask | AtFieldMask | UpFieldMask)).any()) {
+    if (!isFinite(result.from)) result.from = before.from;
+    if (!isFinite(result.at)) result.at = before.at;
+    if (!isFinite(result.up)) result.up = before.up;
+    placeByView(result, before.orientation, before.rotation, before.roll);
+  } else {
+    if (placed.any()) viewByPlace(result, turned.any());
+    // A rotation that was written says how the camera leans; else the roll does.
+    if ((mask & RollFieldMask).any() && turned.none()) {
+      placeByView(result, result.orientation, result.rotation, before.roll);
+    }
+  }
+  if ((mask & (FovFieldMask | FieldOfViewFieldMask)).any()) settleOptics(result, before);
+  return result;
+}
+
 UberCamera::State UberCamera::takeWrites() {
   State const before = _inStep;
-  // No distance but a finite one above 0 is taken.
-  if (!isDistance(getAtDistance())) setAtDistance(isDistance(before.atDistance) ? before.atDistance : 1.F);
-  State const written = state();
-  BitVector const mask = difference(before, written);
-  if (mask.none()) return before;
-  BitVector const place = TranslationFieldMask | EulerRotationFieldMask | EulerRotationOrientationFieldMask |
-                          RotatePivotFieldMask;
-  if ((mask & (FromFieldMask | AtFieldMask | UpFieldMask | RollFieldMask)).any()) {
-    takeViewWrites(written);
-  } else if ((mask & (place | AtDistanceFieldMask)).any()) {
-    viewByPlace(written);
-  }
-  if ((mask & (FovFieldMask | FieldOfViewFieldMask)).any()) takeOpticsWrites(written);
-  _inStep = state();
+  store(settled());
   return before;
 }
 
-void UberCamera::takeViewWrites(State const& written) {
-  _fFrom.setValue(isFinite(written.from) ? written.from : _inStep.from);
-  _fAt.setValue(isFinite(written.at) ? written.at : _inStep.at);
-  _fUp.setValue(isFinite(written.up) ? written.up : _inStep.up);
-  if (!std::isfinite(written.roll)) setRoll(_inStep.roll);
-  placeByView();
+void UberCamera::store(State const& values) {
+  setTranslation(values.translation);
+  setEulerRotation(values.rotation);
+  setEulerRotationOrientation(values.orientation);
+  setRotatePivot(values.pivot);
+  _fFrom.setValue(values.from);
+  _fAt.setValue(values.at);
+  _fUp.setValue(values.up);
+  setRoll(values.roll);
+  setAtDistance(values.atDistance);
+  setFov(values.fov);
+  setFieldOfView(values.fieldOfView);
+  _inStep = values;
 }
 
-void UberCamera::takeOpticsWrites(State const& written) {
-  if (!(written.fieldOfView == _inStep.fieldOfView)) {
-    double const vertical = written.fieldOfView[1];
-    if (isOpening(vertical)) setFov(static_cast<Real32>(vertical / RadiansPerDegree));
+void UberCamera::settleOptics(State& values, State const& before) {
+  double const written = values.fieldOfView[1];
+  if (values.fieldOfView[1] != before.fieldOfView[1]) {
+    if (isOpening(written)) values.fov = static_cast<Real32>(written / RadiansPerDegree);
     return;
   }
-  double const vertical = written.fov * RadiansPerDegree;
-  if (!isOpening(vertical)) return;
+  double const vertical = values.fov * RadiansPerDegree;
+  if (values.fov == before.fov || !isOpening(vertical)) return;
+  values.fieldOfView[1] = static_cast<Real32>(vertical);
+  if (values.fieldOfView[0] != before.fieldOfView[0]) return;
   // The shape of the picture stays: the tangents keep their ratio.
-  auto const [horizontal, formerVertical] =
-      std::pair<double, double>(getFieldOfView()[0], getFieldOfView()[1]);
-  double const shape = isOpening(horizontal) && isOpening(formerVertical)
-                           ? std::tan(horizontal / 2.0) / std::tan(formerVertical / 2.0)
+  double const horizontal = before.fieldOfView[0];
+  double const shape = isOpening(horizontal) && isOpening(written)
+                           ? std::tan(horizontal / 2.0) / std::tan(written / 2.0)
                            : 1.0;
-  setFieldOfView({2.0 * std::atan(shape * std::tan(vertical / 2.0)), vertical});
+  values.fieldOfView[0] = static_cast<Real32>(2.0 * std::atan(shape * std::tan(vertical / 2.0)));
 }
 
-void UberCamera::placeByView() {
-  Matrix3d const orientation = rotationOf(_inStep.orientation);
-  Matrix3d const present = orientation * rotationOf(_inStep.rotation) * turn(-_inStep.roll, 2);
-  bool const hasPresent = present.allFinite();
-  Vector3d const from = toEigen(getFrom()), at = toEigen(getAt());
+/// `orientation`, `rotation` and `roll` are those of the former view: what the new one leaves open is taken from it.
+void UberCamera::placeByView(State& values, Vec3f const& orientation, Vec3f const& rotation, Real32 roll) {
+  Matrix3d const present = rotationOf(orientation) * rotationOf(rotation) * turn(-roll, 2);
+  Vector3d const from = toEigen(values.from), at = toEigen(values.at);
   Matrix3d const wanted =
-      lookAt(from, at, toEigen(getUp()), hasPresent ? present : Matrix3d::Identity()) * turn(getRoll(), 2);
-  Matrix3d const frame = rotationOf(getEulerRotationOrientation());
-  Vec3f const angles = anglesOf(frame.transpose() * wanted);
-  if (isFinite(angles)) setEulerRotation(angles);
-  Vector3d const pivot = toEigen(getRotatePivot());
+      lookAt(from, at, toEigen(values.up), present.allFinite() ? present : Matrix3d::Identity()) *
+      turn(values.roll, 2);
+  Vec3f const angles = anglesOf(rotationOf(values.orientation).transpose() * wanted);
+  if (isFinite(angles)) values.rotation = angles;
+  Vector3d const pivot = toEigen(values.pivot);
   Vec3f const translation = fromEigen<Vec3f>(from - pivot + wanted * pivot);
-  if (isFinite(translation)) setTranslation(translation);
+  if (isFinite(translation)) values.translation = translation;
   auto const distance = static_cast<Real32>((at - from).norm());
-  if (isDistance(distance)) setAtDistance(distance);
+  if (isDistance(distance)) values.atDistance = distance;
 }
 
-void UberCamera::viewByPlace(State const& written) {
-  Matrix3d const rotation = rotationOf(written.orientation) * rotationOf(written.rotation);
-  Vector3d const pivot = toEigen(written.pivot);
-  Vector3d const from = toEigen(written.translation) + pivot - rotation * pivot;
+void UberCamera::viewByPlace(State& values, bool isTurned) {
+  Matrix3d const rotation = rotationOf(values.orientation) * rotationOf(values.rotation);
+  Vector3d const pivot = toEigen(values.pivot);
+  Vector3d const from = toEigen(values.translation) + pivot - rotation * pivot;
   if (!rotation.allFinite() || !from.allFinite()) return;
-  bool const isTurned = !(written.rotation == _inStep.rotation && written.orientation == _inStep.orientation);
-  _fFrom.setValue(fromEigen<Pnt3f>(from));
-  _fAt.setValue(fromEigen<Pnt3f>(from - rotation.col(2) * written.atDistance));
-  if (isTurned) _fUp.setValue(fromEigen<Vec3f>((rotation * turn(-written.roll, 2)).col(1)));
+  values.from = fromEigen<Pnt3f>(from);
+  values.at = fromEigen<Pnt3f>(from - rotation.col(2) * values.atDistance);
+  if (isTurned) values.up = fromEigen<Vec3f>((rotation * turn(-values.roll, 2)).col(1));
 }
 
 void UberCamera::announceSince(State const& before) {
@@ -202,37 +230,45 @@ void UberCamera::announceSince(State const& before) {
   if (mask.any()) announce(UberCameraPtr(this), mask);
 }
 
+void UberCamera::bringInStep() { announceSince(takeWrites()); }
+
+// --- From, at and up ----------------------------------------------------------------------------------------------
+
 Pnt3f UberCamera::getFrom(CameraSpace space) const {
-  return space == WorldSpace ? pointToWorld(_fFrom.getValue()) : _fFrom.getValue();
+  Pnt3f const from = settled().from;
+  return space == WorldSpace ? pointToWorld(from) : from;
 }
 
 Pnt3f UberCamera::getAt(CameraSpace space) const {
-  return space == WorldSpace ? pointToWorld(_fAt.getValue()) : _fAt.getValue();
+  Pnt3f const at = settled().at;
+  return space == WorldSpace ? pointToWorld(at) : at;
 }
 
 Vec3f UberCamera::getUp(CameraSpace space) const {
-  return space == WorldSpace ? vectorToWorld(_fUp.getValue()) : _fUp.getValue();
+  Vec3f const up = settled().up;
+  return space == WorldSpace ? vectorToWorld(up) : up;
 }
 
 void UberCamera::getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up, CameraSpace space) const {
-  from = getFrom(space);
-  at = getAt(space);
-  up = getUp(space);
+  State const view = settled();
+  from = space == WorldSpace ? pointToWorld(view.from) : view.from;
+  at = space == WorldSpace ? pointToWorld(view.at) : view.at;
+  up = space == WorldSpace ? vectorToWorld(view.up) : view.up;
 }
 
 void UberCamera::setFrom(Pnt3f const& from, CameraSpace space) {
   State const before = takeWrites();
-  setView(before, space == WorldSpace ? pointToLocal(from) : from, getAt(), getUp());
+  setView(before, space == WorldSpace ? pointToLocal(from) : from, _inStep.at, _inStep.up);
 }
 
 void UberCamera::setAt(Pnt3f const& at, CameraSpace space) {
   State const before = takeWrites();
-  setView(before, getFrom(), space == WorldSpace ? pointToLocal(at) : at, getUp());
+  setView(before, _inStep.from, space == WorldSpace ? pointToLocal(at) : at, _inStep.up);
 }
 
 void UberCamera::setUp(Vec3f const& up, CameraSpace space) {
   State const before = takeWrites();
-  setView(before, getFrom(), getAt(), space == WorldSpace ? vectorToLocal(up) : up);
+  setView(before, _inStep.from, _inStep.at, space == WorldSpace ? vectorToLocal(up) : up);
 }
 
 void UberCamera::setViewByFromAtUp(Pnt3f const& from, Pnt3f const& at, Vec3f const& up, CameraSpace space) {
@@ -245,65 +281,103 @@ void UberCamera::setViewByFromAtUp(Pnt3f const& from, Pnt3f const& at, Vec3f con
 }
 
 void UberCamera::setView(State const& before, Pnt3f const& from, Pnt3f const& at, Vec3f const& up) {
-  if (isFinite(from)) _fFrom.setValue(from);
-  if (isFinite(at)) _fAt.setValue(at);
-  if (isFinite(up)) _fUp.setValue(up);
+  _fFrom.setValue(from);
+  _fAt.setValue(at);
+  _fUp.setValue(up);
   takeWrites();
   announceSince(before);
 }
 
-Real32 UberCamera::getTurntableAngle() const {
-  Vector3d const offset = toEigen(getFrom()) - toEigen(getAt());
-  constexpr double LeastShare = 1e-6;
+// --- The turntable ------------------------------------------------------------------------------------------------
+
+/// How far off a place may be because coordinates are floats: between the rounding and four times as much.
+double UberCamera::resolutionOf(State const& view) {
+  double largest = 0.0;
+  for (Pnt3f const& point : {view.from, view.at}) {
+    for (std::size_t i = 0; i < 3; ++i) largest = std::max<double>(largest, std::abs(point[i]));
+  }
+  return largest * 4.0 * std::numeric_limits<Real32>::epsilon();
+}
+
+bool UberCamera::isOnTurntableAxis(State const& view) {
+  return !(turntableDistanceOf(view) > LeastShare * (toEigen(view.from) - toEigen(view.at)).norm());
+}
+
+double UberCamera::turntableAngleOf(State const& view) {
   auto const angle = [](Vector3d const& direction) {
-    return static_cast<Real32>(std::atan2(direction.x(), direction.z()) / RadiansPerDegree);
+    return std::atan2(direction.x(), direction.z()) / RadiansPerDegree;
   };
-  if (std::hypot(offset.x(), offset.z()) > LeastShare * offset.norm()) return angle(offset);
+  if (!isOnTurntableAxis(view)) return angle(toEigen(view.from) - toEigen(view.at));
   // On the axis: what is behind the camera, or where it looks straight down or up, what is below or above it.
-  Matrix3d const axes = rotationOf(getEulerRotationOrientation()) * rotationOf(getEulerRotation());
+  Matrix3d const axes = rotationOf(view.orientation) * rotationOf(view.rotation);
   Vector3d const back = axes.col(2);
   if (std::hypot(back.x(), back.z()) > LeastShare) return angle(back);
   return angle(axes.col(1) * (back.y() > 0.0 ? -1.0 : 1.0));
 }
 
+double UberCamera::turntableDistanceOf(State const& view) {
+  return std::hypot(static_cast<double>(view.from.x()) - view.at.x(),
+                    static_cast<double>(view.from.z()) - view.at.z());
+}
+
+Real32 UberCamera::getTurntableAngle() const { return static_cast<Real32>(turntableAngleOf(settled())); }
+
 void UberCamera::setTurntableAngle(Real32 degrees) {
   if (!std::isfinite(degrees)) return;
   State const before = takeWrites();
-  Matrix3d const turned = turn(static_cast<double>(degrees) - getTurntableAngle(), 1);
-  Vector3d const at = toEigen(getAt());
-  _fFrom.setValue(fromEigen<Pnt3f>(at + turned * (toEigen(getFrom()) - at)));
-  _fUp.setValue(fromEigen<Vec3f>(turned * toEigen(getUp())));
-  // The orientation turns too: where the view leaves it open, as straight above the centre, nothing else does.
-  Matrix3d const frame = rotationOf(getEulerRotationOrientation());
-  _inStep.rotation = anglesOf(frame.transpose() * turned * frame * rotationOf(getEulerRotation()));
-  placeByView();
-  _inStep = state();
+  State view = _inStep;
+  double const turnedBy = std::remainder(degrees - turntableAngleOf(view), 360.0);
+  // What floats cannot tell apart is left as it is: each turn would be another one, and lean the camera a little.
+  double resolution = 5e-5;
+  if (!isOnTurntableAxis(view)) {
+    resolution += resolutionOf(view) / turntableDistanceOf(view) / RadiansPerDegree;
+  }
+  if (std::abs(turnedBy) > resolution) {
+    Matrix3d const turned = turn(turnedBy, 1);
+    Vector3d const at = toEigen(view.at);
+    view.from = fromEigen<Pnt3f>(at + turned * (toEigen(view.from) - at));
+    view.up = fromEigen<Vec3f>(turned * toEigen(view.up));
+    // The orientation turns too: where the view leaves it open, as straight above the centre, nothing else does.
+    Matrix3d const frame = rotationOf(view.orientation);
+    Vec3f const present = anglesOf(frame.transpose() * turned * frame * rotationOf(view.rotation));
+    placeByView(view, view.orientation, present, view.roll);
+    store(view);
+  }
   announceSince(before);
 }
 
-Real32 UberCamera::getTurntableHeight() const { return getFrom().y() - getAt().y(); }
+Real32 UberCamera::getTurntableHeight() const {
+  State const view = settled();
+  return view.from.y() - view.at.y();
+}
 
 void UberCamera::setTurntableHeight(Real32 height) {
   State const before = takeWrites();
-  Pnt3f from = getFrom();
-  from[1] = getAt().y() + height;
-  setView(before, from, getAt(), getUp());
+  Pnt3f from = _inStep.from;
+  from[1] = _inStep.at.y() + height;
+  setView(before, from, _inStep.at, _inStep.up);
 }
 
 Real32 UberCamera::getTurntableDistance() const {
-  return std::hypot(getFrom().x() - getAt().x(), getFrom().z() - getAt().z());
+  return static_cast<Real32>(turntableDistanceOf(settled()));
 }
 
 void UberCamera::setTurntableDistance(Real32 distance) {
   State const before = takeWrites();
-  Vector3d const outwards = turn(getTurntableAngle(), 1).col(2);
-  Vector3d from = toEigen(getAt()) + outwards * std::max(distance, 0.F);
-  from.y() = getFrom().y();
-  setView(before, fromEigen<Pnt3f>(from), getAt(), getUp());
+  State const view = _inStep;
+  double const wanted = std::max(distance, 0.F);
+  Pnt3f from = view.from;
+  if (!(std::abs(wanted - turntableDistanceOf(view)) <= resolutionOf(view))) {
+    from = fromEigen<Pnt3f>(toEigen(view.at) + turn(turntableAngleOf(view), 1).col(2) * wanted);
+    from[1] = view.from.y();
+  }
+  setView(before, from, view.at, view.up);
 }
 
+// --- The lens -----------------------------------------------------------------------------------------------------
+
 Real32 UberCamera::getFocalLength() const {
-  double const angle = getFieldOfView()[0];
+  double const angle = settled().fieldOfView[0];
   double const width = getSensorSize()[0];
   if (!isOpening(angle) || !(width > 0.0)) return 0.F;
   return static_cast<Real32>(width / (2.0 * std::tan(angle / 2.0)));

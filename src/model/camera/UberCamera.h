@@ -13,10 +13,11 @@ class UberCamera;
 class KNSCENE_API UberCameraBase : public PerspectiveCamera {
   KN_CONTAINER(UberCameraBase, UberCamera, PerspectiveCamera)
  public:
-  // The view in local space; see the operations of UberCamera.
-  KN_FIELD_BARE(SField<Pnt3f>, From, from, Plain)
-  KN_FIELD_BARE(SField<Pnt3f>, At, at, Plain, Pnt3f(0, 0, -1))
-  KN_FIELD_BARE(SField<Vec3f>, Up, up, Plain, Vec3f(0, 1, 0))
+  // The view in local space; see the operations of UberCamera. The fields do not bear the names of the channels "from",
+  // "at" and "up", which go through those operations.
+  KN_FIELD_BARE(SField<Pnt3f>, From, viewFrom, Plain)
+  KN_FIELD_BARE(SField<Pnt3f>, At, viewAt, Plain, Pnt3f(0, 0, -1))
+  KN_FIELD_BARE(SField<Vec3f>, Up, viewUp, Plain, Vec3f(0, 1, 0))
   /// A turn around the line of sight in degrees, after from, at and up; a positive one turns the camera
   /// counterclockwise as it looks.
   KN_SFIELD(Real32, Roll, roll, 0.F)
@@ -64,9 +65,10 @@ class KNSCENE_API UberCameraBase : public PerspectiveCamera {
 ///
 /// The view stands twice: as translation and rotation of the transform, and as from, at, up and roll. Both are
 /// kept in step. The operations below bring both up to date and announce every field that they changed, in one
-/// go, and none where nothing changed. A field of either side that was written directly counts once it is
-/// announced, with any mask; where both sides were, from, at and up win. Angles of view and `Fov` go together
-/// alike; `Fov` is the vertical one.
+/// go, and none where nothing changed. The getters below tell what follows from all that was written, also from fields
+/// that were written directly and not announced yet; the fields of the other side follow with the announcement, with
+/// any mask. Where both sides were written directly, from, at and up win; a rotation wins against a roll. Angles of view
+/// and `Fov` go together alike; `Fov` is the vertical one, and `FieldOfView` wins.
 ///
 /// Moving the transform takes `at` along at its distance. From and at in one place, an up vector along the line
 /// of sight, and values that are not finite leave the camera a valid orientation: the former one, or one near it.
@@ -99,7 +101,8 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   /// The place of the camera on a turntable whose axis is the upright through `at` in local space: the angle in
   /// degrees within -180 to 180, 0 toward +z and 90 toward +x; the height above `at`; the distance from the
   /// axis. On the axis itself the angle is the one that the camera is turned by. The setters change one and keep
-  /// the other two; turning takes the up vector along. A distance below 0 counts as 0.
+  /// the other two; turning takes the up vector along. A distance below 0 counts as 0. An angle or distance that
+  /// differs from the present one by no more than what float coordinates can hold changes nothing.
   Real32 getTurntableAngle() const;
   void setTurntableAngle(Real32 degrees);
   Real32 getTurntableHeight() const;
@@ -115,6 +118,9 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   /// The f-number: focal length by diameter of the aperture. A zoom keeps it. One not above 0 is ignored.
   Real32 getFStop() const { return _fRelativeAperture.getValue(); }
   void setFStop(Real32 number);
+
+  /// Takes fields that were written directly, as their announcement would, and announces all that changed with it.
+  void bringInStep();
 
   /// Null also when the node is gone.
   NodePtr getAimNode() const;
@@ -147,14 +153,19 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   };
 
   State state() const;
+  State settled() const;
   static BitVector difference(State const& before, State const& after);
-  void setView(State const& before, Pnt3f const& from, Pnt3f const& at, Vec3f const& up);
   State takeWrites();
-  void takeViewWrites(State const& written);
-  void takeOpticsWrites(State const& written);
-  void placeByView();
-  void viewByPlace(State const& written);
+  void store(State const& values);
+  void setView(State const& before, Pnt3f const& from, Pnt3f const& at, Vec3f const& up);
   void announceSince(State const& before);
+  static void placeByView(State& values, Vec3f const& orientation, Vec3f const& rotation, Real32 roll);
+  static void viewByPlace(State& values, bool isTurned);
+  static void settleOptics(State& values, State const& before);
+  static double resolutionOf(State const& view);
+  static bool isOnTurntableAxis(State const& view);
+  static double turntableAngleOf(State const& view);
+  static double turntableDistanceOf(State const& view);
 
   State _inStep;
 };

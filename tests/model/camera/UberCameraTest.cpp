@@ -81,7 +81,7 @@ TEST_F(UberCameraTest, ViewAndTransformStayInStep) {
 
 TEST_F(UberCameraTest, WrittenFieldsCountOnceAnnounced) {
   _camera->setViewByFromAtUp({0, 0, 10}, {0, 0, 0}, {0, 1, 0});
-  Field& from = *_camera->getField("from");
+  Field& from = *_camera->getField("viewFrom");
   auto const write = [&](Pnt3f const& value) {
     static_cast<SField<Pnt3f>&>(from).setValue(value);
     announce(*_camera, BitVector::all());
@@ -103,6 +103,7 @@ TEST_F(UberCameraTest, WrittenFieldsCountOnceAnnounced) {
 
   kntest::Announced const announced;
   _camera->setTranslation({2, 0, 5});  // not announced, but not forgotten
+  EXPECT_LT(apart(_camera->getFrom(), {2, 0, 5}) + apart(_camera->getAt(), {2, 0, 0}), 1e-5F);
   _camera->setUp({0, 2, 0});
   EXPECT_LT(apart(_camera->getFrom(), {2, 0, 5}), 1e-5F);
   BitVector const expected = UberCamera::TranslationFieldMask | UberCamera::FromFieldMask |
@@ -194,6 +195,10 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   _camera->setFocalLength(50);
   EXPECT_EQ(_camera->getFocalLength(), 0.F);
   EXPECT_EQ(_camera->getFieldOfView(), Vec2f(1, 0.5F));
+  _camera->setFov(60);
+  _camera->setFieldOfView({1.25F, 0.5F});
+  announce(*_camera, UberCamera::FieldOfViewFieldMask);
+  EXPECT_EQ(_camera->getFieldOfView(), Vec2f(1.25F, 1.0471976F)) << "the vertical angle follows Fov";
 
   _camera->setFrustumSides({-1, 2, -3, 4});
   Matrix const projection = _camera->getProjection(1);
