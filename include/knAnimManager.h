@@ -12,6 +12,7 @@
 #include <tbb/blocked_range.h>
 
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -416,6 +417,41 @@ class KNANIM_API knAnimManager {
   /// Adds to `count` how many nodes of the tree have `object` as their core. Null arguments add nothing.
   void findAndCountR(osg::AnimNodePtr const& node, osg::AnimObjectPtr const& object, unsigned int& count);
 
+  // --- Fewer points -------------------------------------------------------------------------------------------
+  // Ramer-Douglas-Peucker (Ramer 1972; Douglas and Peucker 1973). The distance of a point is that from the line
+  // through the ends of its stretch, in the plane of seconds and values, neither of them scaled: at a steep place a
+  // small distance can be a large difference in value. For a bound on the values, and for curves whose tangents
+  // matter, see knCurveReduction.
+  //
+  // The first and the last point stay, and so does every point that lies farther than the tolerance, in its order and
+  // unchanged. Where first and last point of a stretch stand at one time, all between them goes. Cost: n log n
+  // distances as a rule, n squared at worst.
+
+  /// Appends to `out` the points that are left of `points`. Nothing without points, and for a tolerance that is
+  /// negative or not a number. The distance ends in doubles.
+  void douglasPeuckerPointReduction(osg::MField<osg::Pnt2f> const& points, float tolerance,
+                                    osg::MField<osg::Pnt2f>& out);
+  /// Reduces the keys of each curve, in parallel, at a tolerance of 0.0001, and announces each curve. The tangents go:
+  /// what is left is joined by straight lines. Null and dead handles are passed over; a curve that is listed twice is
+  /// announced twice. Distances are floats throughout, so that a point close to the tolerance can fall otherwise than
+  /// by the form above.
+  void douglasPeuckerPointReduction(std::vector<osg::AnimCurvePtr> const& curves);
+
+  // --- Renaming curves ----------------------------------------------------------------------------------------
+  // Tables map the name of a curve (of the field it drives) to a new one. "color.G" also brings a new component along:
+  // a text of more than two characters with a point before the last, which becomes the suffix.
+
+  /// Renames a curve by a table: its name and its channel, and its node after both name and suffix. A new component
+  /// also brings its colour and its value index. False, with nothing changed, when the node is null, dead or no curve,
+  /// or when the table does not have the name.
+  bool renameCurve(osg::AnimNodePtr const& node, std::map<std::string, std::string> const& names);
+  /// All curves in the animations of one node, empty and inactive ones among them, those of vertex animations not.
+  /// Whether nodes without motion blur are left out is what the last getAnimCurveData was told.
+  void renameCurves(osg::NodePtr const& node, std::map<std::string, std::string> const& names);
+  /// Gives each curve without channel name one after its node, without point and suffix: in the animations of all nodes
+  /// at and below `root` and of its materials. A null root stands for the whole scene. Trees of any depth; linear.
+  void updateSceneChannelNames(osg::NodePtr root);
+
  private:
   friend struct knAnimManagerAccess;  ///< tests
 
@@ -424,6 +460,8 @@ class KNANIM_API knAnimManager {
 
   static void appendKeyableNames(std::string& names);
   std::string getUniqueName(std::string const& name);
+  static float perpendicularDistance(osg::Pnt2f p, osg::Pnt2f a, osg::Pnt2f b);
+  void updateChannelNamesR(osg::AttachmentContainerPtr const& container);
   void updatePtrs(std::vector<knCurveData>& data, bool setTime, float time);
   void gatherShapeCachesR(osg::NodePtr const& node, knDynBlockArray<osg::AnimNodePtr>& caches,
                           std::set<unsigned int>& visited);
@@ -468,4 +506,21 @@ class KNANIM_API knAnimComputeCurveValueTask {
  private:
   std::vector<knCurveData>* _data;
   [[maybe_unused]] float _time;
+};
+
+/// A curve in a reduction, and what is left of its points.
+struct knCurvePointsRecord {
+  osg::AnimCurvePtr curve;
+  osg::MField<osg::Pnt2f> points;  ///< empty at first, written by one task
+};
+
+/// The body of the parallel loop of point reduction. Workers read curves, and write only the records of their own range.
+class KNANIM_API knAnimCurvePointReductionTask {
+ public:
+  explicit knAnimCurvePointReductionTask(std::vector<knCurvePointsRecord>* records) : _records(records) {}
+
+  void operator()(tbb::blocked_range<unsigned int> const& range) const;
+
+ private:
+  std::vector<knCurvePointsRecord>* _records;
 };
