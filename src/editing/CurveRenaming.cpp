@@ -1,6 +1,7 @@
 #include "evaluation/SceneMaterials.h"
 #include "knAnimManager.h"
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <unordered_set>
 
@@ -13,11 +14,6 @@ namespace {
 
 AnimCurvePtr curveOf(NodePtr const& node) {
   return node.isAlive() ? osg::dcast<AnimCurvePtr>(node->getCore()) : AnimCurvePtr();
-}
-
-std::string nameOf(NodePtr const& node) {
-  char const* const name = osg::NodeUtils::getName(node);
-  return name != nullptr ? name : "";
 }
 
 /// What an entry of a rename table asks for. "name.X" brings a suffix along; any other text is a name as it stands,
@@ -110,7 +106,7 @@ void knAnimManager::renameCurves(NodePtr const& node, std::map<std::string, std:
 }
 
 void knAnimManager::updateSceneChannelNames(NodePtr root) {
-  if (!root) root = knSceneDataManager::getSceneData(0)->getMaterialRoot();
+  if (!root) root = materialRoot();
   updateChannelNamesR(root);
   for (osg::MaterialPtr const& material : findAllMaterials(root)) updateChannelNamesR(material);
 }
@@ -120,7 +116,7 @@ void knAnimManager::updateChannelNamesR(AttachmentContainerPtr const& container)
     // Named meanwhile: a curve of several nodes takes the name of the first.
     AnimCurvePtr const curve = curveOf(node);
     if (!curve || !curve->getChannelName().empty()) continue;
-    curve->setChannelName(channelNameFrom(nameOf(node), curve->getSuffix()));
+    curve->setChannelName(channelNameFrom(osg::nameOf(node), curve->getSuffix()));
     announce(curve, osg::AnimCurveBase::ChannelNameFieldMask);
   }
 }

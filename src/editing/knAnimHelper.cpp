@@ -3,6 +3,7 @@
 #include "knAnimManager.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimClip.h"
+#include "model/scenegraph/NodeQueries.h"
 
 using osg::AnimCurvePtr;
 using osg::NodePtr;
@@ -18,10 +19,9 @@ void knAnimHelper::getAllCurvesByName(osg::AttachmentContainerPtr container, std
     if (!node.isAlive()) continue;
     for (NodePtr const& child : node->getChildren()) {
       if (!child.isAlive()) continue;
-      osg::NodeCorePtr const core = child->getCore();
-      if (osg::dcast<osg::AnimBlockPtr>(core) || osg::dcast<osg::AnimClipPtr>(core)) {
+      if (osg::hasCore<osg::AnimBlock>(child) || osg::hasCore<osg::AnimClip>(child)) {
         pending.push_back(child);
-      } else if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(core)) {
+      } else if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(child->getCore())) {
         if (curve->getChannelName() == channelName) out.push_back(curve);
       }
     }

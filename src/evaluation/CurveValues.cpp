@@ -17,8 +17,6 @@ using osg::Vec2f;
 // the cubic is solved in doubles.
 
 constexpr unsigned int ShortCurve = 16;
-/// A tangent that reaches less than this (seconds) into its segment holds the value.
-constexpr float HoldThreshold = 0.0001F;
 
 /// Where a time falls among the keys: exactly on one (`lo == hi`), or between two, where `hi` can be one past the
 /// last key.
@@ -75,11 +73,6 @@ KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, flo
   return place;
 }
 
-bool isHeld(Vec2f const& out, Vec2f const& in) {
-  constexpr Vec2f Threshold(HoldThreshold, HoldThreshold);
-  return out < Threshold && in < Threshold;
-}
-
 /// The value between two keys of the array, `a` the earlier one in time. False leaves the value as it is.
 bool evaluateSegment(AnimCurve const& curve, CCPnt const& a, CCPnt const& b, bool flipped, float xscale,
                      float xoff, float time, float& value) {
@@ -92,7 +85,7 @@ bool evaluateSegment(AnimCurve const& curve, CCPnt const& a, CCPnt const& b, boo
     value = a.y() + ((time - ax) * b.y() - (time - ax) * a.y()) / (bx - ax);
     return true;
   }
-  if (isHeld(out, in)) {
+  if (holdsValue(out, in)) {
     value = a.y();
     return true;
   }

@@ -1,0 +1,272 @@
+#include "knCurveReduction.h"
+
+#include "evaluation/CurveStage.h"
+#include "support/CurveMuseum.h"
+#include "support/SceneStage.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <random>
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+using Keys = std::vector<CurveKey>;
+using Outcome = knCurveReductionOutcome;
+
+Keys keysOf(AnimCurve const& curve) {
+  Keys keys;
+  for (CCPnt const& k : curve.getControlPoints())
+    keys.push_back({k.x(), k.y(), k.inX(), k.inY(), k.outX(), k.outY()});
+  return keys;
+}
+
+/// The value at a time within the curve, by brute force.
+double oracleAt(Keys const& keys, bool linear, double time) {
+  auto const after = std::ranges::find_if(keys, [&](CurveKey const& key) { return key.x >= time; });
+  if (after == keys.begin() || after->x == time) return after->y;
+  CurveKey const& a = *(after - 1);
+  CurveKey const& b = *after;
+  if (linear) return a.y + (time - a.x) / (double(b.x) - a.x) * (double(b.y) - a.y);
+  if (holds(a, b)) return a.y;
+  auto const parameters = parametersAt(a, b, time);
+  EXPECT_EQ(parameters.size(), 1U);
+  return parameters.empty() ? NAN : valueAtParameter(a, b, parameters[0]);
+}
+
+/// A curve of one character: joined lines, ease, free tangents, or a mixture with held stretches, pauses and jumps of
+/// density. Drawn from waves, so that there is something to find, with some noise.
+CurveScene randomCurve(std::mt19937& random, int kind) {
+  std::uniform_real_distribution<float> unit(0, 1);
+  CurveScene scene;
+  scene.linear = kind == 4;
+  float const size = std::pow(10.F, 4 * unit(random) - 2);
+  float const noise = unit(random) < 0.5F ? 0.F : 0.02F * size;
+  float const bend = 0.2F + 3 * unit(random);
+  auto const wave = [&](float t) { return size * (std::sin(bend * t) + 0.3F * std::sin(2.7F * bend * t)); };
+  float time = 10 * unit(random);
+  for (unsigned int i = 0, n = 2 + random() % 80; i < n; ++i) {
+    scene.keys.push_back({time, wave(time) + noise * (unit(random) - 0.5F), 0, 0, 0, 0});
+    time += unit(random) < 0.1F ? 0.5F : 0.04F;
+  }
+  for (std::size_t i = 0; i + 1 < scene.keys.size(); ++i) {
+    CurveKey& a = scene.keys[i];
+    CurveKey& b = scene.keys[i + 1];
+    if (kind == 3 && random() % 6 == 0) {
+      if (random() % 2 == 0) b.y = a.y;
+      continue;
+    }
+    float const reach = kind == 2 ? 0.36F + 0.2F * unit(random) : 0.4F;
+    float const w = b.x - a.x;
+    float const h = kind == 0 ? b.y - a.y : 0.F;
+    float const slopeA = kind == 2 ? (wave(a.x + 1e-3F) - wave(a.x - 1e-3F)) / 2e-3F * w : h;
+    float const slopeB = kind == 2 ? (wave(b.x + 1e-3F) - wave(b.x - 1e-3F)) / 2e-3F * w : h;
+    a.outX = reach * w, a.outY = reach * slopeA;
+    b.inX = -reach * w, b.inY = -reach * slopeB;
+  }
+  return scene;
+}
+
+std::vector<float> denseTimes(Keys const& keys) {
+  std::vector<float> times;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    for (float const way : {-INFINITY, INFINITY}) times.push_back(std::nextafter(keys[i].x, way));
+    for (int k = 0; k < 16 && i + 1 < keys.size(); ++k)
+      times.push_back(keys[i].x + (keys[i + 1].x - keys[i].x) * static_cast<float>(k) / 16);
+  }
+  std::erase_if(times, [&](float t) { return t < keys.front().x || t > keys.back().x; });
+  return times;
+}
+
+std::vector<CCPnt> copyOf(AnimCurve const& curve) { return curve.getControlPoints().getValues(); }
+bool isSame(CCPnt const& a, CCPnt const& b) { return FieldDataTraits<CCPnt>::isEqual(a, b); }
+
+class CurveReductionTest : public SceneStage {};
+
+TEST_F(CurveReductionTest, ThePromiseHoldsEverywhere) {
+  std::mt19937 random(3);
+  std::size_t before = 0;
+  std::size_t after = 0;
+  for (int round = 0; round < 300; ++round) {
+    CurveStage const stage(randomCurve(random, round % 5));
+    bool const linear = stage.curve->getForceLinearInterpolation();
+    std::vector<CCPnt> const oldKeys = copyOf(*stage.curve);
+    Keys const old = keysOf(*stage.curve);
+    std::vector<float> const times = denseTimes(old);
+    auto const oldValues = stage.compute(times);
+    double size = 0;
+    for (CurveKey const& key : old) size = std::max(size, std::fabs(double(key.y)));
+    float const tolerance = static_cast<float>(size) * std::pow(10.F, -1 - static_cast<float>(random() % 4));
+    std::vector<UInt32> pinned{UInt32(random() % 200), UInt32(random() % 200)};
+
+    auto const result = knCurveReduction::reduce({{stage.curve, tolerance, pinned}}).at(0);
+    Keys const now = keysOf(*stage.curve);
+    ASSERT_EQ(result.keysAfter, now.size());
+    ASSERT_EQ(result.keysBefore, old.size());
+    ASSERT_EQ(result.outcome, now.size() < old.size() ? Outcome::Reduced : Outcome::NothingRemoved);
+    ASSERT_LE(result.error, tolerance);
+    if (tolerance > 0.05 * size) before += old.size(), after += now.size();
+
+    double largest = 0;
+    auto const newValues = stage.compute(times);
+    for (std::size_t i = 0; i < times.size(); ++i) {
+      double const evaluated = std::fabs(double(oldValues[i].value) - newValues[i].value);
+      double const exact = std::fabs(oracleAt(old, linear, times[i]) - oracleAt(now, linear, times[i]));
+      ASSERT_LE(evaluated, result.error) << round << " at " << times[i];
+      ASSERT_LE(exact, result.error) << round << " at " << times[i];
+      largest = std::max(largest, exact);
+    }
+    // The bound is sharp, and what was found does occur.
+    EXPECT_LE(result.found, 1.05 * largest + 0.02 * tolerance) << round;
+    EXPECT_LE(result.error, 1.05 * largest + 0.03 * tolerance + 4e-6 * size + 4e-6) << round;
+
+    ASSERT_TRUE(now.front().x == old.front().x && now.back().x == old.back().x);
+    std::size_t place = 0;
+    for (CCPnt const& key : copyOf(*stage.curve)) {
+      while (place < oldKeys.size() && oldKeys[place].x() != key.x()) ++place;
+      ASSERT_LT(place, oldKeys.size());
+      ASSERT_EQ(key.y(), oldKeys[place].y());
+      if (std::ranges::count(pinned, place) > 0) ASSERT_TRUE(isSame(key, oldKeys[place])) << round;
+    }
+    for (UInt32 const pin : pinned) {
+      auto const isPin = [&](CurveKey const& key) { return key.x == old[pin].x; };
+      if (pin < old.size()) ASSERT_TRUE(std::ranges::any_of(now, isPin));
+    }
+  }
+  EXPECT_LT(after, before / 3) << "far too careful";
+}
+
+TEST_F(CurveReductionTest, FewKeysAreFoundWhereFewSuffice) {
+  AnimCurvePtr const line = newCurve({});
+  AnimCurvePtr const flat = newCurve({});
+  AnimCurvePtr const corner = newCurve({});
+  AnimCurvePtr const sine = newCurve({});
+  for (int i = 0; i <= 1000; ++i) {
+    float const t = 0.04F * static_cast<float>(i);
+    line->addPoint({t, 3 * t - 7}, {}, {}, 1, 1, false, true);
+    flat->addPoint({t, 5}, {}, {}, 2, 2, false, true);
+    corner->addPoint({t, std::fabs(t - 20)}, {}, {}, 1, 1, false, true);
+    sine->addPoint({t, std::sin(t)}, {}, {}, 1, 1, false, true);
+  }
+  auto const results = knCurveReduction::reduce(
+      {{line, 0.001F, {}}, {flat, 1e-4F, {}}, {corner, 0.001F, {}}, {sine, 0.01F, {}}});
+  EXPECT_EQ(results[0].keysAfter, 2U);
+  EXPECT_EQ(results[1].keysAfter, 2U);
+  EXPECT_EQ(results[2].keysAfter, 3U);
+  EXPECT_LE(results[3].keysAfter, 17U) << "40 s of a sine, about 13 half waves";
+  for (AnimCurvePtr const& curve : {line, flat, corner, sine}) {
+    Held const gone(curve);
+  }
+}
+
+double slopeOut(CCPnt const& key) { return double(key.outY()) / key.outX(); }
+double slopeIn(CCPnt const& key) { return double(key.inY()) / key.inX(); }
+
+TEST_F(CurveReductionTest, StepsAndSmoothPassagesStay) {
+  // Held at 1 through three keys, a small step, held again, then two waves with a period of 8 s.
+  CurveScene scene;
+  for (float const y : {1.F, 1.F, 1.F, 1.01F})
+    scene.keys.push_back({float(scene.keys.size()), y, -0.4F, 0, 0, 0});
+  float const w = 0.125F;
+  auto const slope = [](float t) { return std::cos(t * 0.7853981F) * 0.7853981F * 0.4F; };
+  for (int i = 0; i <= 128; ++i) {
+    float const t = w * static_cast<float>(i);
+    scene.keys.push_back({4 + t, std::sin(t * 0.7853981F), -0.4F * w, -w * slope(t), 0.4F * w, w * slope(t)});
+  }
+  CurveStage const stage(scene);
+  auto const result = knCurveReduction::reduce({{stage.curve, 0.05F, {}}})[0];
+  auto const keys = copyOf(*stage.curve);
+  ASSERT_GT(keys.size(), 4U);
+  EXPECT_LT(keys.size(), 20U);
+  EXPECT_GT(result.found, 0.F);
+  EXPECT_EQ(keys[0].x(), 0.F);
+  EXPECT_EQ(keys[1].x(), 3.F) << "a step below the tolerance";
+  EXPECT_EQ(keys[2].x(), 4.F);
+  EXPECT_EQ(keys[0].outtangent(), Vec2f());
+  for (std::size_t i = 3; i + 1 < keys.size(); ++i)
+    EXPECT_NEAR(slopeIn(keys[i]), slopeOut(keys[i]), 1e-3) << keys[i].x();
+
+  for (UInt32 const mode : {CycleInfinity, CycleRelativeInfinity}) {
+    CurveScene cycle = scene;
+    cycle.keys.erase(cycle.keys.begin(), cycle.keys.begin() + 4);
+    cycle.pre = cycle.post = mode;
+    CurveStage const seam(cycle);
+    EXPECT_LT(knCurveReduction::reduce({{seam.curve, 0.05F, {}}})[0].keysAfter, 16U);
+    auto const seamKeys = copyOf(*seam.curve);
+    EXPECT_NEAR(slopeIn(seamKeys.back()), slopeOut(seamKeys.front()), 1e-3);
+    float const end = cycle.keys.back().x;
+    auto const values = seam.compute({std::nextafter(end, 0.F), std::nextafter(end, 99.F)});
+    EXPECT_NEAR(values[0].value + (mode == CycleRelativeInfinity ? 3.25F : 0.F),
+                values[1].value + values[1].cycleValueOffset + (mode == CycleInfinity ? -3.25F : 3.25F),
+                1e-4);
+  }
+  CurveScene linear = scene;
+  linear.keys.erase(linear.keys.begin(), linear.keys.begin() + 4);
+  linear.pre = linear.post = LinearInfinity;
+  CurveStage const extended(linear);
+  auto const before = extended.compute({-3, 30});
+  EXPECT_EQ(knCurveReduction::reduce({{extended.curve, 0.05F, {}}})[0].outcome, Outcome::Reduced);
+  auto const after = extended.compute({-3, 30});
+  for (int i : {0, 1}) EXPECT_EQ(before[std::size_t(i)].value, after[std::size_t(i)].value);
+}
+
+TEST_F(CurveReductionTest, HardCurvesKeepWhatCannotBeSolved) {
+  for (MuseumCurve const& piece : curveMuseum()) {
+    CurveStage const stage({piece.keys});
+    auto const before = copyOf(*stage.curve);
+    auto const result = knCurveReduction::reduce({{stage.curve, 0.1F, {}}})[0];
+    auto const after = copyOf(*stage.curve);
+    EXPECT_EQ(result.keysAfter, after.size()) << piece.name;
+    if (piece.keys.size() < 3 || !piece.finite || piece.name == "all keys at one time") {
+      ASSERT_EQ(before.size(), after.size()) << piece.name;
+      for (std::size_t i = 0; i < after.size(); ++i)
+        EXPECT_TRUE(isSame(before[i], after[i]) || !piece.finite) << piece.name;
+    }
+  }
+  // A segment without solution between two that would have gone.
+  CurveScene scene{{{0, 0, 0, 0, 0.4F, 0},
+                    {1, 0, -0.4F, 0, 0.4F, 0},
+                    {2, 0, -0.4F, 0, 1.F / 18, 1},
+                    {3, 0, -11.F / 18, 1, 0.4F, 0},
+                    {4, 0, -0.4F, 0, 0.4F, 0},
+                    {5, 0, -0.4F, 0, 0, 0}}};
+  CurveStage const stage(scene);
+  knCurveReduction::reduce({{stage.curve, 5.F, {}}});
+  auto const keys = copyOf(*stage.curve);
+  ASSERT_EQ(keys.size(), 4U);
+  EXPECT_EQ(keys[1].outtangent(), Vec2f(1.F / 18, 1));
+  EXPECT_EQ(keys[2].intangent(), Vec2f(-11.F / 18, 1));
+}
+
+TEST_F(CurveReductionTest, ManyCurvesAtOnceGiveWhatEachAloneGives) {
+  std::mt19937 random(8);
+  std::vector<std::unique_ptr<CurveStage>> stages;
+  std::vector<knCurveReductionJob> jobs;
+  std::vector<std::vector<CCPnt>> alone;
+  for (int i = 0; i < 200; ++i) {
+    stages.push_back(std::make_unique<CurveStage>(randomCurve(random, i % 5)));
+    jobs.push_back({stages.back()->curve, 0.05F, {3}});
+    knCurveReduction::compute(*jobs.back().curve, 0.05F, {3}, alone.emplace_back());
+  }
+  AnimCurvePtr const dead = newCurve({{0, 0}});
+  { Held const gone(dead); }
+  jobs.insert(jobs.end(), {{{}, 1.F, {}}, {dead, 1.F, {}}});
+  for (float const tolerance : {-1.F, NAN, INFINITY}) jobs.push_back({stages[0]->curve, tolerance, {}});
+  changes.clear();
+  auto const results = knCurveReduction::reduce(jobs);
+  std::size_t reduced = 0;
+  for (std::size_t i = 0; i < stages.size(); ++i) {
+    auto const keys = copyOf(*stages[i]->curve);
+    EXPECT_TRUE(std::ranges::equal(keys, alone[i], isSame)) << i;
+    reduced += results[i].outcome == Outcome::Reduced ? 1U : 0U;
+  }
+  EXPECT_EQ(changes.getEntries().size(), reduced);
+  EXPECT_EQ(results[200].outcome, Outcome::NoCurve);
+  EXPECT_EQ(results[201].outcome, Outcome::NoCurve);
+  for (std::size_t i : {202U, 203U, 204U}) EXPECT_EQ(results[i].outcome, Outcome::BadTolerance);
+}
+
+}  // namespace
+}  // namespace kntest
