@@ -8,6 +8,8 @@
 #include "model/scenegraph/NodeQueries.h"
 #include "model/scenegraph/Traverse.h"
 
+#include <algorithm>
+
 namespace osg {
 inline namespace knscene {
 
@@ -27,9 +29,42 @@ void appendTopLevel(AnimAttachment const& attachment, Wanted wanted, std::vector
 
 }  // namespace
 
-void AnimAttachment::setAnimationRoot(AnimNodePtr const& root) {
-  detail::replaceOwned(_fAnimationRoot, root);
+/// An attachment without a place in the store yet, in its constructor, is linked when it is hung on something.
+void AnimAttachment::linkRoot() {
+  AttachmentPtr const self(this);
+  if (!self.isAlive() || !getAnimationRoot().isAlive()) return;
+  auto& linked = getAnimationRoot()->_rootedAttachments;
+  if (std::find(linked.begin(), linked.end(), self) == linked.end()) linked.push_back(self);
+}
+
+void AnimAttachment::unlinkRoot() {
+  if (getAnimationRoot().isAlive()) std::erase(getAnimationRoot()->_rootedAttachments, AttachmentPtr(this));
+}
+
+void AnimAttachment::setAnimationRoot(AnimNodePtr const& rootArgument) {
+  AnimNodePtr const root = rootArgument;
+  AnimNodePtr const former = getAnimationRoot();
+  root.addRef();
+  unlinkRoot();
+  _fAnimationRoot.setValue(root);
+  linkRoot();
   AnimNode::_changed = true;
+  former.subRef();
+}
+
+void AnimAttachment::parentsChanged() {
+  AnimNode::_changed = true;
+  linkRoot();
+}
+
+void AnimAttachment::fieldsAssigned() {
+  AnimAttachmentBase::fieldsAssigned();
+  linkRoot();
+}
+
+void AnimAttachment::onDestroy() {
+  unlinkRoot();
+  AnimAttachmentBase::onDestroy();
 }
 
 void AnimAttachment::addAnimation(AnimNodePtr const& animation) {

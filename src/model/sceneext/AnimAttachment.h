@@ -49,7 +49,13 @@ class KNSCENE_API AnimAttachment : public AnimAttachmentBase {
   bool hasVertexAnimation() const;
 
  protected:
-  void parentsChanged() override { AnimNode::_changed = true; }
+  void parentsChanged() override;
+  void fieldsAssigned() override;
+  void onDestroy() override;
+
+ private:
+  void linkRoot();
+  void unlinkRoot();
 };
 
 using AnimAttachmentPtr = AnimAttachment::Ptr;

@@ -4,11 +4,13 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace osg {
 inline namespace knscene {
 
+class AnimAttachment;
 class AnimNode;
 
 /// The fields of an animation node: placement in time, cycles, play state.
@@ -84,6 +86,11 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   /// points that were written directly count as changed once they are announced. Main thread.
   virtual void getAnimVolume(BoxVolume& volume) const;
 
+  /// The attachments that have this node as their animation root and hang on something, in no particular order; one that
+  /// hangs on nothing may be among them. The way from a tree up to its owners. Valid until an attachment is hung
+  /// somewhere, is given another root, or dies.
+  std::span<AttachmentPtr const> getRootedAttachments() const { return _rootedAttachments; }
+
   /// Gives the node a core of its own, where it shares one. The text, when not empty, becomes the name of the
   /// copy. Inactive or hidden nodes are no exception. What the core owns is copied with it.
   void unshare(std::string const& name);
@@ -109,6 +116,8 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   void parentChanged() override;
 
  private:
+  friend class AnimAttachment;
+
   struct RegisteredCallback {
     UInt32 number;
     FinishedCallback callback;
@@ -125,6 +134,7 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   void measure() const;
 
   mutable CachedRange _cachedRange;
+  std::vector<AttachmentPtr> _rootedAttachments;
   std::vector<RegisteredCallback> _finishedCallbacks;
   UInt32 _nextCallbackNumber = 1;
 };
