@@ -15,6 +15,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The facade of the library and owner of its global state. Operations are for the host's main thread unless they
@@ -412,6 +413,132 @@ class KNANIM_API knAnimManager {
   /// Prints the names of a tree, two dashes for each level in front of them, behind `indent`.
   void printStructureR(osg::AnimNodePtr const& animation, std::string indent);
 
+  // --- Copying and pasting ------------------------------------------------------------------------------------
+  // One buffer for the process. What is copied remembers its aim, the node or material that owned it, and goes only to
+  // where it can drive the same: nodes whose core, or geometries whose material, is of the same type; materials of the
+  // same group. Any tree goes into a clip and below the clip structure's root, and nowhere else within a tree. What is
+  // refused is told on standard output, the others go on. Null and dead handles do nothing; an entry that died since it
+  // was copied is passed over. Callbacks and receivers may call any of these again, and destroy anything.
+  //
+  // A copy costs the size of the tree and the way up to its owner, a paste the size of the tree, a look at all names
+  // (see setGetUniqueNameCB) for each tree, and once a look at what is animated in the scene.
+
+  /// Drops the buffer by handing each tree to the host, whose callback drops the reference that copying took. Without
+  /// the callback an error is logged and the buffer stays, so that copies add up.
+  void clearCopyBuffer();
+  bool hasCopyBufferContent() const { return !_copyBuffer.empty(); }
+  /// Clears the buffer and copies a tree into it, `aim` being what it was made for; with a null or dead `aim` it is
+  /// looked for: the first node of the scene, else the first material, whose animations the tree belongs to.
+  void copy(osg::AnimNodePtr const& animation, osg::FieldContainerPtr aim);
+  /// Copies many. An empty list leaves the buffer as it is, as does a null tree above.
+  void copy(std::vector<osg::AnimNodePtr> const& animations);
+  /// Copies all top-level animations of a node or material; where there are none a warning is printed and the buffer
+  /// stays.
+  void copyFrom(osg::AttachmentContainerPtr const& container);
+  /// Copies, and takes the trees out of the animation nodes that they stand under. That can drop their last reference:
+  /// what was cut and is held nowhere else can be pasted, but not be shared any more.
+  void cut(osg::AnimNodePtr const& animation);
+  void cut(std::vector<osg::AnimNodePtr> const& animations);
+
+  /// Pastes independent copies. On a node or material they join its animations under unique names, and the attachment
+  /// is made first, also when nothing fits; in a tree they keep their names and places. `flip` inverts their `Flipped`,
+  /// `notify` sends "pastedAnimations", also when nothing fits but not for an empty buffer. Gives the new trees.
+  void pasteTo(osg::MaterialPtr const& target, bool flip, bool notify);
+  std::vector<osg::AnimNodePtr> pasteTo(osg::NodePtr const& target, bool flip, bool notify);
+  /// On each target. One message in all, also for an empty list or buffer.
+  void pasteTo(std::vector<osg::MaterialPtr> const& targets, bool flip, bool notify);
+  void pasteTo(std::vector<osg::NodePtr> const& targets, bool flip, bool notify);
+
+  /// The same with trees that share the curves of what was copied. They keep their names, and in a tree each goes to a
+  /// free row (see calculateFreeOffsetYFor).
+  void clonePasteTo(osg::MaterialPtr const& target, bool flip, bool notify);
+  std::vector<osg::AnimNodePtr> clonePasteTo(osg::NodePtr const& target, bool flip, bool notify);
+  void clonePasteTo(std::vector<osg::MaterialPtr> const& targets, bool flip, bool notify);
+  void clonePasteTo(std::vector<osg::NodePtr> const& targets, bool flip, bool notify);
+  /// The same into a tree, each put at `offsetX` seconds. The row is one that was free where the tree stood before.
+  std::vector<osg::AnimNodePtr> clonePasteToWithOffset(osg::AnimNodePtr const& target, float offsetX,
+                                                       bool flip, bool notify);
+
+  /// The first row (y of an offset: 0, 50, 100, ..) below `parent` on which nothing stands while `animation` does.
+  /// Spans that touch collide: beside a child from 0 to 10 s on row 0, one from 10 to 20 s gets row 50, one from 10.5 s
+  /// row 0. Children between the rows, and `ignore`, do not count. 0 for null. Linear in the children.
+  float calculateFreeOffsetYFor(osg::AnimNodePtr const& animation, osg::NodePtr const& parent,
+                                osg::AnimNodePtr const& ignore);
+  /// The same for a span in seconds.
+  float calculateFreeOffsetYFor(float start, float length, osg::NodePtr const& parent,
+                                osg::AnimNodePtr const& ignore);
+  /// The largest y of the offsets of the children, but at least -1, which is also that of none.
+  float maxChildOffsetY(osg::NodePtr const& parent);
+  /// Puts waiting clip nodes back under their parents. Nothing in the library makes any wait.
+  void restoreFromClipNodeBuffer();
+
+  // --- Sharing and moving -------------------------------------------------------------------------------------
+  // One block can stand under many nodes: they share its core, and an edit of its curves shows in all of them. Null and
+  // dead handles give false, 0 or null and change nothing.
+
+  /// Gives a tree cores of its own and a unique name. `parent` has only to be there.
+  void unshareFrom(osg::AnimNodePtr& animation, osg::FieldContainerPtr const& parent);
+  /// Gives each clip of a tree a core of its own and a unique name; what the clips hold stays shared.
+  void unshareClipsR(osg::AnimNodePtr const& animation);
+  /// Replaces the animations of a material, or of a node and all below it, by copies that share nothing with what was
+  /// there, through the copy buffer and with its rules, messages and names. A node outside the scene ends up without
+  /// animations, as nothing can be pasted there; one whose attachment was empty is given what the buffer held before.
+  void createDuplicatesFromShared(osg::MaterialPtr& material);
+  void createDuplicatesFromSharedR(osg::NodePtr& node);
+
+  /// Moves a tree to the animations of `to`, when `from` is compatible, and refreshes the scene's curve data; `notify`
+  /// sends "pastedAnimations". A material is given an attachment, a node must have one. The new owner takes the tree
+  /// from whatever it stood under: `from` only says what it was made for. Each call looks at what is animated in the
+  /// scene.
+  bool moveBlockToMaterial(osg::AnimNodePtr const& block, osg::MaterialPtr const& from,
+                           osg::MaterialPtr const& to, bool notify);
+  bool moveBlockToNode(osg::AnimNodePtr const& block, osg::NodePtr const& from, osg::NodePtr const& to,
+                       bool notify);
+  /// Whether two materials are of one group.
+  bool isCompatible(osg::MaterialPtr const& a, osg::MaterialPtr const& b);
+  /// 1 when the cores of two nodes are of one group, 2 for a geometry and a transform, 3 for a transform and a
+  /// geometry, in this order; 0 for all else.
+  int isCompatible(osg::NodePtr const& a, osg::NodePtr const& b);
+
+  /// How often the core of a block or shape cache stands in the animation trees of the scene, which are collected anew
+  /// (see updateSceneAnimCurveData).
+  unsigned int blockSceneRefCount(osg::AnimNodePtr const& block);
+  /// How often it stands in the tree that the node itself is part of; 0 at the top of a tree and in the clip structure.
+  unsigned int blockNodeRefCount(osg::AnimNodePtr const& block);
+  /// Walks over the animations of the scene, of a node and all below it, and over one tree. Nothing is recorded and
+  /// nothing changes.
+  void gatherAnimReferenceData();
+  void gatherAnimReferenceDataR(osg::NodePtr const& node);
+  void collectAnimReferenceDataR(osg::NodePtr const& node);
+  /// The first node of the scene that has `object` as its core or in its animations, else the first material that has
+  /// it in its animations.
+  osg::FieldContainerPtr findFirstParent(osg::AnimObjectPtr const& object);
+  /// The same at and below a node. Below a node without core nothing is found.
+  osg::NodePtr findFirstParentR(osg::NodePtr const& node, osg::AnimObjectPtr const& object);
+  /// Switches off all top-level blocks; their curves keep their own switches.
+  void setAllBlocksInactive(osg::MaterialPtr const& material);
+  void setAllBlocksInactive(osg::NodePtr const& node);
+
+  // --- Migrating and verifying --------------------------------------------------------------------------------
+  // For scenes of older releases, and for clips that hold blocks which the scene has lost. Trees may be of any depth;
+  // the cost is linear in what is walked over, static nodes included. Null and dead handles do nothing.
+
+  /// Moves animations that hang on a node's core, or on the material of its geometry, to the node itself, for `node` and
+  /// all below it. A node without animations takes the attachment; one that has some takes every second tree, the first
+  /// one among them, and the others stay: call again until nothing moves.
+  void verifyToKeld60R(osg::NodePtr const& node);
+  /// Takes out of the clip structure the blocks and shape caches that no node or material of the scene holds, then the
+  /// clips and blocks that are empty. Nothing while getVerifyClipStructure() is false.
+  void verifyClipStructure();
+  /// The same for one tree, with the ids of the cores that are to stay. True when `node` itself was taken out of its
+  /// parent.
+  bool verifyClipStructureByNodeR(osg::NodePtr const& node, std::set<unsigned int> const& ids);
+  /// Inserts the container ids of the cores of all blocks and shape caches of the scene's nodes and, `withMaterials`, of
+  /// its materials. (The name is spelled as hosts call it.)
+  void getSceneAnimBlockAndTimeShapeChacheIds(std::set<unsigned int>& ids, bool withMaterials);
+  /// The same at and below a node. Below a node without core nothing is found.
+  void getAnimBlocksAndTimeShapeCachesR(osg::NodePtr const& node, std::set<unsigned int>& ids);
+
   // --- Who uses an animation ----------------------------------------------------------------------------------
 
   /// Adds to `count` how many nodes of the tree have `object` as their core. Null arguments add nothing.
@@ -486,6 +613,11 @@ class KNANIM_API knAnimManager {
   bool _evaluateSubframes = false;
   bool _keepKeysAtFrame = false;
   bool _verifyClipStructure = true;
+  /// Trees and their aims: copies that hold a reference each, and what they were made from, by the same places.
+  std::vector<std::pair<osg::AnimNodePtr, osg::FieldContainerPtr>> _copyBuffer;
+  std::vector<std::pair<osg::AnimNodePtr, osg::FieldContainerPtr>> _copySources;
+  std::map<osg::AnimNodePtr, osg::AnimNodePtr>
+      _clipNodeBuffer;  ///< children, a reference to each, to parents
   osg::AnimAttachmentPtr _structureAttachment;
   osg::AnimNodePtr _sceneStructureRoot;
   osg::AnimNodePtr _clipStructureRoot;

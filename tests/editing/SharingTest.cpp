@@ -1,0 +1,160 @@
+#include "editing/EditingStage.h"
+
+#include "model/sceneext/AnimTreeCloning.h"
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+
+class SharingTest : public EditingStage {};
+
+TEST_F(SharingTest, CompatibilityAndMoves) {
+  NodePtr const shape = addNode(Geometry::create());
+  NodePtr const mover = addNode(Transform3D::create());
+  NodePtr const bundle = addNode(Group::create());
+  NodePtr const coreless = addNode({});
+  EXPECT_EQ(manager.isCompatible(shape, mover), 2);
+  EXPECT_EQ(manager.isCompatible(mover, shape), 3);
+  EXPECT_EQ(manager.isCompatible(bundle, root()), 1);
+  EXPECT_EQ(manager.isCompatible(shape, shape), 1) << "equal groups before all else";
+  EXPECT_EQ(manager.isCompatible(shape, bundle) + manager.isCompatible(mover, coreless) +
+                manager.isCompatible(NodePtr(), mover),
+            0);
+
+  AnimNodePtr const block = animate(shape, newBlock("block"));
+  EXPECT_FALSE(manager.moveBlockToNode(block, shape, mover, true)) << "no attachment";
+  mover->addAttachment(AnimAttachment::create());
+  bundle->addAttachment(AnimAttachment::create());
+  EXPECT_FALSE(manager.moveBlockToNode(block, shape, bundle, true)) << "though the scene knows the block";
+  EXPECT_EQ(messages, 0);
+  knAnimManager::_animRoots.clear();
+  EXPECT_TRUE(manager.moveBlockToNode(block, shape, mover, true));
+  EXPECT_EQ(childrenOf(animationsOf(shape)) + childrenOf(animationsOf(mover)), "block ");
+  EXPECT_GE(knAnimManager::_animRoots.size(), 2U) << "refreshed";
+  EXPECT_EQ(messages, 1);
+
+  MaterialPtr const red = addMaterial<PhongMaterial>("red");
+  MaterialPtr const blue = addMaterial<PhongMaterial>("blue");
+  EXPECT_FALSE(manager.moveBlockToMaterial(block, red, {}, true));
+  EXPECT_TRUE(manager.moveBlockToMaterial(block, red, blue, false)) << "makes the attachment";
+  EXPECT_EQ(childrenOf(animationsOf(blue)), "block ");
+  manager.setAllBlocksInactive(red);
+  manager.setAllBlocksInactive(blue);
+  EXPECT_EQ(block->getTravMask(), 0U);
+  EXPECT_TRUE(block->getChild(0)->isActive());
+}
+
+TEST_F(SharingTest, ClipsAreUnsharedAlone) {
+  AnimNodePtr const outer = addClip("outer");
+  AnimNodePtr const inner = named(newGroup<AnimClip>({newBlock("block")}), "inner");
+  outer->addChild(newGroup<Group>({inner}));
+  AnimNodePtr const twin = dcast<AnimNodePtr>(cloneAnimTree(outer, true));
+  Held const held(twin);
+  outer->addChild(Node::create());
+  manager.unshareClipsR(outer);
+  EXPECT_EQ(nameOf(outer) + nameOf(inner) + nameOf(inner->getChild(0)), "outer'inner'block");
+  EXPECT_NE(outer->getCore(), twin->getCore());
+  EXPECT_NE(inner->getCore(), twin->getChild(0)->getChild(0)->getCore());
+  EXPECT_EQ(inner->getChild(0)->getCore(), twin->getChild(0)->getChild(0)->getChild(0)->getCore());
+  AnimNodePtr block = dcast<AnimNodePtr>(inner->getChild(0));
+  manager.unshareFrom(block, {});
+  EXPECT_EQ(nameOf(block), "block") << "without a parent nothing happens";
+}
+
+TEST_F(SharingTest, Duplicating) {
+  NodePtr const upper = named(addNode(Transform3D::create()), "upper");
+  NodePtr empty = named(addNode(Transform3D::create(), upper), "empty");
+  NodePtr const lower = addNode(Transform3D::create(), upper);
+  AnimNodePtr const block = animate(upper, newBlock("block"));
+  empty->addAttachment(AnimAttachment::create());
+  animate(lower, dcast<AnimNodePtr>(cloneAnimTree(block, true)));
+  Held const former(block);
+  NodePtr start = upper;
+  EXPECT_EQ(printed([&] { manager.createDuplicatesFromSharedR(start); }),
+            "WARNING: empty has no animations. Copy failed!\n");
+  EXPECT_EQ(messages, 3);
+  EXPECT_EQ(childrenOf(animationsOf(empty)), "block' ") << "what the buffer held before";
+  std::set<NodeCorePtr> cores{block->getCore()};
+  for (NodePtr const& node : {upper, empty, lower}) cores.insert(animationsOf(node)->getChild(0)->getCore());
+  EXPECT_EQ(cores.size(), 4U);
+
+  Held const outside(Node::create());
+  outside->setCore(Transform3D::create());
+  animate(*outside, newBlock("lost"));
+  NodePtr lost = *outside;
+  EXPECT_NE(printed([&] { manager.createDuplicatesFromSharedR(lost); }), "");
+  EXPECT_EQ(childrenOf(animationsOf(lost)), "");
+
+  MaterialPtr red = addMaterial<PhongMaterial>("red");
+  manager.createDuplicatesFromShared(red);
+  EXPECT_FALSE(knAnimManager::getAnimAttachment(red));
+  AnimNodePtr const glow = animate(red, newBlock("glow"));
+  manager.createDuplicatesFromShared(red);
+  EXPECT_EQ(childrenOf(animationsOf(red)), "glow' ");
+  EXPECT_FALSE(glow.isAlive());
+}
+
+TEST_F(SharingTest, OwnersOfCores) {
+  NodePtr const node = addNode(Transform3D::create());
+  AnimNodePtr const block = animate(node, newBlock("block"));
+  AnimObjectPtr const curve = dcast<AnimObjectPtr>(block->getChild(0)->getCore());
+  EXPECT_EQ(manager.findFirstParent(curve), FieldContainerPtr(node));
+  AnimNodePtr const inner = newBlock("inner");
+  animate(block, inner);
+  EXPECT_EQ(manager.findFirstParentR(root(), dcast<AnimObjectPtr>(inner->getCore())), node)
+      << "the outermost";
+  AnimAttachmentPtr const selfHolding = knAnimManager::getAnimAttachment(block);
+  inner->addAttachment(selfHolding);
+  AnimNodePtr const stage = newAnimNode(AnimBlock::create());
+  root()->addChild(stage);
+  EXPECT_EQ(manager.findFirstParent(dcast<AnimObjectPtr>(stage->getCore())), FieldContainerPtr(stage));
+  MaterialPtr const red = addMaterial<PhongMaterial>("red");
+  AnimNodePtr const glow = animate(red, newBlock("glow"));
+  EXPECT_EQ(manager.findFirstParent(dcast<AnimObjectPtr>(glow->getCore())), FieldContainerPtr(red));
+  EXPECT_EQ(manager.findFirstParent(dcast<AnimObjectPtr>(AnimObjectPtr())), FieldContainerPtr());
+  AnimAttachmentPtr const top = knAnimManager::getAnimAttachment(node);
+  EXPECT_EQ(manager.blockNodeRefCount(top->getAnimationRoot()), 0U) << "no parent";
+  changes.clear();
+  manager.gatherAnimReferenceData();
+  EXPECT_TRUE(changes.getEntries().empty());
+  inner->subAttachment(selfHolding);
+}
+
+TEST_F(SharingTest, DeepTreesAndDeadHandles) {
+  NodePtr node = addNode(Transform3D::create());
+  NodePtr const other = addNode(Transform3D::create());
+  other->addAttachment(AnimAttachment::create());
+  AnimNodePtr tree = animate(node, newChain(100'000, AnimClip::create()));
+  manager.copy(tree, {});
+  EXPECT_EQ(manager.clonePasteTo(node, false, false).size() + manager.pasteTo(node, false, false).size(), 0U)
+      << "a group is nothing to be pasted on a node";
+  AnimNodePtr const clip = addClip("clip");
+  EXPECT_EQ(manager.clonePasteTo(clip, false, false).size() + manager.pasteTo(clip, false, false).size(), 2U);
+  manager.unshareClipsR(tree);
+  manager.unshareFrom(tree, node);
+  EXPECT_EQ(manager.blockNodeRefCount(tree), 0U) << "the top is no block";
+  EXPECT_TRUE(manager.moveBlockToNode(tree, node, other, false));
+  manager.createDuplicatesFromSharedR(node);
+  manager.cut(tree);
+  EXPECT_FALSE(tree.isAlive());
+
+  NodePtr dead = node;
+  MaterialPtr none;
+  root()->subChild(node);
+  manager.unshareFrom(tree, dead);
+  manager.unshareClipsR(tree);
+  manager.createDuplicatesFromSharedR(dead);
+  manager.createDuplicatesFromShared(none);
+  EXPECT_FALSE(manager.moveBlockToNode(tree, dead, other, true) ||
+               manager.moveBlockToMaterial(tree, none, none, true));
+  EXPECT_EQ(manager.isCompatible(dead, other), 0);
+  EXPECT_EQ(manager.blockSceneRefCount(tree) + manager.blockNodeRefCount(tree), 0U);
+  EXPECT_EQ(manager.findFirstParentR(dead, AnimObjectPtr()), NodePtr());
+  manager.setAllBlocksInactive(dead);
+  manager.setAllBlocksInactive(none);
+  EXPECT_EQ(messages, 1) << "of the one that was duplicated";
+}
+
+}  // namespace
+}  // namespace kntest
