@@ -86,6 +86,12 @@ TEST_F(SharingTest, Duplicating) {
   EXPECT_NE(printed([&] { manager.createDuplicatesFromSharedR(lost); }), "");
   EXPECT_EQ(childrenOf(animationsOf(lost)), "");
 
+  NodePtr coreless = addNode({});
+  AnimNodePtr const gone = animate(coreless, newBlock("gone"));
+  manager.createDuplicatesFromSharedR(coreless);
+  EXPECT_FALSE(gone.isAlive()) << "nothing is pasted on a node without core, which gets";
+  EXPECT_TRUE(knAnimManager::getAnimAttachment(coreless)) << "an empty attachment";
+
   MaterialPtr red = addMaterial<PhongMaterial>("red");
   manager.createDuplicatesFromShared(red);
   EXPECT_FALSE(knAnimManager::getAnimAttachment(red));

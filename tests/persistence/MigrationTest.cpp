@@ -125,6 +125,12 @@ TEST_F(MigrationTest, CleaningAsThePlainRecursionDoes) {
     PlainCleaner::clean(plain, true);
     ASSERT_EQ(textOf(clips()), PlainCleaner::textOf(plain)) << "round " << round << " of " << before;
   }
+  manager.clearClipStructure();
+  Held const group(clips()->getCore());
+  clips()->setCore(AnimClip::create());
+  manager.verifyClipStructure();
+  EXPECT_TRUE(clips()->getParent()) << "the root stays, were it a clip";
+  clips()->setCore(*group);
   AnimNodePtr const lost = newBlock("lost");
   clips()->addChild(lost);
   EXPECT_TRUE(manager.verifyClipStructureByNodeR(lost, {}));
