@@ -8,6 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -129,6 +130,51 @@ void unchangedFrame(benchmark::State& state) {
   knSceneDataManager::endScene();
 }
 BENCHMARK(unchangedFrame)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+/// One block of three curves on so many objects, in no order: in a frame of the scene, and evaluated by itself with its
+/// owners looked for anew.
+void sharedBlock(benchmark::State& state, bool alone) {
+  beginScene(0, 0, false);
+  std::mt19937 random(3);
+  std::vector<osg::NodeCorePtr> cores;
+  for (int i = 0; i < state.range(0); ++i) cores.push_back(osg::Transform3DBase::create());
+  std::shuffle(cores.begin(), cores.end(), random);
+  osg::AnimAttachmentPtr const attachment = osg::AnimAttachmentBase::create();
+  for (osg::UInt32 component = 0; component < 3; ++component)
+    attachment->addAnimation(makeCurveNode(Channels[0], component, random));
+  for (osg::NodeCorePtr const& core : cores) {
+    osg::NodePtr const node = osg::Node::create();
+    node->setCore(core);
+    node->addAttachment(attachment);
+    knSceneDataManager::getSceneData(0)->getRoot()->addChild(node);
+  }
+  osg::ChangeList& changes = *osg::WinThreadBase::getCurrentChangeList();
+  int frame = 0;
+  for (auto _ : state) {
+    if (alone) {
+      osg::AnimNode::_changed = true;
+      knAnimManager::the()->evaluateByFrame(attachment->getAnimationRoot(), static_cast<float>(frame), true,
+                                            true, false);
+    } else {
+      knAnimManager::the()->setCurrentFrame(static_cast<double>(frame), true, false);
+    }
+    changes.clear();
+    frame = (frame + 1) % FrameCount;
+  }
+  knSceneDataManager::endScene();
+}
+BENCHMARK_CAPTURE(sharedBlock, inTheScene, false)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Arg(32'000)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(sharedBlock, byItself, true)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Arg(32'000)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
 
 enum Stage { Walk, Gather, Compute, Write, Commit };
 

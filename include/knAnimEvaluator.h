@@ -30,14 +30,14 @@ class KNANIM_API knAnimNodeCollector {
 
   /// Adds an entry for every node at and below `node` whose attachment has an active tree: the node's container id,
   /// and the tree's nodes, parents before children, without inactive and hidden branches. Camera tracks are left out
-  /// with all below them, as are the children of component geometries. A parallel walk that passes over what
-  /// carries no animation; trees may be of any depth. Null and dead nodes add nothing. Main thread.
+  /// with all below them, as are the children of component geometries. What carries no animation is passed over,
+  /// and the animation trees are looked through in parallel; trees may be of any depth. Null and dead nodes add nothing. Main thread.
   static void gatherAnimNodes(osg::NodePtr const& node, Map& map);
 };
 
 /// Runs evaluations: gathers curves, computes their values, writes fields and announces them. Everything enters on
-/// the host's main thread; forks join within the call. Not reentrant: a `changed` handler must not start another
-/// evaluation.
+/// the host's main thread; forks join within the call. Whatever of the host's runs within a call, as handlers of
+/// `changed`, callbacks and receivers of messages, may edit and destroy anything and evaluate again.
 class KNANIM_API knAnimEvaluator {
  public:
   using knCurveData = ::knCurveData;
@@ -72,7 +72,10 @@ class KNANIM_API knAnimEvaluator {
   /// those curves are evaluated that equal one of them (same node and curve, value and offset 0, as in a record that
   /// was never computed), and no caches. `ignored` is not read. Without a material-side root in the scene's record
   /// nothing is evaluated. Sequences take no part.
-  void evaluate(float const& time, bool ignored, std::vector<knCurveData> const& filter);
+  ///
+  /// The host is asked for its materials first, so that what it edits then is seen; what is written is read from each
+  /// curve when its turn to be written comes.
+  void evaluate(float time, bool ignored, std::vector<knCurveData> filter);
 
   /// Evaluates one tree at `time` (seconds) for all its owners. Each node's `PostCycles` wrap the time on the way
   /// down. Below a clip, curves write in this order: those that begin later, the soonest last; those that have
@@ -81,19 +84,20 @@ class KNANIM_API knAnimEvaluator {
   ///
   /// `motionBlurOnly` leaves out curves whose node takes no part in motion blur. `commit` announces what changed,
   /// else it waits for the next commit. `checkParentMap` looks for the owners anew when animation trees have changed.
-  void evaluateObject(osg::AnimNodePtr const& node, float const& time, bool motionBlurOnly, bool commit,
+  void evaluateObject(osg::AnimNodePtr node, float time, bool motionBlurOnly, bool commit,
                       bool checkParentMap);
   /// The same without a look for owners, for `parents`; nothing when there are none. They are noted as owners of
   /// `node` itself until owners are looked for again.
-  void evaluateObject(osg::AnimNodePtr const& node, std::set<osg::FieldContainerPtr> const& parents,
-                      float const& time, bool motionBlurOnly, bool commit);
+  void evaluateObject(osg::AnimNodePtr node, std::set<osg::FieldContainerPtr> const& parents, float time,
+                      bool motionBlurOnly, bool commit);
 
   /// Returns the memory that evaluations keep for the next one.
   void freeMemory();
 
   /// Switches the sequences of object evaluation off and on. On at first.
   void blockSequenceEvaluation(bool block) { _blockSequenceEvaluation = block; }
-  /// Switches all writing to sceneplates off and on. On at first.
+  /// Switches the curves that write to a sceneplate itself off and on. On at first. What goes by the sceneplate's node,
+  /// as "visible", and values for a channel are written all the same.
   void blockSceneplateEvaluation(bool block) { _blockSceneplateEvaluation = block; }
 
   // --- Playing queue ------------------------------------------------------------------------------------------
@@ -137,10 +141,10 @@ class KNANIM_API knAnimEvaluator {
 
   /// Writes a value wherever the curve is used in the scene. `commit` announces it. Walks the whole scene: for
   /// single edits. A null or dead curve ends the call.
-  void setOSGFieldValue(osg::AnimCurvePtr const& curve, float const& value, bool commit);
+  void setOSGFieldValue(osg::AnimCurvePtr const& curve, float value, bool commit);
   /// Writes a value to a channel. A channel of a container that is gone ends the call. The channels
   /// "aimTranslation" and "upTranslation" of a camera take effect in whole evaluations only.
-  void setOSGFieldValue(knOSGChannelData const& channel, float const& value, bool commit);
+  void setOSGFieldValue(knOSGChannelData const& channel, float value, bool commit);
 
   // --- Aims and owners ----------------------------------------------------------------------------------------
 
@@ -177,9 +181,10 @@ class KNANIM_API knAnimEvaluator {
   struct GatheringBuffers;
 
   void gatherAnimData(bool motionBlurOnly, bool keepEmpty, bool computeValues);
-  void findAnimatedMaterials();
+  void findAnimatedMaterials(std::vector<osg::MaterialPtr> const& materials);
   void gatherOwners(bool motionBlurOnly, bool keepEmpty, bool computeValues);
   void mergeChunk(GatheredChunk& chunk, std::size_t firstOwner);
+  bool isBlocked(osg::FieldContainerPtr const& aim) const;
   void addRecord(knCurveData&& record);
   void addCurve(osg::AnimNodePtr const& node, osg::AnimCurvePtr const& curve, float time,
                 osg::FieldContainerPtr const& aim, std::vector<osg::FieldContainerPtr> const& parents);
@@ -189,9 +194,8 @@ class KNANIM_API knAnimEvaluator {
   void addToTree(osg::AnimNodePtr const& node, float time, std::set<osg::AnimNodePtr>& sequences);
   void addCurveOfTree(osg::AnimNodePtr const& node, osg::AnimCurvePtr const& curve, float time);
 
-  void evaluateTree(osg::AnimNodePtr const& node, float time, bool motionBlurOnly, bool commit,
-                    bool collectCameras);
-  void writeClip(std::vector<knCurveData> const& data, bool commit, bool collectCameras);
+  void evaluateTree(osg::AnimNodePtr node, float time, bool motionBlurOnly, bool commit, bool collectCameras);
+  void writeClip(std::vector<knCurveData> const& data, bool collectCameras);
   /// The places of the records of a clip in the order in which they are written.
   std::vector<std::size_t> sortCurves(std::vector<knCurveData> const& data) const;
   void keepMatching(std::vector<knCurveData>& data, std::vector<knCurveData> const& filter) const;
@@ -207,15 +211,17 @@ class KNANIM_API knAnimEvaluator {
   void giveBackRecords(std::vector<knCurveData>&& data);
 
   struct FieldWrite;
+  class WritePhase;
 
-  void setOSGFieldValue(knContainerSet const& aims, knContainerSet const& parents, FieldWrite const& write,
+  void setOSGFieldValue(knContainerSet const& aims, knContainerSet const& parents, FieldWrite write,
                         CameraData* cameraData);
   void setOSGFieldValue(knCurveData const& data, CameraData* cameraData);
-  void writeToAim(osg::FieldContainerPtr const& aim, FieldWrite const& write, CameraData* cameraData);
+  void writeToAim(osg::FieldContainerPtr const& aim, FieldWrite& write, CameraData* cameraData);
   void writeVisibility(osg::Node& node, float value);
   void writeCamera(osg::UberCameraPtr const& camera, WriteRule const& rule, FieldWrite const& write,
                    CameraData* cameraData);
   void setOSGFieldValues(std::vector<knCurveData> const& data, bool commit);
+  void writeRecords(std::vector<knCurveData> const& data);
   void setLegacyCameraFromAtUp(CameraData const& cameraData);
   void markParents(knContainerSet const& parents, knContainerSet const& aims);
   void markFieldChanged(osg::FieldContainerPtr const& container, osg::BitVector const& mask);
@@ -236,6 +242,7 @@ class KNANIM_API knAnimEvaluator {
 
   std::vector<knCurveData> _curveData;       ///< the records of the running evaluation
   knIdTable<osg::BitVector> _changedFields;  ///< fields written and not yet announced
+  int _writePhases = 0;                      ///< how many have begun and not ended
   ParentMap _animParentMap;                  ///< survives evaluations
   knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
   TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation

@@ -136,13 +136,12 @@ class KNANIM_API knAnimManager {
   // host's simulation is switched off. Time is in seconds. See knAnimEvaluator::evaluateObject.
 
   /// Evaluates the tree at the current time and announces what changed.
-  void reevaluate(osg::AnimNodePtr const& node, bool force);
+  void reevaluate(osg::AnimNodePtr node, bool force);
   /// `commit` announces the written fields; without it they wait for the next commit. `motionBlurOnly` leaves out
   /// curves whose node takes no part in motion blur.
-  void evaluateByTime(osg::AnimNodePtr const& node, float time, bool force, bool commit, bool motionBlurOnly);
+  void evaluateByTime(osg::AnimNodePtr node, float time, bool force, bool commit, bool motionBlurOnly);
   /// The same for a frame, which need not be whole.
-  void evaluateByFrame(osg::AnimNodePtr const& node, float frame, bool force, bool commit,
-                       bool motionBlurOnly);
+  void evaluateByFrame(osg::AnimNodePtr node, float frame, bool force, bool commit, bool motionBlurOnly);
 
   // --- Playing queue ------------------------------------------------------------------------------------------
   // See knAnimEvaluator, which steps the queue. Null and dead handles are ignored.

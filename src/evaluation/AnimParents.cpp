@@ -102,8 +102,8 @@ void knAnimEvaluator::createAnimParentMap(NodePtr const& root, ParentMap& parent
     createAnimParentMapR(pool->getCameraRoot(), parentMap);
     createAnimParentMapR(pool->getSceneplateRoot(), parentMap);
     pool->get(materials);
-  } else if (_getSceneMaterialsCB) {
-    _getSceneMaterialsCB(materials);
+  } else if (auto const getMaterials = _getSceneMaterialsCB) {
+    getMaterials(materials);
   }
   for (osg::MaterialPtr const& material : materials) {
     getAnimParentsR(animationRootOf(material), material, parentMap);

@@ -1,4 +1,5 @@
 #include "evaluation/CurveValue.h"
+#include "evaluation/FieldWrite.h"
 #include "evaluation/GatheringBuffers.h"
 #include "evaluation/WriteOrder.h"
 #include "knAnimEvaluator.h"
@@ -67,10 +68,9 @@ void knAnimEvaluator::emptyRecords() {
 
 // --- The scene ----------------------------------------------------------------------------------------------------
 
-void knAnimEvaluator::evaluate(float const& time, bool, std::vector<knCurveData> const& filter) {
+void knAnimEvaluator::evaluate(float time, bool, std::vector<knCurveData> filter) {
   _time = time;
   if (!materialRoot().isAlive()) return;
-  emptyRecords();
   // A filter compares with records that were never computed.
   gatherAnimData(false, false, filter.empty());
   if (!filter.empty()) keepMatching(_curveData, filter);
@@ -113,23 +113,25 @@ void knAnimEvaluator::giveBackRecords(std::vector<knCurveData>&& data) {
 
 // --- One tree -----------------------------------------------------------------------------------------------------
 
-void knAnimEvaluator::evaluateObject(AnimNodePtr const& node, float const& time, bool motionBlurOnly,
-                                     bool commit, bool checkParentMap) {
+void knAnimEvaluator::evaluateObject(AnimNodePtr node, float time, bool motionBlurOnly, bool commit,
+                                     bool checkParentMap) {
   if (!node.isAlive()) return;
   if (checkParentMap) updateSceneAnimParentMap(sceneRoot());
   evaluateTree(node, time, motionBlurOnly, commit, true);
 }
 
-void knAnimEvaluator::evaluateObject(AnimNodePtr const& node, std::set<osg::FieldContainerPtr> const& parents,
-                                     float const& time, bool motionBlurOnly, bool commit) {
+void knAnimEvaluator::evaluateObject(AnimNodePtr node, std::set<osg::FieldContainerPtr> const& parents,
+                                     float time, bool motionBlurOnly, bool commit) {
   if (!node.isAlive() || parents.empty()) return;
   // The walk asks by the ids of cores, so this entry answers to none of them; it stays until the next rebuild.
   _animParentMap.emplace(node.getContainerId(), parents);
   evaluateTree(node, time, motionBlurOnly, commit, false);
 }
 
-void knAnimEvaluator::evaluateTree(AnimNodePtr const& node, float time, bool motionBlurOnly, bool commit,
+void knAnimEvaluator::evaluateTree(AnimNodePtr node, float time, bool motionBlurOnly, bool commit,
                                    bool collectCameras) {
+  // The host was asked for its materials, where owners were looked for.
+  if (!node.isAlive()) return;
   emptyRecords();
   std::set<AnimNodePtr> sequences;
   getFullAnimDataR(node, time, sequences, motionBlurOnly);
@@ -140,15 +142,20 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr const& node, float time, bool mot
   std::vector<knCurveData> data = takeRecords();
   TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
   float const lastTime = node->getLastEvaluationTime();
+  bool const isClip = hasCore<osg::AnimClip>(node);
   knAnimManager::the()->computeCurveValues(data, time);
-  if (hasCore<osg::AnimClip>(node)) {
-    writeClip(data, commit, collectCameras);
+  WritePhase const phase(*this, commit && (isClip || !data.empty()), commit);
+  if (isClip) {
+    writeClip(data, collectCameras);
+  } else {
+    writeRecords(data);
+  }
+  if (commit && (isClip || !data.empty())) commitChangedFields();
+  if (isClip) {
     for (auto const& [cache, geometries] : sortCaches(caches, time)) {
       evaluateTimeShapeCaches(cache, geometries, time);
     }
     evaluateSequences(sequences, time, lastTime);
-  } else {
-    setOSGFieldValues(data, commit);
   }
   if (node.isAlive()) {
     node->setLastEvaluationTime(time);
@@ -157,14 +164,12 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr const& node, float time, bool mot
   giveBackRecords(std::move(data));
 }
 
-void knAnimEvaluator::writeClip(std::vector<knCurveData> const& data, bool commit, bool collectCameras) {
-  if (commit) _changedFields.clear();
+void knAnimEvaluator::writeClip(std::vector<knCurveData> const& data, bool collectCameras) {
   CameraData cameras;
   for (std::size_t const place : sortCurves(data)) {
     setOSGFieldValue(data[place], collectCameras ? &cameras : nullptr);
   }
   setLegacyCameraFromAtUp(cameras);
-  if (commit) commitChangedFields();
 }
 
 std::vector<std::size_t> knAnimEvaluator::sortCurves(std::vector<knCurveData> const& data) const {
@@ -175,18 +180,18 @@ std::vector<std::size_t> knAnimEvaluator::sortCurves(std::vector<knCurveData> co
 
 // --- The manager's entries ----------------------------------------------------------------------------------------
 
-void knAnimManager::reevaluate(AnimNodePtr const& node, bool force) {
+void knAnimManager::reevaluate(AnimNodePtr node, bool force) {
   evaluateByTime(node, static_cast<float>(_currentTime), force, true, false);
 }
 
-void knAnimManager::evaluateByTime(AnimNodePtr const& node, float time, bool force, bool commit,
+void knAnimManager::evaluateByTime(AnimNodePtr node, float time, bool force, bool commit,
                                    bool motionBlurOnly) {
   if (!node.isAlive() || !node->getCore().isAlive() || !node->isActive()) return;
   if (!force && !simulationEnabled()) return;
   knAnimEvaluator::the()->evaluateObject(node, time, motionBlurOnly, commit, true);
 }
 
-void knAnimManager::evaluateByFrame(AnimNodePtr const& node, float frame, bool force, bool commit,
+void knAnimManager::evaluateByFrame(AnimNodePtr node, float frame, bool force, bool commit,
                                     bool motionBlurOnly) {
   evaluateByTime(node, static_cast<float>(static_cast<double>(frame) / fps()), force, commit, motionBlurOnly);
 }

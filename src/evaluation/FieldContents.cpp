@@ -1,6 +1,7 @@
 // How a float lands in a field, by what the field holds. Values are compared plainly: a NaN on either side counts as a
 // change each time.
-#include "evaluation/WriteRule.h"
+#include "evaluation/FieldContents.h"
+
 #include "model/geometry/Geometry.h"
 
 #include <limits>

@@ -147,22 +147,27 @@ void knAnimEvaluator::prefetchTrees(std::vector<AnimNodePtr> const& trees, std::
     return entry != _animParentMap.end() && !entry->second.empty() ? *entry->second.begin()
                                                                    : osg::FieldContainerPtr();
   };
-  prefetchContainer(ahead(0), 0, sizeof(AnimNode));
-  if (AnimNodePtr const tree = ahead(1); tree.isAlive()) {
-    prefetchContainer(tree->getCore(), 0, sizeof(osg::AnimCurve));
+  if (AnimNodePtr const tree = ahead(0); tree.isAlive()) {
+    prefetchSpan(std::as_const(*tree).getCore(), std::as_const(*tree).getLastEvaluationTime());
   }
+  auto const curveOf = [](AnimNodePtr const& tree) -> osg::AnimCurve const* {
+    return tree.isAlive() ? osg::dcastTo<osg::AnimCurve>(tree->getCore()) : nullptr;
+  };
+  if (auto const* const curve = curveOf(ahead(1))) prefetchSpan(curve->getName(), curve->getColor());
   if (AnimNodePtr const tree = ahead(2); tree.isAlive()) {
-    if (auto const* curve = osg::dcastTo<osg::AnimCurve>(tree->getCore())) {
-      auto const& keys = curve->getControlPoints();
-      __builtin_prefetch(keys.data());
-      __builtin_prefetch(keys.data() + keys.size());
+    if (auto const* const curve = curveOf(tree); curve != nullptr && !curve->isEmpty()) {
+      __builtin_prefetch(&curve->getControlPoints().front());
+      __builtin_prefetch(&curve->getControlPoints().back());
     }
-    prefetchContainer(ownerOf(tree), 0, sizeof(osg::Node));
+    if (auto const* const owner = osg::dcastTo<osg::Node>(ownerOf(tree))) {
+      prefetchSpan(owner->getCore(), owner->getTravMask());
+    }
   }
   if (AnimNodePtr const tree = ahead(3); tree.isAlive()) {
-    if (auto const* owner = osg::dcastTo<osg::Node>(ownerOf(tree))) {
-      prefetchContainer(owner->getCore(), 0, 256);
-    }
+    auto const* const owner = osg::dcastTo<osg::Node>(ownerOf(tree));
+    auto const* const transform =
+        owner != nullptr ? osg::dcastTo<osg::Transform3D>(owner->getCore()) : nullptr;
+    if (transform != nullptr) prefetchSpan(transform->getTranslation(), transform->getEulerRotation());
   }
 }
 

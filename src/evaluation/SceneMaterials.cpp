@@ -14,18 +14,19 @@ std::vector<osg::MaterialPtr> onlyLiving(std::vector<osg::MaterialPtr> materials
 
 std::vector<osg::MaterialPtr> findSceneMaterials() {
   std::vector<osg::MaterialPtr> materials;
+  // Copies: a callback may set another one in its own place.
   osg::MaterialPoolPtr pool;
-  if (knAnimEvaluator::_getMaterialPoolCB) pool = knAnimEvaluator::_getMaterialPoolCB();
+  if (auto const getPool = knAnimEvaluator::_getMaterialPoolCB) pool = getPool();
   if (pool.isAlive()) {
     pool->get(materials);
-  } else if (knAnimEvaluator::_getSceneMaterialsCB) {
-    knAnimEvaluator::_getSceneMaterialsCB(materials);
+  } else if (auto const getMaterials = knAnimEvaluator::_getSceneMaterialsCB) {
+    getMaterials(materials);
   }
   return onlyLiving(std::move(materials));
 }
 
 std::vector<osg::MaterialPtr> findAllMaterials(osg::NodePtr const& root) {
   std::vector<osg::MaterialPtr> materials;
-  if (knAnimManager::_getAllMaterialsCB) knAnimManager::_getAllMaterialsCB(root, materials);
+  if (auto const getAll = knAnimManager::_getAllMaterialsCB) getAll(root, materials);
   return onlyLiving(std::move(materials));
 }

@@ -4,6 +4,14 @@
 #include "model/geometry/Geometry.h"
 #include "model/sceneext/CameraTrack.h"
 
+#include <utility>
+
+AnimatedOwner makeAnimatedOwner(osg::FieldContainerPtr const& owner,
+                                osg::AnimAttachmentPtr const& attachment) {
+  auto const& users = std::as_const(*attachment).getParents();
+  return {owner, attachment->getAnimationRoot(), users.size() > 1 && users[0] != owner};
+}
+
 void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
                        std::vector<AnimatedOwner>& animated) {
   if (!root.isAlive()) return;
@@ -14,8 +22,7 @@ void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pend
     osg::FieldContainerType const* const core = node->getCore().findType();
     if (core != nullptr && core->isDerivedFrom(osg::CameraTrackBase::_type)) continue;
     if (osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node)) {
-      osg::AnimNodePtr const tree = attachment->getAnimationRoot();
-      if (tree.isAlive()) animated.push_back({node, tree});
+      if (attachment->getAnimationRoot().isAlive()) animated.push_back(makeAnimatedOwner(node, attachment));
     }
     auto const* const geometry = osg::dcastTo<osg::Geometry>(node->getCore());
     if (geometry != nullptr && geometry->isComponent()) continue;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/sceneext/AnimNode.h"
+#include "model/sceneext/AnimAttachment.h"
 
 #include <vector>
 
@@ -8,7 +8,13 @@
 struct AnimatedOwner {
   osg::FieldContainerPtr owner;
   osg::AnimNodePtr tree;  ///< the root of the attachment
+  /// The attachment hangs on several containers, and this is not the first of them.
+  bool isFurther = false;
 };
+
+/// The tree of an attachment that hangs on `owner`.
+AnimatedOwner makeAnimatedOwner(osg::FieldContainerPtr const& owner,
+                                osg::AnimAttachmentPtr const& attachment);
 
 /// Appends the nodes at and below `root` whose attachment has an animation root. Camera tracks are passed over with all
 /// below them, and so is what hangs below a component geometry. The cost follows what carries animation, not what
@@ -16,14 +22,16 @@ struct AnimatedOwner {
 void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
                        std::vector<AnimatedOwner>& animated);
 
-/// Asks for the memory of a container from one byte to another, ahead of its use. Scenes are larger than caches, and
-/// walks spend most of their time waiting.
-inline void prefetchContainer(osg::FieldContainerPtr const& handle, std::ptrdiff_t first,
-                              std::ptrdiff_t last) {
+/// Asks for memory ahead of its use, from one object to the end of another one behind it. Scenes are larger than
+/// caches, and walks spend most of their time waiting.
+template <class First, class Last>
+void prefetchSpan(First const& first, Last const& last) {
   constexpr std::ptrdiff_t Line = 64;
-  if (!handle.isAlive()) return;
-  auto const* const bytes = reinterpret_cast<char const*>(&*handle);
-  for (std::ptrdiff_t i = first; i < last; i += Line) __builtin_prefetch(bytes + i);
+  auto const* const end = reinterpret_cast<char const*>(&last + 1);
+  for (auto const* place = reinterpret_cast<char const*>(&first); place < end; place += Line) {
+    __builtin_prefetch(place);
+  }
+  __builtin_prefetch(end - 1);
 }
 
 /// Calls `visit(AnimNodePtr const&)` for the nodes of an animation tree, parents before children, children in order.

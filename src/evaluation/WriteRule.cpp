@@ -7,6 +7,7 @@
 #include <array>
 #include <map>
 #include <mutex>
+#include <shared_mutex>
 #include <utility>
 
 using osg::FieldContainerType;
@@ -92,13 +93,18 @@ WriteRule makeRule(FieldContainerType const& type, std::string const& name) {
 
 /// Every rule that does not skip, for ever: there are no more of them than types have fields and special names.
 WriteRule const* findForGood(FieldContainerType const& type, std::string const& name) {
-  static std::mutex mutex;
+  static std::shared_mutex mutex;
   static auto& rules = *new std::map<std::pair<FieldContainerType const*, std::string>, WriteRule>;
   static WriteRule const skip;
+  std::pair<FieldContainerType const*, std::string> key(&type, name);
+  {
+    std::shared_lock const lock(mutex);
+    if (auto const known = rules.find(key); known != rules.end()) return &known->second;
+  }
   WriteRule const rule = makeRule(type, name);
   if (rule.kind == Kind::Skip) return &skip;
   std::lock_guard const lock(mutex);
-  return &rules.try_emplace({&type, name}, rule).first->second;
+  return &rules.try_emplace(std::move(key), rule).first->second;
 }
 
 }  // namespace

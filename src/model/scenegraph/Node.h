@@ -80,6 +80,9 @@ class KNSCENE_API Node : public AttachmentContainer {
   /// The world box around what the cores at and below this node occupy; empty when they occupy nothing.
   BoxVolume getWorldVolume() const;
 
+  /// Of all nodes that share a core, one is the first: false for it, and where the core is not shared. Which one it is
+  /// changes with the nodes. Constant time.
+  bool isFurtherUserOfCore() const { return _placeAmongUsers != 0; }
   /// Whether this node or one below it carries an attachment that can hold animations. Constant time.
   bool hasAnimationInSubtree() const { return _countsAsAnimated; }
   /// The children with animation in their subtrees, in no particular order. A walk that needs only these

@@ -1,0 +1,179 @@
+#include "evaluation/ChunkGathering.h"
+
+#include "evaluation/AnimOwner.h"
+#include "evaluation/CurveValue.h"
+#include "model/sceneext/TimeShapeCache.h"
+
+#include <algorithm>
+
+using osg::AnimCurve;
+using osg::AnimCurvePtr;
+using osg::AnimNode;
+using osg::AnimNodePtr;
+using osg::FieldContainerPtr;
+using osg::NodePtr;
+
+namespace {
+
+/// A node of an owner's tree.
+struct Found {
+  AnimNodePtr node;
+  std::size_t owner;
+};
+
+/// Memory that a thread keeps for its next batch.
+struct Scratch {
+  std::vector<AnimNodePtr> pending;
+  std::vector<Found> found;
+};
+
+void prefetchPlace(FieldContainerPtr const& handle) { __builtin_prefetch(handle.getStoreAddress()); }
+
+void prefetchAnimNode(NodePtr const& handle) {
+  if (auto const* const node = osg::dcastTo<AnimNode>(handle)) {
+    prefetchSpan(node->getCore(), node->getMotionBlur());
+  }
+}
+
+void prefetchChildren(NodePtr const& node) {
+  if (!node.isAlive()) return;
+  auto const& children = std::as_const(*node).getChildren();
+  if (!children.empty()) prefetchSpan(children.front(), children.back());
+}
+
+void prefetchCurve(AnimNode const& node) {
+  if (auto const* const curve = osg::dcastTo<AnimCurve>(node.getCore())) {
+    prefetchSpan(curve->getName(), curve->getColor());
+  }
+}
+
+/// What the computation looks at first: both ends, and the segment that it used last.
+void prefetchKeys(AnimCurve const& curve) {
+  auto const& keys = curve.getControlPoints();
+  if (keys.empty()) return;
+  std::size_t const hint = std::min<std::size_t>(curve.getSegmentHint(), keys.size() - 1);
+  __builtin_prefetch(&keys.front());
+  prefetchSpan(keys[hint], keys[std::min(hint + 1, keys.size() - 1)]);
+  __builtin_prefetch(&keys.back());
+}
+
+template <class Visit>
+void forEachChild(NodePtr const& node, Visit visit) {
+  if (!node.isAlive()) return;
+  for (NodePtr const& child : node->getChildren()) visit(child);
+}
+
+/// The work on a few owners: as many as a core's first cache holds with all that belongs to them. The passes follow one
+/// another so that each finds in the cache what the one before has asked for.
+class Batch {
+ public:
+  static constexpr std::size_t Size = 4;
+
+  Batch(GatherChoice const& choice, std::vector<AnimatedOwner> const& animated, std::size_t first,
+        std::size_t last, GatheredChunk& chunk)
+      : _choice(choice), _animated(animated), _first(first), _last(last), _chunk(chunk) {}
+
+  void run() {
+    thread_local Scratch scratch;
+    prefetchTrees();
+    findNodes(scratch);
+    std::size_t const firstRecord = _chunk.records.size();
+    makeRecords(scratch.found);
+    if (_choice.computeValues) computeValues(firstRecord);
+  }
+
+ private:
+  static constexpr std::size_t MostComputed = 2048;
+
+  template <class Visit>
+  void forEachTree(Visit visit) const {
+    for (std::size_t i = _first; i < _last; ++i) visit(_animated[i].tree);
+  }
+
+  /// Each pass asks for what the next one reads: from nodes to lists of handles, to places in the store, to nodes.
+  void prefetchTrees() const {
+    forEachTree(prefetchAnimNode);
+    forEachTree(prefetchChildren);
+    forEachTree([](NodePtr const& tree) { forEachChild(tree, prefetchPlace); });
+    forEachTree([](NodePtr const& tree) { forEachChild(tree, prefetchAnimNode); });
+    forEachTree([](NodePtr const& tree) {
+      forEachChild(tree, [](NodePtr const& child) {
+        if (child.isAlive()) prefetchPlace(child->getCore());
+        forEachChild(child, prefetchAnimNode);
+      });
+    });
+  }
+
+  void findNodes(Scratch& scratch) const {
+    scratch.found.clear();
+    for (std::size_t i = _first; i < _last; ++i) {
+      forEachActiveNode(_animated[i].tree, scratch.pending, [&](AnimNodePtr const& node) {
+        prefetchCurve(*node);
+        scratch.found.push_back({node, i});
+      });
+    }
+  }
+
+  void makeRecords(std::vector<Found> const& found) const {
+    // Exactly: the rooms to spare of all chunks would add up to as much again.
+    _chunk.records.reserve(_chunk.records.size() + found.size());
+    std::size_t next = 0;
+    for (std::size_t i = _first; i < _last; ++i) {
+      AnimOwner const owner(_animated[i].owner);
+      for (; next < found.size() && found[next].owner == i; ++next) take(found[next].node, owner, i);
+      _chunk.ends.push_back(_chunk.records.size());
+    }
+  }
+
+  void take(AnimNodePtr const& node, AnimOwner const& owner, std::size_t ownerPlace) const {
+    if (_choice.motionBlurOnly && !node->getMotionBlur()) return;
+    AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore());
+    if (!curve) {
+      if (isCache(node->getCore().findType())) _chunk.caches.emplace_back(node, ownerPlace);
+      return;
+    }
+    if (!_choice.keepEmpty && curve->isEmpty()) return;
+    bool const isFurther = _animated[ownerPlace].isFurther || node->isFurtherUserOfCore();
+    if (_choice.computeValues && !isFurther) prefetchKeys(*curve);
+    knCurveData& record = _chunk.records.emplace_back(node, curve);
+    _chunk.isUncomputed.push_back(isFurther);
+    record.time = _choice.time;
+    if (!owner.isPlain()) return;
+    FieldContainerPtr aim;
+    std::vector<FieldContainerPtr> noParents;
+    owner.findAim(*curve, aim, noParents);
+    if (aim) record.aims.insert(aim);
+  }
+
+  void computeValues(std::size_t firstRecord) const {
+    // Owners with very many curves would keep one worker busy and the others idle: theirs are left for all.
+    bool const isLeft = _chunk.records.size() > MostComputed;
+    for (std::size_t i = firstRecord; i < _chunk.records.size(); ++i) {
+      if (isLeft) _chunk.isUncomputed[i] = 1;
+      if (_chunk.isUncomputed[i] == 0) computeCurveValue(_chunk.records[i]);
+    }
+  }
+
+  GatherChoice const& _choice;
+  std::vector<AnimatedOwner> const& _animated;
+  std::size_t const _first;
+  std::size_t const _last;
+  GatheredChunk& _chunk;
+};
+
+}  // namespace
+
+bool isCache(osg::FieldContainerType const* core) {
+  return core != nullptr && core->isDerivedFrom(osg::TimeShapeCacheBase::_type);
+}
+
+void gatherChunk(GatherChoice const& choice, std::vector<AnimatedOwner> const& animated, std::size_t first,
+                 std::size_t last, GatheredChunk& chunk) {
+  chunk.records.clear();
+  chunk.ends.clear();
+  chunk.isUncomputed.clear();
+  chunk.caches.clear();
+  for (std::size_t i = first; i < last; i += Batch::Size) {
+    Batch(choice, animated, i, std::min(last, i + Batch::Size), chunk).run();
+  }
+}
