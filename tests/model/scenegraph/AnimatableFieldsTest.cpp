@@ -17,9 +17,8 @@ using AnimatableFieldsTest = kntest::SceneTest;
 /// By content type; nothing of the tests' own containers.
 char const* const Names[][2] = {
     {"Vec3f",
-     "translation scale eulerRotation eulerRotationOrientation up seeThrough glowParameter"
+     "translation scale eulerRotation eulerRotationOrientation seeThrough glowParameter"
      " fogNoiseOffsetDistance fogNoiseOffsetHeight"},
-    {"Pnt3f", "from at"},
     {"Color3f",
      "ambienceColor diffuseColor specularColor occlusionColor whitepoint fogColorDistance"
      " fogColorHeight"},
@@ -58,8 +57,9 @@ TEST_F(AnimatableFieldsTest, EveryNameIsAFieldOfSomeType) {
 
 TEST_F(AnimatableFieldsTest, NamesWithoutAFieldAreNoFields) {
   // What is computed from fields goes by these names; a field of that name would be taken for it.
-  for (char const* const name : {"visible", "turntableAngle", "turntableHeight", "turntableDistance",
-                                 "focalLength", "fStop", "aimTranslation", "upTranslation"}) {
+  for (char const* const name :
+       {"visible", "from", "at", "up", "turntableAngle", "turntableHeight", "turntableDistance",
+        "focalLength", "fStop", "aimTranslation", "upTranslation"}) {
     for (FieldContainerType const* const type : FieldContainerFactory::the().getTypes()) {
       EXPECT_EQ(type->findFieldDescription(name), nullptr) << type->getCName() << '.' << name;
     }
