@@ -171,6 +171,32 @@ void defineSet(CLI::App& command, SetOptions& options) {
   command.add_option("--image", options.image, "Draw the scene afterwards into a .png or .svg file");
 }
 
+void defineReduce(CLI::App& command, ReduceOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation [the first]");
+  command
+      .add_option(
+          "--tolerance", options.tolerances,
+          "How far curves may move: PATTERN=VALUE in the unit of the channel, as rotation=0.05 or "
+          "Hips*=0.1, VALUE for all, or translation=0.1% of the figure's size. May be given again; the last "
+          "one that fits counts [0.1 degree, 0.1 % of the size, 0.001 for scales]")
+      ->allow_extra_args(false);
+  command.add_flag(
+      "--points", options.points,
+      "Drop points by their distance instead (Douglas-Peucker at 0.0001), which bounds no value");
+  command.add_flag("--all", options.all, "List all curves, however many");
+  CLI::Option* const plot =
+      command.add_option("--plot", options.plot, "Draw old and new curves into a .png or .svg file");
+  plot->group("Pictures");
+  command
+      .add_option("--channel", options.channels,
+                  "Draw the channels whose name fits, six at most [two of those that move most]")
+      ->allow_extra_args(false)
+      ->needs(plot)
+      ->group("Pictures");
+}
+
 /// Standard output is an output like any other: what got lost on the way must not pass for success.
 ExitCode checkOutput(ExitCode code, Terminal terminal) {
   errno = 0;
@@ -193,6 +219,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   ChannelsOptions channelsOptions;
   GetOptions getOptions;
   SetOptions setOptions;
+  ReduceOptions reduceOptions;
   CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
   CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
   CLI::App& queueCommand = *app.add_subcommand("queue", "Play several models at once, each on its own clock");
@@ -200,12 +227,15 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   CLI::App& getCommand = *app.add_subcommand("get", "Print the value of one channel");
   CLI::App& setCommand = *app.add_subcommand(
       "set", "Write a value to one channel in memory, and tell what that does; the file stays as it is");
+  CLI::App& reduceCommand =
+      *app.add_subcommand("reduce", "Find few keys that give the same curves within a tolerance");
   definePlay(playCommand, playOptions);
   defineInfo(infoCommand, infoOptions);
   defineQueue(queueCommand, queueOptions);
   defineChannels(channelsCommand, channelsOptions);
   defineGet(getCommand, getOptions);
   defineSet(setCommand, setOptions);
+  defineReduce(reduceCommand, reduceOptions);
   try {
     app.parse(count, arguments);
   } catch (CLI::Success const& request) {
@@ -223,6 +253,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
                         : channelsCommand.parsed() ? channels(channelsOptions, terminal)
                         : getCommand.parsed()      ? get(getOptions, terminal)
                         : setCommand.parsed()      ? set(setOptions, terminal)
+                        : reduceCommand.parsed()   ? reduce(reduceOptions, terminal)
                                                    : info(infoOptions, terminal);
   return checkOutput(code, terminal);
 }

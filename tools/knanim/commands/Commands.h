@@ -26,6 +26,9 @@ ExitCode get(GetOptions const& options, Terminal terminal);
 /// as it is.
 ExitCode set(SetOptions const& options, Terminal terminal);
 
+/// Reduces the keys of an animation in memory, and prints how many are left and how far the curves moved.
+ExitCode reduce(ReduceOptions const& options, Terminal terminal);
+
 /// Carries out a command line as the program's main function gets it.
 ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal);
 

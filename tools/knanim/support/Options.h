@@ -95,4 +95,14 @@ struct SetOptions {
   std::string image;  ///< a picture of the scene afterwards; empty for none
 };
 
+struct ReduceOptions {
+  std::string model;
+  std::string animation;                ///< number or name; empty for the first one
+  std::vector<std::string> tolerances;  ///< VALUE or PATTERN=VALUE
+  bool points = false;                  ///< by distances of points instead of fitted segments
+  std::string plot;                     ///< empty for none
+  std::vector<std::string> channels;    ///< in the picture
+  bool all = false;                     ///< no limit to the length of the list
+};
+
 }  // namespace knanim
