@@ -30,8 +30,9 @@ class KNANIM_API knAnimNodeCollector {
 
   /// Adds an entry for every node at and below `node` whose attachment has an active tree: the node's container id,
   /// and the tree's nodes, parents before children, without inactive and hidden branches. Camera tracks are left out
-  /// with all below them, as are the children of component geometries. What carries no animation is passed over,
-  /// and the animation trees are looked through in parallel; trees may be of any depth. Null and dead nodes add nothing. Main thread.
+  /// with all below them, as are the children of component geometries. The walk through the scene passes over what
+  /// carries no animation; then the trees are gone through in parallel. Trees may be of any depth. Null and dead nodes
+  /// add nothing. Main thread.
   static void gatherAnimNodes(osg::NodePtr const& node, Map& map);
 };
 
@@ -56,7 +57,8 @@ class KNANIM_API knAnimEvaluator {
 
   // --- Host callbacks -----------------------------------------------------------------------------------------
 
-  /// The scene's material pool. While unset, or when it gives null, the other callback is asked.
+  /// The scene's material pool. While empty, or when it gives null, the other callback is asked. beginScene fills it in,
+  /// see knAnimManager::fillEmptyCallbacks.
   static void setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()> callback);
   /// Fills in the scene's materials. It may give null, dead and repeated handles.
   static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)> callback);
@@ -101,25 +103,27 @@ class KNANIM_API knAnimEvaluator {
   void blockSceneplateEvaluation(bool block) { _blockSceneplateEvaluation = block; }
 
   // --- Playing queue ------------------------------------------------------------------------------------------
-  // Trees that play on their own clocks, from the moment they were enqueued. Null and dead handles are ignored. The
-  // queue may be changed, and trees destroyed, from any callback and message receiver that runs inside `loop`.
+  // Trees that play on their own clocks, from the moment they were enqueued. Null handles are ignored. The queue may be
+  // changed, and trees destroyed, from any callback and message receiver that runs inside these operations. A tree that
+  // is destroyed while it plays is passed over and counted until it is dequeued.
 
   /// With `start`: begins to play the tree now, anew if it plays already. Without: it begins at the end of the next
   /// `loop`, and is evaluated first in the one after.
   void enqueue(osg::AnimNodePtr const& node, bool start);
   /// Takes a tree out of the queue. One that was playing fires its finished callbacks when it has `finished`, else loses
-  /// those for a single call; then "dequeuedAnimation" is sent with "animNodeId", an unsigned int.
+  /// those for a single call; then "dequeuedAnimation" is sent with "animNodeId", an unsigned int. One that was destroyed
+  /// while it was in the queue leaves in silence.
   void dequeue(osg::AnimNodePtr const& node, bool finished);
-  /// Takes all trees out, none of them as finished.
+  /// Takes all trees out, none of them as finished. What receivers start meanwhile is taken out as well, in silence.
   void dequeueAll();
   /// Whether a tree with a core of that name plays; a paused one does. Linear in the number of playing trees.
   bool isPlaying(std::string const& name) const;
   /// The node's `Playing`.
   bool isPlaying(osg::AnimNodePtr const& node) const;
   /// Evaluates all playing trees at the present simulation time, announces what changed in one commit, and sends
-  /// "evaluatedAnimationObjects" with "count", an unsigned long. Then trees that have reached their end are dequeued as
-  /// finished, and those that wait begin. A tree that ends is evaluated at its end exactly. Call it once per pass of the
-  /// host's loop; with an empty queue it is free.
+  /// "evaluatedAnimationObjects" with "count", an unsigned long: all in the queue, paused and destroyed ones too. Then
+  /// trees that have reached their end are dequeued as finished, and those that wait begin. A tree that ends is evaluated
+  /// at its end exactly. Call it once per pass of the host's loop; with an empty queue it is free.
   void loop();
 
   // --- Gathering ----------------------------------------------------------------------------------------------
@@ -201,6 +205,7 @@ class KNANIM_API knAnimEvaluator {
   void keepMatching(std::vector<knCurveData>& data, std::vector<knCurveData> const& filter) const;
   void prefetchTrees(std::vector<osg::AnimNodePtr> const& trees, std::size_t now) const;
   bool step(osg::AnimNodePtr const& node, double now);
+  void startPending();
   void evaluateSequences(std::set<osg::AnimNodePtr> const& nodes, float const& time, float const& lastTime);
   void evaluateTimeShapeCaches(TimeShapeCacheMap const& caches, float time);
   void evaluateTimeShapeCaches(osg::AnimNodePtr node, std::set<osg::GeometryPtr> const& geometries,

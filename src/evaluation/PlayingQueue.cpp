@@ -52,26 +52,31 @@ void markAsStopped(AnimNodePtr const& node) {
 
 // --- Entering and leaving -----------------------------------------------------------------------------------------
 
-void knAnimEvaluator::enqueue(AnimNodePtr const& node, bool start) {
+// Arguments are copied: they may stand in what the host's code drops meanwhile.
+
+void knAnimEvaluator::enqueue(AnimNodePtr const& nodeArgument, bool start) {
+  AnimNodePtr const node = nodeArgument;
   if (!node.isAlive()) return;
   if (!start) {
     _pendingNodes.insert(node);
     return;
   }
-  node->setStartTime(knAnimManager::getSimulationTime());
+  double const now = knAnimManager::getSimulationTime();
+  if (!node.isAlive()) return;
+  node->setStartTime(now);
   node->setPlaying(true);
-  _playingNodes.insert(node);
   announce(node, AnimNodeBase::StartTimeFieldMask | AnimNodeBase::PlayingFieldMask);
+  if (node.isAlive()) _playingNodes.insert(node);
 }
 
 void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
-  // The argument may stand in a list that callbacks change.
   AnimNodePtr const node = nodeArgument;
-  if (!node.isAlive()) return;
   unsigned int const id = node.getContainerId();
-  markAsStopped(node);
+  bool const wasAlive = node.isAlive();
+  if (wasAlive) markAsStopped(node);
   _pendingNodes.erase(node);
-  if (_playingNodes.erase(node) == 0) return;
+  // One that died before leaves without a word: nobody knows its number any more.
+  if (_playingNodes.erase(node) == 0 || !wasAlive) return;
   if (node.isAlive()) {
     if (finished) {
       node->finishedAnimation();
@@ -84,13 +89,16 @@ void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
 
 void knAnimEvaluator::dequeueAll() {
   _pendingNodes.clear();
-  for (AnimNodePtr const& node : std::exchange(_playingNodes, {})) {
-    if (!node.isAlive()) continue;
+  for (AnimNodePtr const& node : std::vector(_playingNodes.begin(), _playingNodes.end())) {
+    // A receiver may have taken it out already.
+    if (!node.isAlive() || !_playingNodes.contains(node)) continue;
     unsigned int const id = node.getContainerId();
     markAsStopped(node);
     if (node.isAlive()) node->unregisterSingleCallFinishedAnimationCallbacks();
     send("dequeuedAnimation", "animNodeId", id);
   }
+  // What receivers have started meanwhile goes too.
+  _playingNodes.clear();
 }
 
 bool knAnimEvaluator::isPlaying(std::string const& name) const {
@@ -111,9 +119,6 @@ bool knAnimEvaluator::isPlaying(AnimNodePtr const& node) const {
 
 void knAnimEvaluator::loop() {
   if (_playingNodes.empty() && _pendingNodes.empty()) return;
-  auto const isDead = [](AnimNodePtr const& node) { return !node.isAlive(); };
-  std::erase_if(_playingNodes, isDead);
-  std::erase_if(_pendingNodes, isDead);
   updateSceneAnimParentMap(sceneRoot());
   double const now = knAnimManager::getSimulationTime();
   _changedFields.clear();
@@ -131,7 +136,17 @@ void knAnimEvaluator::loop() {
   commitChangedFields();
   send("evaluatedAnimationObjects", "count", static_cast<unsigned long>(_playingNodes.size()));
   for (AnimNodePtr const& node : finished) dequeue(node, true);
-  for (AnimNodePtr const& node : std::exchange(_pendingNodes, {})) enqueue(node, true);
+  startPending();
+}
+
+/// Whoever hears that one has begun may take others out, which do not begin then. What comes to wait meanwhile waits
+/// for the next pass.
+void knAnimEvaluator::startPending() {
+  for (AnimNodePtr const& node : std::vector(_pendingNodes.begin(), _pendingNodes.end())) {
+    if (!_pendingNodes.contains(node)) continue;
+    enqueue(node, true);
+    _pendingNodes.erase(node);
+  }
 }
 
 /// Trees that play stand all over the memory: what the next ones need is asked for ahead of their turns, one step of
@@ -205,12 +220,13 @@ bool knAnimManager::isPlaying(AnimNodePtr const& node) const {
   return knAnimEvaluator::the()->isPlaying(node);
 }
 
-void knAnimManager::pause(AnimNodePtr const& node, bool paused) {
+void knAnimManager::pause(AnimNodePtr const& nodeArgument, bool paused) {
+  AnimNodePtr const node = nodeArgument;
   if (!node.isAlive() || node->getPausing() == paused) return;
   node->setPausing(paused);
   announce(node, AnimNodeBase::PausingFieldMask);
-  if (!node.isAlive()) return;
   double const now = getSimulationTime();
+  if (!node.isAlive()) return;
   if (paused) {
     node->setPauseTime(now);
     announce(node, AnimNodeBase::PauseTimeFieldMask);
@@ -222,7 +238,8 @@ void knAnimManager::pause(AnimNodePtr const& node, bool paused) {
   announce(node, AnimNodeBase::StartTimeFieldMask);
 }
 
-void knAnimManager::reset(AnimNodePtr const& node, bool toEnd) {
+void knAnimManager::reset(AnimNodePtr const& nodeArgument, bool toEnd) {
+  AnimNodePtr const node = nodeArgument;
   if (!node.isAlive()) return;
   Span const span = spanOf(*node);
   evaluateByTime(node, toEnd ? span.end : span.start, false, true, false);

@@ -114,11 +114,9 @@ void knFramePlayer::apply() {
 }
 
 void knFramePlayer::applyExternal() const {
-  // The loop first: who hears of the frame knows its cycle then.
-  double const frame = _frame;
-  bool const isNewFrame = _previousFrame != frame;
+  // The loop first: who hears of the frame knows its cycle then. That receiver may tick.
   if (_previousLoopCount != _loopCount) send("framePlayerLoopChanged", "loop", static_cast<int>(_loopCount));
-  if (isNewFrame) send("framePlayerFrameChanged", "frame", frame);
+  if (_previousFrame != _frame) send("framePlayerFrameChanged", "frame", _frame);
 }
 
 void knFramePlayer::applyInternal() const {

@@ -10,6 +10,7 @@ namespace {
 
 double now = 0.0;
 bool simulationEnabled = true;
+std::function<void()> onTime;
 
 class PlayingQueueTest : public SceneStage {
  protected:
@@ -27,8 +28,8 @@ class PlayingQueueTest : public SceneStage {
   }
   ~PlayingQueueTest() override {
     onMessage = nullptr;
+    onTime = nullptr;
     manager.dequeueAll();
-    knAnimManager::setEnableSimulationCB(nullptr);
   }
 
   /// A block with a curve from 0 at 0 s to 100 at 10 s, on a transform of its own.
@@ -157,7 +158,45 @@ TEST_F(PlayingQueueTest, TheQueueMayBeChangedFromWithin) {
   root()->clearChildren();
   sent.clear();
   loop();
-  EXPECT_EQ(sent, "evaluatedAnimationObjects 0; ");
+  EXPECT_EQ(sent, "evaluatedAnimationObjects 2; ") << "what was destroyed is counted until it is taken out";
+  manager.dequeue(paused);
+  loop();
+  EXPECT_EQ(sent, "evaluatedAnimationObjects 2; evaluatedAnimationObjects 1; ");
+  manager.dequeueAll();
+  sent.clear();
+  loop();
+  EXPECT_EQ(sent, "");
+}
+
+TEST_F(PlayingQueueTest, WhatReceiversDoMeanwhileHasItsOrder) {
+  // Trees that wait are started one by one: the first to begin takes the others out.
+  std::vector<osg::AnimNodePtr> const waiting{newTree(), newTree(), newTree()};
+  manager.enqueue(waiting, false);
+  knAnimManager::setSimulationTimeCB([] {
+    if (onTime) onTime();
+    return now;
+  });
+  int asked = 0;
+  onTime = [&] {
+    // The pass asks for the time first, then each tree that begins.
+    if (++asked != 2) return;
+    for (osg::AnimNodePtr const& tree : waiting) manager.dequeue(tree);
+  };
+  loop();
+  EXPECT_EQ(std::ranges::count_if(waiting, [](auto const& tree) { return tree->getPlaying(); }), 1);
+  manager.dequeueAll();
+
+  // What a receiver starts while all are taken out goes too.
+  osg::AnimNodePtr const late = newTree();
+  manager.enqueue(waiting, true);
+  onMessage = [&](std::string_view name) {
+    if (name == "dequeuedAnimation") manager.enqueue(late, true);
+  };
+  manager.dequeueAll();
+  onMessage = nullptr;
+  sent.clear();
+  loop();
+  EXPECT_EQ(sent, "");
 }
 
 TEST_F(PlayingQueueTest, ATreeMayBeThrownAwayByItsOwnCallback) {

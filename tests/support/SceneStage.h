@@ -97,7 +97,22 @@ inline osg::AnimNodePtr animate(osg::AttachmentContainerPtr const& owner, osg::A
   return tree;
 }
 
-/// A new scene at time 0 and 24 frames per second, and what is announced. Callbacks are gone when the test is.
+/// Makes all callbacks of the host empty.
+inline void clearCallbacks() {
+  knAnimManager::setSimulationTimeCB(nullptr);
+  knAnimManager::setUpdateNavigatorCB(nullptr);
+  knAnimManager::setEnableSimulationCB(nullptr);
+  knAnimManager::setSimulationEnabledCB(nullptr);
+  knAnimManager::setGetCurveEditorDataCB(nullptr);
+  knAnimManager::setDestroyNodeCB({});
+  knAnimManager::setGetAllMaterialsCB({});
+  knAnimManager::setGetUniqueNameCB({});
+  knAnimEvaluator::setGetMaterialPoolCB({});
+  knAnimEvaluator::setGetSceneMaterialsCB({});
+}
+
+/// A new scene at time 0 and 24 frames per second, with the ready-made host, and what is announced. Callbacks are gone
+/// when the test is.
 class SceneStage : public SceneTest {
  protected:
   SceneStage() : _formerList(osg::WinThreadBase::getCurrentChangeList()) {
@@ -111,15 +126,9 @@ class SceneStage : public SceneTest {
     osg::WinThreadBase::setCurrentChangeList(_formerList);
     knAnimManager::the()->setFPS(24);
     knSceneDataManager::getSceneData(0)->setFps(_formerFps);
-    knAnimManager::setSimulationTimeCB(nullptr);
-    knAnimManager::setUpdateNavigatorCB(nullptr);
-    knAnimManager::setSimulationEnabledCB(nullptr);
-    knAnimManager::setGetCurveEditorDataCB(nullptr);
-    knAnimManager::setGetAllMaterialsCB({});
-    knAnimEvaluator::setGetMaterialPoolCB({});
-    knAnimEvaluator::setGetSceneMaterialsCB({});
     knAnimEvaluator::the()->blockSceneplateEvaluation(false);
     knSceneDataManager::endScene();
+    clearCallbacks();
   }
 
   static osg::NodePtr root() { return knSceneDataManager::getSceneData(0)->getRoot(); }
