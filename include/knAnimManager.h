@@ -34,7 +34,20 @@ class KNANIM_API knAnimManager {
   static knAnimManager* the();
 
   // --- Host callbacks -----------------------------------------------------------------------------------------
-  // All are optional, and empty until set; an empty argument makes them empty again.
+  // All are optional. Those that are empty when a scene begins (knSceneDataManager::beginScene) are filled in from the
+  // embedded scene layer; an empty argument makes them empty again, until the next scene begins.
+
+  /// Fills in, where they are empty, the callbacks that the scene layer can answer itself, those of the evaluator among
+  /// them:
+  /// - destroying a node drops the reference that was taken for it;
+  /// - all materials are those of the current scene's pool, whatever node is asked for, and the pool is that pool;
+  /// - a name that is taken gets a number, "Door_2", "Door_3", and so on;
+  /// - the simulation is a switch of the library's own, on at first, which enableSimulation turns; filled in only where
+  ///   the host has neither half of it;
+  /// - updating the navigator does nothing, as the scene layer has none.
+  /// The clock and the curve editor stay as they are. beginScene calls this; a host that sets the roots of its scene by
+  /// hand calls it once itself.
+  static void fillEmptyCallbacks();
 
   /// The simulation clock in seconds. Without it, the process's monotonic counter counts from its first use.
   static void setSimulationTimeCB(double (*callback)()) { _timeCB = callback; }
@@ -47,7 +60,7 @@ class KNANIM_API knAnimManager {
   static void setGetCurveEditorDataCB(void (*callback)(std::vector<knCurveData>&)) {
     _getCEDataCB = callback;
   }
-  /// Destroys a node in the host's way.
+  /// Destroys a node in the host's way: one that was copied, and that a reference is held of.
   static void setDestroyNodeCB(std::function<void(osg::NodePtr const&)> callback);
   /// Fills in all materials used below a node. It may give null, dead and repeated handles.
   static void setGetAllMaterialsCB(

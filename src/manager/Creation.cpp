@@ -1,7 +1,7 @@
 #include "manager/Creation.h"
 
 #include "knAnimManager.h"
-#include "model/fields/FieldContainerFactory.h"
+#include "manager/UniqueNames.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/scenegraph/NodeQueries.h"
 
@@ -40,6 +40,16 @@ void addChildren(AnimNodePtr const& block, std::vector<AnimNodePtr> const& nodes
   }
 }
 
+/// Adds a new block to an attachment. Null, with the block gone, where the host has destroyed the attachment.
+AnimNodePtr addOrDrop(AnimNodePtr const& block, AnimAttachmentPtr const& attachment) {
+  if (attachment.isAlive()) {
+    attachment->addAnimation(block);
+  } else {
+    block.subRef();
+  }
+  return block.isAlive() ? block : AnimNodePtr();
+}
+
 /// The top-level curve nodes of an attachment.
 std::vector<AnimNodePtr> curveNodesOf(AnimAttachmentPtr const& attachment) {
   std::vector<AnimNodePtr> nodes;
@@ -62,7 +72,11 @@ AnimAttachmentPtr findOrCreateAttachment(osg::AttachmentContainerPtr const& cont
 
 // --- Animations of a container ------------------------------------------------------------------------------------
 
-void knAnimManager::addAnimation(osg::AttachmentContainerPtr const& container, AnimNodePtr const& animation) {
+// Arguments are copied where they may stand in what the host's code drops meanwhile.
+
+void knAnimManager::addAnimation(osg::AttachmentContainerPtr const& container,
+                                 AnimNodePtr const& animationArgument) {
+  AnimNodePtr const animation = animationArgument;
   if (!container.isAlive() || !animation.isAlive()) return;
   AnimAttachmentPtr const attachment = findOrCreateAttachment(container);
   if (attachment) attachment->addAnimation(animation);
@@ -163,7 +177,8 @@ void knAnimManager::getChannelCurveNodes(NodePtr const& node, std::vector<AnimNo
 
 // --- Blocks -------------------------------------------------------------------------------------------------------
 
-AnimNodePtr knAnimManager::createBlock(AnimAttachmentPtr const& attachment, std::string const& name) {
+AnimNodePtr knAnimManager::createBlock(AnimAttachmentPtr const& attachmentArgument, std::string const& name) {
+  AnimAttachmentPtr const attachment = attachmentArgument;
   if (!attachment.isAlive()) return {};
   std::vector<AnimNodePtr> const nodes = curveNodesOf(attachment);
   auto const hasKeys = [](AnimNodePtr const& node) {
@@ -172,10 +187,10 @@ AnimNodePtr knAnimManager::createBlock(AnimAttachmentPtr const& attachment, std:
   };
   if (std::none_of(nodes.begin(), nodes.end(), hasKeys)) return {};
   std::string const unique = getUniqueName(name + "_Block");
+  if (!attachment.isAlive()) return {};
   AnimNodePtr const block = makeBlockNode(unique, unique);
   addChildren(block, nodes);
-  if (attachment.isAlive()) attachment->addAnimation(block);
-  return block;
+  return addOrDrop(block, attachment);
 }
 
 void knAnimManager::createBlock(NodePtr const& node, std::string const& name) {
@@ -185,37 +200,31 @@ void knAnimManager::createBlock(NodePtr const& node, std::string const& name) {
   if (nodes.empty()) return;
   AnimNodePtr const block = makeBlockNode(name, name);
   addChildren(block, nodes);
-  if (!attachment.isAlive()) return;
-  attachment->addAnimation(block);
+  if (!addOrDrop(block, attachment) || !attachment.isAlive()) return;
   attachment->setInitialized(false);
   announce(attachment, osg::AnimAttachmentBase::InitializedFieldMask);
 }
 
-void knAnimManager::importBlock(NodePtr const& node, std::vector<AnimCurvePtr> const& curves,
-                                std::string const& name) {
+void knAnimManager::importBlock(NodePtr const& nodeArgument, std::vector<AnimCurvePtr> const& curveArguments,
+                                std::string const& nameArgument) {
+  NodePtr const node = nodeArgument;
+  std::vector<AnimCurvePtr> const curves = curveArguments;
+  std::string const name = nameArgument;
   auto const isAlive = [](AnimCurvePtr const& curve) { return curve.isAlive(); };
   if (!node.isAlive() || std::none_of(curves.begin(), curves.end(), isAlive)) return;
-  AnimNodePtr const block = makeBlockNode(name, getUniqueName(name));
+  std::string const unique = getUniqueName(name);
+  if (!node.isAlive()) return;
+  AnimNodePtr const block = makeBlockNode(name, unique);
   for (AnimCurvePtr const& curve : curves) {
     if (!curve.isAlive()) continue;
     addChildren(block, {makeNode(curve, curve->getChannelName() + curve->getSuffix())});
   }
-  addAnimation(node, block);
+  addOrDrop(block, findOrCreateAttachment(node));
 }
 
 // --- Names --------------------------------------------------------------------------------------------------------
 
-std::string knAnimManager::getUniqueName(std::string const& name) {
-  if (!_getUniqueNameCB) return name;
-  std::vector<std::string> names;
-  auto const& store = *osg::FieldContainerFactory::the().getFieldContainerStore();
-  for (osg::FieldContainerPtr const& container : store) {
-    if (!container.isAlive() || osg::dcastTo<osg::AnimNode>(container) == nullptr) continue;
-    char const* const present = osg::NodeUtils::getName(osg::dcast<NodePtr>(container));
-    if (present != nullptr) names.emplace_back(present);
-  }
-  return _getUniqueNameCB(name, names);
-}
+std::string knAnimManager::getUniqueName(std::string const& name) { return UniqueNames().make(name); }
 
 /// Neither the counter's text nor the candidate is begun anew: "copy", "copy2", "copy223". Saved scenes are full of
 /// names made like that.
@@ -230,9 +239,11 @@ std::string knAnimManager::createCopyNameFrom(std::string const& name) {
   return candidate;
 }
 
-bool knAnimManager::rename(NodePtr const& node, char const* name) {
-  if (!node.isAlive() || name == nullptr || find(name)) return false;
-  return osg::NodeUtils::setName(node, name, true);
+bool knAnimManager::rename(NodePtr const& nodeArgument, char const* nameArgument) {
+  NodePtr const node = nodeArgument;
+  if (!node.isAlive() || nameArgument == nullptr) return false;
+  std::string const name = nameArgument;
+  return !find(name) && osg::NodeUtils::setName(node, name, true);
 }
 
 // --- Trees --------------------------------------------------------------------------------------------------------

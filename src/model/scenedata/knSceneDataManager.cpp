@@ -4,6 +4,8 @@
 
 KN_CONTAINER_TYPE(knSceneDataBase, knSceneData, "knSceneData")
 
+void (*knSceneDataManager::_sceneBegun)() = nullptr;
+
 namespace {
 
 /// Held as objects, since the way through a handle leads over memory that leak checkers do not look into.
@@ -32,9 +34,16 @@ osg::NodePtr nodeWithCore(osg::NodeCorePtr const& core) {
   return node;
 }
 
+/// Whoever hears of the end of the former scene may begin another one: it is let go of last.
 void setRoots(knSceneData& record, osg::NodePtr const& root, osg::NodePtr const& materialRoot) {
+  osg::NodePtr const formerRoot = record.getRoot();
+  osg::NodePtr const formerMaterialRoot = record.getMaterialRoot();
+  formerRoot.addRef();
+  formerMaterialRoot.addRef();
   record.setRoot(root);
   record.setMaterialRoot(materialRoot);
+  formerRoot.subRef();
+  formerMaterialRoot.subRef();
 }
 
 }  // namespace
@@ -63,8 +72,12 @@ void knSceneDataManager::beginScene() {
   pool->setSceneplateRoot(nodeWithCore(osg::GroupBase::create()));
   osg::NodePtr const root = nodeWithCore(osg::GroupBase::create());
   osg::NodePtr const materialRoot = nodeWithCore(pool);
-  materialRoot->addChild(root);
+  // Walks over the whole scene begin at the material-side root.
+  for (osg::NodePtr const& child : {root, pool->getCameraRoot(), pool->getSceneplateRoot()}) {
+    materialRoot->addChild(child);
+  }
   setRoots(records().current, root, materialRoot);
+  if (_sceneBegun != nullptr) _sceneBegun();
 }
 
 void knSceneDataManager::endScene() { setRoots(records().current, {}, {}); }

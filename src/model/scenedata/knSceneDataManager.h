@@ -18,9 +18,20 @@ class KNSCENE_API knSceneDataManager {
   /// and for any number but 0.
   static osg::NodePtr getSceneplateRoot(unsigned int scene);
 
-  /// Drops the present scene and begins one that is empty: a material-side root with a `MaterialPool` that has a
-  /// camera root and a sceneplate root, and below it a root with a `Group` as its core. The frame rate stays.
+  /// Drops the present scene and begins one that is empty: a material-side root with a `MaterialPool` as its core, and
+  /// below it the root of the objects, the pool's camera root and its sceneplate root, each with a `Group` as its core.
+  /// The frame rate stays.
+  ///
+  /// The animation library fills in the host callbacks that are empty then, so that a host that sets none has a working
+  /// one; see `knAnimManager::fillEmptyCallbacks`.
   static void beginScene();
   /// Drops the present scene: its record holds no roots any more. The frame rate stays.
   static void endScene();
+
+  /// Called by beginScene when the new scene stands; null calls nothing. For a library above this one, which sets it
+  /// when it is loaded.
+  static void setSceneBegunHook(void (*hook)()) { _sceneBegun = hook; }
+
+ private:
+  static void (*_sceneBegun)();
 };

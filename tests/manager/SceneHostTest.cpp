@@ -1,0 +1,128 @@
+#include "manager/UniqueNames.h"
+#include "model/materials/SurfaceMaterials.h"
+#include "model/sceneplate/Sceneplate.h"
+#include "support/SceneStage.h"
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+using Names = std::vector<std::string>;
+
+class SceneHostTest : public SceneStage {
+ protected:
+  ~SceneHostTest() override { manager.clearClipStructure(); }
+  static AnimNodePtr newBlock(char const* name) {
+    AnimNodePtr const block = newGroup<AnimBlock>({newCurveNode("shininess", 0, {{0, 0}, {10, 100}})});
+    NodeUtils::setName(block, name, false);
+    return block;
+  }
+  static std::string nameOf(NodePtr const& node) {
+    char const* const name = NodeUtils::getName(node);
+    return name != nullptr ? name : "";
+  }
+
+  knAnimManager& manager = *knAnimManager::the();
+};
+
+TEST_F(SceneHostTest, AHostThatSetsNothingHasAWorkingLibrary) {
+  PhongMaterial::Ptr const material = PhongMaterial::create();
+  knSceneData::getMaterialPool()->add(material);
+  AnimNodePtr const block = animate(material, newBlock("paint"));
+  evaluate(5);
+  EXPECT_EQ(material->getShininess(), 50.F);
+  EXPECT_EQ(manager.find("paint"), block);
+  NodePtr const node = addNode(Group::create());
+  Names made;
+  for (int i = 0; i < 3; ++i) {
+    manager.importBlock(node, {newFieldCurve("f", 0, {{0, 0}})}, "paint");
+    made.push_back(
+        nameOf(knAnimManager::getAnimAttachment(node)->getAnimationRoot()->getChildren().getValues().back()));
+  }
+  EXPECT_EQ(made, (Names{"paint_2", "paint_3", "paint_4"}));
+  knAnimManager::enableSimulation(false);
+  EXPECT_FALSE(knAnimManager::simulationEnabled());
+  manager.evaluateAnimationsByTime(1, false, false);
+  EXPECT_EQ(material->getShininess(), 50.F);
+  knAnimManager::enableSimulation(true);
+  EXPECT_TRUE(knAnimManager::simulationEnabled());
+  NodePtr const copy = Node::create();
+  copy.addRef();
+  knAnimManager::_destroyNodeCB(copy);
+  EXPECT_FALSE(copy.isAlive());
+
+  // What the host has set stays; what it has not is as if there were none.
+  clearCallbacks();
+  knAnimManager::setGetUniqueNameCB([](auto const&, auto const&) { return "mine"; });
+  knAnimManager::setSimulationEnabledCB([] { return true; });
+  manager.importBlock(node, {newFieldCurve("f", 0, {{0, 0}})}, "paint");
+  EXPECT_NE(manager.find("mine"), nullptr);
+  EXPECT_EQ(manager.find("paint"), nullptr) << "materials are not told";
+  evaluate(7);
+  EXPECT_EQ(material->getShininess(), 50.F);
+  knSceneDataManager::beginScene();
+  EXPECT_EQ(UniqueNames().make("x"), "mine");
+  EXPECT_TRUE(knAnimManager::_destroyNodeCB && knAnimManager::_getAllMaterialsCB &&
+              knAnimEvaluator::_getMaterialPoolCB && knAnimManager::_updateNavCB);
+  EXPECT_EQ(knAnimManager::_enableSimCB, nullptr) << "the other half of the switch is the host's too";
+}
+
+/// Names that are made together look at the scene once; a host that takes names out of the list finds them there again.
+TEST_F(SceneHostTest, NamesAreUniqueAmongThoseMadeTogether) {
+  animate(addNode(Group::create()), newBlock("door_2"));
+  animate(addNode(Group::create()), newBlock("door"));
+  UniqueNames numbered;
+  Names made;
+  for (char const* const name : {"door", "door", "gate", "gate", ""}) made.push_back(numbered.make(name));
+  EXPECT_EQ(made, (Names{"door_3", "door_4", "gate", "gate_2", ""}));
+  std::vector<std::size_t> counts;
+  knAnimManager::setGetUniqueNameCB([&](std::string const& name, Names& names) {
+    counts.push_back(static_cast<std::size_t>(std::count(names.begin(), names.end(), "new")));
+    if (counts.size() == 2) names.clear();
+    return name;
+  });
+  UniqueNames asked;
+  for (int i = 0; i < 4; ++i) asked.make("new");
+  EXPECT_EQ(counts, (std::vector<std::size_t>{0, 1, 2, 3}));
+  knAnimManager::setGetUniqueNameCB({});
+  EXPECT_EQ(UniqueNames().make("door"), "door");
+}
+
+TEST_F(SceneHostTest, CamerasAndSceneplatesBelongToTheScene) {
+  MaterialPoolPtr const pool = knSceneData::getMaterialPool();
+  NodePtr const camera = addNode(UberCamera::create(), pool->getCameraRoot());
+  NodePtr const plate = addNode(Sceneplate::create(), pool->getSceneplateRoot());
+  AnimNodePtr const onCamera = animate(camera, newBlock("on camera"));
+  AnimNodePtr const onPlate = animate(plate, newBlock("on plate"));
+  // A million static nodes cost nothing; a few stand for them.
+  for (int i = 0; i < 10; ++i) addNode(Group::create(), pool->getCameraRoot());
+  EXPECT_EQ(manager.find("on camera"), onCamera);
+  EXPECT_EQ(manager.find("on plate"), onPlate);
+  EXPECT_EQ(knAnimManager::getBlockNodes(true), (std::vector<NodePtr>{onCamera, onPlate}));
+  std::vector<knAnimNodeData> found;
+  manager.getNodesWithAnimation(knSceneDataManager::getSceneData(0)->getMaterialRoot(), found);
+  ASSERT_EQ(found.size(), 2U);
+  EXPECT_EQ(found[1].node, plate);
+  EXPECT_EQ(Access::gatherScene().size(), 1U) << "of the sceneplate, once";
+  manager.updateSceneAnimCurveData();
+  EXPECT_EQ(knAnimManager::_animRoots.size(), 1U);
+  Access::updateParents();
+  EXPECT_EQ(Access::parents().size(), 2U);
+  knSceneDataManager::beginScene();
+  EXPECT_FALSE(camera.isAlive() || plate.isAlive());
+}
+
+/// Asking again and again who has animations leaves nothing behind.
+TEST_F(SceneHostTest, PollingGrowsNoList) {
+  for (int i = 0; i < 100; ++i) animate(addNode(Group::create()), newBlock("b"));
+  knAnimManager::_animCurveNodes.clear();
+  std::vector<knAnimNodeData> found;
+  manager.getNodesWithAnimation(root(), found);
+  manager.getMaterialsWithAnimation(found);
+  EXPECT_EQ(found.size(), 100U);
+  EXPECT_EQ(knAnimManager::_animCurveNodes.size(), 0U);
+  EXPECT_EQ(found[57].node, root()->getChild(57)) << "in tree order";
+}
+
+}  // namespace
+}  // namespace kntest
