@@ -49,9 +49,11 @@ void knAnimEvaluator::computeAim(osg::AnimCurvePtr const& curve, FieldContainerP
   if (curve.isAlive()) AnimOwner(owner).findAim(*curve, aim, parents);
 }
 
-FieldContainerPtr knAnimEvaluator::getFirstAim(osg::AnimCurvePtr const& curve) {
+FieldContainerPtr knAnimEvaluator::getFirstAim(osg::AnimCurvePtr const& argument) {
+  // A copy: it may stand in what the host drops when it is asked for materials.
+  osg::AnimCurvePtr const curve = argument;
+  if (curve.isAlive()) updateSceneAnimParentMap(sceneRoot());
   if (!curve.isAlive()) return {};
-  updateSceneAnimParentMap(sceneRoot());
   auto const entry = _animParentMap.find(curve.getContainerId());
   if (entry == _animParentMap.end()) return findAimInScene(curve);
   FieldContainerPtr aim;
@@ -66,7 +68,7 @@ FieldContainerPtr knAnimEvaluator::getFirstAim(osg::AnimCurvePtr const& curve) {
 FieldContainerPtr knAnimEvaluator::findAimInScene(osg::AnimCurvePtr const& curve) {
   NodePtr const root = materialRoot();
   FieldContainerPtr owner;
-  forEachNode(root, [&](NodePtr const& node) {
+  forEachAnimatedNode(root, [&](NodePtr const& node) {
     if (!owner && contains(animationRootOf(node), curve)) owner = node;
     return !owner;
   });
@@ -89,21 +91,25 @@ void knAnimEvaluator::updateSceneAnimParentMap(NodePtr root) {
   if (osg::AnimNode::_changed) rebuildParentMap(root);
 }
 
+/// The flag goes down first: what a host that is asked for materials changes and evaluates meanwhile is looked at the
+/// next time, and not again and again from within.
 void knAnimEvaluator::rebuildParentMap(NodePtr const& root) {
-  _animParentMap.clear();
-  createAnimParentMap(root, _animParentMap);
   osg::AnimNode::_changed = false;
+  ParentMap parentMap;
+  createAnimParentMap(root, parentMap);
+  _animParentMap.swap(parentMap);
 }
 
 void knAnimEvaluator::createAnimParentMap(NodePtr const& root, ParentMap& parentMap) {
-  createAnimParentMapR(root, parentMap);
   std::vector<osg::MaterialPtr> materials;
-  if (osg::MaterialPoolPtr const pool = knSceneData::getMaterialPool()) {
+  osg::MaterialPoolPtr const pool = knSceneData::getMaterialPool();
+  auto const getMaterials = _getSceneMaterialsCB;
+  if (!pool && getMaterials) getMaterials(materials);
+  createAnimParentMapR(root, parentMap);
+  if (pool.isAlive()) {
     createAnimParentMapR(pool->getCameraRoot(), parentMap);
     createAnimParentMapR(pool->getSceneplateRoot(), parentMap);
     pool->get(materials);
-  } else if (auto const getMaterials = _getSceneMaterialsCB) {
-    getMaterials(materials);
   }
   for (osg::MaterialPtr const& material : materials) {
     getAnimParentsR(animationRootOf(material), material, parentMap);
@@ -148,7 +154,7 @@ void knAnimEvaluator::updateParentMapByAnimNodeR(NodePtr const& animNode) {
 }
 
 void knAnimEvaluator::updateAnimParentsByNodeR(NodePtr const& root) {
-  forEachNode(root, [&](NodePtr const& node) {
+  forEachAnimatedNode(root, [&](NodePtr const& node) {
     findAndUpdateAnimParentsR(animationRootOf(node), node);
     return true;
   });
@@ -191,7 +197,7 @@ void knAnimManager::computeAnimParents(AnimNodePtr const& animNode, std::set<Fie
     return root && roots.contains(root);
   };
   NodePtr const sceneRoot = materialRoot();
-  forEachNode(sceneRoot, [&](NodePtr const& node) {
+  forEachAnimatedNode(sceneRoot, [&](NodePtr const& node) {
     if (owns(node)) parents.insert(node);
     return true;
   });

@@ -158,10 +158,12 @@ float knAnimManager::getOSGFieldValue(knOSGChannelData const& channel) {
                           channel.fieldName.c_str(), static_cast<int>(channel.valueIndex));
 }
 
-float knAnimManager::getOSGFieldValue(osg::AnimCurvePtr const& curve, FieldContainerPtr const& aim) {
+float knAnimManager::getOSGFieldValue(osg::AnimCurvePtr const& argument, FieldContainerPtr const& aim) {
+  osg::AnimCurvePtr const curve = argument;
+  // Looking for the aim may ask the host for materials.
+  FieldContainerPtr const container = aim.isAlive() ? aim : knAnimEvaluator::the()->getFirstAim(curve);
   if (!curve.isAlive()) return 0.F;
-  return getOSGFieldValue(aim.isAlive() ? aim : knAnimEvaluator::the()->getFirstAim(curve),
-                          curve->getName().c_str(), static_cast<int>(curve->getValueIndex()));
+  return getOSGFieldValue(container, curve->getName().c_str(), static_cast<int>(curve->getValueIndex()));
 }
 
 float knAnimManager::getOSGFieldValue(unsigned int containerId, std::string const& path) {

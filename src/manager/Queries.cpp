@@ -10,6 +10,7 @@
 #include "model/sceneext/VertexAnimCurves.h"
 #include "model/scenegraph/NodeQueries.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string_view>
@@ -56,39 +57,61 @@ osg::MField<std::string> tagsOf(osg::AttachmentContainerPtr const& container) {
   return tags != nullptr ? tags->getTags() : osg::MField<std::string>();
 }
 
+bool hasKeys(osg::AnimCurvePtr const& curve) { return curve.isAlive() && !curve->isEmpty(); }
+
+bool hasKeys(NodePtr const& node) {
+  if (auto const* const curve = coreOf<osg::AnimCurve>(node)) return !curve->isEmpty();
+  auto const* const vertices = coreOf<osg::VertexAnimCurves>(node);
+  if (vertices == nullptr) return false;
+  auto const isKeyed = [](osg::AnimCurvePtr const& curve) { return hasKeys(curve); };
+  return std::ranges::any_of(vertices->getPositionCurves(), isKeyed) ||
+         std::ranges::any_of(vertices->getNormalCurves(), isKeyed);
+}
+
+/// Whether getAnimCurves would give any curve with keys. It ends with the first and leaves the shared lists alone.
 bool haveCurves(std::vector<AnimNodePtr> const& animations) {
-  std::vector<osg::AnimCurvePtr> curves;
-  for (AnimNodePtr const& animation : animations) {
-    knAnimManager::the()->getAnimCurves(animation, curves, true, false, false);
-    if (!curves.empty()) return true;
-  }
-  return false;
+  return std::ranges::any_of(animations, [](AnimNodePtr const& animation) {
+    return osg::traverse(animation, [](NodePtr const& node) {
+             auto const* const animNode = osg::dcastTo<osg::AnimNode>(node);
+             bool const isLeftOut =
+                 knAnimManager::_motionBlurCurves && animNode && !animNode->getMotionBlur();
+             if (isLeftOut && node->getCore().isAlive()) return Action::Skip;
+             return hasKeys(node) ? Action::Quit : Action::Continue;
+           }) == Action::Quit;
+  });
 }
 
 /// Calls `visit(NodePtr const&)` for each node of a tree that has a core, and of the animation trees that hang on its
-/// nodes: a node, then its animations, then its children. Below a node without core nothing is visited.
+/// nodes: a node, then its animations, then its children. Below a node without core nothing is visited. Scene nodes
+/// without animation in their subtrees are passed over.
 template <class Visit>
 void forEachNodeAndAnimation(NodePtr const& root, Visit visit) {
   struct Pending {
     NodePtr node;
+    bool isAnimation;
     bool isLeft = false;  ///< all of an animation tree was visited
   };
-  std::vector<Pending> pending{{root}};
+  std::vector<Pending> pending{{root, osg::dcastTo<osg::AnimNode>(root) != nullptr}};
   // An animation tree that holds itself through an attachment is visited once on the way down.
   std::unordered_set<NodePtr> entered;
   while (!pending.empty()) {
-    auto const [node, isLeft] = pending.back();
+    auto const [node, isAnimation, isLeft] = pending.back();
     pending.pop_back();
     if (isLeft) entered.erase(node);
     if (isLeft || !node.isAlive() || !node->getCore().isAlive()) continue;
     visit(node);
-    auto const& children = node->getChildren();
-    for (std::size_t i = children.size(); i-- > 0;) pending.push_back({children[i]});
+    auto const push = [&](NodePtr const& child) { pending.push_back({child, isAnimation}); };
+    if (isAnimation) {
+      auto const& children = node->getChildren();
+      for (std::size_t i = children.size(); i-- > 0;) push(children[i]);
+    } else {
+      forEachAnimatedChildBackwards(*node, push);
+    }
     AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
     NodePtr const animations = attachment ? NodePtr(attachment->getAnimationRoot()) : NodePtr();
     if (!animations || !entered.insert(animations).second) continue;
+    pending.push_back({animations, true, true});
     pending.push_back({animations, true});
-    pending.push_back({animations});
   }
 }
 
@@ -170,7 +193,9 @@ Action::ResultE knAnimManager::collectAnimInfo(NodePtr const& node) {
 
 // --- By name ------------------------------------------------------------------------------------------------------
 
-AnimNodePtr knAnimManager::find(std::string const& name) {
+AnimNodePtr knAnimManager::find(std::string const& argument) {
+  // A copy: it may stand in what the host drops when it is asked for materials.
+  std::string const name = argument;
   if (name.empty()) return {};
   if (AnimNodePtr const clip = findClip(name)) return clip;
   if (AnimNodePtr const block = findMaterialBlock(name)) return block;
@@ -203,14 +228,15 @@ AnimNodePtr knAnimManager::findBlock(osg::AttachmentContainerPtr const& containe
 
 AnimNodePtr knAnimManager::findBlockR(NodePtr const& root, std::string const& name) {
   AnimNodePtr found;
-  forEachNode(root, [&](NodePtr const& node) {
+  forEachAnimatedNode(root, [&](NodePtr const& node) {
     if (!found) found = findBlock(node, name);
     return !found;
   });
   return found;
 }
 
-AnimNodePtr knAnimManager::findMaterialBlock(std::string const& name) {
+AnimNodePtr knAnimManager::findMaterialBlock(std::string const& argument) {
+  std::string const name = argument;
   for (osg::MaterialPtr const& material : findAllMaterials(materialRoot())) {
     if (AnimNodePtr const block = findBlock(material, name)) return block;
   }
@@ -245,7 +271,8 @@ void knAnimManager::getMaterialsWithAnimation(std::vector<knAnimNodeData>& out) 
 void knAnimManager::getNodesWithAnimation(NodePtr const& root, std::vector<knAnimNodeData>& out) {
   if (!root.isAlive()) return;
   _nodesWithAnimation.clear();
-  osg::traverse(root, collectNodesWithAnimation);
+  forEachAnimatedNode(
+      root, [](NodePtr const& node) { return collectNodesWithAnimation(node) == Action::Continue; });
   out.insert(out.end(), _nodesWithAnimation.begin(), _nodesWithAnimation.end());
 }
 
@@ -256,10 +283,13 @@ Action::ResultE knAnimManager::collectNodesWithAnimation(NodePtr const& node) {
   if (!attachment) return Action::Continue;
   knAnimNodeData data;
   attachment->getTopLevelAnimations(data.animations, false);
-  knDynBlockArray<AnimNodePtr> caches(128);
-  std::set<unsigned int> visited;
-  for (AnimNodePtr const& animation : data.animations) the()->gatherShapeCachesR(animation, caches, visited);
-  if (caches.size() == 0 && !haveCurves(data.animations)) return Action::Continue;
+  if (!haveCurves(data.animations)) {
+    knDynBlockArray<AnimNodePtr> caches(128);
+    std::set<unsigned int> visited;
+    for (AnimNodePtr const& animation : data.animations)
+      the()->gatherShapeCachesR(animation, caches, visited);
+    if (caches.size() == 0) return Action::Continue;
+  }
   data.node = node;
   data.tags = tagsOf(node);
   _nodesWithAnimation.push_back(std::move(data));

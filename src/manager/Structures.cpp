@@ -34,19 +34,24 @@ void add(AnimNodePtr const& root, AnimNodePtr const& animation) {
 
 }  // namespace
 
-void knAnimManager::pushStructureAttachment(NodePtr const& node) {
+// Arguments are copied: they may stand in what the host's code drops meanwhile.
+
+void knAnimManager::pushStructureAttachment(NodePtr const& argument) {
+  NodePtr const node = argument;
   if (!_structureAttachment.isAlive() || !node.isAlive()) return;
   node->addAttachment(_structureAttachment, 0);
   announce(node, osg::AttachmentContainer::AttachmentsFieldMask);
 }
 
-void knAnimManager::removeStructureAttachment(NodePtr const& node) {
+void knAnimManager::removeStructureAttachment(NodePtr const& argument) {
+  NodePtr const node = argument;
   if (!_structureAttachment.isAlive() || !node.isAlive()) return;
   node->subAttachment(_structureAttachment, 0);
   announce(node, osg::AttachmentContainer::AttachmentsFieldMask);
 }
 
-void knAnimManager::pullStructureAttachment(NodePtr const& node) {
+void knAnimManager::pullStructureAttachment(NodePtr const& argument) {
+  NodePtr const node = argument;
   if (!node.isAlive()) return;
   std::printf("knAnimManager::pullStructureAttachment of %s\n", nameOf(node).c_str());
   AnimAttachmentPtr const attachment = getAnimAttachment(node);

@@ -5,6 +5,7 @@
 #include "model/utils/Broadcast.h"
 
 #include <chrono>
+#include <utility>
 
 namespace {
 
@@ -68,9 +69,12 @@ void knAnimManager::evaluateAnimationsByTime(float time, bool force, bool flag) 
     knAnimEvaluator::the()->evaluate(time, flag, {});
     return;
   }
-  _curveEditorData.clear();
-  getCurveEditorData(_curveEditorData);
-  if (!_curveEditorData.empty()) knAnimEvaluator::the()->evaluate(time, flag, _curveEditorData);
+  // A list of its own: the host may evaluate again while it is asked.
+  std::vector<knCurveData> selection = std::exchange(_curveEditorData, {});
+  selection.clear();
+  getCurveEditorData(selection);
+  if (!selection.empty()) knAnimEvaluator::the()->evaluate(time, flag, selection);
+  _curveEditorData = std::move(selection);
 }
 
 void knAnimManager::evaluateAnimationsByFrame(float frame, bool force, bool flag) {

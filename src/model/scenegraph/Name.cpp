@@ -11,15 +11,18 @@ char const* NodeUtils::getName(AttachmentContainerPtr const& container) {
   return name != nullptr ? name->getName().c_str() : nullptr;
 }
 
-bool NodeUtils::setName(AttachmentContainerPtr const& container, char const* text, bool announceChange) {
+bool NodeUtils::setName(AttachmentContainerPtr const& argument, char const* text, bool announceChange) {
+  // Announcing may destroy everything: the text is written before, and the argument is copied.
+  AttachmentContainerPtr const container = argument;
   if (!container.isAlive() || text == nullptr) return false;
   NamePtr name = dcast<NamePtr>(container->findAttachment(NameBase::_type.getGroupId()));
-  if (!name) {
-    name = NameBase::create();
+  bool const isNew = !name;
+  if (isNew) name = NameBase::create();
+  name->setName(text);
+  if (isNew) {
     container->addAttachment(name);
     if (announceChange) announce(container, AttachmentContainer::AttachmentsFieldMask);
   }
-  name->setName(text);
   if (announceChange) announce(name, NameBase::NameFieldMask);
   return true;
 }

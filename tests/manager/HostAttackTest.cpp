@@ -1,0 +1,499 @@
+#include "knFramePlayer.h"
+#include "model/geometry/Geometry.h"
+#include "model/sceneext/AnimSequence.h"
+#include "model/sceneext/AnimTreeCloning.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/sceneext/VertexAnimCurves.h"
+#include "support/SceneStage.h"
+
+#include <functional>
+#include <memory>
+#include <sstream>
+
+namespace kntest {
+
+using namespace osg;
+
+/// The host's code, wherever it is called: handlers, hooks, callbacks, receivers.
+std::function<void()> onHostCall;
+void callHost() {
+  if (onHostCall) onHostCall();
+}
+
+#define HOST_TYPE(Name, Parent)                                   \
+  class Name : public Parent {                                    \
+    KN_CONTAINER(Name, Name, Parent)                              \
+    KN_CONTAINER_END                                              \
+    void changed(BitVector const& mask, UInt32 origin) override { \
+      Parent::changed(mask, origin);                              \
+      callHost();                                                 \
+    }                                                             \
+  };                                                              \
+  KN_CONTAINER_TYPE(Name, Name, #Name)
+
+HOST_TYPE(HostNode, Node)
+HOST_TYPE(HostTransform, Transform3D)
+HOST_TYPE(HostGeometry, Geometry)
+HOST_TYPE(HostMaterial, Material)
+HOST_TYPE(HostCamera, UberCamera)
+HOST_TYPE(HostAnimNode, AnimNode)
+HOST_TYPE(HostCurve, AnimCurve)
+HOST_TYPE(HostAttachment, AnimAttachment)
+
+namespace {
+
+knAnimManager& manager() { return *knAnimManager::the(); }
+knAnimEvaluator& evaluator() { return *knAnimEvaluator::the(); }
+knFramePlayer& player() { return knFramePlayer::the(); }
+
+/// What operations are called with, by reference: it is freed in the middle of the call.
+struct Arguments {
+  NodePtr root, node, other, leaf, cameraNode;
+  AnimNodePtr animationRoot, tree, clip, curveNode, loose;
+  AnimAttachmentPtr attachment, otherAttachment;
+  AttachmentPtr spare;
+  AnimCurvePtr curve, looseCurve;
+  AnimObjectPtr object;
+  NodeCorePtr core, looseCore;
+  MaterialPtr material;
+  MaterialPoolPtr pool;
+  UberCameraPtr camera;
+  TimeShapeDataPtr shape;
+  FieldContainerPtr container;
+  std::vector<AnimNodePtr> trees;
+  std::vector<AnimCurvePtr> curves;
+  std::vector<knCurveData> records;
+  std::set<FieldContainerPtr> owners;
+  knOSGChannelData channel;
+  std::string name = "block";
+  std::string suffix = "X";
+  float time = 1.5F;
+  std::stringstream stream;
+};
+
+double now = 100.0;
+
+/// A scene of the host's own types in which everything is animated, plays, and is listened to.
+class HostileStage {
+ public:
+  HostileStage() : arguments(std::make_unique<Arguments>()) {
+    now = 100.0;
+    knSceneDataManager::beginScene();
+    buildScene();
+    connect();
+    manager().enqueue(arguments->trees, true);
+    manager().enqueue(arguments->clip, false);
+    knAnimEvaluator::the()->loop();
+    now = 200.0;
+  }
+  ~HostileStage() {
+    onHostCall = nullptr;
+    FieldContainerFactory::the().removeDeathHook(_hook);
+    _listener.end();
+    player().stop(nullptr);
+    manager().dequeueAll();
+    manager().clearClipStructure();
+    manager().clearSceneStructure();
+    manager().setPlaybackContextHint(0);
+    manager().setKeepKeysAtFrame(false);
+    manager().setFPS(24);
+    knSceneDataManager::getSceneData(0)->setFps(_formerFps);
+    knSceneDataManager::endScene();
+    evaluator().freeMemory();
+    for (FieldContainerPtr const& one : _held) one.subRef();
+    clearCallbacks();
+  }
+
+  void dropArguments() { arguments.reset(); }
+  static void dropScene() {
+    if (NodePtr const root = knSceneDataManager::getSceneData(0)->getRoot()) root->clearChildren();
+    if (MaterialPoolPtr const pool = knSceneData::getMaterialPool()) {
+      while (!pool->getMaterials().empty()) pool->sub(pool->getMaterials()[0]);
+    }
+    manager().clearClipStructure();
+    manager().clearSceneStructure();
+    knSceneDataManager::endScene();
+  }
+  /// Turns things over without destroying everything, and calls whatever evaluates.
+  void edit() {
+    AnimNodePtr const tree = arguments->tree, clip = arguments->clip;
+    AnimAttachmentPtr const attachment = arguments->attachment, other = arguments->otherAttachment;
+    NodePtr const node = arguments->node, leaf = arguments->leaf;
+    AnimCurvePtr const curve = arguments->curve;
+    dropArguments();
+    if (curve.isAlive()) curve->clear();
+    if (other.isAlive() && tree.isAlive()) other->addAnimation(tree);
+    if (attachment.isAlive() && clip.isAlive()) attachment->addAnimation(clip);
+    if (node.isAlive()) node->setCore(Group::create());
+    if (node.isAlive() && leaf.isAlive()) node->subChild(leaf);
+    manager().dequeueAll();
+    manager().setCurrentFrame(manager().currentFrame() + 1, true, true);
+    evaluator().freeMemory();
+    if (clip.isAlive()) evaluator().evaluateObject(clip, 2.F, false, true, true);
+    evaluator().loop();
+    if (clip.isAlive() && clip->getParent().isAlive()) clip->getParent()->subChild(clip);
+  }
+
+  std::unique_ptr<Arguments> arguments;
+
+ private:
+  NodePtr add(NodePtr const& parent, NodeCorePtr const& core) {
+    NodePtr const node = HostNode::create();
+    node->setCore(core);
+    parent->addChild(node);
+    return node;
+  }
+  template <class Handle>
+  Handle hold(Handle const& handle) {
+    handle.addRef();
+    _held.push_back(handle);
+    return handle;
+  }
+  static AnimCurvePtr newCurve(char const* field) {
+    AnimCurvePtr const curve = HostCurve::create();
+    curve->setName(field);
+    curve->setChannelName(field);
+    curve->setSuffix("X");
+    for (float const x : {0.F, 10.F}) curve->addPoint({x, 10 * x}, {}, {}, 1, 1, false, true);
+    return curve;
+  }
+  static AnimNodePtr newNode(NodeCorePtr const& core) {
+    AnimNodePtr const node = HostAnimNode::create();
+    node->setCore(core);
+    return node;
+  }
+  static AnimNodePtr newTree(NodeCorePtr const& core, std::vector<AnimNodePtr> const& children) {
+    AnimNodePtr const tree = newNode(core);
+    for (AnimNodePtr const& child : children) tree->addChild(child);
+    tree->registerFinishedAnimationCallback([](AnimNodePtr const&) { callHost(); }, false);
+    return tree;
+  }
+  static AnimAttachmentPtr attach(AttachmentContainerPtr const& owner,
+                                  std::vector<AnimNodePtr> const& trees) {
+    AnimAttachmentPtr const attachment = HostAttachment::create();
+    owner->addAttachment(attachment);
+    attachment->setAnimationRoot(newNode(Group::create()));
+    for (AnimNodePtr const& tree : trees) attachment->addAnimation(tree);
+    return attachment;
+  }
+
+  void buildScene() {
+    Arguments& a = *arguments;
+    a.root = knSceneDataManager::getSceneData(0)->getRoot();
+    a.pool = knSceneData::getMaterialPool();
+    a.node = add(a.root, HostTransform::create());
+    a.other = add(a.node, HostTransform::create());
+    a.leaf = add(a.other, HostTransform::create());
+    a.curve = newCurve("translation");
+    a.curveNode = newNode(a.curve);
+    a.tree = newTree(AnimBlock::create(), {a.curveNode});
+    a.clip = newTree(AnimClip::create(),
+                     {newTree(AnimBlock::create(), {newNode(a.curve)}), newNode(AnimSequence::create())});
+    a.clip->setPostCycles(1);
+    AnimNodePtr const single = newNode(newCurve("scale"));
+    a.attachment = attach(a.node, {a.tree, single, newNode(newCurve("scale"))});
+    a.animationRoot = a.attachment->getAnimationRoot();
+    a.otherAttachment = attach(a.leaf, {a.clip});
+    a.object = dcast<AnimObjectPtr>(a.tree->getCore());
+    a.core = a.node->getCore();
+
+    TimeShapeCachePtr const cache = TimeShapeCache::create();
+    for (int i = 0; i < 2; ++i) {
+      TimeShapeDataPtr const shape = TimeShapeData::create();
+      shape->setTime(static_cast<float>(i * 4));
+      cache->addShape(shape);
+    }
+    a.shape = cache->getShapes()[0];
+    NodePtr const geometry = add(a.root, HostGeometry::create());
+    attach(geometry, {newTree(AnimClip::create(), {newNode(cache)})});
+    VertexAnimCurvesPtr const vertices = VertexAnimCurves::create();
+    vertices->addPositionCurve(newCurve("positions"));
+    knAnimManager::getAnimAttachment(geometry)->addAnimation(newNode(vertices));
+
+    a.camera = HostCamera::create();
+    a.cameraNode = add(a.pool->getCameraRoot(), a.camera);
+    attach(a.cameraNode, {newTree(AnimBlock::create(), {newNode(newCurve("from")), newNode(newCurve("up")),
+                                                        newNode(newCurve("roll"))})});
+    a.material = HostMaterial::create();
+    a.pool->add(a.material);
+    attach(a.material, {newTree(AnimBlock::create(), {newNode(newCurve("visible"))})});
+
+    a.loose = hold(newTree(AnimBlock::create(), {newNode(newCurve("translation"))}));
+    a.looseCurve = hold(newCurve("translation"));
+    a.looseCore = hold(NodeCorePtr(HostTransform::create()));
+    a.spare = hold(AttachmentPtr(HostAttachment::create()));
+    manager().addToClipStructure(newTree(AnimClip::create(), {newNode(a.curve)}));
+    a.trees = {a.tree, single, a.clip};
+    a.curves = {a.curve, a.looseCurve};
+    a.records = {knCurveData(a.curveNode, a.curve)};
+    a.owners = {a.node};
+    a.container = a.node->getCore();
+    a.channel.containerId = a.container.getContainerId();
+    a.channel.fieldName = a.channel.channelName = "translation";
+  }
+
+  void connect() {
+    _hook = FieldContainerFactory::the().addDeathHook([](auto const&, UInt32) { callHost(); });
+    _listener = knUtils::listenToAll([](auto, auto&, int) { callHost(); });
+    knAnimManager::setSimulationTimeCB([] { return callHost(), now; });
+    knAnimManager::setUpdateNavigatorCB([](bool) { callHost(); });
+    knAnimManager::setEnableSimulationCB([](bool) { callHost(); });
+    knAnimManager::setSimulationEnabledCB([] { return callHost(), true; });
+    knAnimManager::setGetCurveEditorDataCB([](std::vector<knCurveData>& data) {
+      callHost();
+      data.emplace_back();
+    });
+    knAnimManager::setDestroyNodeCB([](NodePtr const& node) {
+      NodePtr const copy = node;
+      callHost();
+      copy.subRef();
+    });
+    knAnimManager::setGetAllMaterialsCB([](NodePtr const&, std::vector<MaterialPtr>& materials) {
+      callHost();
+      if (MaterialPoolPtr const pool = knSceneData::getMaterialPool()) pool->get(materials);
+    });
+    knAnimManager::setGetUniqueNameCB([](std::string const& name, std::vector<std::string>& names) {
+      std::string const unique = name + std::to_string(names.size());
+      callHost();
+      return unique;
+    });
+    knAnimEvaluator::setGetMaterialPoolCB([] { return callHost(), MaterialPoolPtr(); });
+    knAnimEvaluator::setGetSceneMaterialsCB([](std::vector<MaterialPtr>& materials) {
+      callHost();
+      if (MaterialPoolPtr const pool = knSceneData::getMaterialPool()) pool->get(materials);
+    });
+  }
+
+  double const _formerFps = knSceneDataManager::getSceneData(0)->getFps();
+  UInt32 _hook = 0;
+  knUtils::Subscription _listener;
+  std::vector<FieldContainerPtr> _held;
+};
+
+struct Operation {
+  char const* name;
+  void (*call)(Arguments& a);
+};
+
+/// Drops what an operation made and nobody holds.
+void drop(FieldContainerPtr const& made) {
+  if (made.isAlive()) made.subRef();
+}
+
+template <class T>
+T const& first(MField<T> const& list) {
+  static T const none{};
+  return list.size() > 0 ? list[0] : none;
+}
+
+/// One line for each operation. After the call nothing of `a` is looked at: it may be gone.
+Operation const operations[] = {
+    // evaluation
+    {"evaluate", [](Arguments& a) { evaluator().evaluate(a.time, false, {}); }},
+    {"evaluate, filtered", [](Arguments& a) { evaluator().evaluate(a.time, false, a.records); }},
+    {"evaluateObject",
+     [](Arguments& a) { evaluator().evaluateObject(a.trees[2], a.time, false, true, true); }},
+    {"evaluateObject, root",
+     [](Arguments& a) {
+       evaluator().evaluateObject(a.attachment->getAnimationRoot(), a.tree->getLastEvaluationTime(), false,
+                                  true, true);
+     }},
+    {"evaluateObject, owners",
+     [](Arguments& a) { evaluator().evaluateObject(a.clip, a.owners, a.time, false, true); }},
+    {"reevaluate", [](Arguments& a) { manager().reevaluate(a.trees[0], false); }},
+    {"evaluateByTime",
+     [](Arguments& a) {
+       manager().evaluateByTime(a.attachment->getAnimationRoot(), a.time, false, true, false);
+     }},
+    {"evaluateByFrame", [](Arguments& a) { manager().evaluateByFrame(a.clip, a.time, false, true, false); }},
+    {"setOSGFieldValue, curve", [](Arguments& a) { evaluator().setOSGFieldValue(a.curve, a.time, true); }},
+    {"setOSGFieldValue, channel",
+     [](Arguments& a) { evaluator().setOSGFieldValue(a.channel, a.time, true); }},
+    {"getFirstAim", [](Arguments& a) { evaluator().getFirstAim(a.looseCurve); }},
+    {"updateSceneAnimParentMap",
+     [](Arguments& a) {
+       AnimNode::_changed = true;
+       evaluator().updateSceneAnimParentMap(a.root);
+     }},
+    // playing
+    {"enqueue", [](Arguments& a) { manager().enqueue(a.tree, true); }},
+    {"enqueue, all", [](Arguments& a) { manager().enqueue(a.trees, true); }},
+    {"dequeue", [](Arguments& a) { manager().dequeue(a.trees[0]); }},
+    {"dequeue, finished", [](Arguments& a) { evaluator().dequeue(a.tree, true); }},
+    {"dequeueAll", [](Arguments&) { manager().dequeueAll(); }},
+    {"loop", [](Arguments&) { evaluator().loop(); }},
+    {"reset", [](Arguments& a) { manager().reset(a.trees[0], true); }},
+    {"pause",
+     [](Arguments& a) {
+       manager().pause(a.attachment->getAnimationRoot()->getChildren()[0] == a.tree ? a.tree : a.clip, true);
+     }},
+    {"player",
+     [](Arguments& a) {
+       player().start({.loop = true, .rangeEnd = 9, .fps = 25}, a.time > 0, &a);
+       for (int i = 0; i < 3; ++i, now += 1) {
+         player().tick();
+         player().apply();
+       }
+     }},
+    {"player, internal",
+     [](Arguments&) {
+       player().start({.fps = 25}, false, nullptr);
+       player().tick();
+       player().apply();
+     }},
+    // timeline
+    {"setFPS",
+     [](Arguments&) {
+       manager().setKeepKeysAtFrame(true);
+       manager().setFPS(25);
+       manager().setKeepKeysAtFrame(false);
+       manager().setFPS(24);
+     }},
+    {"setCurrentFrame",
+     [](Arguments& a) { manager().setCurrentFrame(static_cast<double>(a.time), true, true); }},
+    {"setCurrentFrame, selected",
+     [](Arguments&) {
+       manager().setPlaybackContextHint(1);
+       manager().setCurrentFrame(7, true, true);
+     }},
+    {"updateSceneAnimCurveData", [](Arguments&) { manager().updateSceneAnimCurveData(); }},
+    // reading, asking
+    {"getOSGFieldValue", [](Arguments& a) { manager().getOSGFieldValue(a.looseCurve, FieldContainerPtr()); }},
+    {"find", [](Arguments& a) { manager().find(a.name); }},
+    {"find, by its own name", [](Arguments& a) { manager().find(a.curve->getName()); }},
+    {"findMaterialBlock", [](Arguments& a) { manager().findMaterialBlock(a.name); }},
+    {"createCopyNameFrom", [](Arguments& a) { manager().createCopyNameFrom(a.name); }},
+    {"rename", [](Arguments& a) { manager().rename(a.trees[0], a.name.c_str()); }},
+    {"getBlockAndClipNames",
+     [](Arguments&) {
+       std::set<std::string> names;
+       manager().getBlockAndClipNames(names);
+     }},
+    {"getBlockNodes", [](Arguments&) { manager().getBlockNodes(true); }},
+    {"getMaterialsWithAnimation",
+     [](Arguments&) {
+       std::vector<knAnimNodeData> found;
+       manager().getMaterialsWithAnimation(found);
+     }},
+    // making
+    {"addAnimation", [](Arguments& a) { manager().addAnimation(a.node, a.loose); }},
+    {"addAnimation, to a bare node", [](Arguments& a) { manager().addAnimation(a.other, a.trees[0]); }},
+    {"subAnimation", [](Arguments& a) { manager().subAnimation(a.node, a.trees[0]); }},
+    {"createChannelCurveNode",
+     [](Arguments& a) {
+       manager().createChannelCurveNode(a.attachment, a.curve->getName(), 0, a.suffix, a.name);
+     }},
+    {"createBlock", [](Arguments& a) { manager().createBlock(a.attachment, a.name); }},
+    {"createBlock, older", [](Arguments& a) { manager().createBlock(a.node, a.name); }},
+    {"importBlock", [](Arguments& a) { manager().importBlock(a.node, a.curves, a.curve->getName()); }},
+    {"importBlock, to a bare node", [](Arguments& a) { manager().importBlock(a.other, a.curves, a.name); }},
+    {"setTreeActive", [](Arguments& a) { manager().setTreeActive(a.node, false); }},
+    {"setTreeActive, animation",
+     [](Arguments& a) { manager().setTreeActive(a.attachment->getAnimationRoot(), false); }},
+    // structures
+    {"pullStructureAttachment",
+     [](Arguments& a) { manager().pullStructureAttachment(first(a.root->getChildren())); }},
+    {"mergeStructureAttachment",
+     [](Arguments& a) {
+       a.attachment->subAnimation(a.trees[1]);
+       manager().mergeStructureAttachment(a.attachment);
+     }},
+    {"addToClipStructure", [](Arguments& a) { manager().addToClipStructure(a.trees[0]); }},
+    {"addToSceneStructure", [](Arguments& a) { manager().addToSceneStructure(a.clip); }},
+    {"clearClipStructure", [](Arguments&) { manager().clearClipStructure(); }},
+    // the scene layer
+    {"beginScene", [](Arguments&) { knSceneDataManager::beginScene(); }},
+    {"endScene", [](Arguments&) { knSceneDataManager::endScene(); }},
+    {"setCore", [](Arguments& a) { a.node->setCore(a.looseCore); }},
+    {"setCore, null", [](Arguments& a) { a.curveNode->setCore({}); }},
+    {"addChild", [](Arguments& a) { a.node->addChild(a.leaf); }},
+    {"insertChild", [](Arguments& a) { a.clip->insertChild(0, a.trees[0]); }},
+    {"subChild", [](Arguments& a) { a.root->subChild(first(a.root->getChildren())); }},
+    {"clearChildren", [](Arguments& a) { a.animationRoot->clearChildren(); }},
+    {"replaceChildBy", [](Arguments& a) { a.root->replaceChildBy(first(a.root->getChildren()), a.leaf); }},
+    {"subAttachment",
+     [](Arguments& a) { a.node->subAttachment(first(a.node->getAttachments()).attachment); }},
+    {"setName", [](Arguments& a) { NodeUtils::setName(a.node, a.name, true); }},
+    {"traverse",
+     [](Arguments& a) {
+       osg::traverse(a.node, [](NodePtr const&) { return callHost(), Action::Continue; });
+     }},
+    {"setAnimationRoot", [](Arguments& a) { a.attachment->setAnimationRoot(a.loose); }},
+    {"unshareTree", [](Arguments& a) { a.clip->unshareTree(a.name); }},
+    {"setOffset",
+     [](Arguments& a) {
+       a.tree->setOffset({3, 0});
+     }},
+    {"finishedAnimation", [](Arguments& a) { a.tree->finishedAnimation(); }},
+    {"clearShapes",
+     [](Arguments& a) {
+       dcastTo<TimeShapeCache>(knAnimManager::getAnimAttachment(a.root->getChild(1))
+                                   ->getAnimationRoot()
+                                   ->getChild(0)
+                                   ->getChild(0)
+                                   ->getCore())
+           ->clearShapes();
+     }},
+    {"clearCurves",
+     [](Arguments& a) {
+       dcastTo<VertexAnimCurves>(
+           knAnimManager::getAnimAttachment(a.root->getChild(1))->getAnimationRoot()->getChild(1)->getCore())
+           ->clearCurves();
+     }},
+    {"pool add", [](Arguments& a) { a.pool->add(a.material); }},
+    {"pool sub", [](Arguments& a) { a.pool->sub(first(a.pool->getMaterials())); }},
+    {"setCameraRoot", [](Arguments& a) { a.pool->setCameraRoot({}); }},
+    {"camera setAnimationRoot", [](Arguments& a) { a.camera->setAnimationRoot(a.loose); }},
+    {"announce", [](Arguments& a) { announce(first(a.root->getChildren()), BitVector::all()); }},
+    {"cloneAnimTree", [](Arguments& a) { drop(cloneAnimTree(a.clip, true)); }},
+    {"deepCloneAnimTree", [](Arguments& a) { drop(deepCloneAnimTree(a.clip, a.name)); }},
+};
+
+void dropAll(HostileStage& stage, Operation const&) {
+  stage.dropArguments();
+  HostileStage::dropScene();
+}
+void callAgain(HostileStage& stage, Operation const& operation) {
+  operation.call(*stage.arguments);
+  dropAll(stage, operation);
+}
+void editAll(HostileStage& stage, Operation const&) { stage.edit(); }
+
+/// Calls an operation; the host strikes when it is called for the `turn`th time. False when it was not called so often.
+bool attack(Operation const& operation, void (*strike)(HostileStage&, Operation const&), int turn) {
+  HostileStage stage;
+  bool struck = false;
+  onHostCall = [&] {
+    if (struck || turn-- > 0) return;
+    struck = true;
+    strike(stage, operation);
+  };
+  operation.call(*stage.arguments);
+  return struck;
+}
+
+/// Every operation is called with references into what the host frees meanwhile, and the host strikes at each of the
+/// moments at which its code runs. Memory checkers find what is used after it is gone, the count what is left behind.
+TEST(HostAttackTest, OperationsSurviveWhatTheHostDoesMeanwhile) {
+  testing::internal::CaptureStdout();
+  manager();
+  std::size_t const living = FieldContainerFactory::the().getLivingCount();
+  int attacks = 0;
+  for (Operation const& operation : operations) {
+    for (auto const strike : {dropAll, callAgain, editAll}) {
+      for (int turn = 0; attack(operation, strike, turn); ++turn) {
+        ++attacks;
+        ASSERT_EQ(FieldContainerFactory::the().getLivingCount(), living)
+            << operation.name << ", turn " << turn << ", strike "
+            << (strike == dropAll   ? 0
+                : strike == editAll ? 2
+                                    : 1);
+      }
+    }
+  }
+  testing::internal::GetCapturedStdout();
+  EXPECT_GT(attacks, 500) << "the host's code is not called where it was";
+}
+
+}  // namespace
+}  // namespace kntest
