@@ -206,7 +206,6 @@ TEST_F(GatheringTest, MaterialsByCallbacks) {
   animate(*material, named("m"));
   MaterialPtr const dead = Material::create();
   dead.subRef();
-  clearCallbacks();
   EXPECT_EQ(namesOf(Access::gatherScene()), "");
   knAnimEvaluator::setGetSceneMaterialsCB([&](auto& all) { all = {{}, *material, dead, *material}; });
   auto const records = Access::gatherScene();

@@ -11,6 +11,7 @@ using Names = std::vector<std::string>;
 
 class SceneHostTest : public SceneStage {
  protected:
+  SceneHostTest() { knAnimManager::fillEmptyCallbacks(); }
   ~SceneHostTest() override { manager.clearClipStructure(); }
   static AnimNodePtr newBlock(char const* name) {
     AnimNodePtr const block = newGroup<AnimBlock>({newCurveNode("shininess", 0, {{0, 0}, {10, 100}})});

@@ -111,12 +111,13 @@ inline void clearCallbacks() {
   knAnimEvaluator::setGetSceneMaterialsCB({});
 }
 
-/// A new scene at time 0 and 24 frames per second, with the ready-made host, and what is announced. Callbacks are gone
-/// when the test is.
+/// A new scene at time 0 and 24 frames per second, without callbacks, and what is announced. Callbacks are gone when
+/// the test is.
 class SceneStage : public SceneTest {
  protected:
   SceneStage() : _formerList(osg::WinThreadBase::getCurrentChangeList()) {
     knSceneDataManager::beginScene();
+    clearCallbacks();
     knAnimManager::the()->setFPS(24);
     knAnimManager::the()->setCurrentTimeNoEvaluation(0, false);
     knAnimEvaluatorAccess::clearMarks();
