@@ -52,7 +52,7 @@ void AttachmentContainer::addAttachment(AttachmentPtr const& attachmentArgument,
   attachment.addRef();
   subAttachment(former, binding);
   _fAttachments.push_back({groupId, binding, attachment});
-  attachment->_fParents.push_back(AttachmentContainerPtr(this));
+  link(_fAttachments.getValues().back());
   attachmentsChanged();
   attachment->parentsChanged();
 }
@@ -64,17 +64,32 @@ void AttachmentContainer::subAttachment(AttachmentPtr const& attachmentArgument,
     return slot.attachment == attachment && slot.binding == binding;
   });
   if (!attachment || found == slots.end()) return;
+  unlink(*found);
   slots.erase(found);
-  unlink(attachment);
   attachmentsChanged();
   attachment->parentsChanged();
   attachment.subRef();
 }
 
-void AttachmentContainer::unlink(AttachmentPtr const& attachment) {
-  auto& parents = attachment->_fParents.getValues();
-  auto const found = std::find(parents.rbegin(), parents.rend(), AttachmentContainerPtr(this));
-  if (found != parents.rend()) parents.erase(std::next(found).base());
+void AttachmentContainer::link(AttachmentSlot& slot) {
+  MField<AttachmentContainerPtr>& parents = slot.attachment->_fParents;
+  slot.useIndex = static_cast<UInt32>(parents.size());
+  parents.push_back(AttachmentContainerPtr(this));
+}
+
+void AttachmentContainer::unlink(AttachmentSlot const& slot) {
+  // The last entry takes the place that gets free, so that one of very many parents leaves in constant time.
+  std::vector<AttachmentContainerPtr>& parents = slot.attachment->_fParents.getValues();
+  UInt32 const free = slot.useIndex;
+  if (free >= parents.size() || parents[free] != AttachmentContainerPtr(this)) return;
+  auto const last = static_cast<UInt32>(parents.size()) - 1;
+  if (free != last) {
+    parents[free] = parents[last];
+    for (AttachmentSlot& moved : parents[free]->_fAttachments) {
+      if (moved.attachment == slot.attachment && moved.useIndex == last) moved.useIndex = free;
+    }
+  }
+  parents.pop_back();
 }
 
 void AttachmentContainer::fieldsAssigned() {
@@ -83,7 +98,7 @@ void AttachmentContainer::fieldsAssigned() {
                 [](AttachmentSlot const& slot) { return !slot.attachment.isAlive(); });
   for (AttachmentSlot& slot : _fAttachments) {
     slot.groupId = slot.attachment->getType().getGroupId();
-    slot.attachment->_fParents.push_back(AttachmentContainerPtr(this));
+    link(slot);
     slot.attachment->parentsChanged();
   }
   attachmentsChanged();
@@ -92,7 +107,7 @@ void AttachmentContainer::fieldsAssigned() {
 void AttachmentContainer::onDestroy() {
   for (AttachmentSlot const& slot : _fAttachments) {
     if (!slot.attachment.isAlive()) continue;
-    unlink(slot.attachment);
+    unlink(slot);
     slot.attachment->parentsChanged();
   }
   Inherited::onDestroy();

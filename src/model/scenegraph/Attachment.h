@@ -10,13 +10,15 @@ struct AttachmentSlot {
   UInt32 groupId = 0;
   UInt16 binding = 0;
   AttachmentPtr attachment;
+  UInt32 useIndex =
+      0;  ///< where the container stands among the attachment's parents; kept by the scene layer
 };
 
 /// Base of what can be hung on nodes, cores and materials. One attachment may hang on several containers.
 class KNSCENE_API Attachment : public FieldContainer {
   KN_CONTAINER(Attachment, Attachment, FieldContainer)
  public:
-  /// The containers that this attachment hangs on.
+  /// The containers that this attachment hangs on, one entry for each place, in no order that means anything.
   KN_MFIELD_READ(AttachmentContainerPtr, Parents, parents, Derived)
   KN_CONTAINER_END
 
@@ -57,11 +59,12 @@ class KNSCENE_API AttachmentContainer : public FieldContainer {
 
  private:
   friend class Attachment;
-  void unlink(AttachmentPtr const& attachment);
+  void link(AttachmentSlot& slot);
+  void unlink(AttachmentSlot const& slot);
 };
 
 template <>
-struct FieldDataTraits<AttachmentSlot> {
+struct KNSCENE_API FieldDataTraits<AttachmentSlot> {
   static constexpr std::size_t MinBytes = sizeof(UInt16) + sizeof(UInt32);
   static std::string typeName() { return "AttachmentSlot"; }
   static void putToString(AttachmentSlot const& slot, std::string& text);

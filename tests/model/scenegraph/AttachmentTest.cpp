@@ -3,6 +3,9 @@
 #include "model/scenegraph/Group.h"
 #include "support/TestContainers.h"
 
+#include <random>
+#include <set>
+
 namespace {
 
 using namespace osg;
@@ -61,6 +64,37 @@ TEST_F(AttachmentTest, MayHangOnSeveralContainersAndDieThere) {
   mark.subRef();
   EXPECT_TRUE(core->getAttachments().empty() && node->getAttachments().empty()) << "all lose it";
   EXPECT_FALSE(node->hasAnimationInSubtree());
+}
+
+TEST_F(AttachmentTest, ParentsAreThePlacesWhereItHangsWhateverComesAndGoes) {
+  std::mt19937 random(5);
+  std::vector<NodePtr> nodes;
+  std::vector<AttachmentPtr> const marks = {Mark::create(), Name::create()};
+  for (AttachmentPtr const& mark : marks) mark.addRef();
+  for (int step = 0; step < 2000; ++step) {
+    if (nodes.size() < 10) nodes.push_back(Node::create());
+    std::size_t const i = random() % nodes.size();
+    AttachmentPtr const& mark = marks[random() % 2];
+    auto const binding = static_cast<UInt16>(random() % 3);
+    if (random() % 4 == 0) {
+      nodes[i].subRef();
+      nodes.erase(nodes.begin() + static_cast<std::ptrdiff_t>(i));
+    } else if (random() % 2 == 0) {
+      nodes[i]->subAttachment(mark, binding);
+    } else {
+      nodes[i]->addAttachment(mark, binding);
+    }
+    for (AttachmentPtr const& each : marks) {
+      std::multiset<AttachmentContainerPtr> expected;
+      for (NodePtr const& node : nodes)
+        for (AttachmentSlot const& slot : node->getAttachments())
+          if (slot.attachment == each) expected.insert(node);
+      auto const& parents = each->getParents();
+      ASSERT_EQ(std::multiset<AttachmentContainerPtr>(parents.begin(), parents.end()), expected) << step;
+    }
+  }
+  for (NodePtr const& node : nodes) node.subRef();
+  for (AttachmentPtr const& mark : marks) mark.subRef();
 }
 
 TEST_F(AttachmentTest, NamesAreKeptInAnAttachment) {
