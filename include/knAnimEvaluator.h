@@ -5,9 +5,9 @@
 #include "model/fields/BitVector.h"
 #include "model/geometry/Geometry.h"
 #include "model/records/knCurveData.h"
-#include "model/records/knIdTable.h"
 #include "model/records/knOSGChannelData.h"
 #include "model/scenedata/MaterialPool.h"
+#include "model/utils/knIdTable.h"
 
 #include <tbb/concurrent_unordered_map.h>
 

@@ -2,6 +2,7 @@
 
 #include "model/fields/BitVector.h"
 #include "model/fields/FieldContainerPtr.h"
+#include "model/utils/knIdTable.h"
 
 #include <vector>
 
@@ -18,7 +19,8 @@ class KNSCENE_API ChangeList {
   };
 
   /// Adds the fields in `mask` to the container's entry. A null or dead handle is left alone. Constant time,
-  /// without allocation for a container that the list already holds.
+  /// without allocation for a container that the list already holds. A list takes memory for as many containers
+  /// as it has held at once.
   void addChanged(FieldContainerPtr const& container, BitVector const& mask);
 
   std::vector<Entry> const& getEntries() const { return _entries; }
@@ -28,7 +30,7 @@ class KNSCENE_API ChangeList {
 
  private:
   std::vector<Entry> _entries;
-  std::vector<UInt32> _places;  ///< by container id: where the entry stands, if it stands there
+  knIdTable<UInt32> _places;  ///< by container id: where the entry stands
   std::size_t _announcements = 0;
 };
 

@@ -25,11 +25,14 @@ void forEachOwned(FieldContainer& container, Use use) {
 
 }  // namespace
 
+FieldContainer::FieldContainer() { FieldContainerFactory::the().beginLife(*this); }
+
 FieldContainerPtrBase::FieldContainerPtrBase(FieldContainer const* container) {
   if (container == nullptr || container->_entry == nullptr) return;
   FieldContainerType const& type = *container->_entry->type;
   _containerSize = type.getContainerSize();
   _parentEPos = type.getParentEPos();
+  _generation = container->_entry->generation;
   _store = container->_entry;
 }
 

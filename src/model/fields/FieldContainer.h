@@ -53,7 +53,7 @@ class KNSCENE_API FieldContainer {
   virtual bool hasChannelDescriptions() const { return false; }
 
  protected:
-  FieldContainer() = default;
+  FieldContainer();
   virtual ~FieldContainer() = default;
 
   /// Fields were filled without their setters, by a file or a copy: take the references and make the links that
@@ -68,10 +68,10 @@ class KNSCENE_API FieldContainer {
   friend class FieldContainerPtrBase;
   friend KNSCENE_API void linkAssignedFields(FieldContainer& container);
 
-  StoreEntry const* _entry = nullptr;
+  StoreEntry* _entry = nullptr;  ///< null for an object that no handle leads to
   UInt32 _containerId = 0;
   Int32 _refCount = 0;
-  bool _dying = false;
+  bool _isSafeFromDropping = false;  ///< being made, or dying already
 };
 
 /// For code that fills fields through `Field` alone: call once per container when all its fields are set.

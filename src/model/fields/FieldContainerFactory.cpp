@@ -1,9 +1,17 @@
 #include "model/fields/FieldContainerFactory.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace osg {
 inline namespace knscene {
+
+namespace {
+
+// The place of the container that this thread is about to construct.
+thread_local StoreEntry* placeOfNext = nullptr;
+
+}  // namespace
 
 FieldContainerFactory& FieldContainerFactory::the() {
   static auto* const factory = new FieldContainerFactory;
@@ -35,22 +43,68 @@ UInt32 FieldContainerFactory::registerType(FieldContainerType& type) {
   return static_cast<UInt32>(_types.size());
 }
 
-FieldContainerPtr FieldContainerFactory::create(FieldContainerType const& type) {
-  if (type._create == nullptr) return {};
-  FieldContainer* const container = type._create();
+StoreEntry& FieldContainerFactory::takePlace() {
   // Growing a vector of the store makes places, of which another thread may still be making some when this one
   // has its own already. So one thread at a time.
-  std::lock_guard const lock(_creationMutex);
-  auto const entry = _entries.grow_by(1);
-  entry->object = container;
-  entry->type = &type;
-  container->_entry = &*entry;
-  entry->id = static_cast<UInt32>(entry - _entries.begin());
-  container->_containerId = entry->id;
-  FieldContainerPtr const handle(container);
-  _store.push_back(handle);
+  std::lock_guard const lock(_placesMutex);
+  if (_freeCount > RestOfIds) {
+    StoreEntry& place = _entries[_firstFree];
+    _firstFree = std::exchange(place.id, _firstFree);
+    --_freeCount;
+    return place;
+  }
+  auto const place = _entries.grow_by(1);
+  place->id = static_cast<UInt32>(place - _entries.begin());
+  _store.grow_by(1);
+  return *place;
+}
+
+void FieldContainerFactory::giveBack(StoreEntry& place) {
+  std::lock_guard const lock(_placesMutex);
+  UInt32 const id = place.id;
+  _store[id] = FieldContainerPtr();
+  place.object = nullptr;
+  place.type = nullptr;
+  // A place rests so long between two containers that its generations last for as long as any process.
+  ++place.generation;
+  (_freeCount == 0 ? _firstFree : _entries[_lastFree].id) = id;
+  _lastFree = id;
+  ++_freeCount;
+}
+
+FieldContainerPtr FieldContainerFactory::create(FieldContainerType const& type) {
+  if (type._create == nullptr) return {};
+  StoreEntry& place = takePlace();
+  place.type = &type;
+  StoreEntry* const outer = std::exchange(placeOfNext, &place);
+  FieldContainer* container = nullptr;
+  try {
+    container = type._create();
+  } catch (...) {
+    // The host's constructor threw.
+    placeOfNext = outer;
+    giveBack(place);
+    throw;
+  }
+  placeOfNext = outer;
+  if (container == nullptr) {
+    giveBack(place);
+    return {};
+  }
+  container->_isSafeFromDropping = false;
   _living.fetch_add(1, std::memory_order_relaxed);
-  return handle;
+  return FieldContainerPtr(container);
+}
+
+// Called by the first of a container's constructors, so that those that follow can make handles.
+void FieldContainerFactory::beginLife(FieldContainer& container) {
+  StoreEntry* const place = std::exchange(placeOfNext, nullptr);
+  if (place == nullptr) return;
+  place->object = &container;
+  container._entry = place;
+  container._containerId = place->id;
+  container._isSafeFromDropping = true;
+  _store[place->id] = FieldContainerPtr(&container);
 }
 
 void FieldContainerFactory::destroy(FieldContainer& container) {
@@ -58,8 +112,8 @@ void FieldContainerFactory::destroy(FieldContainer& container) {
   // that a tree of any depth dies without recursion. The list is no thread's static: containers may die after
   // those are gone.
   thread_local std::vector<FieldContainer*>* waiting = nullptr;
-  if (container._dying) return;
-  container._dying = true;
+  if (container._isSafeFromDropping) return;
+  container._isSafeFromDropping = true;
   if (waiting != nullptr) {
     waiting->push_back(&container);
     return;
@@ -78,8 +132,7 @@ void FieldContainerFactory::bury(FieldContainer& container) {
   FieldContainerPtr const handle(&container);
   tellDeathHooks(handle);
   container.onDestroy();
-  _entries[container._containerId] = {};
-  _store[container._containerId] = FieldContainerPtr();
+  giveBack(*std::exchange(container._entry, nullptr));
   _living.fetch_sub(1, std::memory_order_relaxed);
   delete &container;
 }

@@ -28,10 +28,16 @@ class KNSCENE_API FieldContainerFactory {
   /// All types in order of registration, ancestors before descendants.
   std::vector<FieldContainerType*> getTypes() const;
 
-  /// All containers by id. The slot of an id that was never used, or whose container is gone, is null.
+  /// How many containers must have died after a container before another one gets its id and its place.
+  static constexpr UInt32 RestOfIds = 1U << 20;
+
+  /// All containers by id. The slot of an id that was never used, or whose container is gone, is null. The store
+  /// is as long as the most containers that have lived at once, and RestOfIds.
   Store const* getFieldContainerStore() const { return &_store; }
-  /// The container of that id, or null for an id that was never used or whose container is gone. Ids are never
-  /// used twice. Any thread, while no other creates or destroys containers.
+  /// The container of that id, or null for an id that was never used or whose container is gone. The id of a dead
+  /// container names no other one until RestOfIds more containers have died. Whoever keeps ids for longer than that
+  /// keeps the handles beside them, which tell dead containers from living ones for ever, or a death hook. Any
+  /// thread, while no other creates or destroys containers.
   FieldContainerPtr getContainer(UInt32 containerId) const {
     return containerId < _store.size() ? _store[containerId] : FieldContainerPtr();
   }
@@ -44,6 +50,7 @@ class KNSCENE_API FieldContainerFactory {
   void removeDeathHook(UInt32 number);
 
  private:
+  friend class FieldContainer;
   friend class FieldContainerType;
   friend class FieldContainerPtrBase;
 
@@ -51,6 +58,9 @@ class KNSCENE_API FieldContainerFactory {
 
   UInt32 registerType(FieldContainerType& type);
   FieldContainerPtr create(FieldContainerType const& type);
+  void beginLife(FieldContainer& container);
+  StoreEntry& takePlace();
+  void giveBack(StoreEntry& place);
   void destroy(FieldContainer& container);
   void bury(FieldContainer& container);
   void tellDeathHooks(FieldContainerPtr const& dying);
@@ -61,10 +71,13 @@ class KNSCENE_API FieldContainerFactory {
   };
 
   mutable std::mutex _typesMutex;
-  std::mutex _creationMutex;
+  std::mutex _placesMutex;
   std::vector<FieldContainerType*> _types;
   Store _store;
-  tbb::concurrent_vector<StoreEntry> _entries;
+  tbb::concurrent_vector<StoreEntry> _entries;  ///< by id, as the store
+  UInt32 _firstFree = 0;  ///< the place that is free for longest; each leads to the next
+  UInt32 _lastFree = 0;
+  UInt32 _freeCount = 0;
   std::atomic<std::size_t> _living = 0;
   std::vector<NumberedHook> _deathHooks;  ///< by number
   UInt32 _nextHookNumber = 1;

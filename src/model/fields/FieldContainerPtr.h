@@ -16,16 +16,19 @@ class FieldContainer;
 class FieldContainerType;
 class Node;
 
-/// A container's place in the store. It is handed out once and never used again, so that a handle of a dead
-/// container can be told from every living one for as long as the process runs.
+/// A container's place in the store. Long after a container's death its place is used again, by one container after
+/// the other. The generation counts them, so that a handle of a dead container can be told from every living one for
+/// as long as the process runs.
 struct StoreEntry {
-  FieldContainer* object = nullptr;          ///< null once the container is dead
-  FieldContainerType const* type = nullptr;  ///< null once the container is dead
-  UInt32 id = 0;                             ///< the container's id, 0 once the container is dead
+  FieldContainer* object = nullptr;          ///< null while no container has the place
+  FieldContainerType const* type = nullptr;  ///< null while no container has the place
+  UInt32 id = 0;                             ///< the container's id; in a free place, the next free one
+  UInt32 generation = 0;                     ///< how many containers have had the place and died
 };
 
-/// The three parts of every handle. A handle is a plain value: copying it counts nothing. It names a container by
-/// the address of the container's place in the store; handles compare by that address alone, and a missing
+/// The three parts of every handle: the container's size, the field that notes its parents, and its store address.
+/// A handle is a plain value: copying it counts nothing. The store address is that of the container's place, together
+/// with the generation of the place; handles are equal when both are, and are ordered by address first. A missing
 /// object is one whose address is null.
 class KNSCENE_API FieldContainerPtrBase {
  public:
@@ -41,11 +44,11 @@ class KNSCENE_API FieldContainerPtrBase {
   void subRef() const;
 
   /// Whether the container that this handle was made for still lives. False for null.
-  bool isAlive() const { return _store != nullptr && _store->object != nullptr; }
+  bool isAlive() const { return _store != nullptr && _store->generation == _generation; }
   /// The container's process-wide id, or 0 when the handle is null or dead.
-  UInt32 getContainerId() const { return _store != nullptr ? _store->id : 0; }
+  UInt32 getContainerId() const { return isAlive() ? _store->id : 0; }
   /// The container's most derived type, or null when the handle is null or dead.
-  FieldContainerType const* findType() const { return _store != nullptr ? _store->type : nullptr; }
+  FieldContainerType const* findType() const { return isAlive() ? _store->type : nullptr; }
 
   UInt16 getContainerSize() const { return _containerSize; }
   UInt16 getParentEPos() const { return _parentEPos; }
@@ -53,10 +56,11 @@ class KNSCENE_API FieldContainerPtrBase {
 
   explicit operator bool() const { return _store != nullptr; }
   friend bool operator==(FieldContainerPtrBase const& a, FieldContainerPtrBase const& b) {
-    return a._store == b._store;
+    return a._store == b._store && a._generation == b._generation;
   }
   friend std::strong_ordering operator<=>(FieldContainerPtrBase const& a, FieldContainerPtrBase const& b) {
-    return std::compare_three_way{}(a._store, b._store);
+    if (a._store != b._store) return std::compare_three_way{}(a._store, b._store);
+    return a._generation <=> b._generation;
   }
   friend bool operator==(FieldContainerPtrBase const& a, std::nullptr_t) { return a._store == nullptr; }
 
@@ -67,6 +71,7 @@ class KNSCENE_API FieldContainerPtrBase {
  private:
   UInt16 _containerSize = 0;
   UInt16 _parentEPos = InvalidParentEPos;
+  UInt32 _generation = 0;
   StoreEntry const* _store = nullptr;
 };
 
@@ -80,7 +85,9 @@ class KNSCENE_API FieldContainerPtr : public FieldContainerPtrBase {
 
   constexpr FieldContainerPtr() = default;
   constexpr FieldContainerPtr(std::nullptr_t) {}
-  /// The handle of a living container; null gives the null handle.
+  /// The handle of a living container; null gives the null handle. In a container's constructor `this` gives the
+  /// handle that `create` will return, which nothing can destroy before `create` has returned. In its destructor,
+  /// and for an object that was not made by `create`, the handle is null.
   explicit FieldContainerPtr(FieldContainer const* container) : FieldContainerPtrBase(container) {}
 
   /// The container. The handle must be alive.

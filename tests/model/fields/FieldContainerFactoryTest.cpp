@@ -30,12 +30,76 @@ TEST_F(FieldContainerFactoryTest, IdsLeadToLivingContainersOnly) {
   auto const size = static_cast<UInt32>(factory().getFieldContainerStore()->size());
   for (UInt32 const past : {size, size + 1, 0x80000000U, 0xFFFFFFFFU})
     EXPECT_EQ(factory().getContainer(past), nullptr) << past;
-  for (UInt32 last = deadId, i = 0; i < 1000; ++i) {
-    NodePtr const node = Node::create();
-    ASSERT_GT(node.getContainerId(), last) << "ids only ever grow";
-    last = node.getContainerId();
-    node.subRef();
+}
+
+TEST_F(FieldContainerFactoryTest, PlacesAndIdsAreUsedAgainLongAfterADeathAndOldHandlesStayDead) {
+  Mark::Ptr const dead = Mark::create();
+  UInt32 const id = dead.getContainerId();
+  dead.subRef();
+  std::size_t const longest =
+      factory().getFieldContainerStore()->size() + FieldContainerFactory::RestOfIds + 2;
+  ChangeList list;
+  UInt32 deaths = 0;
+  Mark::Ptr next = Mark::create();
+  for (; next.getContainerId() != id && deaths < 3 * FieldContainerFactory::RestOfIds; ++deaths) {
+    next.subRef();
+    next = Mark::create();
+    list.addChanged(next, Mark::MarksFieldMask);
+    if (deaths % 2 == 0) list.clear();
   }
+  ASSERT_EQ(next.getContainerId(), id);
+  EXPECT_GE(deaths, FieldContainerFactory::RestOfIds);
+  EXPECT_LE(factory().getFieldContainerStore()->size(), longest);
+  EXPECT_EQ(next.getStoreAddress(), dead.getStoreAddress());
+  EXPECT_EQ(factory().getContainer(id), next);
+  EXPECT_TRUE(next.isAlive() && !dead.isAlive() && dead != next && (dead < next) != (next < dead));
+  EXPECT_TRUE(dead.getContainerId() == 0 && dead.findType() == nullptr && !dcast<Mark::Ptr>(dead));
+  dead.subRef();
+  EXPECT_TRUE(next.isAlive());
+  next.subRef();
+}
+
+/// Makes handles of itself where it must not lead to harm.
+class Selfish : public FieldContainer {
+  KN_CONTAINER(Selfish, Selfish, FieldContainer)
+  KN_CONTAINER_END
+  Selfish() {
+    own = Ptr(this);
+    own.addRef();
+    own.subRef();
+    nested = Node::create();
+    if (throws) throw 1;
+  }
+  ~Selfish() override {
+    Ptr const late(this);
+    isNullAtTheEnd = late == nullptr && !own.isAlive();
+    announce(late, BitVector::all());
+    late.subRef();
+  }
+  inline static Ptr own;
+  inline static NodePtr nested;
+  inline static bool throws = false, isNullAtTheEnd = false;
+};
+KN_CONTAINER_TYPE(Selfish, Selfish, "TestSelfish")
+
+TEST_F(FieldContainerFactoryTest, AConstructorHasTheContainersHandleAndADestructorHasNone) {
+  Selfish::Ptr const made = Selfish::create();
+  EXPECT_TRUE(made.isAlive() && made == Selfish::own && made != Selfish::nested && Selfish::nested.isAlive());
+  EXPECT_EQ(factory().getContainer(made.getContainerId()), made);
+  Selfish::nested.subRef();
+  made.subRef();
+  EXPECT_TRUE(Selfish::isNullAtTheEnd);
+  { Selfish const local; }
+  EXPECT_TRUE(Selfish::own == nullptr && Selfish::isNullAtTheEnd) << "what create did not make has no handle";
+  Selfish::nested.subRef();
+
+  std::size_t const living = factory().getLivingCount();
+  Selfish::throws = true;
+  EXPECT_THROW(Selfish::create(), int);
+  Selfish::throws = false;
+  EXPECT_FALSE(Selfish::own.isAlive());
+  Selfish::nested.subRef();
+  EXPECT_EQ(factory().getLivingCount(), living);
 }
 
 TEST_F(FieldContainerFactoryTest, DeathHookIsToldOnceOfEveryMemberOfATree) {
