@@ -2,6 +2,7 @@
 
 #include "model/fields/FieldContainer.h"
 #include "model/fields/FieldContainerFactory.h"
+#include "model/utils/knLog.h"
 
 #include <bit>
 #include <cassert>
@@ -55,9 +56,8 @@ void FieldContainerType::initialise() {
     _depth = _parent->_depth + 1;
     _ancestors = _parent->_ancestors;
   }
-  assert(_depth < MaxDepth);
   _id = FieldContainerFactory::the().registerType(*this);
-  _ancestors[_depth] = _id;
+  if (_depth < TableDepth) _ancestors[_depth] = _id;
   _groupId = _parent != nullptr && !_parent->isAbstract() ? _parent->_groupId : _id;
   buildFields();
   _ready.store(true, std::memory_order_release);
@@ -66,8 +66,18 @@ void FieldContainerType::initialise() {
 void FieldContainerType::buildFields() {
   auto* const fields = new Fields;
   if (_parent != nullptr) fields->descriptions = _parent->_fields->descriptions;
+  std::size_t const inherited = fields->descriptions.size();
   if (_describe != nullptr) _describe(fields->descriptions);
-  assert(fields->descriptions.size() < BitVector::Bits);
+  bool const isChildOfRefused = _parent != nullptr && _parent->_isRefused;
+  if (isChildOfRefused || fields->descriptions.size() >= BitVector::Bits) {
+    fields->descriptions.erase(fields->descriptions.begin() + static_cast<std::ptrdiff_t>(inherited),
+                               fields->descriptions.end());
+    _create = nullptr;
+    _isRefused = true;
+    std::string const reason =
+        isChildOfRefused ? "its parent type is refused" : "it has more than 127 fields";
+    knLog::error(("container type " + getName().str() + " can't be used: " + reason).c_str());
+  }
 
   std::size_t const size = std::bit_ceil(fields->descriptions.size() * 4 + 4);
   fields->idsByHash.assign(size, 0);
@@ -79,6 +89,12 @@ void FieldContainerType::buildFields() {
     fields->idsByHash[place] = static_cast<UInt16>(description.getFieldId());
   }
   _fields = fields;
+}
+
+bool FieldContainerType::isDerivedFromDeep(FieldContainerType const& other) const {
+  FieldContainerType const* type = this;
+  while (type != nullptr && type->_depth > other._depth) type = type->_parent;
+  return type == &other;
 }
 
 FieldDescription const* FieldContainerType::findFieldDescription(char const* name) const {

@@ -68,12 +68,20 @@ class KNSCENE_API FieldContainerType : public TypeBase {
   FieldContainerType& operator=(FieldContainerType const&) = delete;
 
   /// Registers the type and its ancestors with the factory. Repeated calls do nothing. Any thread.
+  ///
+  /// A type with more than 127 fields, its ancestors' included, is refused, and with it all that derive from it:
+  /// it keeps its parent's fields only, is abstract, and one error line in knLog says so.
   void initialise();
 
   FieldContainerType const* getParent() const { return _parent; }
   bool isAbstract() const { return _create == nullptr; }
-  /// Whether this type is `other` or derives from it. Constant time, any thread.
-  bool isDerivedFrom(FieldContainerType const& other) const { return _ancestors[other._depth] == other._id; }
+  /// Whether this type is `other` or derives from it. Any thread. Constant time, but for an `other` that lies
+  /// more than 16 levels deep.
+  bool isDerivedFrom(FieldContainerType const& other) const {
+    if (other._depth < TableDepth) [[likely]]
+      return _ancestors[other._depth] == other._id;
+    return isDerivedFromDeep(other);
+  }
   /// The number that attachments and cores are looked up by: a type opens a group when its parent is abstract,
   /// and otherwise belongs to its parent's. So a host's own kind of attachment is found where the kind that it
   /// derives from is looked for.
@@ -96,7 +104,7 @@ class KNSCENE_API FieldContainerType : public TypeBase {
 
  private:
   friend class FieldContainerFactory;
-  static constexpr UInt32 MaxDepth = 16;
+  static constexpr UInt32 TableDepth = 16;
 
   /// Made once and never freed, as types outlive every static object.
   struct Fields {
@@ -104,6 +112,7 @@ class KNSCENE_API FieldContainerType : public TypeBase {
     std::vector<UInt16> idsByHash;  ///< open addressing, 0 for an empty place
   };
   void buildFields();
+  bool isDerivedFromDeep(FieldContainerType const& other) const;
 
   FieldContainerType* _parent;
   Create _create;
@@ -111,9 +120,10 @@ class KNSCENE_API FieldContainerType : public TypeBase {
   UInt16 _containerSize;
   UInt16 _parentEPos;
   std::atomic<bool> _ready = false;
+  bool _isRefused = false;
   UInt32 _groupId = 0;
   UInt32 _depth = 0;
-  std::array<UInt32, MaxDepth> _ancestors = {};  ///< type ids by depth, the own id at the own depth
+  std::array<UInt32, TableDepth> _ancestors = {};  ///< type ids by depth, the own id at the own depth
   Fields const* _fields = nullptr;
 };
 

@@ -1,8 +1,10 @@
 #include "model/fields/FieldContainerType.h"
 
 #include "model/scenegraph/Transform3D.h"
+#include "support/LogCapture.h"
 #include "support/TestContainers.h"
 
+#include <deque>
 #include <set>
 
 namespace {
@@ -28,6 +30,42 @@ TEST_F(FieldContainerTypeTest, CastGoesUpAndDownButNotSideways) {
   EXPECT_EQ(cast, *transform);
   EXPECT_EQ(cast.getContainerSize(), untyped.getContainerSize());
   EXPECT_EQ(cast.getParentEPos(), untyped.getParentEPos());
+}
+
+// A branch of the tree of types that is deeper than hosts usually go.
+std::deque<FieldContainerType>& deepTypes() {
+  static std::deque<FieldContainerType> types;
+  return types;
+}
+[[maybe_unused]] bool const deepTypesRegistered = [] {
+  static std::deque<std::string> names;
+  FieldContainerType* parent = &FieldContainer::_type;
+  for (int depth = 1; depth <= 40; ++depth) {
+    names.push_back("TestDepth" + std::to_string(depth));
+    parent = &deepTypes().emplace_back(names.back().c_str(), parent, nullptr, nullptr, 0, UInt16{0xFFFF});
+    if (depth == 30)
+      deepTypes().emplace_back("TestDepthAside", parent, nullptr, nullptr, 0, UInt16{0xFFFF}).initialise();
+  }
+  deepTypes().back().initialise();
+  return true;
+}();
+
+TEST_F(FieldContainerTypeTest, ATypeWithMoreFieldsThanAMaskHoldsIsRefusedInTheLog) {
+  static constexpr auto describe = [](std::vector<FieldDescription>& out) {
+    for (auto id = static_cast<UInt32>(out.size()) + 1; id <= 128; ++id)
+      out.emplace_back("full", id, FieldRole::Plain, SField<bool>::getClassType(), nullptr);
+  };
+  static constexpr auto create = []() -> FieldContainer* { return new Singles; };
+  static FieldContainerType full("TestFull", &Singles::_type, create, describe, 0, 0xFFFF);
+  static FieldContainerType child("TestFullChild", &full, create, nullptr, 0, 0xFFFF);
+  LogCapture const log;
+  child.initialise();
+  for (FieldContainerType const* const type : {&full, &child}) {
+    EXPECT_TRUE(type->isAbstract() && !type->createFieldContainer()) << type->getCName();
+    EXPECT_EQ(type->getNumFieldDescs(), Singles::_type.getNumFieldDescs()) << type->getCName();
+  }
+  ASSERT_EQ(log.lines().size(), 2U);
+  EXPECT_EQ(log.lines()[0].text, "container type TestFull can't be used: it has more than 127 fields");
 }
 
 TEST_F(FieldContainerTypeTest, DerivationAndGroupsAgreeWithAWalkThroughTheParents) {
