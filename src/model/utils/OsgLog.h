@@ -14,15 +14,22 @@ inline namespace knscene {
 /// How much a line matters, from the most to the least.
 enum class LogLevel { Fatal, Warning, Notice, Info, Debug };
 
-/// The lock that keeps the pieces of one line together. It may be taken again by the thread that has it.
-class KNSCENE_API LogLock {
+/// A lock that may be taken again by the thread that has it; it is free when it was released as often.
+class KNSCENE_API Lock {
  public:
+  Lock() = default;
+  Lock(Lock const&) = delete;
+  Lock& operator=(Lock const&) = delete;
+
   void aquire() { _mutex.lock(); }
   void release() { _mutex.unlock(); }
 
  private:
   std::recursive_mutex _mutex;
 };
+
+/// The lock that keeps the pieces of one line together.
+class KNSCENE_API LogLock : public Lock {};
 
 /// The scene graph's own log, for reports of its numeric routines; what a user must know goes to knLog
 /// instead.

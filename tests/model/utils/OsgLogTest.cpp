@@ -58,14 +58,15 @@ TEST_F(OsgLogTest, DropsWhatLevelOrModuleDisable) {
 
 TEST_F(OsgLogTest, PiecesBelongToTheLineBegunLast) {
   log.doLog("before any line");
-  Log::_pLogLock->aquire();
+  Lock& lock = *Log::_pLogLock;
+  lock.aquire();
   log.doHeader(LogLevel::Warning, "OpenSG", "a/b.cpp", 3);
   log.doLog("%s ", "one");
   log.doLog(nullptr);
   log.doLog("two\n");
   log.doHeader(LogLevel::Info, "OpenSG", "a/b.cpp", 4);
   log.doLog("not enabled\n");
-  Log::_pLogLock->release();
+  lock.release();
   EXPECT_EQ(text.str(), "WARNING: OpenSG: b.cpp:3: one two\n");
 }
 
