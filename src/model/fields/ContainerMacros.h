@@ -11,19 +11,30 @@
 // FieldId and FieldMask constants, and the description (name, id, content type, role), and with it reading and
 // writing in files, cloning, comparing and printing. There is no other list of a class's fields.
 //
-//   class KNSCENE_API SpinBase : public NodeCore {
-//     KN_CONTAINER(SpinBase, Spin, NodeCore)
+// This is a whole core of a host's own, with the header model/scenegraph/Node.h included:
+//
+//   class Spin;
+//
+//   class SpinBase : public osg::NodeCore {
+//     KN_CONTAINER(SpinBase, Spin, osg::NodeCore)
 //    public:
 //     /// Turns per second.
-//     KN_SFIELD(Real32, Speed, speed, 1.F)
+//     KN_SFIELD(osg::Real32, Speed, speed, 1.F)
 //     KN_CONTAINER_END
 //   };
-//   class KNSCENE_API Spin : public SpinBase { ... };
 //
-// and in one source file, inside namespace osg: KN_CONTAINER_TYPE(SpinBase, Spin, "Spin", NodeCore).
-
+//   class Spin : public SpinBase {
+//    public:
+//     osg::Real32 secondsPerTurn() const { return 1.F / getSpeed(); }
+//   };
 //
-// Field ids are counted by the preprocessor's counter, so nothing else may use that counter inside a class.
+//   KN_CONTAINER_TYPE(SpinBase, Spin, "Spin")
+//
+// The last line stands in one source file, in the namespace of the class. A class of which there are no further
+// operations needs no split: it is its own base, as in KN_CONTAINER(Spin, Spin, osg::NodeCore).
+//
+// Field ids are counted by the preprocessor's counter, so nothing else may use that counter inside a class. A
+// container has at most 127 fields, those of its ancestors included.
 
 /// Opens a container class. `Base` is the class being declared, `Concrete` the class that users meet (the same,
 /// where there is no split), `Parent` the C++ base class. `create` makes a new container with no reference
@@ -47,6 +58,7 @@
 #define KN_CONTAINER_END                                                                        \
  public:                                                                                        \
   static constexpr ::osg::UInt32 NextFieldId = FirstFieldId + (__COUNTER__ - FieldCounter - 1); \
+  static_assert(NextFieldId <= ::osg::BitVector::Bits, "a container has at most 127 fields");   \
   static void describeFields([[maybe_unused]] std::vector<::osg::FieldDescription>& out) {      \
     [&]<::osg::UInt32... Index>(std::integer_sequence<::osg::UInt32, Index...>) {               \
       (out.push_back(describeField(::osg::detail::FieldTag<FirstFieldId + Index>{})), ...);     \
@@ -99,7 +111,7 @@
   KN_FIELD_BARE(::osg::MField<T>, Name, text, role) \
   ::osg::MField<T> const& get##Name() const { return _f##Name; }
 
-/// Defines and registers a container type; stands once, in a source file inside namespace osg.
+/// Defines and registers a container type; stands once, in a source file, in the namespace of the class.
 #define KN_CONTAINER_TYPE(Base, Concrete, name) \
   KN_CONTAINER_TYPE_IMPL(Base, Concrete, name, []() -> ::osg::FieldContainer* { return new Concrete; })
 /// The same for a type of which there are no objects, only of types derived from it.

@@ -2,7 +2,9 @@
 
 #include "model/fields/FieldDataTraits.h"
 
+#include <algorithm>
 #include <initializer_list>
+#include <type_traits>
 #include <vector>
 
 namespace osg {
@@ -83,11 +85,14 @@ class SField final : public Field {
   T _value{};
 };
 
-/// A field with a list of values, stored side by side.
+/// A field with a list of values, stored side by side. Bools are packed as in std::vector<bool>: their references are
+/// its proxies, and there is no `data`.
 template <class T>
 class MField final : public Field {
  public:
   using StoredType = std::vector<T>;
+  using Reference = typename StoredType::reference;
+  using ConstReference = typename StoredType::const_reference;
 
   MField() = default;
   MField(std::initializer_list<T> values) : _values(values) {}
@@ -103,15 +108,15 @@ class MField final : public Field {
 
   std::size_t size() const { return _values.size(); }
   bool empty() const { return _values.empty(); }
-  T& operator[](std::size_t index) { return _values[index]; }
-  T const& operator[](std::size_t index) const { return _values[index]; }
-  T const* data() const { return _values.data(); }
+  Reference operator[](std::size_t index) { return _values[index]; }
+  ConstReference operator[](std::size_t index) const { return _values[index]; }
+  T const* data() const requires(!std::is_same_v<T, bool>) { return _values.data(); }
   auto begin() { return _values.begin(); }
   auto end() { return _values.end(); }
   auto begin() const { return _values.begin(); }
   auto end() const { return _values.end(); }
-  T const& front() const { return _values.front(); }
-  T const& back() const { return _values.back(); }
+  ConstReference front() const { return _values.front(); }
+  ConstReference back() const { return _values.back(); }
   void push_back(T value) { _values.push_back(std::move(value)); }
   void reserve(std::size_t count) { _values.reserve(count); }
   void clear() { _values.clear(); }
@@ -137,17 +142,25 @@ class MField final : public Field {
   }
   void write(FieldWriter& writer) const override {
     writer.put(static_cast<UInt32>(_values.size()));
-    for (T const& value : _values) FieldDataTraits<T>::write(writer, value);
+    for (ConstReference value : _values) FieldDataTraits<T>::write(writer, value);
   }
   void read(FieldReader& reader) override {
     _values.resize(reader.getCount(FieldDataTraits<T>::MinBytes));
-    for (T& value : _values) FieldDataTraits<T>::read(reader, value);
+    for (auto&& value : _values) readOne(reader, value);
   }
   void visitHandles(HandleVisitor const& visitor) override {
-    for (T& value : _values) detail::visitHandlesIn(value, visitor);
+    for (auto&& value : _values) detail::visitHandlesIn(value, visitor);
   }
 
  private:
+  static void readOne(FieldReader& reader, T& value) { FieldDataTraits<T>::read(reader, value); }
+  static void readOne(FieldReader& reader,
+                      std::vector<bool>::reference value) requires std::is_same_v<T, bool> {
+    bool read = false;
+    FieldDataTraits<bool>::read(reader, read);
+    value = read;
+  }
+
   std::vector<T> _values;
 };
 
