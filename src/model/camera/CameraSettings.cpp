@@ -48,9 +48,9 @@ Real32 FogSettings::getDistanceFog(Real32 distance) const {
 
 Real32 FogSettings::getHeightFog(Real32 height) const {
   if (!getFogEnableHeight()) return 0.F;
-  // Thickest below: the range is gone through from its upper end.
-  Vec2f const downwards(getFogRangeHeight()[1], getFogRangeHeight()[0]);
-  return fogAt(height, downwards, getFogFalloffHeight(), getFogDensityHeight());
+  // Thickest below: the range is gone through downwards.
+  Vec2f const depths(-getFogRangeHeight()[1], -getFogRangeHeight()[0]);
+  return fogAt(-height, depths, getFogFalloffHeight(), getFogDensityHeight());
 }
 
 }  // namespace knscene

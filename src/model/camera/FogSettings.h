@@ -29,7 +29,8 @@ class KNSCENE_API FogSettingsBase : public AttachmentContainer {
   KN_SFIELD(Int32, FogFalloffHeight, fogFalloffHeight, 0)
   KN_SFIELD(Color3f, FogColorHeight, fogColorHeight, Color3f(0.5F, 0.5F, 0.5F))
   KN_SFIELD(Real32, FogDensityHeight, fogDensityHeight, 1.F)
-  /// The height below which the fog has its density, and the height where it ends.
+  /// The height below which the fog has its density, and the height where it ends. Where both are the same height,
+  /// the fog is full up to it.
   KN_SFIELD(Vec2f, FogRangeHeight, fogRangeHeight, Vec2f(0, 100))
   KN_SFIELD(Real32, FogNoiseHeight, fogNoiseHeight, 0.F)
   KN_SFIELD(Real32, FogNoiseSizeHeight, fogNoiseSizeHeight, 1.F)

@@ -17,12 +17,13 @@ Color3f colorOf(ColorComponentSettingsPtr const& component) {
   return component.isAlive() ? component->getColor() : Color3f();
 }
 
-/// Whether there was a component to colour.
-bool setColorOf(ColorComponentSettingsPtr const& component, Color3f const& color) {
-  if (!component.isAlive()) return false;
+/// Colours a component of a light, and announces both. By value, as whoever hears of it may destroy them.
+void setColorOf(ColorComponentSettingsPtr const component, Color3f const color, UberLightPtr const light,
+                BitVector const& field) {
+  if (!component.isAlive()) return;
   component->setColor(color);
   announce(component, ColorComponentSettings::ColorFieldMask);
-  return true;
+  announce(light, field);
 }
 
 double cubic(double x, double a, double b, double c, double d) { return ((a * x + b) * x + c) * x + d; }
@@ -75,20 +76,21 @@ void UberLight::setUnit(UInt32 unit) {
 Color3f UberLight::getDiffuseColor() const { return colorOf(getDiffuse()); }
 
 void UberLight::setDiffuseColor(Color3f const& color) {
-  if (setColorOf(getDiffuse(), color)) announce(UberLightPtr(this), DiffuseFieldMask);
+  setColorOf(getDiffuse(), color, UberLightPtr(this), DiffuseFieldMask);
 }
 
 Color3f UberLight::getGlossyColor() const { return colorOf(getGlossy()); }
 
 void UberLight::setGlossyColor(Color3f const& color) {
-  if (setColorOf(getGlossy(), color)) announce(UberLightPtr(this), GlossyFieldMask);
+  setColorOf(getGlossy(), color, UberLightPtr(this), GlossyFieldMask);
 }
 
 void UberLight::updateColorByTemperature() {
   if (std::isnan(getTemperature())) return;
+  UberLightPtr const self(this);
   Color3f const color = getBlackBodyColor(getTemperature());
   setDiffuseColor(color);
-  setGlossyColor(color);
+  if (self.isAlive()) setGlossyColor(color);
 }
 
 Color3f UberLight::getBlackBodyColor(Real32 kelvin) {

@@ -1,6 +1,7 @@
 #include "model/materials/SurfaceMaterials.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace osg {
 inline namespace knscene {
@@ -71,13 +72,22 @@ void PhongMaterial::getChannelDescriptions(std::vector<ChannelDescription>& out)
   if (getDiffuseComponent().isAlive()) appendComponentChannels(out, *getDiffuseComponent());
 }
 
-bool SwitchMaterial::holds(Material const& material) const {
-  if (this == &material) return true;
-  return std::any_of(_fMaterials.begin(), _fMaterials.end(), [&material](MaterialPtr const& held) {
-    if (!held.isAlive()) return false;
-    SwitchMaterial const* const inner = dcastTo<SwitchMaterial>(held);
-    return inner != nullptr ? inner->holds(material) : &*held == &material;
-  });
+bool SwitchMaterial::holds(SwitchMaterial const& wanted) const {
+  if (this == &wanted) return true;
+  // Whoever holds something has taken a reference to it.
+  if (wanted.getRefCount() == 0) return false;
+  std::vector<SwitchMaterial const*> open{this};
+  std::unordered_set<SwitchMaterial const*> seen{this};
+  while (!open.empty()) {
+    SwitchMaterial const* const next = open.back();
+    open.pop_back();
+    for (MaterialPtr const& held : next->getMaterials()) {
+      SwitchMaterial const* const inner = dcastTo<SwitchMaterial>(held);
+      if (inner == &wanted) return true;
+      if (inner != nullptr && seen.insert(inner).second) open.push_back(inner);
+    }
+  }
+  return false;
 }
 
 void SwitchMaterial::addMaterial(MaterialPtr const& material) {
@@ -86,6 +96,7 @@ void SwitchMaterial::addMaterial(MaterialPtr const& material) {
   if (inner != nullptr && inner->holds(*this)) return;
   material.addRef();
   _fMaterials.push_back(material);
+  StructureCounter::advance();
 }
 
 void SwitchMaterial::subMaterial(MaterialPtr const& materialArgument) {
@@ -95,6 +106,7 @@ void SwitchMaterial::subMaterial(MaterialPtr const& materialArgument) {
   auto const found = std::find(materials.begin(), materials.end(), material);
   if (!material || found == materials.end()) return;
   materials.erase(found);
+  StructureCounter::advance();
   material.subRef();
 }
 

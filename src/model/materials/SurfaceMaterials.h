@@ -56,7 +56,7 @@ class KNSCENE_API SwitchMaterialBase : public Material {
 class KNSCENE_API SwitchMaterial : public SwitchMaterialBase {
  public:
   /// Adds a material at the end and takes a reference to it. A null or dead handle, this material, and a switch
-  /// that holds this one are ignored.
+  /// that holds this one, directly or through others, are ignored. Switches may hold switches to any depth.
   void addMaterial(MaterialPtr const& material);
   /// Takes a material away, once where it stands several times. One that is not among them is ignored.
   void subMaterial(MaterialPtr const& material);
@@ -66,7 +66,8 @@ class KNSCENE_API SwitchMaterial : public SwitchMaterialBase {
   void getChannelDescriptions(std::vector<ChannelDescription>& out) const override;
 
  private:
-  bool holds(Material const& material) const;
+  /// Whether `wanted` is this material or one that it holds, directly or through others.
+  bool holds(SwitchMaterial const& wanted) const;
 };
 
 using SwitchMaterialPtr = SwitchMaterial::Ptr;

@@ -205,6 +205,17 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   EXPECT_LT(apart(projection.multFullMatrixPnt({20, -30, -10}), {1, -1, 0.98F}), 0.03F);
 }
 
+TEST_F(UberCameraTest, FogLiesBelowItsRange) {
+  Held const fog(FogSettings::create());
+  fog->setFogEnableHeight(true);
+  for (Vec2f const range : {Vec2f(0, 100), Vec2f(50, 50)}) {
+    fog->setFogRangeHeight(range);
+    EXPECT_EQ(fog->getHeightFog(range[0] - 1), 1) << range[1];
+    EXPECT_EQ(fog->getHeightFog(range[0]), 1) << range[1];
+    EXPECT_EQ(fog->getHeightFog(range[1] + 1), 0) << range[1];
+  }
+}
+
 TEST_F(UberCameraTest, DegenerateViewsKeepAValidOrientation) {
   Pnt3f const from(1, 2, 3), at(4, 2, 3);
   _camera->setRoll(30);

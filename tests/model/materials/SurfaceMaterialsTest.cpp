@@ -80,6 +80,18 @@ TEST_F(SurfaceMaterialsTest, SwitchShowsOneAndHoldsNoCircle) {
   }
   outer->subMaterial(outer->getMaterials()[0]);
   EXPECT_EQ(outer->getMaterials().size(), 1U);
+
+  // Each level holds the one below twice: as many ways as there are atoms, at a depth that no stack takes.
+  MaterialPtr top = *outer;
+  std::vector<SwitchMaterialPtr> levels;
+  for (int i = 0; i < 20'000; ++i) {
+    levels.push_back(SwitchMaterial::create());
+    for (int twice = 0; twice < 2; ++twice) levels.back()->addMaterial(top);
+    top = levels.back();
+  }
+  outer->addMaterial(top);
+  EXPECT_EQ(outer->getMaterials().size(), 1U);
+  top.subRef();
 }
 
 }  // namespace
