@@ -58,8 +58,16 @@ KeyPlace countKeys(CCPnt const* keys, unsigned int n, float t) {
   return {lo, lo > 0 && keys[lo].x() == t ? lo : lo + 1};
 }
 
+bool ascend(CCPnt const* keys, unsigned int n) {
+  for (unsigned int i = 1; i < n; ++i) {
+    if (!(keys[i - 1].x() <= keys[i].x())) return false;
+  }
+  return true;
+}
+
 /// Playback stays in a segment, or steps into the next. So the segment of the last evaluation is looked at first; that
-/// spares the other keys, most of which are not in the cache.
+/// spares the other keys, most of which are not in the cache. Keys that are out of order have no hint: the answer must
+/// not depend on what was asked before.
 KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
   unsigned int const hint = curve.getSegmentHint();
   for (unsigned int lo = hint; lo <= hint + 1 && lo + 1 < n; ++lo) {
@@ -69,7 +77,7 @@ KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, flo
     return {lo, lo + 1};
   }
   KeyPlace const place = n <= ShortCurve ? countKeys(keys, n, t) : bisect(keys, n, t);
-  curve.setSegmentHint(place.lo);
+  if (hint != AnimCurve::NoSegment || ascend(keys, n)) curve.setSegmentHint(place.lo);
   return place;
 }
 

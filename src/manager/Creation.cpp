@@ -31,13 +31,13 @@ AnimNodePtr makeBlockNode(std::string const& blockName, std::string const& nodeN
   return makeNode(block, nodeName);
 }
 
+/// All at once, as a list of many that is emptied one by one moves all that is left each time.
 void addChildren(AnimNodePtr const& block, std::vector<AnimNodePtr> const& nodes) {
-  for (AnimNodePtr const& node : nodes) {
-    if (!block.isAlive()) return;
-    if (!node.isAlive()) continue;
-    block->addChild(node);
-    announce(block, osg::Node::ChildrenFieldMask);
-  }
+  if (!block.isAlive()) return;
+  osg::UInt32 const before = block->getNChildren();
+  block->addChildren(std::vector<NodePtr>(nodes.begin(), nodes.end()));
+  osg::UInt32 const added = block->getNChildren() - before;
+  for (osg::UInt32 i = 0; i < added; ++i) announce(block, osg::Node::ChildrenFieldMask);
 }
 
 /// Adds a new block to an attachment. Null, with the block gone, where the host has destroyed the attachment.

@@ -9,15 +9,16 @@ using osg::NodePtr;
 
 namespace {
 
-/// Keeps the order: the source empties from the front. Whoever hears of a step may change both trees.
+/// Keeps the order. All at once, as a source that is emptied from the front moves all that is left each time. What
+/// cannot move, a child that stands above its new parent, stays behind with those after it.
 void moveChildren(NodePtr const& from, NodePtr const& to) {
-  while (from.isAlive() && to.isAlive() && from->getNChildren() > 0) {
-    NodePtr const child = from->getChild(0);
-    to->addChild(child);
-    // Refused: a child that is none, or that stands above its new parent.
-    if (!child.isAlive() || child->getParent() != to) return;
-    announce(to, osg::Node::ChildrenFieldMask);
+  if (!from.isAlive() || !to.isAlive()) return;
+  std::vector<NodePtr> children(from->getChildren().begin(), from->getChildren().end());
+  for (NodePtr above = to; above.isAlive(); above = above->getParent()) {
+    if (above->getParent() == from) children.resize(static_cast<std::size_t>(from->findChild(above)));
   }
+  to->addChildren(children);
+  for (std::size_t i = 0; i < children.size(); ++i) announce(to, osg::Node::ChildrenFieldMask);
 }
 
 void clear(AnimNodePtr const& root) {

@@ -7,12 +7,6 @@
 #include <chrono>
 #include <utility>
 
-namespace {
-
-float scaled(float time, double factor) { return static_cast<float>(static_cast<double>(time) * factor); }
-
-}  // namespace
-
 void knAnimManager::setFPS(double fps) {
   if (fps == _fps) return;
   if (_keepKeysAtFrame) multiplyAnimationKeys(_fps / fps);
@@ -28,11 +22,7 @@ void knAnimManager::multiplyAnimationKeys(double factor) {
   for (knCurveData const& record : _sceneAnimCurveData) {
     auto* const curve = osg::dcastTo<osg::AnimCurve>(factory.getContainer(record.curveId));
     if (curve == nullptr) continue;
-    for (osg::CCPnt& key : curve->getControlPoints()) {
-      key.setX(scaled(key.x(), factor));
-      key.setInX(scaled(key.inX(), factor));
-      key.setOutX(scaled(key.outX(), factor));
-    }
+    curve->scaleTimes(factor);
   }
 }
 

@@ -32,8 +32,8 @@ knAnimManager* knAnimManager::the() {
 knAnimManager::knAnimManager() : _structureAttachment(osg::AnimAttachmentBase::create()) {
   appendKeyableNames(_keyableAttributes);
   _structureAttachment.addRef();
-  // An attachment gets its root with the first animation; this one is there before any.
-  osg::AnimNodePtr const root = makeStructureNode();
+  osg::AnimNodePtr const root = _structureAttachment->getAnimationRoot();
+  // The root knows its attachment from here on: in the making of the attachment it could not.
   _structureAttachment->setAnimationRoot(root);
   _sceneStructureRoot = makeStructureNode();
   _clipStructureRoot = makeStructureNode();

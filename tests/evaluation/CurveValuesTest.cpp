@@ -307,8 +307,9 @@ TEST_F(CurveValuesTest, LongCurvesGiveTheSameWithAndWithoutHistory) {
       keys.getValues().resize(keys.size() - keys.size() / 4);
       read(where);
       readAround();
-      curve->setSegmentHint(0xFFFFFFFFU);
-      readAround();
+      // Keys out of order have answers of their own, which must not hang on what was asked before.
+      std::shuffle(curve->getControlPoints().getValues().begin(), keys.end(), random);
+      for (int i = 0; i < 300; ++i) read(std::uniform_real_distribution<float>(0, 20)(random));
     }
   }
 }

@@ -1,4 +1,5 @@
 // Whole evaluations, from the time to the announced field.
+#include "model/camera/UberCamera.h"
 #include "model/materials/SurfaceMaterials.h"
 #include "model/sceneext/VertexAnimCurves.h"
 #include "support/SceneStage.h"
@@ -55,6 +56,34 @@ TEST_F(EvaluationTest, AFrameOfAScene) {
   evaluate(0.25F);
   EXPECT_EQ(x(), 5);
   EXPECT_EQ(Access::time(), 0.25F);
+}
+
+TEST_F(EvaluationTest, AnimationsThatJoinTheSceneAreNoticed) {
+  AnimNodePtr const tree = newCurveNode("translation", 0, {{0, 0}, {1, 10}});
+  NodePtr const moved = Node::create();
+  moved->setCore(Transform3D::create());
+  animate(moved, tree);
+  NodePtr const group = Node::create();
+  group->addChild(moved);
+  UberCameraPtr const camera = UberCamera::create();
+  AnimNodePtr const flight = newCurveNode("focusDistance", 0, {{0, 0}, {1, 10}});
+  camera->setAnimationRoot(flight);
+  PhongMaterialPtr const material = PhongMaterial::create();
+  AnimNodePtr const shine = animate(material, newCurveNode("shininess", 0, {{0, 0}, {1, 10}}));
+  NodePtr const cameraNode = addNode(Group::create());
+  auto const play = [&](AnimNodePtr const& one, float time) {
+    manager.evaluateByTime(one, time, true, true, false);
+  };
+  for (AnimNodePtr const& one : {tree, flight, shine}) play(one, 1);
+  root()->addChild(group);
+  play(tree, 0.5F);
+  EXPECT_EQ(placeOf(moved).x(), 5);
+  cameraNode->setCore(camera);
+  play(flight, 0.5F);
+  EXPECT_EQ(camera->getFocusDistance(), 5);
+  knSceneData::getMaterialPool()->add(material);
+  play(shine, 0.5F);
+  EXPECT_EQ(material->getShininess(), 5);
 }
 
 /// More curves than one worker computes for an owner: the rest is left for all workers. The last to write wins.

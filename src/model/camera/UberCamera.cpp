@@ -409,8 +409,13 @@ NodePtr UberCamera::getUpVectorNode() const {
 }
 
 void UberCamera::setAnimationRoot(AnimNodePtr const& root) {
-  detail::replaceOwned(_fAnimationRoot, root);
   AnimNode::_changed = true;
+  AnimNodePtr const former = getAnimationRoot();
+  root.addRef();
+  _fAnimationRoot.setValue(root);
+  animationMarkChanged();
+  StructureCounter::advance();
+  former.subRef();
 }
 
 Matrix UberCamera::getProjection(Real32 aspect) const {

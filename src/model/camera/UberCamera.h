@@ -130,6 +130,8 @@ class KNSCENE_API UberCamera : public UberCameraBase {
 
   /// Sets the root of the flights and raises `AnimNode::_changed`. Announces nothing.
   void setAnimationRoot(AnimNodePtr const& root);
+  /// A camera that has had flights brings them along.
+  bool marksAnimation() const override { return getAnimationRoot() != nullptr; }
 
   /// Follows the frustum sides where they are given, else angles of view and principal point; `aspect` widens
   /// the picture where the angles of view do not fit it: the vertical one is kept.

@@ -3,6 +3,7 @@
 #include "model/fields/BitVector.h"
 #include "model/fields/Field.h"
 #include "model/fields/FieldContainerType.h"
+#include "model/fields/StructureCounter.h"
 
 #include <type_traits>
 #include <utility>
@@ -140,6 +141,7 @@ void replaceOwned(SField<Handle>& field, Handle value) {
   Handle const former = field.getValue();
   value.addRef();
   field.setValue(value);
+  StructureCounter::advance();
   former.subRef();
 }
 

@@ -2,6 +2,7 @@
 
 #include "model/fields/ChangeList.h"
 #include "model/fields/FieldContainerFactory.h"
+#include "model/fields/StructureCounter.h"
 
 namespace osg {
 inline namespace knscene {
@@ -9,6 +10,7 @@ inline namespace knscene {
 constinit FieldContainerType FieldContainer::_type{
     "FieldContainer", nullptr, nullptr, nullptr, sizeof(FieldContainer), FieldContainer::ParentEntryPosition};
 bool FieldContainerPtr::_ignore_change = false;
+constinit std::atomic<UInt64> StructureCounter::_count = 0;
 
 namespace {
 
@@ -56,6 +58,8 @@ Field* FieldContainer::getField(UInt32 fieldId) {
 
 void FieldContainer::changed(BitVector const&, UInt32) {}
 
+void FieldContainer::followChange(BitVector const&) {}
+
 void FieldContainer::getChannelDescriptions(std::vector<ChannelDescription>&) const {}
 
 void FieldContainer::fieldsAssigned() {
@@ -72,12 +76,20 @@ void FieldContainer::onDestroy() {
   });
 }
 
-void linkAssignedFields(FieldContainer& container) { container.fieldsAssigned(); }
+void linkAssignedFields(FieldContainer& container) {
+  StructureCounter::advance();
+  container.fieldsAssigned();
+  StructureCounter::advance();
+}
 
 void announce(FieldContainerPtr const& container, BitVector const& mask) {
   if (!container.isAlive()) return;
   if (ChangeList* const list = WinThreadBase::getCurrentChangeList()) list->addChanged(container, mask);
-  if (!FieldContainerPtr::_ignore_change) container->changed(mask, 1);
+  if (FieldContainerPtr::_ignore_change) {
+    container->followChange(mask);
+  } else {
+    container->changed(mask, 1);
+  }
 }
 
 }  // namespace knscene

@@ -46,6 +46,9 @@ class KNSCENE_API FieldContainer {
   /// Called when fields have been written. `mask` tells which, `origin` is 1 for a change from outside. What
   /// follows from the fields is brought up to date here; an override calls its parent's.
   virtual void changed(BitVector const& mask, UInt32 origin);
+  /// Called in the place of `changed` while `FieldContainerPtr::_ignore_change` is set. Only what the scene layer
+  /// itself keeps in step with the fields is brought up to date here; an override calls its parent's.
+  virtual void followChange(BitVector const& mask);
 
   /// The channels that this container declares; none by default. `out` is appended to.
   virtual void getChannelDescriptions(std::vector<ChannelDescription>& out) const;
@@ -74,12 +77,13 @@ class KNSCENE_API FieldContainer {
   bool _isSafeFromDropping = false;  ///< being made, or dying already
 };
 
-/// For code that fills fields through `Field` alone: call once per container when all its fields are set.
+/// For code that fills fields through `Field` alone: call once per container when all its fields are set. Counts as
+/// a structural change.
 KNSCENE_API void linkAssignedFields(FieldContainer& container);
 
 /// Announces fields after they were written: notes them in the thread's change list, if there is one, and calls
-/// the container's `changed` with origin 1 unless `FieldContainerPtr::_ignore_change` is set. A null or dead
-/// handle is left alone. Every write to a field ends with this.
+/// the container's `changed` with origin 1 unless `FieldContainerPtr::_ignore_change` is set (`followChange` then).
+/// A null or dead handle is left alone. Every write to a field ends with this.
 KNSCENE_API void announce(FieldContainerPtr const& container, BitVector const& mask);
 
 }  // namespace knscene

@@ -1,5 +1,7 @@
 #include "model/fields/FieldContainerFactory.h"
 
+#include "model/fields/StructureCounter.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -134,6 +136,7 @@ void FieldContainerFactory::bury(FieldContainer& container) {
   container.onDestroy();
   giveBack(*std::exchange(container._entry, nullptr));
   _living.fetch_sub(1, std::memory_order_relaxed);
+  StructureCounter::advance();
   delete &container;
 }
 

@@ -16,16 +16,21 @@ class KNSCENE_API MaterialPoolBase : public NodeCore {
   KN_MFIELD_READ(MaterialPtr, Materials, materials, Owned)
   /// The node that the scene's camera nodes stand below; null while there is none. Like the next one it hangs below
   /// the node of the pool, where lookups over the whole scene begin.
-  KN_SFIELD_OWNED(NodePtr, CameraRoot, cameraRoot)
+  KN_SFIELD_READ(NodePtr, CameraRoot, cameraRoot, Owned)
   /// The node that the sceneplates stand below; null while there is none.
-  KN_SFIELD_OWNED(NodePtr, SceneplateRoot, sceneplateRoot)
+  KN_SFIELD_READ(NodePtr, SceneplateRoot, sceneplateRoot, Owned)
   KN_CONTAINER_END
 };
 
 /// What a scene has beside its tree of objects: its materials, cameras and sceneplates. It is the core of the
-/// scene's material-side root. Main thread, except reading while nobody writes.
+/// scene's material-side root. What joins or leaves with animations raises `AnimNode::_changed`. Main thread, except
+/// reading while nobody writes.
 class KNSCENE_API MaterialPool : public MaterialPoolBase {
  public:
+  /// Take a reference to the node and drop that to the former one.
+  void setCameraRoot(NodePtr const& root);
+  void setSceneplateRoot(NodePtr const& root);
+
   /// Appends all materials in order of adding.
   void get(std::vector<MaterialPtr>& materials) const;
 
@@ -35,8 +40,14 @@ class KNSCENE_API MaterialPool : public MaterialPoolBase {
   /// Takes a material away and drops the reference to it. One that the pool does not have is ignored.
   void sub(MaterialPtr const& material);
 
+  /// The pool stands for whatever its materials, cameras and sceneplates bring.
+  bool marksAnimation() const override { return true; }
+
  protected:
   void fieldsAssigned() override;
+
+ private:
+  static void setRoot(SField<NodePtr>& field, NodePtr const& root);
 };
 
 using MaterialPoolPtr = MaterialPool::Ptr;

@@ -11,15 +11,21 @@ class KNSCENE_API knSceneDataBase : public osg::FieldContainer {
   /// Frames per second, above 0; 30 until the host says otherwise.
   KN_SFIELD(osg::Real64, Fps, fps, 30.0)
   /// The root of the scene's objects, where walks for animations begin. Null while no scene exists.
-  KN_SFIELD_OWNED(osg::NodePtr, Root, root)
+  KN_SFIELD_READ(osg::NodePtr, Root, root, Owned)
   /// The material-side root, whose core is the `MaterialPool`. Null while no scene exists.
-  KN_SFIELD_OWNED(osg::NodePtr, MaterialRoot, materialRoot)
+  KN_SFIELD_READ(osg::NodePtr, MaterialRoot, materialRoot, Owned)
   KN_CONTAINER_END
 };
 
 /// The record of a scene. It holds a reference to each of its roots.
 class KNSCENE_API knSceneData : public knSceneDataBase {
  public:
+  /// Take a reference to the node and drop that to the former one. Another root raises `AnimNode::_changed`.
+  void setRoot(osg::NodePtr const& root) { setRoots(root, getMaterialRoot()); }
+  void setMaterialRoot(osg::NodePtr const& root) { setRoots(getRoot(), root); }
+  /// Both at once: the former ones go when both new ones are there.
+  void setRoots(osg::NodePtr const& root, osg::NodePtr const& materialRoot);
+
   /// The material pool of the current scene, null while there is none.
   static osg::MaterialPoolPtr getMaterialPool();
 };

@@ -34,19 +34,23 @@ osg::NodePtr nodeWithCore(osg::NodeCorePtr const& core) {
   return node;
 }
 
-/// Whoever hears of the end of the former scene may begin another one: it is let go of last.
-void setRoots(knSceneData& record, osg::NodePtr const& root, osg::NodePtr const& materialRoot) {
-  osg::NodePtr const formerRoot = record.getRoot();
-  osg::NodePtr const formerMaterialRoot = record.getMaterialRoot();
-  formerRoot.addRef();
-  formerMaterialRoot.addRef();
-  record.setRoot(root);
-  record.setMaterialRoot(materialRoot);
-  formerRoot.subRef();
-  formerMaterialRoot.subRef();
-}
-
 }  // namespace
+
+void knSceneData::setRoots(osg::NodePtr const& rootArgument, osg::NodePtr const& materialRootArgument) {
+  osg::NodePtr const root = rootArgument;
+  osg::NodePtr const materialRoot = materialRootArgument;
+  osg::NodePtr const former = getRoot();
+  osg::NodePtr const formerMaterial = getMaterialRoot();
+  if (root == former && materialRoot == formerMaterial) return;
+  root.addRef();
+  materialRoot.addRef();
+  _fRoot.setValue(root);
+  _fMaterialRoot.setValue(materialRoot);
+  osg::Node::_changed = true;
+  osg::StructureCounter::advance();
+  former.subRef();
+  formerMaterial.subRef();
+}
 
 osg::MaterialPoolPtr knSceneData::getMaterialPool() {
   osg::NodePtr const root = records().current.getMaterialRoot();
@@ -56,7 +60,7 @@ osg::MaterialPoolPtr knSceneData::getMaterialPool() {
 knSceneDataPtr knSceneDataManager::getSceneData(unsigned int scene) {
   if (scene == 0) return knSceneDataPtr(&records().current);
   knSceneData& empty = records().empty;
-  setRoots(empty, {}, {});
+  empty.setRoots({}, {});
   empty.setFps(30.0);
   return knSceneDataPtr(&empty);
 }
@@ -76,8 +80,8 @@ void knSceneDataManager::beginScene() {
   for (osg::NodePtr const& child : {root, pool->getCameraRoot(), pool->getSceneplateRoot()}) {
     materialRoot->addChild(child);
   }
-  setRoots(records().current, root, materialRoot);
+  records().current.setRoots(root, materialRoot);
   if (_sceneBegun != nullptr) _sceneBegun();
 }
 
-void knSceneDataManager::endScene() { setRoots(records().current, {}, {}); }
+void knSceneDataManager::endScene() { records().current.setRoots({}, {}); }

@@ -27,9 +27,17 @@ void appendTopLevel(AnimAttachment const& attachment, Wanted wanted, std::vector
   }
 }
 
+AnimNodePtr makeRoot() {
+  AnimNodePtr const root = AnimNodeBase::create();
+  root->setCore(GroupBase::create());
+  return root;
+}
+
 }  // namespace
 
-/// An attachment without a place in the store yet, in its constructor, is linked when it is hung on something.
+AnimAttachment::AnimAttachment() { setAnimationRoot(makeRoot()); }
+
+/// An attachment without a place in the store yet, in its constructor, is linked when it is used.
 void AnimAttachment::linkRoot() {
   AttachmentPtr const self(this);
   if (!self.isAlive() || !getAnimationRoot().isAlive()) return;
@@ -49,6 +57,7 @@ void AnimAttachment::setAnimationRoot(AnimNodePtr const& rootArgument) {
   _fAnimationRoot.setValue(root);
   linkRoot();
   AnimNode::_changed = true;
+  StructureCounter::advance();
   former.subRef();
 }
 
@@ -63,20 +72,24 @@ void AnimAttachment::fieldsAssigned() {
 }
 
 void AnimAttachment::onDestroy() {
+  AnimNode::_changed = true;
   unlinkRoot();
   AnimAttachmentBase::onDestroy();
 }
 
-void AnimAttachment::addAnimation(AnimNodePtr const& animation) {
+void AnimAttachment::addAnimation(AnimNodePtr const& animationArgument) {
+  AnimNodePtr const animation = animationArgument;
   if (!animation.isAlive()) return;
-  if (!getAnimationRoot().isAlive()) {
-    AnimNodePtr const root = AnimNodeBase::create();
-    root->setCore(GroupBase::create());
+  linkRoot();
+  AnimNodePtr root = getAnimationRoot();
+  if (!root.isAlive()) {
+    root = makeRoot();
     setAnimationRoot(root);
     announce(AttachmentPtr(this), AnimationRootFieldMask);
+    if (!root.isAlive()) return;
   }
-  getAnimationRoot()->addChild(animation);
-  announce(getAnimationRoot(), Node::ChildrenFieldMask);
+  root->addChild(animation);
+  announce(root, Node::ChildrenFieldMask);
 }
 
 void AnimAttachment::subAnimation(AnimNodePtr const& animation) {

@@ -10,7 +10,8 @@ class AnimAttachment;
 class KNSCENE_API AnimAttachmentBase : public Attachment {
   KN_CONTAINER(AnimAttachmentBase, AnimAttachment, Attachment)
  public:
-  /// The root of the container's animation tree; null while it has none.
+  /// The root of the container's animation tree. A new attachment has one, with a `Group` as its core; it may be
+  /// replaced or taken away.
   KN_SFIELD_READ(AnimNodePtr, AnimationRoot, animationRoot, Owned)
   /// The attachment is set up.
   KN_SFIELD(bool, Initialized, initialized, false)
@@ -25,12 +26,14 @@ class KNSCENE_API AnimAttachmentBase : public Attachment {
 /// nobody writes.
 class KNSCENE_API AnimAttachment : public AnimAttachmentBase {
  public:
+  AnimAttachment();
+
   bool marksAnimation() const override { return true; }
 
   void setAnimationRoot(AnimNodePtr const& root);
 
   /// Adds a tree at the end of the top-level animations, taking it away from a parent it had, and announces the
-  /// root's children. The root is made at the first call. A null or dead handle, the root itself and a node
+  /// root's children. A root is made where there is none. A null or dead handle, the root itself and a node
   /// above the root are ignored.
   void addAnimation(AnimNodePtr const& animation);
   /// Takes a top-level animation away, and announces the root's children. Any other node is ignored.

@@ -21,7 +21,19 @@ Vec2f tangentToward(CCPnt const& neighbour, CCPnt const& key, UInt32 type) {
   return Vec2f(way.x(), type == LinearTangent ? way.y() : 0.F) * TangentLength;
 }
 
+CCPnt newLinearKey(Pnt2f const& point) {
+  CCPnt key(point, {}, {}, LinearTangent, LinearTangent);
+  key.setIntangent({}, true);
+  key.setOuttangent({}, true);
+  return key;
+}
+
 bool earlier(CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); }
+
+/// Times that are no numbers have no order: they go last.
+bool earlierOrNumber(CCPnt const& a, CCPnt const& b) {
+  return std::isnan(b.x()) ? !std::isnan(a.x()) : a.x() < b.x();
+}
 
 }  // namespace
 
@@ -56,8 +68,32 @@ void AnimCurve::followNeighbours(std::size_t index) {
 }
 
 void AnimCurve::addPoints(MField<Pnt2f> const& points) {
-  _fControlPoints.reserve(_fControlPoints.size() + points.size());
-  for (Pnt2f const& point : points) addPoint(point, {}, {}, LinearTangent, LinearTangent, false, true);
+  auto& keys = _fControlPoints.getValues();
+  std::size_t const former = keys.size();
+  std::size_t const wanted = former + points.size();
+  // At least twice the room, or one point at a time would move all keys each time.
+  if (wanted > keys.capacity()) keys.reserve(std::max(wanted, 2 * former));
+  for (Pnt2f const& point : points) {
+    if (std::isfinite(point.x())) keys.push_back(newLinearKey(point));
+  }
+  if (keys.size() == former) return;
+  auto const firstNew = keys.begin() + static_cast<std::ptrdiff_t>(former);
+  if (!std::is_sorted(firstNew, keys.end(), earlier)) std::stable_sort(firstNew, keys.end(), earlier);
+  // Among equal times the new keys come after the former ones.
+  std::vector<std::size_t> places;
+  places.reserve(keys.size() - former);
+  auto place = keys.begin();
+  if (former == 0 || !earlier(*firstNew, *std::prev(firstNew))) place = firstNew;
+  for (auto key = firstNew; key != keys.end(); ++key) {
+    place = std::upper_bound(place, firstNew, *key, earlier);
+    places.push_back(static_cast<std::size_t>((place - keys.begin()) + (key - firstNew)));
+  }
+  if (places.front() < former) {
+    std::inplace_merge(keys.begin() + static_cast<std::ptrdiff_t>(places.front()), firstNew, keys.end(),
+                       earlier);
+  }
+  for (std::size_t const newPlace : places) followNeighbours(newPlace);
+  timeRangeChanged();
 }
 
 void AnimCurve::points(MField<Pnt2f>& points) const {
@@ -94,6 +130,39 @@ void AnimCurve::computeOuttangent(UInt32 index, Int32 type) {
   key.setOuttangent(
       computed && hasNext ? tangentToward(_fControlPoints[index + 1], key, key.outType()) : Vec2f(),
       computed);
+}
+
+void AnimCurve::scaleTimes(Real64 factor) {
+  auto const scaled = [factor](Real32 time) {
+    return static_cast<Real32>(static_cast<Real64>(time) * factor);
+  };
+  for (CCPnt& key : _fControlPoints) {
+    key.setX(scaled(key.x()));
+    key.setIntangent({scaled(key.inX()), key.inY()}, key.inFollows());
+    key.setOuttangent({scaled(key.outX()), key.outY()}, key.outFollows());
+  }
+  setSegmentHint(NoSegment);
+  timeRangeChanged();
+}
+
+void AnimCurve::changed(BitVector const& mask, UInt32 origin) {
+  AnimCurveBase::changed(mask, origin);
+  if ((mask & ControlPointsFieldMask).any()) setSegmentHint(NoSegment);
+}
+
+void AnimCurve::fieldsAssigned() {
+  Inherited::fieldsAssigned();
+  auto& keys = _fControlPoints.getValues();
+  if (!std::is_sorted(keys.begin(), keys.end(), earlierOrNumber)) {
+    std::stable_sort(keys.begin(), keys.end(), earlierOrNumber);
+  }
+  setSegmentHint(NoSegment);
+  timeRangeChanged();
+}
+
+void AnimCurve::onDestroy() {
+  _timeRangeUsers.timeRangeChanged();
+  Inherited::onDestroy();
 }
 
 std::optional<TimeRange> AnimCurve::getTimeRange() const {

@@ -58,7 +58,8 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   /// that the value holds; other types stay as given. A vector that is not zero is always kept.
   Int32 addPoint(Point2f const& position, Vector2f const& inTangent, Vector2f const& outTangent,
                  UInt32 inType, UInt32 outType, bool replaceSameTime, bool computeTangents);
-  /// Adds a key at each point, joined by straight lines.
+  /// Adds a key at each point, joined by straight lines: what addPoint does for each in turn, in one pass. Linear in
+  /// the points where they ascend and come after the last key, otherwise they are sorted and merged with the keys.
   void addPoints(MField<Pnt2f> const& points);
   /// Reads the keys as (time, value) pairs; the former content of `points` is dropped.
   void points(MField<Pnt2f>& points) const;
@@ -73,17 +74,44 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   void computeIntangent(UInt32 index, Int32 type);
   void computeOuttangent(UInt32 index, Int32 type);
 
+  /// Multiplies the times of all keys and the time parts of all tangents by a factor, in double precision. Computed
+  /// tangents go on following their neighbours. A factor below 0 turns the order of the keys round, which is for
+  /// the caller to mend. Announces nothing.
+  void scaleTimes(Real64 factor);
+
   std::optional<TimeRange> getTimeRange() const override;
 
-  /// The segment that was read last, as the index of its earlier key: a hint for the next search, and no more.
-  /// Any thread.
+  MField<CCPnt> const& getControlPoints() const { return AnimCurveBase::getControlPoints(); }
+  /// For writing: nothing is taken for granted about the keys afterwards.
+  MField<CCPnt>& getControlPoints() {
+    setSegmentHint(NoSegment);
+    return AnimCurveBase::getControlPoints();
+  }
+
+  /// What getSegmentHint answers when the keys may be out of order: before they were looked at, and after they were
+  /// handed out for writing or announced.
+  static constexpr UInt32 NoSegment = 0xFFFFFFFFU;
+  /// The segment that was read last, as the index of its earlier key: a hint for the next search, and no more. It
+  /// is set only by who has seen that the keys ascend. Any thread.
   UInt32 getSegmentHint() const { return _segmentHint.load(std::memory_order_relaxed); }
   void setSegmentHint(UInt32 segment) const { _segmentHint.store(segment, std::memory_order_relaxed); }
 
+  /// Kept by cores that hold this curve without being nodes, as vertex curves do.
+  TimeRangeUsers& getTimeRangeUsers() { return _timeRangeUsers; }
+
+  void changed(BitVector const& mask, UInt32 origin) override;
+
+ protected:
+  /// Keys that a file brings out of order are put in order of time; those whose time is no number come last.
+  void fieldsAssigned() override;
+  void onDestroy() override;
+
  private:
   void followNeighbours(std::size_t index);
+  void tellTimeRangeUsers() const override { _timeRangeUsers.timeRangeChanged(); }
 
-  mutable std::atomic<UInt32> _segmentHint = 0;
+  mutable std::atomic<UInt32> _segmentHint = NoSegment;
+  TimeRangeUsers _timeRangeUsers;
 };
 
 using AnimCurvePtr = AnimCurve::Ptr;

@@ -3,14 +3,13 @@
 #include "model/scenegraph/Cloning.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace osg {
 inline namespace knscene {
 
 KN_CONTAINER_TYPE_ABSTRACT(AnimObjectBase, "AnimObject")
 KN_CONTAINER_TYPE(AnimNodeBase, AnimNode, "AnimNode")
-
-bool AnimNode::_changed = false;
 
 namespace {
 
@@ -25,9 +24,44 @@ void AnimObject::changed(BitVector const& mask, UInt32 origin) {
   timeRangeChanged();
 }
 
+void AnimObject::followChange(BitVector const& mask) {
+  AnimObjectBase::followChange(mask);
+  timeRangeChanged();
+}
+
 void AnimObject::timeRangeChanged() {
+  if (!_isMeasured.load(std::memory_order_relaxed)) return;
+  _isMeasured.store(false, std::memory_order_relaxed);
   for (NodePtr const& parent : getParents()) {
     if (AnimNode const* const node = dcastTo<AnimNode>(parent)) node->timeRangeChanged();
+  }
+  tellTimeRangeUsers();
+}
+
+struct TimeRangeUsers::Counts {
+  std::unordered_map<AnimObjectPtr, UInt32> byUser;
+};
+
+TimeRangeUsers::TimeRangeUsers() = default;
+TimeRangeUsers::~TimeRangeUsers() = default;
+
+void TimeRangeUsers::add(AnimObjectPtr const& user) {
+  if (!_counts) _counts = std::make_unique<Counts>();
+  ++_counts->byUser[user];
+}
+
+void TimeRangeUsers::sub(AnimObjectPtr const& user) {
+  if (!_counts) return;
+  auto const found = _counts->byUser.find(user);
+  if (found == _counts->byUser.end() || --found->second > 0) return;
+  _counts->byUser.erase(found);
+  if (_counts->byUser.empty()) _counts.reset();
+}
+
+void TimeRangeUsers::timeRangeChanged() const {
+  if (!_counts) return;
+  for (auto const& [user, count] : _counts->byUser) {
+    if (user.isAlive()) user->timeRangeChanged();
   }
 }
 
@@ -50,6 +84,11 @@ void AnimNode::moveBy(Real32 x, Real32 y) { setOffset(getOffset() + Vec2f(x, y))
 
 void AnimNode::changed(BitVector const& mask, UInt32 origin) {
   AnimNodeBase::changed(mask, origin);
+  followChange(mask);
+}
+
+void AnimNode::followChange(BitVector const& mask) {
+  AnimNodeBase::followChange(mask);
   if ((mask & (OffsetFieldMask | ScaleFieldMask)).any()) placementChanged();
   if ((mask & PostCyclesFieldMask).any()) timeRangeChanged();
 }
@@ -110,39 +149,89 @@ TimeRange AnimNode::withCycles(TimeRange run) const {
   return {run.min, run.min + (run.max - run.min) * runs};
 }
 
-void AnimNode::measure() const {
-  std::optional<TimeRange> range;
-  AnimObject const* const object = dcastTo<AnimObject>(getCore());
-  if (std::optional<TimeRange> const own = object != nullptr ? object->getTimeRange() : std::nullopt) {
-    Real32 const a = own->min * getTotalScale() + getTotalOffset();
-    Real32 const b = own->max * getTotalScale() + getTotalOffset();
-    extend(range, {std::min(a, b), std::max(a, b)});
+/// Measures a node and whatever below it has to be, children before parents and without recursion. Classes of the
+/// host's may answer for their nodes by rules of their own, whose answers can change at any time: what rests on one is
+/// kept until the measuring ends, and no longer.
+class AnimNode::Measuring {
+ public:
+  Measuring() = default;
+  Measuring(Measuring const&) = delete;
+  Measuring& operator=(Measuring const&) = delete;
+  ~Measuring() {
+    for (AnimNodePtr const& node : _notKept) {
+      if (node.isAlive()) node->_cachedRange.measured = false;
+    }
   }
-  for (NodePtr const& child : getChildren()) {
-    AnimNode const* const animChild = dcastTo<AnimNode>(child);
-    if (animChild != nullptr && animChild->_cachedRange.range) extend(range, *animChild->_cachedRange.range);
+
+  std::optional<TimeRange> rangeOf(AnimNode const& top) {
+    AnimNodePtr const self(&top);
+    std::vector<AnimNodePtr> open{self};
+    while (!open.empty()) {
+      AnimNodePtr const node = open.back();
+      if (node.isAlive() && !node->_cachedRange.measured) {
+        std::size_t const before = open.size();
+        for (NodePtr const& child : node->getChildren()) {
+          AnimNode const* const animChild = dcastTo<AnimNode>(child);
+          if (animChild != nullptr && !animChild->_cachedRange.measured)
+            open.push_back(dcast<AnimNodePtr>(child));
+        }
+        if (open.size() > before) continue;
+      }
+      open.pop_back();
+      if (node.isAlive() && !node->_cachedRange.measured) measure(node);
+    }
+    return self.isAlive() ? top._cachedRange.range : std::nullopt;
   }
-  _cachedRange.range = range ? std::optional(withCycles(*range)) : std::nullopt;
-  _cachedRange.measured = true;
-}
+
+ private:
+  void measure(AnimNodePtr const& node) {
+    std::optional<TimeRange> range;
+    bool isKept = true;
+    AnimObject const* const object = dcastTo<AnimObject>(node->getCore());
+    if (std::optional<TimeRange> const own = object != nullptr ? object->measureTimeRange() : std::nullopt) {
+      Real32 const a = own->min * node->getTotalScale() + node->getTotalOffset();
+      Real32 const b = own->max * node->getTotalScale() + node->getTotalOffset();
+      extend(range, {std::min(a, b), std::max(a, b)});
+    }
+    // Answers of the host's can change the children meanwhile.
+    for (UInt32 i = 0; node.isAlive() && i < node->getNChildren(); ++i) {
+      NodePtr const& child = node->getChildren()[i];
+      AnimNode const* const animChild = dcastTo<AnimNode>(child);
+      if (animChild == nullptr) continue;
+      bool const answersItself = child.findType() != &AnimNodeBase::_type && animChild->hasOwnAnimVolume();
+      isKept = isKept && !answersItself && animChild->_cachedRange.isKept;
+      std::optional<TimeRange> const below =
+          answersItself ? answerOf(*animChild) : animChild->_cachedRange.range;
+      if (below) extend(range, *below);
+    }
+    if (!node.isAlive()) return;
+    node->_cachedRange = {true, isKept, range ? std::optional(node->withCycles(*range)) : std::nullopt};
+    if (!isKept) _notKept.push_back(node);
+  }
+
+  static std::optional<TimeRange> answerOf(AnimNode const& node) {
+    BoxVolume volume;
+    node.getAnimVolume(volume);
+    if (volume.isEmpty()) return std::nullopt;
+    Pnt3f min, max;
+    volume.getBounds(min, max);
+    return TimeRange{min.x(), max.x()};
+  }
+
+  std::vector<AnimNodePtr> _notKept;
+};
 
 void AnimNode::getAnimVolume(BoxVolume& volume) const {
-  // Children before parents, without recursion.
-  std::vector<AnimNode const*> open{this};
-  while (!_cachedRange.measured) {
-    AnimNode const* const node = open.back();
-    std::size_t const before = open.size();
-    for (NodePtr const& child : node->getChildren()) {
-      AnimNode const* const animChild = dcastTo<AnimNode>(child);
-      if (animChild != nullptr && !animChild->_cachedRange.measured) open.push_back(animChild);
-    }
-    if (open.size() > before) continue;
-    node->measure();
-    open.pop_back();
-  }
+  std::optional<TimeRange> const range =
+      _cachedRange.measured ? _cachedRange.range : Measuring().rangeOf(*this);
   volume.setEmpty();
-  if (!_cachedRange.range) return;
-  volume.setBounds({_cachedRange.range->min, 0.F, 0.F}, {_cachedRange.range->max, 0.F, 0.F});
+  if (range) volume.setBounds({range->min, 0.F, 0.F}, {range->max, 0.F, 0.F});
+}
+
+BoxVolume AnimNode::getWorldVolume() const {
+  BoxVolume volume;
+  getAnimVolume(volume);
+  return volume;
 }
 
 void AnimNode::unshare(std::string const& name) {
@@ -155,12 +244,15 @@ void AnimNode::unshare(std::string const& name) {
   setCore(copy);
 }
 
-void AnimNode::unshareTree(std::string const& name) {
+void AnimNode::unshareTree(std::string const& nameArgument) {
+  // Whoever hears of the end of a core may destroy the tree, and the text with it.
+  std::string const name = nameArgument;
   std::vector<NodePtr> open{NodePtr(this)};
   while (!open.empty()) {
     NodePtr const node = open.back();
     open.pop_back();
     if (AnimNode* const animNode = dcastTo<AnimNode>(node)) animNode->unshare(name);
+    if (!node.isAlive()) continue;
     for (NodePtr const& child : node->getChildren()) open.push_back(child);
   }
 }
@@ -183,12 +275,16 @@ void AnimNode::finishedAnimation() {
   Ptr const self(this);
   std::vector<RegisteredCallback> const callbacks = _finishedCallbacks;
   for (RegisteredCallback const& entry : callbacks) {
+    // Callbacks come and go while others run; the numbers ascend.
+    auto const present =
+        std::ranges::lower_bound(_finishedCallbacks, entry.number, {}, &RegisteredCallback::number);
+    bool const isThere = present != _finishedCallbacks.end() && present->number == entry.number;
+    if (!isThere || present->isSpent) continue;
+    present->isSpent = entry.singleCall;
+    if (entry.callback) entry.callback(self);
     if (!self.isAlive()) return;
-    bool const stillThere =
-        std::any_of(_finishedCallbacks.begin(), _finishedCallbacks.end(),
-                    [&](RegisteredCallback const& other) { return other.number == entry.number; });
-    if (stillThere && entry.callback) entry.callback(self);
   }
+  std::erase_if(_finishedCallbacks, [](RegisteredCallback const& entry) { return entry.isSpent; });
 }
 
 }  // namespace knscene

@@ -60,10 +60,6 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
  public:
   using FinishedCallback = std::function<void(Ptr const& node)>;
 
-  /// Raised by every structural change of any animation tree: nodes added, moved or removed, cores exchanged,
-  /// attachments hung or taken away. Whoever rebuilds what rests on the structure clears it. Main thread.
-  static bool _changed;
-
   void setOffset(Vec2f const& offset);
   void setScale(Real32 const& scale);
   void setPostCycles(Int32 const& cycles);
@@ -84,7 +80,15 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   /// and everything below, all repetitions of `PostCycles` included (-1 counts as none). With no content at all
   /// the box is empty. y runs from 0 to 0. Measured once and kept until something in the tree changes; control
   /// points that were written directly count as changed once they are announced. Main thread.
+  ///
+  /// A class of the host's that overrides this is asked anew whenever a node above it is measured, and keeps those
+  /// from being kept; see hasOwnAnimVolume.
   virtual void getAnimVolume(BoxVolume& volume) const;
+  /// Whether getAnimVolume answers by other rules than those of AnimNode. Assumed of every derived class; one that
+  /// leaves getAnimVolume alone says no here, and the nodes above it keep what they have measured.
+  virtual bool hasOwnAnimVolume() const { return &getType() != &AnimNodeBase::_type; }
+  /// The box of getAnimVolume.
+  BoxVolume getWorldVolume() const override;
 
   /// The attachments that have this node as their animation root and hang on something, in no particular order; one that
   /// hangs on nothing may be among them. The way from a tree up to its owners. Valid until an attachment is hung
@@ -98,15 +102,16 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   void unshareTree(std::string const& name);
 
   /// Registers a callback for the end of a run and returns the number to remove it by. A callback for a single
-  /// call is dropped after the run ends. Main thread.
+  /// call is dropped when the run ends or is cancelled. Main thread.
   UInt32 registerFinishedAnimationCallback(FinishedCallback callback, bool singleCall);
   void unregisterFinishedAnimationCallback(UInt32 number);
   void unregisterSingleCallFinishedAnimationCallbacks();
-  /// Fires the callbacks in order of registration. A callback may register and unregister callbacks, and destroy
+  /// Fires the callbacks in order of registration, and drops those for a single call. A callback may register and unregister callbacks, and destroy
   /// this node; what it unregisters is not called, what it registers is not called this time.
   void finishedAnimation();
 
   void changed(BitVector const& mask, UInt32 origin) override;
+  void followChange(BitVector const& mask) override;
 
   /// The core's time range may be another one, or something below changed: measure again at the next request.
   void timeRangeChanged() const;
@@ -122,16 +127,19 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
     UInt32 number;
     FinishedCallback callback;
     bool singleCall;
+    bool isSpent = false;  ///< it was called, and is dropped when all others have been
   };
   struct CachedRange {
     bool measured = false;
+    bool isKept = true;  ///< nothing that it rests on can change without being noticed
     std::optional<TimeRange> range;
   };
+
+  class Measuring;
 
   void placementChanged();
   bool takeParentPlacement();
   TimeRange withCycles(TimeRange run) const;
-  void measure() const;
 
   mutable CachedRange _cachedRange;
   std::vector<AttachmentPtr> _rootedAttachments;

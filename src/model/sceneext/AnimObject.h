@@ -2,6 +2,8 @@
 
 #include "model/scenegraph/Node.h"
 
+#include <atomic>
+#include <memory>
 #include <optional>
 
 namespace osg {
@@ -34,21 +36,54 @@ class KNSCENE_API AnimObjectBase : public NodeCore {
   KN_CONTAINER_END
 };
 
+using AnimObjectPtr = AnimObjectBase::Ptr;
+
 /// Base of the cores of animation nodes.
 class KNSCENE_API AnimObject : public AnimObjectBase {
  public:
   /// The time that the core itself spans, in its own axis: before any node's placement. Nothing for a core that
   /// spans no time by itself, as a block or an empty curve.
   virtual std::optional<TimeRange> getTimeRange() const { return std::nullopt; }
+  /// The same for a caller that keeps the answer and is told when it may be another one.
+  std::optional<TimeRange> measureTimeRange() const {
+    _isMeasured.store(true, std::memory_order_relaxed);
+    return getTimeRange();
+  }
 
   void changed(BitVector const& mask, UInt32 origin) override;
+  void followChange(BitVector const& mask) override;
 
  protected:
-  /// The result of getTimeRange may be another one: the nodes of this core measure themselves again.
+  /// The result of getTimeRange may be another one: whoever measured this core measures it again. Constant time
+  /// while nobody has, else linear in the nodes of this core.
   void timeRangeChanged();
+
+ private:
+  friend class TimeRangeUsers;
+  /// Passes the news on to what measured this core without being a node of it.
+  virtual void tellTimeRangeUsers() const {}
+
+  mutable std::atomic<bool> _isMeasured = false;
 };
 
-using AnimObjectPtr = AnimObject::Ptr;
+/// The cores whose time range rests on a container that they hold: the vertex curves that a curve is part of, the
+/// cache that a shape is in. Takes the room of one pointer while there is none.
+class KNSCENE_API TimeRangeUsers {
+ public:
+  TimeRangeUsers();
+  ~TimeRangeUsers();
+  TimeRangeUsers(TimeRangeUsers const&) = delete;
+  TimeRangeUsers& operator=(TimeRangeUsers const&) = delete;
+
+  /// A core may hold the container several times; each time counts.
+  void add(AnimObjectPtr const& user);
+  void sub(AnimObjectPtr const& user);
+  void timeRangeChanged() const;
+
+ private:
+  struct Counts;
+  std::unique_ptr<Counts> _counts;
+};
 
 }  // namespace knscene
 }  // namespace osg

@@ -2,6 +2,8 @@
 
 #include "model/sceneext/AnimObject.h"
 
+#include <algorithm>
+
 namespace osg {
 inline namespace knscene {
 
@@ -32,9 +34,28 @@ class KNSCENE_API AnimShotBase : public AnimObject {
 /// One shot of a camera: a stored description of a move, from which curves are made.
 class KNSCENE_API AnimShot : public AnimShotBase {
  public:
-  /// The transition, when there is one, and the shot after it. Curves below the shot's node count besides.
+  enum Transition : UInt32 { FlightTransition = 1, FadeTransition = 2 };
+
+  void setShotDuration(Real32 const& seconds) {
+    AnimShotBase::setShotDuration(seconds);
+    timeRangeChanged();
+  }
+  void setTransitionDuration(Real32 const& seconds) {
+    AnimShotBase::setTransitionDuration(seconds);
+    timeRangeChanged();
+  }
+  void setTransitionType(UInt32 const& type) {
+    AnimShotBase::setTransitionType(type);
+    timeRangeChanged();
+  }
+
+  /// The shot, after the flight to its start where it has one. A fade runs beside the shot: the longer one counts.
+  /// Curves below the shot's node count besides.
   std::optional<TimeRange> getTimeRange() const override {
-    return TimeRange{0.F, getShotDuration() + (getTransitionType() != 0 ? getTransitionDuration() : 0.F)};
+    Real32 const shot = getShotDuration();
+    Real32 const transition = getTransitionDuration();
+    if (getTransitionType() == FlightTransition) return TimeRange{0.F, shot + transition};
+    return TimeRange{0.F, getTransitionType() == FadeTransition ? std::max(shot, transition) : shot};
   }
 };
 

@@ -52,7 +52,9 @@ NodePtr cloneAnimTree(NodePtr const& source, bool withAttachments) {
   while (!open.empty()) {
     Pair const pair = open.back();
     open.pop_back();
-    for (NodePtr const& child : pair.source->getChildren()) {
+    // Overrides of the host's may change both trees meanwhile.
+    for (UInt32 i = 0; pair.source.isAlive() && pair.copy.isAlive() && i < pair.source->getNChildren(); ++i) {
+      NodePtr const child = pair.source->getChild(i);
       NodePtr const copy = cloneNode(child, withAttachments);
       pair.copy->addChild(copy);
       open.push_back({child, copy});

@@ -10,7 +10,28 @@ inline namespace knscene {
 KN_CONTAINER_TYPE(TimeShapeDataBase, TimeShapeData, "TimeShapeData")
 KN_CONTAINER_TYPE(TimeShapeCacheBase, TimeShapeCache, "TimeShapeCache")
 
-void TimeShapeCache::addShape(TimeShapeDataPtr const& shape) {
+void TimeShapeData::setTime(Real32 const& seconds) {
+  TimeShapeDataBase::setTime(seconds);
+  _timeRangeUsers.timeRangeChanged();
+}
+
+void TimeShapeData::changed(BitVector const& mask, UInt32 origin) {
+  TimeShapeDataBase::changed(mask, origin);
+  followChange(mask);
+}
+
+void TimeShapeData::followChange(BitVector const& mask) {
+  TimeShapeDataBase::followChange(mask);
+  if ((mask & TimeFieldMask).any()) _timeRangeUsers.timeRangeChanged();
+}
+
+void TimeShapeData::onDestroy() {
+  _timeRangeUsers.timeRangeChanged();
+  Inherited::onDestroy();
+}
+
+void TimeShapeCache::addShape(TimeShapeDataPtr const& shapeArgument) {
+  TimeShapeDataPtr const shape = shapeArgument;
   if (!shape.isAlive() || !std::isfinite(shape->getTime())) return;
   shape.addRef();
   auto& shapes = _fShapes.getValues();
@@ -21,14 +42,34 @@ void TimeShapeCache::addShape(TimeShapeDataPtr const& shape) {
     --place;
   }
   shapes.insert(place, shape);
+  shape->getTimeRangeUsers().add(TimeShapeCachePtr(this));
+  StructureCounter::advance();
   timeRangeChanged();
 }
 
 void TimeShapeCache::clearShapes() {
   std::vector<TimeShapeDataPtr> const shapes = std::move(_fShapes.getValues());
   _fShapes.clear();
-  for (TimeShapeDataPtr const& shape : shapes) shape.subRef();
+  for (TimeShapeDataPtr const& shape : shapes) {
+    if (shape.isAlive()) shape->getTimeRangeUsers().sub(TimeShapeCachePtr(this));
+  }
+  StructureCounter::advance();
   timeRangeChanged();
+  for (TimeShapeDataPtr const& shape : shapes) shape.subRef();
+}
+
+void TimeShapeCache::fieldsAssigned() {
+  Inherited::fieldsAssigned();
+  for (TimeShapeDataPtr const& shape : _fShapes) {
+    if (shape.isAlive()) shape->getTimeRangeUsers().add(TimeShapeCachePtr(this));
+  }
+}
+
+void TimeShapeCache::onDestroy() {
+  for (TimeShapeDataPtr const& shape : _fShapes) {
+    if (shape.isAlive()) shape->getTimeRangeUsers().sub(TimeShapeCachePtr(this));
+  }
+  Inherited::onDestroy();
 }
 
 TimeShapeDataPtr TimeShapeCache::findShape(Real32 time, Real32 offset, Real32 scale) const {

@@ -19,14 +19,30 @@ class KNSCENE_API TimeShapeDataBase : public FieldContainer {
   KN_CONTAINER_END
 };
 
-class KNSCENE_API TimeShapeData : public TimeShapeDataBase {};
+class KNSCENE_API TimeShapeData : public TimeShapeDataBase {
+ public:
+  /// A cache that holds the shape keeps it at its place in the list.
+  void setTime(Real32 const& seconds);
+
+  void changed(BitVector const& mask, UInt32 origin) override;
+  void followChange(BitVector const& mask) override;
+
+  /// Kept by the caches that hold this shape.
+  TimeRangeUsers& getTimeRangeUsers() { return _timeRangeUsers; }
+
+ protected:
+  void onDestroy() override;
+
+ private:
+  TimeRangeUsers _timeRangeUsers;
+};
 
 using TimeShapeDataPtr = TimeShapeData::Ptr;
 
 class KNSCENE_API TimeShapeCacheBase : public AnimObject {
   KN_CONTAINER(TimeShapeCacheBase, TimeShapeCache, AnimObject)
  public:
-  /// The shapes, ascending in stored time; entries may be null.
+  /// The shapes in order of the times that they had when they were added; entries may be null.
   KN_MFIELD_READ(TimeShapeDataPtr, Shapes, shapes, Owned)
   KN_CONTAINER_END
 };
@@ -45,6 +61,10 @@ class KNSCENE_API TimeShapeCache : public TimeShapeCacheBase {
   TimeShapeDataPtr findShape(Real32 time, Real32 offset, Real32 scale) const;
 
   std::optional<TimeRange> getTimeRange() const override;
+
+ protected:
+  void fieldsAssigned() override;
+  void onDestroy() override;
 };
 
 using TimeShapeCachePtr = TimeShapeCache::Ptr;

@@ -13,29 +13,53 @@ void VertexAnimCurves::addPositionCurve(AnimCurvePtr const& curve) { add(_fPosit
 
 void VertexAnimCurves::addNormalCurve(AnimCurvePtr const& curve) { add(_fNormalCurves, curve); }
 
+template <class Visit>
+void VertexAnimCurves::forEachCurve(Visit visit) {
+  for (MField<AnimCurvePtr> const* const list : {&_fPositionCurves, &_fNormalCurves}) {
+    for (AnimCurvePtr const& curve : *list) {
+      if (curve.isAlive()) visit(*curve);
+    }
+  }
+}
+
 void VertexAnimCurves::add(MField<AnimCurvePtr>& list, AnimCurvePtr const& curve) {
   if (!curve.isAlive()) return;
   curve.addRef();
   list.push_back(curve);
+  curve->getTimeRangeUsers().add(VertexAnimCurvesPtr(this));
   AnimNode::_changed = true;
+  StructureCounter::advance();
   timeRangeChanged();
 }
 
 void VertexAnimCurves::clearCurves() {
-  for (MField<AnimCurvePtr>* const list : {&_fPositionCurves, &_fNormalCurves}) {
-    std::vector<AnimCurvePtr> const curves = std::move(list->getValues());
-    list->clear();
-    for (AnimCurvePtr const& curve : curves) curve.subRef();
-  }
+  forEachCurve([this](AnimCurve& curve) { curve.getTimeRangeUsers().sub(VertexAnimCurvesPtr(this)); });
+  std::vector<AnimCurvePtr> const positions = std::move(_fPositionCurves.getValues());
+  std::vector<AnimCurvePtr> const normals = std::move(_fNormalCurves.getValues());
+  _fPositionCurves.clear();
+  _fNormalCurves.clear();
   AnimNode::_changed = true;
+  StructureCounter::advance();
   timeRangeChanged();
+  for (AnimCurvePtr const& curve : positions) curve.subRef();
+  for (AnimCurvePtr const& curve : normals) curve.subRef();
+}
+
+void VertexAnimCurves::fieldsAssigned() {
+  Inherited::fieldsAssigned();
+  forEachCurve([this](AnimCurve& curve) { curve.getTimeRangeUsers().add(VertexAnimCurvesPtr(this)); });
+}
+
+void VertexAnimCurves::onDestroy() {
+  forEachCurve([this](AnimCurve& curve) { curve.getTimeRangeUsers().sub(VertexAnimCurvesPtr(this)); });
+  Inherited::onDestroy();
 }
 
 std::optional<TimeRange> VertexAnimCurves::getTimeRange() const {
   std::optional<TimeRange> range;
   for (MField<AnimCurvePtr> const* const list : {&getPositionCurves(), &getNormalCurves()}) {
     for (AnimCurvePtr const& curve : *list) {
-      std::optional<TimeRange> const own = curve.isAlive() ? curve->getTimeRange() : std::nullopt;
+      std::optional<TimeRange> const own = curve.isAlive() ? curve->measureTimeRange() : std::nullopt;
       if (!own) continue;
       range = range ? TimeRange{std::min(range->min, own->min), std::max(range->max, own->max)} : *own;
     }

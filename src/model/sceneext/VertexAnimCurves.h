@@ -24,11 +24,16 @@ class KNSCENE_API VertexAnimCurves : public VertexAnimCurvesBase {
   void addNormalCurve(AnimCurvePtr const& curve);
   void clearCurves();
 
-  /// The range over all curves of both lists. Curves that change afterwards tell their own nodes only; announce
-  /// this core when the range must be measured again.
+  /// The range over all curves of both lists.
   std::optional<TimeRange> getTimeRange() const override;
 
+ protected:
+  void fieldsAssigned() override;
+  void onDestroy() override;
+
  private:
+  template <class Visit>
+  void forEachCurve(Visit visit);
   void add(MField<AnimCurvePtr>& list, AnimCurvePtr const& curve);
 };
 

@@ -26,12 +26,16 @@ void FieldDataTraits<AttachmentSlot>::read(FieldReader& reader, AttachmentSlot& 
 void Attachment::onDestroy() {
   // Whoever still shows this attachment loses it: nothing may point at a dead one.
   std::vector<AttachmentContainerPtr> const parents = std::move(_fParents.getValues());
+  _fParents.clear();
   AttachmentPtr const self(this);
   for (AttachmentContainerPtr const& parent : parents) {
     if (!parent.isAlive()) continue;
     std::erase_if(parent->_fAttachments.getValues(),
                   [&](AttachmentSlot const& slot) { return slot.attachment == self; });
-    parent->attachmentsChanged();
+  }
+  StructureCounter::advance();
+  for (AttachmentContainerPtr const& parent : parents) {
+    if (parent.isAlive()) parent->attachmentsChanged();
   }
   Inherited::onDestroy();
 }
@@ -43,6 +47,20 @@ AttachmentPtr AttachmentContainer::findAttachment(UInt32 groupId, UInt16 binding
   return {};
 }
 
+bool AttachmentContainer::holdsAnimation() const {
+  return std::any_of(_fAttachments.begin(), _fAttachments.end(), [](AttachmentSlot const& slot) {
+    return slot.attachment.isAlive() && slot.attachment->marksAnimation();
+  });
+}
+
+std::vector<AttachmentSlot>::iterator AttachmentContainer::findSlot(AttachmentPtr const& attachment,
+                                                                    UInt16 binding) {
+  auto& slots = _fAttachments.getValues();
+  return std::find_if(slots.begin(), slots.end(), [&](AttachmentSlot const& slot) {
+    return slot.attachment == attachment && slot.binding == binding;
+  });
+}
+
 void AttachmentContainer::addAttachment(AttachmentPtr const& attachmentArgument, UInt16 binding) {
   AttachmentPtr const attachment = attachmentArgument;
   if (!attachment.isAlive()) return;
@@ -50,45 +68,58 @@ void AttachmentContainer::addAttachment(AttachmentPtr const& attachmentArgument,
   AttachmentPtr const former = findAttachment(groupId, binding);
   if (former == attachment) return;
   attachment.addRef();
-  subAttachment(former, binding);
-  _fAttachments.push_back({groupId, binding, attachment});
-  link(_fAttachments.getValues().back());
-  attachmentsChanged();
-  attachment->parentsChanged();
+  auto& slots = _fAttachments.getValues();
+  if (former.isAlive()) {
+    auto const slot = findSlot(former, binding);
+    unlink(*slot);
+    slots.erase(slot);
+  }
+  slots.push_back({groupId, binding, attachment});
+  link(slots.back());
+  StructureCounter::advance();
+  AttachmentPtr const both[] = {former, attachment};
+  tell(AttachmentContainerPtr(this), both);
+  former.subRef();
 }
 
 void AttachmentContainer::subAttachment(AttachmentPtr const& attachmentArgument, UInt16 binding) {
   AttachmentPtr const attachment = attachmentArgument;
   auto& slots = _fAttachments.getValues();
-  auto const found = std::find_if(slots.begin(), slots.end(), [&](AttachmentSlot const& slot) {
-    return slot.attachment == attachment && slot.binding == binding;
-  });
-  if (!attachment || found == slots.end()) return;
-  unlink(*found);
-  slots.erase(found);
-  attachmentsChanged();
-  attachment->parentsChanged();
+  auto const slot = findSlot(attachment, binding);
+  if (!attachment.isAlive() || slot == slots.end()) return;
+  unlink(*slot);
+  slots.erase(slot);
+  StructureCounter::advance();
+  tell(AttachmentContainerPtr(this), {&attachment, 1});
   attachment.subRef();
 }
 
-void AttachmentContainer::link(AttachmentSlot& slot) {
-  MField<AttachmentContainerPtr>& parents = slot.attachment->_fParents;
-  slot.useIndex = static_cast<UInt32>(parents.size());
-  parents.push_back(AttachmentContainerPtr(this));
+/// Overrides may do anything, so each is asked whether it still lives.
+void AttachmentContainer::tell(AttachmentContainerPtr const& container,
+                               std::span<AttachmentPtr const> attachments) {
+  if (container.isAlive()) container->attachmentsChanged();
+  for (AttachmentPtr const& attachment : attachments) {
+    if (attachment.isAlive()) attachment->parentsChanged();
+  }
 }
 
+void AttachmentContainer::link(AttachmentSlot& slot) {
+  slot.placeAmongParents = static_cast<UInt32>(slot.attachment->_fParents.size());
+  slot.attachment->_fParents.push_back(AttachmentContainerPtr(this));
+}
+
+/// The last of the attachment's containers takes the place that becomes free.
 void AttachmentContainer::unlink(AttachmentSlot const& slot) {
-  // The last entry takes the place that gets free, so that one of very many parents leaves in constant time.
-  std::vector<AttachmentContainerPtr>& parents = slot.attachment->_fParents.getValues();
-  UInt32 const free = slot.useIndex;
-  if (free >= parents.size() || parents[free] != AttachmentContainerPtr(this)) return;
-  auto const last = static_cast<UInt32>(parents.size()) - 1;
-  if (free != last) {
-    parents[free] = parents[last];
-    for (AttachmentSlot& moved : parents[free]->_fAttachments) {
-      if (moved.attachment == slot.attachment && moved.useIndex == last) moved.useIndex = free;
-    }
+  auto& parents = slot.attachment->_fParents.getValues();
+  UInt32 const place = slot.placeAmongParents;
+  // A slot that was filled in without being linked is not known to the attachment.
+  if (place >= parents.size() || parents[place] != AttachmentContainerPtr(this)) return;
+  auto const last = static_cast<UInt32>(parents.size() - 1);
+  for (AttachmentSlot& other : parents[last]->_fAttachments) {
+    if (other.attachment == slot.attachment && other.placeAmongParents == last)
+      other.placeAmongParents = place;
   }
+  parents[place] = parents[last];
   parents.pop_back();
 }
 
@@ -96,19 +127,24 @@ void AttachmentContainer::fieldsAssigned() {
   Inherited::fieldsAssigned();
   std::erase_if(_fAttachments.getValues(),
                 [](AttachmentSlot const& slot) { return !slot.attachment.isAlive(); });
+  std::vector<AttachmentPtr> attachments;
   for (AttachmentSlot& slot : _fAttachments) {
     slot.groupId = slot.attachment->getType().getGroupId();
     link(slot);
-    slot.attachment->parentsChanged();
+    attachments.push_back(slot.attachment);
   }
-  attachmentsChanged();
+  tell(AttachmentContainerPtr(this), attachments);
 }
 
 void AttachmentContainer::onDestroy() {
+  std::vector<AttachmentPtr> attachments;
   for (AttachmentSlot const& slot : _fAttachments) {
     if (!slot.attachment.isAlive()) continue;
     unlink(slot);
-    slot.attachment->parentsChanged();
+    attachments.push_back(slot.attachment);
+  }
+  for (AttachmentPtr const& attachment : attachments) {
+    if (attachment.isAlive()) attachment->parentsChanged();
   }
   Inherited::onDestroy();
 }

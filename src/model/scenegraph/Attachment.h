@@ -10,15 +10,14 @@ struct AttachmentSlot {
   UInt32 groupId = 0;
   UInt16 binding = 0;
   AttachmentPtr attachment;
-  UInt32 useIndex =
-      0;  ///< where the container stands among the attachment's parents; kept by the scene layer
+  UInt32 placeAmongParents = 0;  ///< in the attachment's list of containers; kept by the scene layer
 };
 
 /// Base of what can be hung on nodes, cores and materials. One attachment may hang on several containers.
 class KNSCENE_API Attachment : public FieldContainer {
   KN_CONTAINER(Attachment, Attachment, FieldContainer)
  public:
-  /// The containers that this attachment hangs on, one entry for each place, in no order that means anything.
+  /// The containers that this attachment hangs on, once for each binding, in no particular order.
   KN_MFIELD_READ(AttachmentContainerPtr, Parents, parents, Derived)
   KN_CONTAINER_END
 
@@ -28,7 +27,7 @@ class KNSCENE_API Attachment : public FieldContainer {
   virtual bool marksAnimation() const { return false; }
 
  protected:
-  /// The attachment was hung on a container, or taken away from one.
+  /// The attachment was hung on a container, or taken away from one, which may be dying.
   virtual void parentsChanged() {}
   void onDestroy() override;
 
@@ -45,10 +44,13 @@ class KNSCENE_API AttachmentContainer : public FieldContainer {
 
   /// The attachment of that group (`SomeAttachmentBase::_type.getGroupId()`) and binding; null when absent.
   AttachmentPtr findAttachment(UInt32 groupId, UInt16 binding = 0) const;
+  /// Whether an attachment that can hold animations hangs here. Linear in the attachments.
+  bool holdsAnimation() const;
   /// Hangs an attachment on this container and takes a reference to it. One of the same group and binding is
-  /// replaced. A null or dead handle is ignored.
+  /// replaced; its reference is dropped last, when the new one hangs. A null or dead handle is ignored.
   void addAttachment(AttachmentPtr const& attachment, UInt16 binding = 0);
-  /// Takes the attachment away if it hangs here with that binding, and drops the reference.
+  /// Takes the attachment away if it hangs here with that binding, and drops the reference. Linear in the
+  /// attachments of this container, whatever else the attachment hangs on.
   void subAttachment(AttachmentPtr const& attachment, UInt16 binding = 0);
 
  protected:
@@ -59,8 +61,10 @@ class KNSCENE_API AttachmentContainer : public FieldContainer {
 
  private:
   friend class Attachment;
+  std::vector<AttachmentSlot>::iterator findSlot(AttachmentPtr const& attachment, UInt16 binding);
   void link(AttachmentSlot& slot);
   void unlink(AttachmentSlot const& slot);
+  static void tell(AttachmentContainerPtr const& container, std::span<AttachmentPtr const> attachments);
 };
 
 template <>

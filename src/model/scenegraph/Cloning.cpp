@@ -31,7 +31,10 @@ class Copier {
     // The list grows while it is worked through.
     for (std::size_t i = 0; i < _pairs.size(); ++i) copyFields(Pair(_pairs[i]), FieldRole::Owned);
     for (Pair const& pair : _pairs) copyFields(pair, FieldRole::Plain);
-    for (Pair const& pair : _pairs) linkAssignedFields(*pair.copy);
+    // Overrides may do anything, so each copy is asked whether it still lives.
+    for (Pair const& pair : _pairs) {
+      if (pair.copy.isAlive()) linkAssignedFields(*pair.copy);
+    }
     // What the copies made for themselves was counted once at their making, and again where it stayed.
     for (FieldContainerPtr const& made : _ownMakings) made.subRef();
     return result;

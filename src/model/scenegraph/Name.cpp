@@ -11,15 +11,17 @@ char const* NodeUtils::getName(AttachmentContainerPtr const& container) {
   return name != nullptr ? name->getName().c_str() : nullptr;
 }
 
-bool NodeUtils::setName(AttachmentContainerPtr const& argument, char const* text, bool announceChange) {
-  // Announcing may destroy everything: the text is written before, and the argument is copied.
-  AttachmentContainerPtr const container = argument;
+bool NodeUtils::setName(AttachmentContainerPtr const& containerArgument, char const* text,
+                        bool announceChange) {
+  AttachmentContainerPtr const container = containerArgument;
   if (!container.isAlive() || text == nullptr) return false;
   NamePtr name = dcast<NamePtr>(container->findAttachment(NameBase::_type.getGroupId()));
-  bool const isNew = !name;
-  if (isNew) name = NameBase::create();
-  name->setName(text);
-  if (isNew) {
+  if (name) {
+    name->setName(text);
+  } else {
+    // Named before anybody hears of it, who may destroy both.
+    name = NameBase::create();
+    name->setName(text);
     container->addAttachment(name);
     if (announceChange) announce(container, AttachmentContainer::AttachmentsFieldMask);
   }

@@ -1,6 +1,7 @@
 #include "model/scenegraph/Node.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace osg {
 inline namespace knscene {
@@ -8,19 +9,35 @@ inline namespace knscene {
 KN_CONTAINER_TYPE_ABSTRACT(NodeCore, "NodeCore")
 KN_CONTAINER_TYPE(Node, Node, "Node")
 
+bool Node::_changed = false;
+
 void NodeCore::accumulateMatrix(Matrix&) const {}
 
 void NodeCore::extendVolume(BoxVolume&) const {}
 
+void NodeCore::animationMarkChanged() {
+  for (NodePtr const& parent : _fParents) {
+    if (parent.isAlive()) parent->updateOwnMark();
+  }
+}
+
 void NodeCore::onDestroy() {
   std::vector<NodePtr> const parents = std::move(_fParents.getValues());
+  _fParents.clear();
   for (NodePtr const& parent : parents) {
     if (!parent.isAlive()) continue;
+    if (parent->_carriesAnimation) Node::_changed = true;
     parent->_fCore.setValue({});
-    parent->structureChanged();
+    parent->updateOwnMark();
+  }
+  StructureCounter::advance();
+  for (NodePtr const& parent : parents) {
+    if (parent.isAlive()) parent->structureChanged();
   }
   Inherited::onDestroy();
 }
+
+// --- Core ---------------------------------------------------------------------------------------------------------
 
 void Node::setCore(NodeCorePtr const& coreArgument) {
   NodeCorePtr const core = coreArgument.isAlive() ? coreArgument : NodeCorePtr();
@@ -30,6 +47,11 @@ void Node::setCore(NodeCorePtr const& coreArgument) {
   unlinkCore();
   _fCore.setValue(core);
   linkCore();
+  // For animations that hang on the node itself, the core can decide who their owner is.
+  bool const carried = _carriesAnimation;
+  updateOwnMark();
+  if (carried || _carriesAnimation) _changed = true;
+  StructureCounter::advance();
   structureChanged();
   former.subRef();
 }
@@ -53,92 +75,233 @@ void Node::unlinkCore() {
   users.pop_back();
 }
 
+// --- Finding children ---------------------------------------------------------------------------------------------
+
 NodePtr Node::getChild(UInt32 index) const {
   return index < _fChildren.size() ? _fChildren[index] : NodePtr();
 }
 
 Int32 Node::findChild(NodePtr const& child) const {
-  auto const found = std::find(_fChildren.begin(), _fChildren.end(), child);
-  return found != _fChildren.end() ? static_cast<Int32>(found - _fChildren.begin()) : -1;
+  if (!child.isAlive() || child->getParent() != NodePtr(this)) return -1;
+  return static_cast<Int32>(placeOf(*child));
+}
+
+/// A child knows where it stood when it was counted last. What came and went since has moved it by so many places at
+/// most, so the search goes outwards from there.
+std::size_t Node::placeOf(Node const& child) const {
+  NodePtr const wanted(&child);
+  std::size_t const count = _fChildren.size();
+  if (count == 0) return count;
+  auto const noted = static_cast<Int32>(child._placeAmongSiblings - _placeShift);
+  std::size_t const guess = std::min(static_cast<std::size_t>(std::max(noted, 0)), count - 1);
+  for (std::size_t distance = 0; distance < count; ++distance) {
+    if (distance <= guess && _fChildren[guess - distance] == wanted) return guess - distance;
+    if (guess + distance < count && _fChildren[guess + distance] == wanted) return guess + distance;
+  }
+  return count;
+}
+
+void Node::numberChildren(std::size_t first) {
+  for (std::size_t i = first; i < _fChildren.size(); ++i) {
+    _fChildren[i]->_placeAmongSiblings = static_cast<UInt32>(i) + _placeShift;
+  }
+}
+
+/// Of the children before and after, the fewer are left with a number that is wrong by one.
+void Node::eraseChild(Node const& child) {
+  constexpr UInt32 MostMoved = 256;
+  auto& children = _fChildren.getValues();
+  std::size_t const place = placeOf(child);
+  if (place == children.size()) return;
+  UInt32 const ahead = child._placeAmongSiblings - _placeShift - static_cast<UInt32>(place) + MostMoved;
+  children.erase(children.begin() + static_cast<std::ptrdiff_t>(place));
+  if (place < children.size() / 2) ++_placeShift;
+  if (ahead > 2 * MostMoved) numberChildren(0);
 }
 
 bool Node::canAdopt(NodePtr const& child) const {
-  NodePtr const self(this);
-  if (!child.isAlive() || child == self) return false;
-  // Only a node that others already name as their parent can be an ancestor of this one. While a tree is being
-  // linked from its fields, top down, that spares the way up.
-  if (child->_fChildren.empty() || !child->_fChildren[0].isAlive()) return true;
-  if (child->_fChildren[0]->getParent() != child) return true;
-  for (NodePtr ancestor = getParent(); ancestor; ancestor = ancestor->getParent()) {
-    if (ancestor == child) return false;
-  }
-  return true;
+  if (!child.isAlive() || child == NodePtr(this)) return false;
+  return !getParent() || child->_fChildren.empty() || !isBelow(*child);
 }
+
+/// Whether `node` is an ancestor. Two walks look for it in turns, from here upwards and through what is below `node`,
+/// so that the shorter one decides what it costs: neither long chains nor large trees do that are put together.
+bool Node::isBelow(Node const& node) const {
+  struct Level {
+    Node const* node;
+    UInt32 nextChild;
+  };
+  std::vector<Level> path{{&node, 0}};
+  Node const* ancestor = this;
+  while (ancestor != nullptr && !path.empty()) {
+    if (ancestor == &node) return true;
+    NodePtr const above = ancestor->getParent();
+    ancestor = above.isAlive() ? &*above : nullptr;
+    Level& level = path.back();
+    if (level.nextChild >= level.node->getNChildren()) {
+      path.pop_back();
+      continue;
+    }
+    NodePtr const child = level.node->getChild(level.nextChild++);
+    // While a tree is being linked from its fields, not every child that is named is one yet.
+    if (!child.isAlive() || child->getParent() != NodePtr(level.node)) continue;
+    if (&*child == this) return true;
+    path.push_back({&*child, 0});
+  }
+  return false;
+}
+
+// --- Changing children --------------------------------------------------------------------------------------------
 
 void Node::addChild(NodePtr const& child) { insertChild(getNChildren(), child); }
 
 void Node::insertChild(UInt32 index, NodePtr const& childArgument) {
   NodePtr const child = childArgument;
   if (!canAdopt(child)) return;
-  child.addRef();
-  if (child->getParent().isAlive()) child->getParent()->subChild(child);
+  NodePtr const formerParent = detach(*child);
   auto& children = _fChildren.getValues();
-  children.insert(children.begin() + std::min<std::ptrdiff_t>(index, std::ssize(children)), child);
-  link(child);
-  structureChanged();
+  std::size_t const place = std::min<std::size_t>(index, children.size());
+  if (place < children.size() / 2) --_placeShift;
+  children.insert(children.begin() + static_cast<std::ptrdiff_t>(place), child);
+  child->_placeAmongSiblings = static_cast<UInt32>(place) + _placeShift;
+  link(*child);
+  StructureCounter::advance();
+  tellMoved(child, formerParent, NodePtr(this));
+}
+
+/// Takes a node away from its parent, which is returned. The reference of the parent goes over to the caller; where
+/// there is none, one is taken.
+NodePtr Node::detach(Node& child) {
+  NodePtr const parent = child.getParent();
+  if (parent.isAlive()) {
+    parent->eraseChild(child);
+    parent->unlink(child);
+  } else {
+    NodePtr(&child).addRef();
+  }
+  return parent;
+}
+
+/// Overrides may do anything, so each is asked whether it still lives.
+void Node::tellMoved(NodePtr const& child, NodePtr const& formerParent, NodePtr const& parent) {
+  if (child.isAlive()) child->parentChanged();
+  if (formerParent.isAlive() && formerParent != parent) formerParent->structureChanged();
+  if (parent.isAlive()) parent->structureChanged();
+}
+
+void Node::addChildren(std::vector<NodePtr> const& arguments) {
+  if (arguments.size() == 1) return addChild(arguments[0]);
+  std::vector<NodePtr> added;
+  std::vector<NodePtr> formerParents;
+  std::unordered_set<NodePtr> seen;
+  NodePtr const self(this);
+  for (NodePtr const& child : arguments) {
+    if (!canAdopt(child) || !seen.insert(child).second) continue;
+    added.push_back(child);
+    NodePtr const parent = child->getParent();
+    if (!parent.isAlive()) {
+      child.addRef();
+      continue;
+    }
+    parent->unlink(*child);
+    if (formerParents.empty() || formerParents.back() != parent) formerParents.push_back(parent);
+  }
+  if (added.empty()) return;
+  std::ranges::sort(formerParents);
+  formerParents.erase(std::unique(formerParents.begin(), formerParents.end()), formerParents.end());
+  for (NodePtr const& parent : formerParents) parent->eraseUnlinked();
+  std::size_t const first = _fChildren.size();
+  auto& children = _fChildren.getValues();
+  children.insert(children.end(), added.begin(), added.end());
+  numberChildren(first);
+  for (NodePtr const& child : added) link(*child);
+  StructureCounter::advance();
+  for (NodePtr const& child : added) tellMoved(child, {}, {});
+  for (NodePtr const& parent : formerParents) tellMoved({}, parent, self);
+  if (formerParents.empty()) tellMoved({}, {}, self);
+}
+
+/// Children that were unlinked still stand in the list.
+void Node::eraseUnlinked() {
+  NodePtr const self(this);
+  std::erase_if(_fChildren.getValues(), [&](NodePtr const& child) { return child->getParent() != self; });
+  numberChildren(0);
 }
 
 void Node::subChild(NodePtr const& childArgument) {
   NodePtr const child = childArgument;
-  auto& children = _fChildren.getValues();
-  auto const found = std::find(children.begin(), children.end(), child);
-  if (!child || found == children.end()) return;
-  children.erase(found);
-  unlink(*child);
-  structureChanged();
+  NodePtr const self(this);
+  if (!child.isAlive() || child->getParent() != self) return;
+  detach(*child);
+  StructureCounter::advance();
+  tellMoved(child, {}, self);
   child.subRef();
+}
+
+void Node::subChildren(std::vector<NodePtr> const& arguments) {
+  NodePtr const self(this);
+  std::vector<NodePtr> taken;
+  for (NodePtr const& child : arguments) {
+    if (!child.isAlive() || child->getParent() != self) continue;
+    taken.push_back(child);
+    unlink(*child);
+  }
+  if (taken.empty()) return;
+  eraseUnlinked();
+  giveUp(self, taken);
 }
 
 void Node::clearChildren() {
   std::vector<NodePtr> const children = std::move(_fChildren.getValues());
   _fChildren.clear();
   for (NodePtr const& child : children) unlink(*child);
-  structureChanged();
+  giveUp(NodePtr(this), children);
+}
+
+/// The children are taken away: tells everybody, and drops the references.
+void Node::giveUp(NodePtr const& parent, std::vector<NodePtr> const& children) {
+  StructureCounter::advance();
+  for (NodePtr const& child : children) tellMoved(child, {}, {});
+  tellMoved({}, {}, parent);
   for (NodePtr const& child : children) child.subRef();
 }
 
 bool Node::replaceChildBy(NodePtr const& oldArgument, NodePtr const& newArgument) {
   NodePtr const oldChild = oldArgument;
   NodePtr const newChild = newArgument;
-  if (!oldChild || findChild(oldChild) < 0 || !canAdopt(newChild)) return false;
+  NodePtr const self(this);
+  if (findChild(oldChild) < 0 || !canAdopt(newChild)) return false;
   if (oldChild == newChild) return true;
-  newChild.addRef();
-  if (newChild->getParent().isAlive()) newChild->getParent()->subChild(newChild);
-  _fChildren[static_cast<std::size_t>(findChild(oldChild))] = newChild;
+  NodePtr const formerParent = detach(*newChild);
+  std::size_t const place = placeOf(*oldChild);
+  _fChildren[place] = newChild;
+  newChild->_placeAmongSiblings = static_cast<UInt32>(place) + _placeShift;
   unlink(*oldChild);
-  link(newChild);
-  structureChanged();
+  link(*newChild);
+  StructureCounter::advance();
+  tellMoved(oldChild, {}, {});
+  tellMoved(newChild, formerParent, self);
   oldChild.subRef();
   return true;
 }
 
-void Node::link(NodePtr const& child) {
-  child->_fParent.setValue(NodePtr(this));
-  if (child->_countsAsAnimated) {
-    enrol(*child);
-    updateAnimationMark();
-  }
-  child->parentChanged();
+void Node::link(Node& child) {
+  child._fParent.setValue(NodePtr(this));
+  if (!child._countsAsAnimated) return;
+  _changed = true;
+  enrol(child);
+  updateAnimationMark();
 }
 
 void Node::unlink(Node& child) {
-  if (child._countsAsAnimated) {
-    strikeOff(child);
-    updateAnimationMark();
-  }
   child._fParent.setValue({});
-  child.parentChanged();
+  if (!child._countsAsAnimated) return;
+  _changed = true;
+  strikeOff(child);
+  updateAnimationMark();
 }
+
+// --- Account of animations ----------------------------------------------------------------------------------------
 
 void Node::enrol(Node& child) {
   child._placeAmongAnimated = static_cast<UInt32>(_animatedChildren.size());
@@ -169,12 +332,15 @@ void Node::updateAnimationMark() {
   }
 }
 
-void Node::attachmentsChanged() {
-  _carriesAnimation = std::any_of(_fAttachments.begin(), _fAttachments.end(), [](AttachmentSlot const& slot) {
-    return slot.attachment.isAlive() && slot.attachment->marksAnimation();
-  });
+void Node::updateOwnMark() {
+  NodeCorePtr const core = getCore();
+  _carriesAnimation = (core.isAlive() && core->marksAnimation()) || holdsAnimation();
   updateAnimationMark();
 }
+
+void Node::attachmentsChanged() { updateOwnMark(); }
+
+// --- Space --------------------------------------------------------------------------------------------------------
 
 Matrix Node::getToWorld() const {
   std::vector<NodeCorePtr> cores;
@@ -211,36 +377,47 @@ BoxVolume Node::getWorldVolume() const {
   return volume;
 }
 
+// --- Life ---------------------------------------------------------------------------------------------------------
+
 void Node::fieldsAssigned() {
   Inherited::fieldsAssigned();
+  NodePtr const self(this);
   linkCore();
-  std::erase_if(_fChildren.getValues(), [this](NodePtr const& child) {
+  updateOwnMark();
+  std::vector<NodePtr> refused;
+  std::erase_if(_fChildren.getValues(), [&](NodePtr const& child) {
     // A file can name a node as the child of several, or of itself; the first parent keeps it.
-    bool const refused = !child.isAlive() || child->getParent().isAlive() || !canAdopt(child);
-    if (refused) {
-      child.subRef();
-      return true;
+    bool const isRefused = !child.isAlive() || child->getParent().isAlive() || !canAdopt(child);
+    if (isRefused) {
+      refused.push_back(child);
+    } else {
+      link(*child);
     }
-    link(child);
-    return false;
+    return isRefused;
   });
-  structureChanged();
+  numberChildren(0);
+  for (UInt32 i = 0; self.isAlive() && i < getNChildren(); ++i) tellMoved(getChild(i), {}, {});
+  tellMoved({}, {}, self);
+  for (NodePtr const& child : refused) child.subRef();
 }
 
 void Node::onDestroy() {
+  NodePtr const parent = getParent();
   unlinkCore();
-  if (getParent().isAlive()) {
-    std::erase(getParent()->_fChildren.getValues(), NodePtr(this));
-    NodePtr const parent = getParent();
+  if (_countsAsAnimated) _changed = true;
+  if (parent.isAlive()) {
+    parent->eraseChild(*this);
     parent->unlink(*this);
-    parent->structureChanged();
   }
-  for (NodePtr const& child : _fChildren) {
-    child->_fParent.setValue({});
-    // One that dies with this node needs nothing brought up to date.
-    if (child->getRefCount() > 1) child->parentChanged();
-  }
+  for (NodePtr const& child : _fChildren) child->_fParent.setValue({});
   _animatedChildren.clear();
+  StructureCounter::advance();
+  if (parent.isAlive()) tellMoved(NodePtr(this), parent, {});
+  for (UInt32 i = 0; i < getNChildren(); ++i) {
+    NodePtr const child = getChild(i);
+    // One that dies with this node needs nothing brought up to date.
+    if (child.isAlive() && child->getRefCount() > 1) child->parentChanged();
+  }
   Inherited::onDestroy();
 }
 

@@ -25,7 +25,13 @@ class KNSCENE_API NodeCore : public AttachmentContainer {
   /// Grows `volume` by what the core itself occupies, in the space of its node's children. Nothing by default.
   virtual void extendVolume(BoxVolume& volume) const;
 
+  /// Whether the core brings animations with it, as a camera brings its flights. Nodes keep account of it as they do
+  /// of attachments that hold animations.
+  virtual bool marksAnimation() const { return false; }
+
  protected:
+  /// The result of marksAnimation may be another one: the nodes of this core look again.
+  void animationMarkChanged();
   void onDestroy() override;
 
  private:
@@ -51,6 +57,12 @@ class KNSCENE_API Node : public AttachmentContainer {
 
   static constexpr UInt16 ParentEntryPosition = ParentFieldId;
 
+  /// Raised by everything that changes which containers own which animation trees: any structural change of a tree
+  /// of AnimNodes, attachments with animations that are hung or taken away, animation roots that are set, and nodes,
+  /// cores, materials and scene roots that bring animations along when they join or leave. Whoever rebuilds what
+  /// rests on it clears it. Main thread.
+  static bool _changed;
+
   bool isActive() const { return getTravMask() == 0xFFFFFFFFU; }
 
   /// Makes `core` the node's core; null takes the core away. A dead handle is taken as null.
@@ -59,7 +71,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   UInt32 getNChildren() const { return static_cast<UInt32>(_fChildren.size()); }
   /// The child at that place, null when there is none.
   NodePtr getChild(UInt32 index) const;
-  /// The place of a child, -1 when it is none.
+  /// The place of a child, -1 when it is none. Constant time, except after many changes in the midst of the children.
   Int32 findChild(NodePtr const& child) const;
 
   /// Puts a node at the end of the children, taking it away from the parent it had. A null or dead handle, the
@@ -68,8 +80,13 @@ class KNSCENE_API Node : public AttachmentContainer {
   void addChild(NodePtr const& child);
   /// The same at the place `index`; an index past the end means the end.
   void insertChild(UInt32 index, NodePtr const& child);
+  /// Puts many nodes at the end of the children, in that order, as addChild does one by one, but in one pass over the
+  /// children of each parent that they had. What addChild would refuse is left out.
+  void addChildren(std::vector<NodePtr> const& children);
   /// Takes a child away and drops the reference to it. A node that is no child is ignored.
   void subChild(NodePtr const& child);
+  /// The same for many children in one pass. Nodes that are no children are ignored.
+  void subChildren(std::vector<NodePtr> const& children);
   void clearChildren();
   /// Puts `newChild` in the place of `oldChild`. False, with nothing changed, when `oldChild` is no child or
   /// addChild would refuse the new one.
@@ -77,13 +94,15 @@ class KNSCENE_API Node : public AttachmentContainer {
 
   /// The matrix from the space below this node to the world: the cores of all ancestors and the node's own.
   Matrix getToWorld() const;
-  /// The world box around what the cores at and below this node occupy; empty when they occupy nothing.
-  BoxVolume getWorldVolume() const;
+  /// The world box around what the cores at and below this node occupy; empty when they occupy nothing. A node of an
+  /// animation tree spans time instead: see `AnimNode::getAnimVolume`.
+  virtual BoxVolume getWorldVolume() const;
 
   /// Of all nodes that share a core, one is the first: false for it, and where the core is not shared. Which one it is
   /// changes with the nodes. Constant time.
   bool isFurtherUserOfCore() const { return _placeAmongUsers != 0; }
-  /// Whether this node or one below it carries an attachment that can hold animations. Constant time.
+  /// Whether this node or one below it carries an attachment that can hold animations, or has a core that brings
+  /// some. Constant time.
   bool hasAnimationInSubtree() const { return _countsAsAnimated; }
   /// The children with animation in their subtrees, in no particular order. A walk that needs only these
   /// passes over all others for free. Valid until the tree or an attachment changes.
@@ -103,18 +122,29 @@ class KNSCENE_API Node : public AttachmentContainer {
   friend class NodeCore;
 
   bool canAdopt(NodePtr const& child) const;
-  void link(NodePtr const& child);
+  bool isBelow(Node const& node) const;
+  std::size_t placeOf(Node const& child) const;
+  void numberChildren(std::size_t first);
+  void link(Node& child);
   void unlink(Node& child);
+  static NodePtr detach(Node& child);
+  void eraseChild(Node const& child);
+  void eraseUnlinked();
+  static void tellMoved(NodePtr const& child, NodePtr const& formerParent, NodePtr const& parent);
+  static void giveUp(NodePtr const& parent, std::vector<NodePtr> const& children);
   void linkCore();
   void unlinkCore();
   void enrol(Node& child);
   void strikeOff(Node const& child);
+  void updateOwnMark();
   void updateAnimationMark();
 
   std::vector<NodePtr> _animatedChildren;
+  UInt32 _placeShift = 0;          ///< what the places that the children know are ahead of the true ones
+  UInt32 _placeAmongSiblings = 0;  ///< in the parent's children, as far as the parent has kept count
   UInt32 _placeAmongAnimated = 0;  ///< in the parent's _animatedChildren, while _countsAsAnimated
   UInt32 _placeAmongUsers = 0;     ///< in the core's list of its nodes, while that holds this node
-  bool _carriesAnimation = false;  ///< an attachment of this very node marks animation
+  bool _carriesAnimation = false;  ///< an attachment or the core of this very node marks animation
   bool _countsAsAnimated = false;
 };
 

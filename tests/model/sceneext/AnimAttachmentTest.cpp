@@ -6,6 +6,7 @@
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/Group.h"
 
 namespace {
 
@@ -35,6 +36,8 @@ AnimNodes topLevel(AnimAttachment const& attachment, bool includeHidden) {
 TEST_F(AnimAttachmentTest, TopLevelAnimationsAreListedInOrder) {
   Held const attachment(AnimAttachment::create());
   EXPECT_TRUE(!attachment->hasAnimations() && topLevel(**attachment, true).empty());
+  ASSERT_TRUE(attachment->getAnimationRoot().isAlive()) << "brought along";
+  EXPECT_TRUE(dcast<GroupPtr>(attachment->getAnimationRoot()->getCore()));
   AnimNodePtr const block = newAnimNode(AnimBlock::create());
   AnimNodePtr const curve = newAnimNode(newCurve({{0, 1}}));
   AnimNodePtr const hiddenCurve = newAnimNode(newCurve({{0, 1}}));

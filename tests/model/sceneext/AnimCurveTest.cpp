@@ -54,6 +54,53 @@ TEST_F(AnimCurveTest, KeysAreSortedWhateverTheOrderOfAdding) {
   }
 }
 
+TEST_F(AnimCurveTest, ManyPointsAreAddedAsOneByOne) {
+  std::mt19937 random(5);
+  for (int round = 0; round < 2000; ++round) {
+    Held const many(AnimCurve::create()), single(AnimCurve::create());
+    for (int batch = 0; batch < 3; ++batch) {
+      MField<Pnt2f> points;
+      for (UInt32 left = random() % 6; left > 0; --left) {
+        float const time = static_cast<float>(random() % 9) / 4;
+        points.push_back({random() % 20 == 0 ? NaN : time, static_cast<float>(random() % 100)});
+      }
+      if (round % 3 == 0) std::ranges::sort(points.getValues(), {}, [](Pnt2f const& p) { return -p.x(); });
+      many->addPoints(points);
+      for (Pnt2f const& point : points) addKey(**single, point.x(), point.y());
+      // Keys that were moved by hand keep their tangents until a key comes beside them.
+      for (Held<AnimCurvePtr> const* const curve : {&many, &single}) {
+        if ((*curve)->isEmpty()) continue;
+        (*curve)->getControlPoints()[(*curve)->getControlPoints().size() / 2].setY(1000);
+      }
+    }
+    ASSERT_TRUE(many->getControlPoints().isEqual(single->getControlPoints())) << round;
+  }
+  // A square of these would not come to an end.
+  Held const curve(AnimCurve::create());
+  MField<Pnt2f> descending;
+  for (int i = 0; i < 300'000; ++i) {
+    curve->addPoints({{static_cast<float>(i), 0}});
+    descending.push_back({static_cast<float>(300'000 - i) + 0.5F, 0});
+  }
+  curve->addPoints(descending);
+  EXPECT_EQ(curve->getControlPoints().size(), 600'000U);
+}
+
+TEST_F(AnimCurveTest, KeysThatAreFilledInAreSorted) {
+  Held const curve(newCurve({{0, 1}, {2, 7}, {2, 8}, {3, 5}}));
+  auto& keys = curve->getControlPoints().getValues();
+  std::rotate(keys.begin(), keys.begin() + 3, keys.end());
+  keys.push_back(keys[2]);
+  keys.back().setX(NaN);
+  keys.push_back(keys[2]);
+  keys.back().setX(1);
+  linkAssignedFields(**curve);
+  std::vector<float> values;
+  for (CCPnt const& key : curve->getControlPoints()) values.push_back(key.y());
+  EXPECT_EQ(values, (std::vector<float>{1, 7, 7, 8, 5, 7}))
+      << "equal times keep their order, no number comes last";
+}
+
 TEST_F(AnimCurveTest, ZeroTangentsAreComputedByTypeAndFollowTheirNeighbours) {
   std::array const points{Pnt2f(0, 1), Pnt2f(2, 7), Pnt2f(3, -4)};
   for (UInt32 const type : {0U, 1U, 2U, 3U, 4U, 255U, 1000U}) {

@@ -1,5 +1,8 @@
 #include "model/sceneext/AnimNode.h"
 
+#include "model/camera/UberCamera.h"
+#include "model/materials/SurfaceMaterials.h"
+#include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimAttachment.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimBuilders.h"
@@ -65,7 +68,8 @@ std::vector<double> timesOf(NodeCorePtr const& core) {
   if (dcastTo<AnimSequence>(core) != nullptr) times.push_back(0);
   if (AnimShot const* const shot = dcastTo<AnimShot>(core)) {
     times = {0, shot->getShotDuration()};
-    if (shot->getTransitionType() != 0) times[1] += shot->getTransitionDuration();
+    if (shot->getTransitionType() == 1) times[1] += shot->getTransitionDuration();
+    if (shot->getTransitionType() == 2) times.push_back(shot->getTransitionDuration());
   }
   if (TimeShapeCache const* const cache = dcastTo<TimeShapeCache>(core)) {
     for (TimeShapeDataPtr const& shape : cache->getShapes()) times.push_back(shape->getTime());
@@ -131,6 +135,9 @@ TEST_F(AnimNodeTest, PlacementByHand) {
   node->setTravMask(0);
   node->setHidden(true);
   EXPECT_EQ(animRangeOf(parent), (TimeRange{-11, 13})) << "inactive and hidden nodes count";
+  Pnt3f min, max;
+  NodePtr(*parent)->getWorldVolume().getBounds(min, max);
+  EXPECT_TRUE(min == Pnt3f(-11, 0, 0) && max == Pnt3f(13, 0, 0)) << "the volume of an animation is its time";
 }
 
 /// Nodes and cores under random edits. All nodes are held, so that what is taken out of a tree lives on.
@@ -210,7 +217,14 @@ class Forest {
     node->getOffset() = offset();
     node->getScale() = scale();
     node->getPostCycles() = static_cast<Int32>(number(3));
-    announce(node, AnimNode::OffsetFieldMask | AnimNode::ScaleFieldMask | AnimNode::PostCyclesFieldMask);
+    announceAnyhow(node,
+                   AnimNode::OffsetFieldMask | AnimNode::ScaleFieldMask | AnimNode::PostCyclesFieldMask);
+  }
+  /// With `changed` called, or kept from being called.
+  void announceAnyhow(FieldContainerPtr const& container, BitVector const& mask) {
+    FieldContainerPtr::_ignore_change = number(2) == 0;
+    announce(container, mask);
+    FieldContainerPtr::_ignore_change = false;
   }
   void setCore() { any()->setCore(anyCore()); }
   void setCycles() { any()->setPostCycles(static_cast<Int32>(number(4)) - 1); }
@@ -230,27 +244,35 @@ class Forest {
     if (AnimShot* const shot = dcastTo<AnimShot>(core)) {
       shot->setShotDuration(std::abs(offset().x()));
       shot->setTransitionDuration(std::abs(offset().x()));
-      shot->setTransitionType(number(2));
-      announce(core, AnimShot::ShotDurationFieldMask | AnimShot::TransitionDurationFieldMask |
-                         AnimShot::TransitionTypeFieldMask);
+      shot->setTransitionType(number(4));
     }
     if (VertexAnimCurves* const vertices = dcastTo<VertexAnimCurves>(core)) {
-      if (vertices->getNormalCurves().size() > 2) return vertices->clearCurves();
+      auto const& curves = vertices->getNormalCurves();
+      if (!curves.empty() && number(3) != 0) return editCurve(*curves[number(curves.size())]);
+      if (curves.size() > 2) return vertices->clearCurves();
       vertices->addNormalCurve(newCurve({{offset().x(), 0}}));
     }
     if (TimeShapeCache* const cache = dcastTo<TimeShapeCache>(core)) {
-      if (cache->getShapes().size() > 2) return cache->clearShapes();
+      auto const& shapes = cache->getShapes();
+      if (!shapes.empty() && number(3) != 0) return editShape(shapes[number(shapes.size())]);
+      if (shapes.size() > 2) return cache->clearShapes();
       TimeShapeDataPtr const shape = TimeShapeData::create();
       shape->setTime(offset().x());
       cache->addShape(shape);
     }
   }
+  void editShape(TimeShapeDataPtr const& shape) {
+    if (number(2) == 0) return shape->setTime(offset().x());
+    shape->getTime() = offset().x();
+    announceAnyhow(shape, TimeShapeData::TimeFieldMask);
+  }
   void editCurve(AnimCurve& curve) {
     if (number(8) == 0) return curve.clear();
+    if (number(8) == 0 && timesOf(AnimCurvePtr(&curve)).size() < 3) return curve.scaleTimes(0.5);
     if (number(3) != 0 || curve.isEmpty()) return curve.addPoints({{offset().x(), 0}});
     CCPnt& last = curve.getControlPoints()[curve.getControlPoints().size() - 1];
     last.setX(last.x() + 2);
-    announce(AnimCurvePtr(&curve), AnimCurve::ControlPointsFieldMask);
+    announceAnyhow(AnimCurvePtr(&curve), AnimCurve::ControlPointsFieldMask);
   }
 
   std::mt19937 _random{11};
@@ -310,10 +332,19 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
   Held const sceneNode(Node::create());
   Held const attachment(AnimAttachment::create());
   NodePtr const carrier = Node::create();
+  carrier.addRef();
+  Held const scene(Node::create());
+  Held const camera(UberCamera::create());
+  Held const pool(MaterialPool::create());
+  Held const material(PhongMaterial::create()), plain(PhongMaterial::create());
+  Held const alternatives(SwitchMaterial::create());
+  Held const cache(TimeShapeCache::create());
+  material->addAttachment(AnimAttachment::create());
   struct Step {
     char const* name;
     std::function<void()> run;
     bool raises = true;
+    bool grows = raises;  ///< the count of structural changes
   };
   Vec2f const offset(1, 2);
   std::vector<Step> const steps{
@@ -342,15 +373,41 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
       {"hang", [&] { sceneNode->addAttachment(attachment); }},
       {"add animation", [&] { attachment->addAnimation(child); }},
       {"clear children", [&] { root->clearChildren(); }},
-      {"plain node", [&] { sceneNode->addChild(Node::create()); }, false},
+      {"plain node", [&] { sceneNode->addChild(Node::create()); }, false, true},
       {"take away", [&] { sceneNode->subAttachment(attachment); }},
       {"hang on one that dies", [&] { carrier->addAttachment(attachment); }},
+      {"subtree with animation", [&] { sceneNode->addChild(carrier); }},
+      {"core of its owner", [&] { carrier->setCore(Group::create()); }},
+      {"core beside it", [&] { sceneNode->setCore(Group::create()); }, false, true},
+      {"take it out", [&] { sceneNode->subChildren({carrier}); }},
       {"destroy a carrier", [&] { carrier.subRef(); }},
+      {"camera", [&] { sceneNode->setCore(camera); }, false, true},
+      {"flights", [&] { camera->setAnimationRoot(newAnimNode()); }},
+      {"camera with flights joins", [&] { scene->setCore(camera); }},
+      {"subtree with flights", [&] { scene->addChild(sceneNode); }},
+      {"flights end", [&] { camera->setAnimationRoot({}); }},
+      {"subtree without", [&] { scene->subChild(sceneNode); }, false, true},
+      {"plain material", [&] { pool->add(plain); }, false, true},
+      {"animated material", [&] { pool->add(material); }},
+      {"the same again", [&] { pool->add(material); }, false},
+      {"without it", [&] { pool->sub(material); }},
+      {"pool", [&] { scene->setCore(pool); }},
+      {"cameras", [&] { pool->setCameraRoot(sceneNode); }},
+      {"switch", [&] { alternatives->addMaterial(plain); }, false, true},
+      {"component", [&] { plain->setDiffuseComponent(ColorComponentSettings::create()); }, false, true},
+      {"shape", [&] { cache->addShape(TimeShapeData::create()); }, false, true},
+      {"death", [&] { Transform3DPtr(Transform3D::create()).subRef(); }, false, true},
+      {"scene", [&] { knSceneDataManager::beginScene(); }},
+      {"no scene", [&] { knSceneDataManager::endScene(); }},
+      {"no scene again", [&] { knSceneDataManager::endScene(); }, false},
+      {"copy of a tree", [&] { deepCloneAnimTree(root, "").subRef(); }},
   };
   for (Step const& step : steps) {
     AnimNode::_changed = false;
+    UInt64 const count = StructureCounter::get();
     step.run();
     EXPECT_EQ(AnimNode::_changed, step.raises) << step.name;
+    EXPECT_EQ(StructureCounter::get() > count, step.grows) << step.name;
   }
 }
 
@@ -372,8 +429,10 @@ TEST_F(AnimNodeTest, FinishedCallbacksRunInOrderAndMayChangeThemselves) {
   numbers[3] = node->registerFinishedAnimationCallback(note('c'), false);
   EXPECT_EQ(std::set(numbers.begin(), numbers.end()).size(), numbers.size());
   EXPECT_EQ(fire(), "abc");
+  EXPECT_EQ(fire(), "ac") << "one for a single call is gone after its run";
+  node->registerFinishedAnimationCallback(note('b'), true);
   node->unregisterSingleCallFinishedAnimationCallbacks();
-  EXPECT_EQ(fire(), "ac");
+  EXPECT_EQ(fire(), "ac") << "and after one that was cancelled";
   node->unregisterFinishedAnimationCallback(numbers[0]);
   node->unregisterFinishedAnimationCallback(numbers[0]);
   node->unregisterFinishedAnimationCallback(12345);
@@ -392,7 +451,53 @@ TEST_F(AnimNodeTest, FinishedCallbacksRunInOrderAndMayChangeThemselves) {
   node->registerFinishedAnimationCallback(note('z'), false);
   EXPECT_EQ(fire(), "cxz");
   EXPECT_EQ(fire(), "czn");
+
+  // A run within the end of a run: what was for the first is not called again, what is new waits for the next.
+  node->registerFinishedAnimationCallback(
+      [&](AnimNodePtr const& self) {
+        calls += 's';
+        self->registerFinishedAnimationCallback(note('t'), true);
+        self->finishedAnimation();
+      },
+      true);
+  EXPECT_EQ(fire(), "cznscznt");
+  EXPECT_EQ(fire(), "czn");
 }
+
+class OwnSpan;
+class OwnSpanBase : public AnimNode {
+  KN_CONTAINER(OwnSpanBase, OwnSpan, AnimNode)
+  KN_CONTAINER_END
+};
+/// As long as it is told to be, and as what is below it.
+class OwnSpan : public OwnSpanBase {
+ public:
+  void getAnimVolume(BoxVolume& volume) const override {
+    OwnSpanBase::getAnimVolume(volume);
+    volume.extendBy(Pnt3f(end, 0, 0));
+  }
+  float end = 0;
+};
+
+TEST_F(AnimNodeTest, AHostsOwnSpanIsAskedAnewAtAnyDepth) {
+  Held const root(newAnimNode());
+  OwnSpan::Ptr const own = dcast<OwnSpan::Ptr>(OwnSpanBase::_type.createFieldContainer());
+  growChain(root, 3)->addChild(own);
+  growChain(own, 3)->setCore(newCurve({{0, 0}, {1, 0}}));
+  for (float const end : {0.F, 1000.F, 2000.F}) {
+    own->end = end;
+    EXPECT_EQ(animRangeOf(root), animRangeOf(own)) << end;
+  }
+  NodePtr bottom = own;
+  for (int i = 0; i < 100'000; ++i) {
+    NodePtr const next = dcast<NodePtr>(OwnSpanBase::_type.createFieldContainer());
+    bottom->addChild(next);
+    bottom = next;
+  }
+  EXPECT_EQ(animRangeOf(root)->max, 2000);
+}
+
+KN_CONTAINER_TYPE(OwnSpanBase, OwnSpan, "TestOwnSpan")
 
 TEST_F(AnimNodeTest, ACallbackMayDestroyItsNode) {
   AnimNodePtr const node = AnimNode::create();

@@ -35,7 +35,6 @@ TEST_F(VertexAnimCurvesTest, HoldsItsCurvesAndTheirRange) {
   EXPECT_EQ(position->getRefCount(), 2);
 
   position->addPoints({{9, 0}});
-  announce(vertices, VertexAnimCurves::PositionCurvesFieldMask);
   EXPECT_EQ(animRangeOf(node), (TimeRange{-2, 9}));
   AnimNode::_changed = false;
   vertices->clearCurves();

@@ -6,6 +6,8 @@
 #include "support/TestContainers.h"
 
 #include <algorithm>
+#include <ctime>
+#include <functional>
 #include <random>
 
 namespace {
@@ -141,7 +143,7 @@ class Forest {
     int const b = any();
     Slot& slot = at(a);
     if (!slot.alive) return revive(slot);
-    switch (_random() % 9) {
+    switch (_random() % 11) {
       case 0:
         slot.node->addChild(at(b).node);
         return adopt(a, b, Count);
@@ -168,6 +170,20 @@ class Forest {
         if (slot.mark >= 0) slot.node->subAttachment(_marks[static_cast<std::size_t>(slot.mark)]);
         slot.mark = -1;
         return;
+      case 8: {
+        auto const [several, nodes] = some();
+        slot.node->addChildren(nodes);
+        for (int const child : several) adopt(a, child, Count);
+        return;
+      }
+      case 9: {
+        auto const [several, nodes] = some();
+        slot.node->subChildren(nodes);
+        for (int const child : several) {
+          if (at(child).parent == a) orphan(child);
+        }
+        return;
+      }
       default:
         return _random() % 3 == 0 ? release(a) : void();
     }
@@ -184,6 +200,8 @@ class Forest {
         if (isAnimated(child)) animated.push_back(at(child).node);
       }
       ASSERT_EQ(slot.node->getChildren().getValues(), children) << i;
+      for (std::size_t k = 0; k < children.size(); ++k)
+        ASSERT_EQ(slot.node->findChild(children[k]), static_cast<Int32>(k)) << i;
       ASSERT_EQ(slot.node->getParent(), slot.parent >= 0 ? at(slot.parent).node : NodePtr()) << i;
       ASSERT_EQ(slot.node->getRefCount(), (slot.held ? 1 : 0) + (slot.parent >= 0 ? 1 : 0)) << i;
       ASSERT_EQ(slot.node->hasAnimationInSubtree(), isAnimated(static_cast<int>(i))) << i;
@@ -204,6 +222,18 @@ class Forest {
   };
 
   int any() { return static_cast<int>(_random() % Count); }
+  /// Several of the forest, each once, and their nodes.
+  std::pair<std::vector<int>, Nodes> some() {
+    std::vector<int> several;
+    Nodes nodes;
+    for (int left = 5; left > 0; --left) {
+      int const i = any();
+      if (std::ranges::find(several, i) != several.end()) continue;
+      several.push_back(i);
+      nodes.push_back(at(i).node);
+    }
+    return {several, nodes};
+  }
   Slot& at(int i) { return _slots[static_cast<std::size_t>(i)]; }
   Slot const& at(int i) const { return _slots[static_cast<std::size_t>(i)]; }
 
@@ -286,6 +316,71 @@ TEST_F(NodeTest, RandomEditsKeepAllLinksAndCounts) {
     SCOPED_TRACE(i);
     forest.step();
     forest.check();
+  }
+}
+
+/// The processor time of the work at a size, the least of several runs.
+template <class Prepare>
+double costOf(std::size_t size, Prepare prepare) {
+  double least = 1e9;
+  for (int run = 0; run < 5; ++run) {
+    auto const work = prepare(size);
+    std::clock_t const begin = std::clock();
+    work();
+    least = std::min(least, static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC);
+  }
+  return least;
+}
+
+TEST_F(NodeTest, WhatIsDoneToManyCostsNoSquare) {
+  using Work = std::function<void()>;
+  auto const family = [](std::size_t size) {
+    NodePtr const parent = Node::create();
+    parent->addChildren(newNodes(size));
+    return parent;
+  };
+  std::pair<char const*, std::function<Work(std::size_t)>> const cases[] = {
+      {"give up every other child",
+       [&](std::size_t size) -> Work {
+         NodePtr const parent = family(size);
+         Nodes every;
+         for (UInt32 i = 0; i < size; i += 2) every.push_back(parent->getChild(i));
+         return [parent, every] {
+           parent->subChildren(every);
+           parent.subRef();
+         };
+       }},
+      {"move all",
+       [&](std::size_t size) -> Work {
+         NodePtr const from = family(size), to = family(size);
+         return [from, to] {
+           to->addChildren(from->getChildren().getValues());
+           from.subRef();
+           to.subRef();
+         };
+       }},
+      {"one attachment on many that die",
+       [](std::size_t size) -> Work {
+         Nodes const nodes = newNodes(size);
+         Mark::Ptr const mark = Mark::create();
+         for (NodePtr const& node : nodes) node->addAttachment(mark);
+         return [nodes] {
+           for (NodePtr const& node : nodes) node.subRef();
+         };
+       }},
+      {"a chain of short pieces",
+       [](std::size_t size) -> Work {
+         Nodes const nodes = newNodes(size);
+         for (std::size_t i = 0; i + 1 < size; i += 2) nodes[i]->addChild(nodes[i + 1]);
+         return [nodes] {
+           for (std::size_t i = 2; i < nodes.size(); i += 2) nodes[i - 1]->addChild(nodes[i]);
+           nodes[0].subRef();
+         };
+       }},
+  };
+  for (auto const& [name, prepare] : cases) {
+    // A square would be 100 times as much; that what is larger leaves the caches makes it more than 10.
+    EXPECT_LT(costOf(40000, prepare), 40 * std::max(costOf(4000, prepare), 1e-4)) << name;
   }
 }
 
