@@ -25,14 +25,25 @@ struct SceneFileProblem {
   bool inContents = false;  ///< whether that byte is one of the contents, and not of the file
 };
 
+struct SceneContents {
+  std::string bytes;
+  /// When written, the sum of `objectMemory` over all objects. When read, what that sum may be.
+  UInt64 objectMemory = 0;
+};
+
+/// What an object of a type counts for where its memory is limited, in bytes; null stands for an unknown type.
+/// Types above a size count as that size: a file has to be readable wherever its types are known.
+UInt64 objectMemory(FieldContainerType const* type);
+
 /// The contents for the root and all that it holds, directly or through others. Empty when that can't be
 /// told, with the reason in `problem`.
-std::string putSceneContents(NodePtr const& root, SceneFileProblem& problem);
+SceneContents putSceneContents(NodePtr const& root, SceneFileProblem& problem);
 
 /// Makes what the contents describe and gives the root, without a reference taken. Null, and nothing left of
 /// it, when the contents are damaged: `problem` says why. `warnings` takes what was passed over. Any contents
-/// are safe to read; the memory used is proportional to their size.
-NodePtr getSceneContents(std::string_view contents, SceneFileProblem& problem,
+/// are safe to read; the memory used is proportional to their size, and that of objects limited by
+/// `objectMemory`.
+NodePtr getSceneContents(SceneContents const& contents, SceneFileProblem& problem,
                          std::vector<std::string>& warnings);
 
 /// Makes a text from a file fit for a line of the log: no control characters, no great length.

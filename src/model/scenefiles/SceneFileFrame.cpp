@@ -28,11 +28,17 @@ UInt32 checksumOf(std::string_view bytes) {
   return static_cast<UInt32>(::crc32_z(0, reinterpret_cast<Bytef const*>(bytes.data()), bytes.size()));
 }
 
-/// Contents larger than that are taken for an attempt to exhaust the memory.
-UInt64 largestBelievable(UInt64 storedSize) {
+/// A number of bytes that a stored size can stand for; more is taken for an attempt to exhaust the memory.
+UInt64 inProportion(UInt64 storedSize, UInt64 ratio) {
   constexpr UInt64 Allowance = UInt64{16} << 20;
-  constexpr UInt64 Ratio = 256;
-  return storedSize > (UInt64{1} << 48) ? storedSize : Allowance + Ratio * storedSize;
+  constexpr UInt64 Largest = UInt64{1} << 48;
+  return Allowance + ratio * std::min(storedSize, Largest);
+}
+
+constexpr UInt64 MostUnpacked = 256;
+/// Objects of one kind that differ little take little room in a packed file, the least about 1.5 bytes each.
+UInt64 believableObjects(UInt64 storedSize, bool isPacked) {
+  return inProportion(storedSize, isPacked ? 1024 : 256);
 }
 
 /// A zlib stream that is ended with its object.
@@ -91,10 +97,12 @@ class FrameReader {
  public:
   FrameReader(std::istream& stream, SceneFileProblem& problem) : _stream(stream), _problem(problem) {}
 
-  bool read(std::string& contents) {
+  bool read(SceneContents& result) {
     Header header;
     if (!readHeader(header)) return false;
+    std::string& contents = result.bytes;
     if (!(header.isCompressed() ? readPacked(header, contents) : readPlain(header, contents))) return false;
+    result.objectMemory = believableObjects(header.storedSize, header.isCompressed());
     return checksumOf(contents) == header.checksum ||
            fail("the checksum of its contents is wrong", HeaderSize);
   }
@@ -141,8 +149,9 @@ class FrameReader {
     }
     if (!isIntact) return fail("its header is damaged", 0);
     if ((header.flags & ~CompressedFlag) != 0) return fail("its flags are unknown", FlagsOffset);
-    UInt64 const limit = header.isCompressed() ? largestBelievable(header.storedSize) : header.storedSize;
-    bool const believable = header.isCompressed() ? header.size <= limit : header.size == limit;
+    bool const believable = header.isCompressed()
+                                ? header.size <= inProportion(header.storedSize, MostUnpacked)
+                                : header.size == header.storedSize;
     return believable || fail("the size of its contents is impossible", SizeOffset);
   }
 
@@ -207,9 +216,11 @@ class FrameReader {
 
 }  // namespace
 
-bool writeSceneFrame(std::ostream& stream, std::string_view contents, bool compress) {
+bool writeSceneFrame(std::ostream& stream, SceneContents const& sceneContents, bool compress) {
+  std::string_view const contents = sceneContents.bytes;
   std::string const packed = compress ? deflated(contents) : std::string();
-  bool const usePacked = !packed.empty() && contents.size() <= largestBelievable(packed.size());
+  bool const usePacked = !packed.empty() && contents.size() <= inProportion(packed.size(), MostUnpacked) &&
+                         sceneContents.objectMemory <= believableObjects(packed.size(), true);
   std::string_view const stored = usePacked ? std::string_view(packed) : contents;
   Header const header{SceneFileVersion, usePacked ? CompressedFlag : 0, contents.size(), stored.size(),
                       checksumOf(contents)};
@@ -220,7 +231,7 @@ bool writeSceneFrame(std::ostream& stream, std::string_view contents, bool compr
   return stream.good();
 }
 
-bool readSceneFrame(std::istream& stream, std::string& contents, SceneFileProblem& problem) {
+bool readSceneFrame(std::istream& stream, SceneContents& contents, SceneFileProblem& problem) {
   return FrameReader(stream, problem).read(contents);
 }
 

@@ -22,14 +22,15 @@ inline namespace knscene {
 /// The format that this release writes, and the latest that it reads.
 inline constexpr UInt32 SceneFileVersion = 1;
 
-/// Writes the contents in their frame. With `compress` they are packed, unless they pack so well that
-/// readSceneFrame would not believe it. False when the stream fails.
-bool writeSceneFrame(std::ostream& stream, std::string_view contents, bool compress);
+/// Writes the contents in their frame. With `compress` they are packed, unless they pack so well that a reader
+/// would not believe it. False when the stream fails.
+bool writeSceneFrame(std::ostream& stream, SceneContents const& contents, bool compress);
 
 /// Reads a frame and its contents, and leaves the stream behind it. False, with the reason in `problem`, when
 /// it is damaged or of a later format. Sizes are not trusted: memory is taken as data arrives, and no more
-/// than 16 MiB and 256 times the stored size.
-bool readSceneFrame(std::istream& stream, std::string& contents, SceneFileProblem& problem);
+/// than 16 MiB and 256 times the stored size. The objects get room for 16 MiB and 256 times the stored size, or
+/// 1024 times that of packed contents.
+bool readSceneFrame(std::istream& stream, SceneContents& contents, SceneFileProblem& problem);
 
 }  // namespace knscene
 }  // namespace osg

@@ -1,13 +1,12 @@
 #include "model/scenefiles/SceneFileHandler.h"
 
 #include "model/scenefiles/SceneFileFrame.h"
+#include "model/utils/FileReplacement.h"
 #include "model/utils/knCachedStream.h"
 #include "model/utils/knLog.h"
 
-#include <fcntl.h>
-#include <filesystem>
 #include <new>
-#include <unistd.h>
+#include <streambuf>
 
 namespace osg {
 inline namespace knscene {
@@ -39,7 +38,7 @@ NodePtr readGraph(std::istream& stream, char const* fileName) {
   std::vector<std::string> warnings;
   NodePtr root;
   try {
-    std::string contents;
+    SceneContents contents;
     if (readSceneFrame(stream, contents, problem)) root = getSceneContents(contents, problem, warnings);
   } catch (std::bad_alloc const&) {
     problem = {"there is not enough memory", 0, false};
@@ -58,21 +57,37 @@ NodePtr runOperations(NodePtr root, GraphOpSeq const* operations) {
   return root;
 }
 
-/// Sees to it that a file's content is on the disk before its name is.
-bool synchronise(std::string const& fileName) {
-  int const file = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  bool const isDone = ::fsync(file) == 0;
-  return ::close(file) == 0 && isDone;
+/// Why the graph can't be written; empty when it is.
+std::string writeGraph(NodePtr const& root, std::ostream& stream, bool compress) {
+  if (!root.isAlive()) return "there is no scene";
+  try {
+    SceneFileProblem problem;
+    SceneContents const contents = putSceneContents(root, problem);
+    if (contents.bytes.empty()) return problem.what;
+    return writeSceneFrame(stream, contents, compress) ? "" : "the stream failed";
+  } catch (std::bad_alloc const&) {
+    return "there is not enough memory";
+  }
 }
 
-/// Writes a file, reporting failures under the name `shownName`.
-bool writeFile(NodePtr const& root, std::string const& fileName, char const* shownName, bool compress) {
-  cached_ofstream stream(fileName, FileBufferSize, 1);
-  if (!stream.is_open()) return writeFailed(shownName, "it can't be opened");
-  if (!SceneFileHandler::the().write(root, stream, shownName, compress ? 1 : 0)) return false;
-  return stream.close() || writeFailed(shownName, "closing it failed");
-}
+/// Lets a stream write to a file that is replaced.
+class ReplacementBuffer : public std::streambuf {
+ public:
+  explicit ReplacementBuffer(FileReplacement& file) : _file(file) {}
+
+ protected:
+  std::streamsize xsputn(char const* bytes, std::streamsize count) override {
+    return _file.write({bytes, static_cast<std::size_t>(count)}) ? count : 0;
+  }
+  int_type overflow(int_type next) override {
+    if (traits_type::eq_int_type(next, traits_type::eof())) return traits_type::not_eof(next);
+    char const byte = traits_type::to_char_type(next);
+    return _file.write({&byte, 1}) ? next : traits_type::eof();
+  }
+
+ private:
+  FileReplacement& _file;
+};
 
 }  // namespace
 
@@ -83,15 +98,8 @@ SceneFileHandler& SceneFileHandler::the() {
 
 bool SceneFileHandler::write(NodePtr const& root, std::ostream& stream, char const* fileName,
                              unsigned int compress) {
-  if (!root.isAlive()) return writeFailed(fileName, "there is no scene");
-  try {
-    SceneFileProblem problem;
-    std::string const contents = putSceneContents(root, problem);
-    if (contents.empty()) return writeFailed(fileName, problem.what);
-    return writeSceneFrame(stream, contents, compress != 0) || writeFailed(fileName, "the stream failed");
-  } catch (std::bad_alloc const&) {
-    return writeFailed(fileName, "there is not enough memory");
-  }
+  std::string const why = writeGraph(root, stream, compress != 0);
+  return why.empty() || writeFailed(fileName, why);
 }
 
 NodePtr SceneFileHandler::read(std::istream& stream, char const* fileName, GraphOpSeq const* graphOpSeq) {
@@ -99,25 +107,16 @@ NodePtr SceneFileHandler::read(std::istream& stream, char const* fileName, Graph
 }
 
 bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress) {
-  namespace fs = std::filesystem;
   if (!root.isAlive()) return writeFailed(fileName.c_str(), "there is no scene");
-  std::error_code error;
-  // A link stays, and the file that it leads to is replaced.
-  fs::path target = fs::canonical(fileName, error);
-  if (error) target = fileName;
-  fs::file_status const status = fs::status(target, error);
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
-    return writeFile(root, fileName, fileName.c_str(), compress);
+  FileReplacement file(fileName);
+  std::string why;
+  if (file.isGood()) {
+    ReplacementBuffer buffer(file);
+    std::ostream stream(&buffer);
+    why = writeGraph(root, stream, compress);
   }
-  std::string const temporary = target.string() + '.' + std::to_string(::getpid()) + ".tmp";
-  bool isDone = writeFile(root, temporary, fileName.c_str(), compress);
-  if (isDone) {
-    if (fs::exists(status)) fs::permissions(temporary, status.permissions(), error);
-    isDone = synchronise(temporary) && ::rename(temporary.c_str(), target.c_str()) == 0;
-    if (!isDone) writeFailed(fileName.c_str(), "it can't be put in its place");
-  }
-  if (!isDone) ::unlink(temporary.c_str());
-  return isDone;
+  if (why.empty() && file.commit()) return true;
+  return writeFailed(fileName.c_str(), file.isGood() ? why : file.reason());
 }
 
 NodePtr loadSceneFile(std::string const& fileName) {

@@ -47,14 +47,14 @@ class KNSCENE_API SceneFileHandler {
 
   /// Reads what `write` wrote and gives the root, without a reference taken; the stream is left behind the
   /// scene. Anything damaged gives null, one error line in knLog that says what and where, and leaves nothing
-  /// behind: no stream content is harmful. Memory stays in proportion to the size of the file.
+  /// behind: no stream content is harmful. Memory stays below 256 MiB and 8192 times the size of the file,
+  /// whatever the file claims; a host's types above 2 kB can take more.
   virtual NodePtr read(std::istream& stream, char const* fileName,
                        GraphOpSeq const* graphOpSeq = _defaultgraphOpSeq);
 };
 
-/// Writes a file in one step: the file of that name is either complete and new, or what it was before. Its
-/// permissions stay. A name that leads to no regular file, as a device or a pipe, is written to directly.
-/// False, with one error line in knLog, when the file can't be written.
+/// Writes a file in one step, as FileReplacement does it: the file of that name is either complete and new, or
+/// what it was before. False, with one error line in knLog that says why, when the file can't be written.
 KNSCENE_API bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress);
 /// Reads a file, with the default operations. Null, with one error line in knLog, when that fails.
 KNSCENE_API NodePtr loadSceneFile(std::string const& fileName);

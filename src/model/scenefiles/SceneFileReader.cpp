@@ -2,6 +2,7 @@
 #include "model/scenefiles/OwnershipGraph.h"
 #include "model/scenefiles/SceneFileContents.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace osg {
@@ -41,8 +42,11 @@ void visitHandlesOf(FieldContainer& container, FieldRole role, Visit visit) {
 
 class ContentsReader {
  public:
-  ContentsReader(std::string_view contents, SceneFileProblem& problem)
-      : _contents(contents), _in(contents, nullptr), _problem(problem) {}
+  ContentsReader(SceneContents const& contents, SceneFileProblem& problem)
+      : _contents(contents.bytes),
+        _objectMemory(contents.objectMemory),
+        _in(contents.bytes, nullptr),
+        _problem(problem) {}
   ~ContentsReader() {
     // Whatever was not handed over to the caller.
     for (FieldContainerPtr const& container : _containers) discard(container);
@@ -121,19 +125,28 @@ class ContentsReader {
     std::size_t const count = _in.getCount(sizeof(UInt32));
     if (_in.failed()) return endsEarly();
     if (count == 0) return fail("it holds no object", _in.position());
-    _typeNumbers.reserve(count);
+    if (!readTypeNumbers(count)) return false;
     _containers.reserve(count);
     _numbers.reserve(count);
+    for (UInt32 const typeNumber : _typeNumbers) create(_types[typeNumber].type);
+    if (dcast<NodePtr>(_containers.front())) return true;
+    std::string const& rootType = _types[_typeNumbers.front()].name;
+    return fail("its root is no node of a known type but '" + printable(rootType) + "'", _in.position());
+  }
+
+  /// Nothing is made before it is known that all of it may be.
+  bool readTypeNumbers(std::size_t count) {
+    UInt64 memory = 0;
+    _typeNumbers.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
       std::size_t const offset = _in.position();
       UInt32 const typeNumber = _in.get<UInt32>();
       if (typeNumber >= _types.size()) return fail("an object has a type that is not in the table", offset);
+      memory += objectMemory(_types[typeNumber].type);
+      if (memory > _objectMemory) return fail("it declares more objects than it has room for", offset);
       _typeNumbers.push_back(typeNumber);
-      create(_types[typeNumber].type);
     }
-    if (dcast<NodePtr>(_containers.front())) return true;
-    std::string const& rootType = _types[_typeNumbers.front()].name;
-    return fail("its root is no node of a known type but '" + printable(rootType) + "'", _in.position());
+    return true;
   }
 
   void create(FieldContainerType const* type) {
@@ -263,6 +276,7 @@ class ContentsReader {
   }
 
   std::string_view _contents;
+  UInt64 _objectMemory;  ///< what its objects may take
   FieldReader _in;  ///< the tables; never asked for a handle
   SceneFileProblem& _problem;
   NameList _unknownTypes;
@@ -278,7 +292,13 @@ class ContentsReader {
 
 }  // namespace
 
-NodePtr getSceneContents(std::string_view contents, SceneFileProblem& problem,
+UInt64 objectMemory(FieldContainerType const* type) {
+  constexpr UInt64 ForEach = 64;
+  constexpr UInt64 LargestCounted = 2048;
+  return ForEach + (type != nullptr ? std::min<UInt64>(type->getContainerSize(), LargestCounted) : 0);
+}
+
+NodePtr getSceneContents(SceneContents const& contents, SceneFileProblem& problem,
                          std::vector<std::string>& warnings) {
   ContentsReader reader(contents, problem);
   NodePtr const root = reader.read();

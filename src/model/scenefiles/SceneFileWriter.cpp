@@ -13,7 +13,7 @@ class ContentsWriter {
  public:
   explicit ContentsWriter(SceneFileProblem& problem) : _problem(problem) {}
 
-  std::string write(NodePtr const& root) {
+  SceneContents write(NodePtr const& root) {
     collect(root);
     if (_graph.order().hasCircle) {
       _problem.what = "containers hold each other in a circle";
@@ -25,7 +25,7 @@ class ContentsWriter {
     for (Stored const& stored : _containers) {
       if (!putValues(stored, out)) return {};
     }
-    return out.takeBytes();
+    return {out.takeBytes(), _objectMemory};
   }
 
  private:
@@ -67,7 +67,9 @@ class ContentsWriter {
 
   UInt32 add(FieldContainerPtr const& container) {
     auto const [place, isNew] = _numbers.try_emplace(container, static_cast<UInt32>(_containers.size() + 1));
-    if (isNew) _containers.push_back({container, addType(container->getType())});
+    if (!isNew) return place->second;
+    _containers.push_back({container, addType(container->getType())});
+    _objectMemory += objectMemory(&container->getType());
     return place->second;
   }
 
@@ -123,11 +125,12 @@ class ContentsWriter {
   std::vector<Stored> _containers;
   std::unordered_map<FieldContainerPtr, UInt32> _numbers;
   OwnershipGraph _graph;
+  UInt64 _objectMemory = 0;
 };
 
 }  // namespace
 
-std::string putSceneContents(NodePtr const& root, SceneFileProblem& problem) {
+SceneContents putSceneContents(NodePtr const& root, SceneFileProblem& problem) {
   return ContentsWriter(problem).write(root);
 }
 

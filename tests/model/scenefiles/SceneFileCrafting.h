@@ -68,7 +68,7 @@ inline std::string craftTree(std::vector<std::vector<osg::UInt32>> const& childr
 
 inline std::string framed(std::string const& contents, bool compress = false) {
   std::ostringstream stream;
-  osg::writeSceneFrame(stream, contents, compress);
+  osg::writeSceneFrame(stream, {contents}, compress);
   return stream.str();
 }
 

@@ -207,10 +207,10 @@ TEST_F(SceneFileDamageTest, AHeaderThatLiesIsNotBelieved) {
 
 void expectUnpacked(std::string const& contents, std::string const& file) {
   std::istringstream stream(file);
-  std::string back;
+  SceneContents back;
   SceneFileProblem problem;
   EXPECT_TRUE(readSceneFrame(stream, back, problem)) << problem.what;
-  EXPECT_TRUE(back == contents);
+  EXPECT_TRUE(back.bytes == contents);
 }
 
 TEST_F(SceneFileDamageTest, WhatPacksTooWellToBeBelievedIsStoredPlain) {
@@ -219,6 +219,23 @@ TEST_F(SceneFileDamageTest, WhatPacksTooWellToBeBelievedIsStoredPlain) {
     std::string const file = framed(contents, true);
     EXPECT_EQ(file.size() > contents.size(), contents.size() == zeros.size());
     expectUnpacked(contents, file);
+  }
+  std::ostringstream stream;
+  writeSceneFrame(stream, {zeros.substr(0, 1000), UInt64{1} << 30}, true);
+  EXPECT_GT(stream.str().size(), 1000U) << "many objects in few bytes";
+}
+
+TEST_F(SceneFileDamageTest, ASmallFileDoesNotMakeManyObjects) {
+  for (char const* const type : {"Node", "AnimAttachment", "GoneNode"}) {
+    std::string contents = number(2) + text("Node") + number(0) + text(type) + number(0) + number(4000000);
+    std::size_t const tables = contents.size();
+    contents += number(0);
+    while (contents.size() < tables + 16000000) contents += number(1);
+    std::string const file = framed(contents, true);
+    EXPECT_LT(file.size(), 40000U);
+    std::size_t const made = FieldContainerFactory::the().getFieldContainerStore()->size();
+    EXPECT_NE(refusal(file).find("more objects than it has room for"), std::string::npos) << type;
+    EXPECT_EQ(FieldContainerFactory::the().getFieldContainerStore()->size(), made) << type;
   }
 }
 

@@ -394,6 +394,27 @@ class SceneFileSavingTest : public SceneTest {
   std::string name;
 };
 
+TEST_F(SceneFileSavingTest, LinksAreFollowedAndFailuresSayWhy) {
+  std::filesystem::create_symlink("scene", name + ".dangling");
+  EXPECT_TRUE(save(3, name + ".dangling"));
+  EXPECT_TRUE(std::filesystem::is_symlink(name + ".dangling"));
+  EXPECT_EQ(storedMask(), 3U);
+  std::filesystem::create_symlink("circle", folder / "circle");
+  std::pair<std::string, char const*> const cases[] = {
+      {(folder / "circle").string(), ": Too many levels of symbolic links"},
+      {(folder / "none" / "scene").string(), ": No such file or directory"},
+      {folder.string(), ": Is a directory"},
+      {"/dev/full", ": No space left on device"},
+      {"", ": No such file or directory"}};
+  for (auto const& [path, why] : cases) {
+    LogCapture log;
+    EXPECT_FALSE(save(4, path));
+    ASSERT_EQ(log.lines().size(), 1U) << path;
+    EXPECT_TRUE(log.errors().at(0).ends_with(why)) << log.errors()[0];
+  }
+  EXPECT_EQ(fileCount(), 3);
+}
+
 TEST_F(SceneFileSavingTest, AFileIsReplacedAsAWhole) {
   using std::filesystem::perms;
   EXPECT_TRUE(save(1, name));
