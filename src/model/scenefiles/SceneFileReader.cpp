@@ -277,7 +277,7 @@ class ContentsReader {
 
   std::string_view _contents;
   UInt64 _objectMemory;  ///< what its objects may take
-  FieldReader _in;  ///< the tables; never asked for a handle
+  FieldReader _in;       ///< the tables; never asked for a handle
   SceneFileProblem& _problem;
   NameList _unknownTypes;
   NameList _changedFields;

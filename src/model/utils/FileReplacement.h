@@ -52,8 +52,8 @@ class KNSCENE_API FileReplacement {
   bool close();
   bool fail(int error);
 
-  std::string _target;     ///< the file to replace; empty when writing directly
-  std::string _temporary;  ///< the name of the new file while it has one
+  std::string _target;                         ///< the file to replace; empty when writing directly
+  std::string _temporary;                      ///< the name of the new file while it has one
   std::atomic<char const*>* _place = nullptr;  ///< where `removeUnfinished` finds that name
   int _descriptor = -1;
   int _error = 0;

@@ -1,5 +1,6 @@
 #include "knanim/commands/Commands.h"
 #include "knanim/support/Console.h"
+#include "knanim/support/Interruption.h"
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -22,9 +23,17 @@ char const* const kFooter =
     "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
     "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
 
+/// An option that names a file to write.
+CLI::Option* addOutput(CLI::App& command, std::string const& name, std::string& path,
+                       std::string const& help) {
+  return command.add_option(name, path, help)->check([](std::string const& given) {
+    return given.empty() ? std::string("needs the name of a file") : std::string();
+  });
+}
+
 void definePictures(CLI::App& command, PlayOptions& options) {
   char const* const group = "Pictures";
-  command.add_option("--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
+  addOutput(command, "--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
   command
       .add_option(
           "--channel", options.channels,
@@ -33,7 +42,7 @@ void definePictures(CLI::App& command, PlayOptions& options) {
       ->allow_extra_args(false)
       ->group(group);
   CLI::Option* const strip =
-      command.add_option("--strip", options.strip, "Draw frames side by side into a .png or .svg file");
+      addOutput(command, "--strip", options.strip, "Draw frames side by side into a .png or .svg file");
   strip->group(group);
   command.add_option("--strip-frames", options.stripFrames, "Number of frames in the strip")
       ->capture_default_str()
@@ -41,7 +50,7 @@ void definePictures(CLI::App& command, PlayOptions& options) {
       ->needs(strip)
       ->group(group);
   CLI::Option* const image =
-      command.add_option("--image", options.image, "Draw one frame into a .png or .svg file");
+      addOutput(command, "--image", options.image, "Draw one frame into a .png or .svg file");
   image->group(group);
   command.add_option("--frame", options.frame, "Number of the frame in the image [the first]")
       ->needs(image)
@@ -86,12 +95,12 @@ void definePlay(CLI::App& command, PlayOptions& options) {
   command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
   command.add_option("--from", options.from, "Begin in seconds [the animation's begin]");
   command.add_option("--to", options.to, "End in seconds [the animation's end]");
-  command.add_option("--csv", options.csv, "Write all values of all frames as a table; - is standard output");
+  addOutput(command, "--csv", options.csv, "Write all values of all frames as a table; - is standard output");
   command.add_flag("--bake-skins", options.bakeSkins,
                    "Turn meshes with bones into caches of one shape for every frame, and play these");
   command.add_flag("--clips", options.clips,
                    "Arrange the animations as clips that overlap on one timeline, and show which one wins");
-  command.add_option("--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
+  addOutput(command, "--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
       ->group("Pictures");
   defineClock(command, options.clock);
   definePictures(command, options);
@@ -126,7 +135,7 @@ void defineQueue(CLI::App& command, QueueOptions& options) {
   command.add_option("--rate", options.rate, "Passes per second")->capture_default_str();
   command.add_flag("--realtime", options.realtime, "Play in real time, else on a simulated clock");
   CLI::Option* const strip =
-      command.add_option("--strip", options.strip, "Draw moments of the run into a .png or .svg file");
+      addOutput(command, "--strip", options.strip, "Draw moments of the run into a .png or .svg file");
   strip->group("Pictures");
   command.add_option("--strip-frames", options.stripFrames, "Number of moments in the strip")
       ->capture_default_str()
@@ -153,8 +162,10 @@ void defineChannels(CLI::App& command, ChannelsOptions& options) {
   command.add_option("NODE", options.node,
                      "A node or material, by its name or the end of its path [a table of all]");
   command.add_flag("--all", options.all, "List all nodes and materials, however many");
-  command.add_option("--csv", options.csv,
-                     "Write the channels with their values as a table; - is standard output");
+  addOutput(
+      command, "--csv", options.csv,
+      "Write the channels with their values as a table; - is standard output. Of a long path the end is "
+      "given, behind ...");
 }
 
 constexpr char const* kPathHelp = "The channel: node or material, field and component, as Hips.translation.Y";
@@ -168,7 +179,7 @@ void defineSet(CLI::App& command, SetOptions& options) {
   defineScene(command, options.scene);
   command.add_option("PATH", options.path, kPathHelp)->required();
   command.add_option("VALUE", options.value, "The number to write, as 12 or -0.5")->required();
-  command.add_option("--image", options.image, "Draw the scene afterwards into a .png or .svg file");
+  addOutput(command, "--image", options.image, "Draw the scene afterwards into a .png or .svg file");
 }
 
 void defineReduce(CLI::App& command, ReduceOptions& options) {
@@ -247,6 +258,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   } catch (CLI::ParseError const& error) {
     return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
   }
+  InterruptionGuard const guard;
   playOptions.clips = playOptions.clips || !playOptions.clipsPlot.empty();
   ExitCode const code = playCommand.parsed()       ? play(playOptions, terminal)
                         : queueCommand.parsed()    ? queue(queueOptions, terminal)

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <assimp/scene.h>
 
 namespace knanim {
 namespace {
@@ -142,7 +141,7 @@ void printAnimatedNodes(ImportedModel const& model, bool all, std::FILE* output)
 }
 
 /// What becomes of the morph channels of the animation.
-void printCaches(ImportedModel const& model, ModelFile const& file, bool all, std::FILE* output) {
+void printCaches(ImportedModel const& model, ModelContent const& content, bool all, std::FILE* output) {
   std::size_t const shown = all ? model.morphs.size() : std::min(model.morphs.size(), kMostListedNodes);
   std::size_t width = 4;
   for (std::size_t i = 0; i < shown; ++i)
@@ -155,10 +154,10 @@ void printCaches(ImportedModel const& model, ModelFile const& file, bool all, st
   std::fprintf(output, "  %s      targets    shapes  vertices\n", padded("", width).c_str());
   for (std::size_t i = 0; i < shown; ++i) {
     ImportedMorph const& morph = model.morphs[i];
-    std::fprintf(output, "  %s  %11zu  %8zu  %8u\n",
+    std::fprintf(output, "  %s  %11zu  %8zu  %8zu\n",
                  padded(shortened(model.nodes[morph.node].name, width), width).c_str(),
                  morph.keys.front().weights.size(), morph.keys.size(),
-                 file.scene().mMeshes[morph.mesh]->mNumVertices);
+                 content.meshes[morph.mesh].positions.size());
   }
   if (shown < model.morphs.size()) {
     std::fprintf(output, "  ... and %s, listed with --all\n",
@@ -226,9 +225,11 @@ void printObjects(std::vector<SurveyedObject> const& objects, char const* title,
 
 /// Builds the scene, and prints what the library tells about it.
 void printScene(ImportedModel const& model, ModelFile const& file, bool all, Terminal terminal) {
-  auto const content = file.loadContent();
-  if (auto const* failure = std::get_if<Failure>(&content)) return warn(failure->message, terminal);
-  AnimatedScene scene(model, std::get<ModelContent>(content));
+  auto const loaded = file.loadContent();
+  if (auto const* failure = std::get_if<Failure>(&loaded)) return warn(failure->message, terminal);
+  auto const& content = std::get<ModelContent>(loaded);
+  if (!model.morphs.empty()) printCaches(model, content, all, terminal.output);
+  AnimatedScene scene(model, content);
   warn(completeScene(scene, model, file), terminal);
   double const rate = framesPerSecond(model.summary.animations[model.animation]);
   SceneSurvey const survey = surveyScene(scene, rate);
@@ -255,7 +256,6 @@ ExitCode info(InfoOptions const& options, Terminal terminal) {
   auto const loaded = file.load(std::get<std::size_t>(animation));
   if (auto const* model = std::get_if<ImportedModel>(&loaded)) {
     if (!model->curves.empty()) printAnimatedNodes(*model, options.allNodes, terminal.output);
-    if (!model->morphs.empty()) printCaches(*model, file, options.allNodes, terminal.output);
     printScene(*model, file, options.allNodes, terminal);
     std::fflush(terminal.output);
     warn(model->warnings, terminal);

@@ -122,7 +122,6 @@ ExitCode play(PlayOptions const& options, Terminal terminal) {
   if (auto const* failure = std::get_if<Failure>(&prepared)) return report(*failure, terminal);
   PlaySession& session = std::get<PlaySession>(prepared);
 
-  InterruptionGuard const guard;
   AnimatedScene scene(session.model, session.content);
   Playback playback(session.frames);
   std::FILE* const output = isStandardOutput(options.csv) ? terminal.errors : terminal.output;

@@ -3,7 +3,6 @@
 #include "knanim/pictures/PlotPicture.h"
 #include "knanim/pictures/QueueFilm.h"
 #include "knanim/support/Console.h"
-#include "knanim/support/Interruption.h"
 #include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 
@@ -121,7 +120,6 @@ void warnOfUnmetPauses(QueueRun const& run, Terminal terminal) {
 
 ExitCode run(QueueOptions const& options, QueueModels const& models, QueueSettings const& settings,
              Terminal terminal) {
-  InterruptionGuard const guard;
   AnimatedScene const scene(models.model, models.content);
   QueueRun run(models, scene, settings);
   double const end = run.plannedEnd();
@@ -136,7 +134,10 @@ ExitCode run(QueueOptions const& options, QueueModels const& models, QueueSettin
     if (options.realtime) std::fflush(terminal.output);
   };
   auto const look = [&](double time) {
-    if (film) film->see(run.record().passes - 1, time);
+    if (!film) return;
+    std::vector<bool> begun;
+    for (QueueTrack const& track : run.record().tracks) begun.push_back(track.playing.has_value());
+    film->see(run.record().passes - 1, time, begun);
   };
   if (auto const failure = run.play(*clock, tell, look)) return report(*failure, terminal);
   printQueueReport(run.record(), models, settings, terminal.output);

@@ -1,77 +1,122 @@
 #include "knanim/import/ModelImport.h"
 
-#include "knanim/import/SceneConversion.h"
-#include "knanim/import/ShapeCaches.h"
-#include "knanim/support/MemoryLimit.h"
+#include "knanim/import/ModelReader.h"
+#include "knanim/import/ModelTransfer.h"
+#include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
 
-#include <assimp/Importer.hpp>
-#include <assimp/commonMetaData.h>
-#include <assimp/config.h>
-#include <assimp/importerdesc.h>
-#include <assimp/scene.h>
+#include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
+#include <csignal>
 #include <cstring>
-#include <exception>
-#include <span>
-#include <sys/stat.h>
+#include <optional>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
 
 namespace knanim {
 namespace {
 
-constexpr std::uint64_t kMemoryForAnyModel = std::uint64_t{2} << 30U;
-constexpr std::uint64_t kMemoryForEachByte = 64;
+constexpr int kPollMilliseconds = 200;
 
-Failure unreadable(std::string const& path, char const* reason) {
-  return {ExitCode::FileUnreadable, "cannot read " + printable(path) + ": " + reason};
+enum class Part : std::uint8_t { Model, Animation, Content };
+
+struct Request {
+  Part part = Part::Model;
+  std::size_t animation = 0;
+};
+
+/// One end of the line between the two processes.
+class Line {
+ public:
+  explicit Line(int socket) : _socket(socket) {}
+  Line(Line&& other) noexcept : _socket(std::exchange(other._socket, -1)) {}
+  Line& operator=(Line&&) = delete;
+  ~Line() {
+    if (_socket >= 0) close(_socket);
+  }
+
+  bool send(void const* bytes, std::size_t size) const {
+    auto const* at = static_cast<char const*>(bytes);
+    while (size > 0) {
+      ssize_t const sent = ::send(_socket, at, size, MSG_NOSIGNAL);
+      if (sent < 0 && errno == EINTR) continue;
+      if (sent <= 0) return false;
+      at += sent;
+      size -= static_cast<std::size_t>(sent);
+    }
+    return true;
+  }
+
+  /// False when the other end is gone, or `isGivenUp` says so meanwhile.
+  bool receive(void* bytes, std::size_t size, bool (*isGivenUp)()) const {
+    auto* at = static_cast<char*>(bytes);
+    while (size > 0) {
+      if (isGivenUp()) return false;
+      pollfd waiting = {_socket, POLLIN, 0};
+      if (poll(&waiting, 1, kPollMilliseconds) <= 0) continue;
+      ssize_t const received = recv(_socket, at, size, 0);
+      if (received < 0 && errno == EINTR) continue;
+      if (received <= 0) return false;
+      at += received;
+      size -= static_cast<std::size_t>(received);
+    }
+    return true;
+  }
+
+ private:
+  int _socket;
+};
+
+template <typename Result>
+std::string toBytes(std::variant<Result, Failure> const& result) {
+  TransferWriter out;
+  out.put(std::holds_alternative<Failure>(result));
+  std::visit([&out](auto const& value) { out.put(value); }, result);
+  return out.takeBytes();
 }
 
-Failure notAModel(std::string const& path, std::string const& reason) {
-  bool const greedy = reason.find("bad_alloc") != std::string::npos;
-  return {ExitCode::NotAModel, printable(path) + " is not a model that can be read: " +
-                                   (greedy ? "it asks for too much memory" : printable(reason))};
+std::string answer(std::variant<ModelReader, Failure> const& opened, Request const& request) {
+  auto const* const reader = std::get_if<ModelReader>(&opened);
+  if (reader == nullptr) return toBytes<ImportedModel>(std::get<Failure>(opened));
+  switch (request.part) {
+    case Part::Animation:
+      return toBytes(reader->load(request.animation));
+    case Part::Content:
+      return toBytes(reader->loadContent());
+    case Part::Model:
+      break;
+  }
+  return toBytes<ImportedModel>(reader->model());
 }
 
-/// Looks at the file itself, so that a missing file is not taken for a broken model.
-std::variant<std::uintmax_t, Failure> checkFile(std::string const& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return unreadable(path, std::strerror(errno));
-  if (S_ISDIR(status.st_mode)) return unreadable(path, std::strerror(EISDIR));
-  if (!S_ISREG(status.st_mode)) return unreadable(path, "not a regular file");
-  std::FILE* const file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return unreadable(path, std::strerror(errno));
-  std::fclose(file);
-  return static_cast<std::uintmax_t>(status.st_size);
+std::string answerSafely(std::variant<ModelReader, Failure> const& opened, Request const& request) {
+  try {
+    return answer(opened, request);
+  } catch (std::exception const& exception) {
+    return toBytes<ImportedModel>(Failure{ExitCode::Failed, exception.what()});
+  }
 }
 
-std::unique_ptr<Assimp::Importer> makeImporter() {
-  auto importer = std::make_unique<Assimp::Importer>();
-  // Otherwise the channels of an FBX file move helper nodes that stand in for the pivots.
-  importer->SetPropertyBool(AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false);
-  importer->SetPropertyBool(AI_CONFIG_IMPORT_NO_SKELETON_MESHES, true);
-  return importer;
-}
-
-/// Counts in a damaged file can ask for all the memory of the machine, and importers go along with that.
-aiScene const* read(Assimp::Importer& importer, std::string const& path, std::uintmax_t fileBytes) {
-  MemoryLimit const limit(kMemoryForAnyModel + kMemoryForEachByte * fileBytes);
-  return importer.ReadFile(path, 0);
-}
-
-std::string importerName(Assimp::Importer const& importer) {
-  int const index = importer.GetPropertyInteger("importerIndex", -1);
-  if (index < 0) return {};
-  aiImporterDesc const* const description = importer.GetImporterInfo(static_cast<std::size_t>(index));
-  return description == nullptr || description->mName == nullptr ? "" : description->mName;
-}
-
-std::string formatVersion(aiScene const& scene) {
-  aiString version;
-  if (scene.mMetaData == nullptr || !scene.mMetaData->Get(AI_METADATA_SOURCE_FORMAT_VERSION, version))
-    return {};
-  return printable(version.C_Str());
+/// What the process of the importers does. It ends when the other one does, and leaves its end to that.
+[[noreturn]] void serve(Line const& line, std::string const& path, pid_t parent) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGTERM, SIG_IGN);
+  if (getppid() != parent) _exit(1);
+  auto const opened = ModelReader::open(path);
+  auto const never = [] { return false; };
+  for (Request request; line.receive(&request, sizeof(request), never);) {
+    std::string const bytes = answerSafely(opened, request);
+    std::size_t const size = bytes.size();
+    if (!line.send(&size, sizeof(size)) || !line.send(bytes.data(), size)) break;
+  }
+  // Nothing is torn down, which can take long and go wrong too.
+  _exit(0);
 }
 
 std::string listOfAnimations(ModelSummary const& summary) {
@@ -83,52 +128,101 @@ std::string listOfAnimations(ModelSummary const& summary) {
   return summary.animations.size() > kMost ? list + " ..." : list;
 }
 
-/// Why animations are not played, as far as they are of another sort.
-std::string nothingMoves(std::span<AnimationSummary const> animations, char const* where) {
-  std::size_t meshes = 0;
-  for (AnimationSummary const& animation : animations) meshes += animation.meshChannels;
-  std::string message = std::string("no animation of nodes or morph targets in ") + where;
-  if (meshes != 0) message += "; " + counted(meshes, "mesh animation") + " cannot be played yet";
-  return message;
-}
-
-/// Refuses morphs whose shapes would not fit into memory.
-std::optional<Failure> checkShapes(ImportedModel const& model, aiScene const& scene) {
-  double bytes = 0;
-  for (ImportedMorph const& morph : model.morphs)
-    bytes += shapeBytes(morph.keys.size(), scene.mMeshes[morph.mesh]->mNumVertices);
-  if (bytes <= kMostShapeBytes) return std::nullopt;
-  return Failure{ExitCode::Failed, "the shapes of the morph targets would take " + mebibytes(bytes) +
-                                       ", more than " + mebibytes(kMostShapeBytes)};
-}
-
 }  // namespace
 
-ModelFile::ModelFile(std::unique_ptr<Assimp::Importer> importer, aiScene const* scene)
-    : _importer(std::move(importer)), _scene(scene), _model(describeScene(*scene)) {
-  _model.summary.importer = importerName(*_importer);
-  _model.summary.formatVersion = formatVersion(*scene);
+/// The process of the importers, as it is seen from outside.
+class ModelFile::Importer {
+ public:
+  Importer(std::string path, pid_t process, Line line)
+      : _path(std::move(path)), _process(process), _line(std::move(line)) {}
+  Importer(Importer const&) = delete;
+  Importer& operator=(Importer const&) = delete;
+  ~Importer() { end(); }
+
+  static std::variant<std::unique_ptr<Importer>, Failure> start(std::string const& path);
+
+  template <typename Result>
+  std::variant<Result, Failure> ask(Request const& request);
+
+ private:
+  std::optional<int> end();
+  Failure whyItEnded();
+
+  std::string _path;
+  pid_t _process;  ///< 0 when it has ended
+  Line _line;
+};
+
+std::variant<std::unique_ptr<ModelFile::Importer>, Failure> ModelFile::Importer::start(
+    std::string const& path) {
+  std::array<int, 2> ends = {-1, -1};
+  pid_t const parent = getpid();
+  pid_t process = -1;
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0) process = fork();
+  Line here(ends[0]);
+  Line there(ends[1]);
+  if (process < 0)
+    return Failure{ExitCode::Failed, std::string("cannot start the importer: ") + std::strerror(errno)};
+  if (process == 0) {
+    close(ends[0]);
+    serve(there, path, parent);
+  }
+  return std::make_unique<Importer>(path, process, std::move(here));
 }
 
+template <typename Result>
+std::variant<Result, Failure> ModelFile::Importer::ask(Request const& request) try {
+  std::size_t size = 0;
+  bool const isAnswered = _process != 0 && _line.send(&request, sizeof(request)) &&
+                          _line.receive(&size, sizeof(size), InterruptionGuard::isInterrupted);
+  std::string bytes(size, '\0');
+  if (!isAnswered || !_line.receive(bytes.data(), size, InterruptionGuard::isInterrupted))
+    return whyItEnded();
+  TransferReader in(bytes);
+  if (in.get<bool>()) return in.get<Failure>();
+  Result result = in.get<Result>();
+  if (in.failed()) return notAModel(_path, "the importer gave half a model");
+  return result;
+} catch (std::bad_alloc const&) {
+  return Failure{ExitCode::Failed, "there is not enough memory for " + printable(_path)};
+}
+
+/// The state that the process ended with, if it has not ended before.
+std::optional<int> ModelFile::Importer::end() {
+  if (_process == 0) return std::nullopt;
+  int state = 0;
+  pid_t const process = std::exchange(_process, 0);
+  kill(process, SIGKILL);
+  while (waitpid(process, &state, 0) < 0) {
+    if (errno != EINTR) return std::nullopt;
+  }
+  return state;
+}
+
+Failure ModelFile::Importer::whyItEnded() {
+  bool const isInterrupted = InterruptionGuard::isInterrupted();
+  std::optional<int> const state = end();
+  if (isInterrupted) return {ExitCode::Failed, "interrupted"};
+  bool const byItself = state && WIFSIGNALED(*state);
+  return notAModel(_path, byItself ? "the importer crashed (" + std::string(strsignal(WTERMSIG(*state))) + ')'
+                                   : "the importer ended");
+}
+
+ModelFile::ModelFile(std::unique_ptr<Importer> importer) : _importer(std::move(importer)) {}
 ModelFile::ModelFile(ModelFile&& other) noexcept = default;
 ModelFile& ModelFile::operator=(ModelFile&& other) noexcept = default;
 ModelFile::~ModelFile() = default;
 
 std::variant<ModelFile, Failure> ModelFile::open(std::string const& path) {
-  auto const size = checkFile(path);
+  auto const size = checkModelFile(path);
   if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
-  try {
-    std::unique_ptr<Assimp::Importer> importer = makeImporter();
-    aiScene const* const scene = read(*importer, path, std::get<std::uintmax_t>(size));
-    if (scene == nullptr) return notAModel(path, importer->GetErrorString());
-    ModelFile file(std::move(importer), scene);
-    file._model.summary.fileBytes = std::get<std::uintmax_t>(size);
-    return file;
-  } catch (std::exception const& exception) {
-    return notAModel(path, exception.what());
-  } catch (...) {
-    return notAModel(path, "the importer failed");
-  }
+  auto started = Importer::start(path);
+  if (auto* failure = std::get_if<Failure>(&started)) return std::move(*failure);
+  ModelFile file(std::move(std::get<std::unique_ptr<Importer>>(started)));
+  auto model = file._importer->ask<ImportedModel>({Part::Model});
+  if (auto* failure = std::get_if<Failure>(&model)) return std::move(*failure);
+  file._model = std::move(std::get<ImportedModel>(model));
+  return file;
 }
 
 std::variant<std::size_t, Failure> ModelFile::findAnimation(std::string const& choice) const {
@@ -153,27 +247,11 @@ std::variant<std::size_t, Failure> ModelFile::findAnimation(std::string const& c
 }
 
 std::variant<ImportedModel, Failure> ModelFile::load(std::size_t animation) const {
-  if (animation >= _model.summary.animations.size()) return Failure{ExitCode::Usage, "no such animation"};
-  try {
-    ImportedModel model = _model;
-    if (convertAnimation(*_scene, animation, model) && timeSpan(model)) {
-      if (auto failure = checkShapes(model, *_scene)) return std::move(*failure);
-      return model;
-    }
-    std::string reason = nothingMoves({&_model.summary.animations[animation], 1}, "this animation");
-    for (std::string const& warning : model.warnings) reason += "\n  " + warning;
-    return Failure{ExitCode::NoAnimation, reason};
-  } catch (std::exception const& exception) {
-    return Failure{ExitCode::Failed, exception.what()};
-  }
+  return _importer->ask<ImportedModel>({Part::Animation, animation});
 }
 
 std::variant<ModelContent, Failure> ModelFile::loadContent() const {
-  try {
-    return readContent(*_scene, _model);
-  } catch (std::exception const& exception) {
-    return Failure{ExitCode::Failed, exception.what()};
-  }
+  return _importer->ask<ModelContent>({Part::Content});
 }
 
 }  // namespace knanim

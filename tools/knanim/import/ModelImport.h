@@ -8,16 +8,15 @@
 #include <string>
 #include <variant>
 
-namespace Assimp {
-class Importer;
-}
-
 namespace knanim {
 
-/// A model file that has been read. Whatever the file holds, nothing is thrown.
+/// A model file that has been read by a process of its own, which lives as long as this and is asked for the parts
+/// of the model. A file that makes the importers crash, or keeps them busy without end, does no harm here. Nothing
+/// is thrown.
 class ModelFile {
  public:
-  /// Reads a file of any format that Assimp knows. Fails with `FileUnreadable` or `NotAModel`.
+  /// Reads a file of any format that Assimp knows. Fails with `FileUnreadable`, with `NotAModel`, also when the
+  /// importer crashed, and with `Failed` when interrupted.
   static std::variant<ModelFile, Failure> open(std::string const& path);
 
   ModelFile(ModelFile&& other) noexcept;
@@ -26,8 +25,6 @@ class ModelFile {
 
   /// Nodes and summary; no curves.
   ImportedModel const& model() const { return _model; }
-  /// The scene as Assimp gives it.
-  aiScene const& scene() const { return *_scene; }
 
   /// The animation of a number (from 1, as `info` lists them) or, when it is no such number, of a name; an empty
   /// choice means the first one that moves nodes or morphs. Fails with `NoAnimation` when there is nothing to play, with
@@ -35,16 +32,16 @@ class ModelFile {
   std::variant<std::size_t, Failure> findAnimation(std::string const& choice) const;
 
   /// The model with the curves and morphs of an animation that `findAnimation` gave. Fails with `NoAnimation` when
-  /// no usable key is in it, with `Failed` when its morphs ask for too much memory.
+  /// no usable key is in it, with `Failed` when its morphs ask for too much memory, and as `open`.
   std::variant<ImportedModel, Failure> load(std::size_t animation) const;
-  /// Meshes, materials, cameras and lights. Fails with `Failed` for want of memory.
+  /// Meshes, materials, cameras and lights. Fails with `Failed` for want of memory, and as `open`.
   std::variant<ModelContent, Failure> loadContent() const;
 
  private:
-  ModelFile(std::unique_ptr<Assimp::Importer> importer, aiScene const* scene);
+  class Importer;
+  explicit ModelFile(std::unique_ptr<Importer> importer);
 
-  std::unique_ptr<Assimp::Importer> _importer;
-  aiScene const* _scene;
+  std::unique_ptr<Importer> _importer;
   ImportedModel _model;
 };
 

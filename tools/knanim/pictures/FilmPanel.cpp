@@ -17,6 +17,7 @@ constexpr Color kRight = Color::fromHex(0xDD6B20);
 constexpr Color kTrail = Color::fromHex(0x7B55C2);
 constexpr double kFarthestFade = 0.55;  ///< share of the background in the colour of what is farthest
 constexpr int kSegmentsOfGridLine = 14;
+constexpr int kMostGridLines = 64;  ///< in one direction
 constexpr std::size_t kPiecesOfTrail = 6;
 constexpr std::size_t kMostOutlinedFaces = 12'000;
 constexpr std::size_t kMostShadowedFaces = 40'000;
@@ -43,6 +44,21 @@ float roundStep(float wanted) {
   float const power = std::pow(10.F, std::floor(std::log10(wanted)));
   float const share = wanted / power;
   return power * (share < 1.5F ? 1 : share < 3.5F ? 2 : share < 7.5F ? 5 : 10);
+}
+
+/// The multiples of `step` from `middle - reach` to `middle + reach`, as far as they differ. Counted, not added up:
+/// far from the origin a step can be smaller than the spacing of numbers.
+std::vector<float> gridPlaces(float middle, float reach, float step) {
+  std::vector<float> places;
+  double const width = static_cast<double>(step);
+  double const low = static_cast<double>(middle) - static_cast<double>(reach);
+  double const high = static_cast<double>(middle) + static_cast<double>(reach);
+  double const first = std::ceil(low / width);
+  for (int i = 0; i < kMostGridLines && (first + i) * width <= high; ++i) {
+    float const place = static_cast<float>((first + i) * width);
+    if (places.empty() || place != places.back()) places.push_back(place);
+  }
+  return places;
 }
 
 osg::BoxVolume boundsOf(Pose const& pose, SceneFigure const& figure) {
@@ -166,13 +182,13 @@ void PanelPainter::drawGroundLine(osg::Pnt3f const& from, osg::Pnt3f const& to) 
 }
 
 void PanelPainter::drawGround() {
-  float const step = _stage.gridStep;
-  float const y = _stage.center.y();
+  osg::Pnt3f const& center = _stage.center;
+  float const y = center.y();
   float const r = _stage.radius;
-  for (float x = std::ceil((_stage.center.x() - r) / step) * step; x <= _stage.center.x() + r; x += step)
-    drawGroundLine({x, y, _stage.center.z() - r}, {x, y, _stage.center.z() + r});
-  for (float z = std::ceil((_stage.center.z() - r) / step) * step; z <= _stage.center.z() + r; z += step)
-    drawGroundLine({_stage.center.x() - r, y, z}, {_stage.center.x() + r, y, z});
+  for (float const x : gridPlaces(center.x(), r, _stage.gridStep))
+    drawGroundLine({x, y, center.z() - r}, {x, y, center.z() + r});
+  for (float const z : gridPlaces(center.z(), r, _stage.gridStep))
+    drawGroundLine({center.x() - r, y, z}, {center.x() + r, y, z});
 }
 
 double PanelPainter::stickWidth(double depth) const {

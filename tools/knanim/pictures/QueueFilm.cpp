@@ -3,6 +3,7 @@
 #include "knanim/support/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -38,7 +39,8 @@ struct Room {
     }
   }
   bool isEmpty() const { return !(low.x() <= high.x()); }
-  float size() const { return osg::length(high - low); }
+  float size() const { return isEmpty() ? 0 : osg::length(high - low); }
+  float width() const { return isEmpty() ? 0 : high.x() - low.x(); }
   /// The middle of the bottom, in the space of the scene.
   osg::Vec3f bottom() const {
     osg::Vec3f const row = rowDirection();
@@ -55,13 +57,14 @@ QueueFilm::QueueFilm(QueueModels const& models, AnimatedScene const& scene, doub
   for (std::size_t i = 0; i < count; ++i) _moments.push_back(end * static_cast<double>(i) / steps);
 }
 
-void QueueFilm::see(std::uint64_t pass, double time) {
+void QueueFilm::see(std::uint64_t pass, double time, std::vector<bool> const& begun) {
   if (_next == _moments.size() || time < _moments[_next] - kSameTime) return;
   while (_next < _moments.size() && time >= _moments[_next] - kSameTime) ++_next;
   FilmFrame& frame = _film.frames.emplace_back();
   frame.frame = static_cast<long long>(pass);
   frame.time = std::round(time * 1e4) / 1e4;
   frame.pose = _figure.capture();
+  _begun.push_back(begun);
 }
 
 /// Calls `use` for all points of a model, seen or not.
@@ -100,24 +103,27 @@ std::vector<std::string> QueueFilm::unseen() const {
   return names;
 }
 
-/// Moves the points of all frames: the models stand in a row on one ground, each in room of size 1.
+/// Moves the points of all frames: the models stand in a row on one ground, each in room of size 1. A model that has
+/// not begun stands in its pose of rest, which may be anywhere: it is put on the ground by itself.
 void QueueFilm::placeSideBySide() {
   float reached = 0;
-  for (QueueModel const& part : _models.parts) {
-    Room room;
-    for (FilmFrame const& frame : _film.frames) {
-      forEachSeen(part, frame.pose, [&](osg::Pnt3f const& point) {
-        if (isFinite(point)) room.extendBy(point);
+  for (std::size_t model = 0; model < _models.parts.size(); ++model) {
+    QueueModel const& part = _models.parts[model];
+    std::array<Room, 2> rooms;  ///< before it has begun, and from then on
+    for (std::size_t i = 0; i < _film.frames.size(); ++i) {
+      forEachSeen(part, _film.frames[i].pose, [&](osg::Pnt3f const& point) {
+        if (isFinite(point)) rooms[_begun[i][model] ? 1 : 0].extendBy(point);
       });
     }
-    if (room.isEmpty()) continue;
-    float const scale = room.size() > 0 ? 1 / room.size() : 1;
-    float const width = (room.high.x() - room.low.x()) * scale;
+    float const size = std::max(rooms[0].size(), rooms[1].size());
+    if (rooms[0].isEmpty() && rooms[1].isEmpty()) continue;
+    float const scale = size > 0 ? 1 / size : 1;
+    float const width = std::max(rooms[0].width(), rooms[1].width()) * scale;
     osg::Vec3f const place = rowDirection() * (reached + width / 2);
-    osg::Vec3f const bottom = room.bottom();
     reached += width + kGap;
-    for (FilmFrame& frame : _film.frames) {
-      forEachPoint(part, frame.pose, [&](osg::Pnt3f& point) {
+    for (std::size_t i = 0; i < _film.frames.size(); ++i) {
+      osg::Vec3f const bottom = rooms[_begun[i][model] ? 1 : 0].bottom();
+      forEachPoint(part, _film.frames[i].pose, [&](osg::Pnt3f& point) {
         point = osg::Pnt3f((osg::Vec3f(point) - bottom) * scale + place);
       });
     }

@@ -12,9 +12,12 @@ class QueueFilm {
   /// `count` moments from 0 to `end`. Models and scene live as long as this.
   QueueFilm(QueueModels const& models, AnimatedScene const& scene, double end, std::size_t count);
 
-  /// To be told of every pass, by its number from 0 on and its time; keeps what is seen when a moment has come.
-  void see(std::uint64_t pass, double time);
+  /// To be told of every pass, by its number from 0 on, its time and which models have begun by then; keeps what is
+  /// seen when a moment has come.
+  void see(std::uint64_t pass, double time, std::vector<bool> const& begun);
   std::size_t frameCount() const { return _film.frames.size(); }
+  /// What was seen; once it is drawn, as the models stand in the picture.
+  std::vector<FilmFrame> const& frames() const { return _film.frames; }
 
   /// Models of which nothing is drawn: those without meshes, when others have some.
   std::vector<std::string> unseen() const;
@@ -34,6 +37,7 @@ class QueueFilm {
   AnimatedScene const& _scene;
   SceneFigure _figure;
   FilmPicture _film;
+  std::vector<std::vector<bool>> _begun;  ///< by frame and model
   std::vector<double> _moments;
   std::size_t _next = 0;
 };

@@ -17,6 +17,17 @@ std::string nameOf(osg::AttachmentContainerPtr const& container) {
   return name == nullptr || *name == '\0' ? "unnamed" : name;
 }
 
+constexpr std::size_t kLongestPath = 1000;
+constexpr std::string_view kCut = "...";
+
+/// A path with as many of its last names as fit, the last one in any case.
+std::string bounded(std::string path) {
+  if (path.size() <= kLongestPath) return path;
+  std::size_t const first = path.find('/', path.size() + kCut.size() - kLongestPath);
+  std::size_t const last = path.rfind('/');
+  return path.replace(0, std::min(first, last), kCut);
+}
+
 /// Makes paths of the children of one parent.
 class SiblingPaths {
  public:
@@ -24,7 +35,7 @@ class SiblingPaths {
 
   std::string next(std::string const& name) {
     std::size_t const number = ++_counts[name];
-    return _parentPath + '/' + name + (number == 1 ? "" : '#' + std::to_string(number));
+    return bounded(_parentPath + '/' + name + (number == 1 ? "" : '#' + std::to_string(number)));
   }
 
  private:
@@ -117,7 +128,7 @@ std::vector<SceneObject const*> SceneObjects::find(std::string_view text) const 
     if (object.path == text) found.push_back(&object);
   }
   if (!found.empty()) return found;
-  std::string const tail = '/' + std::string(text);
+  std::string const tail = (text.starts_with('/') ? "" : "/") + std::string(text);
   for (SceneObject const& object : _objects) {
     if (object.name == text || object.path.ends_with(tail)) found.push_back(&object);
   }

@@ -16,7 +16,8 @@ struct SceneObject {
   osg::AttachmentContainerPtr container;
   std::string name;  ///< "unnamed" where the scene has none
   /// The names from the model's root down, as /Root/Hips. Of several children of one name the later ones are
-  /// told apart by a number: /Root/Hips#2. Materials stand below /materials.
+  /// told apart by a number: /Root/Hips#2. Materials stand below /materials. Of a path above 1000 bytes only the
+  /// last names are kept, behind "...": otherwise the paths of a deep model would take the square of its depth.
   std::string path;
   std::string kind;       ///< the type of a node's core, or of a material
   std::size_t level = 0;  ///< how many nodes are above it

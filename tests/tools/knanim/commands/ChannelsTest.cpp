@@ -1,36 +1,21 @@
-#include "knAnimEvaluator.h"
 #include "knanim/commands/Commands.h"
-#include "knanim/pictures/StillPicture.h"
 #include "knanim/scene/ChannelPath.h"
 #include "knanim/scene/LoadedScene.h"
 #include "tools/knanim/TestFiles.h"
-
-#include <sstream>
 
 namespace knanim {
 namespace {
 
 using Words = std::vector<std::string>;
+using test::expectParts;
 using test::TemporaryFolder;
 
-/// Runs a line of words, in which MODEL stands for a path, and gives what it prints, failures among it.
-std::string run(std::string const& line, std::string const& model, ExitCode expected = ExitCode::Ok) {
-  std::istringstream stream("knanim " + line);
-  Words words;
-  for (std::string word; stream >> word;) words.push_back(word == "MODEL" ? model : word);
-  std::vector<char const*> pointers;
-  for (std::string const& word : words) pointers.push_back(word.c_str());
-  std::FILE* const file = std::tmpfile();
-  EXPECT_EQ(runCommandLine(static_cast<int>(pointers.size()), pointers.data(), {file, file}), expected);
-  std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
-  std::rewind(file);
-  EXPECT_EQ(std::fread(text.data(), 1, text.size(), file), text.size()) << line;
-  std::fclose(file);
-  return text;
-}
-
-void expectParts(std::string const& text, Words const& parts) {
-  for (std::string const& part : parts) EXPECT_TRUE(text.find(part) < text.size()) << part << " in " << text;
+/// As test::run, with MODEL for a path; all that is printed, failures among it.
+std::string run(std::string line, std::string const& model, ExitCode expected = ExitCode::Ok) {
+  for (std::size_t at = 0; (at = line.find("MODEL")) < line.size();) line.replace(at, 5, model);
+  test::Outcome const outcome = test::run(line);
+  EXPECT_EQ(outcome.code, expected) << line;
+  return outcome.output + outcome.errors;
 }
 
 std::string studio() { return test::modelPath("BLEND/BlenderDefault_269.blend"); }
@@ -60,8 +45,6 @@ TEST(Channels, ListsNodesMaterialsAndTheirChannels) {
   std::string const rows = test::readFile(table);
   EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 201);
   expectParts(rows, {"\n/<BlenderRoot>/Camera/Camera,UberCamera,glowIntensity,,glowParameter,1,0.5,0,0\n"});
-  expectParts(run("channels MODEL Camera", studio()),
-              {"/Camera  (Transform3D)\n", "/Camera  (UberCamera)\n"});
 }
 
 TEST(Channels, EveryListedChannelIsFoundByItsPath) {
@@ -79,18 +62,37 @@ TEST(Channels, EveryListedChannelIsFoundByItsPath) {
   EXPECT_GT(nonzero, 80U) << "most channels read as 0";
 }
 
+TEST(Channels, PathsOfDeepModelsAreCut) {
+  ImportedModel model;  // each node below the one before
+  for (std::size_t i = 0; i < 3000; ++i) {
+    ImportedNode& node = model.nodes.emplace_back();
+    node.name = "joint" + std::to_string(i);
+    if (i > 0) node.parent = i - 1;
+    node.depth = i;
+  }
+  AnimatedScene const scene(model);
+  SceneObjects const objects(scene);
+  for (SceneObject const& object : objects.all()) {
+    ASSERT_LE(object.path.size(), 1000U);
+    ASSERT_TRUE(object.path.ends_with('/' + object.name));
+  }
+  SceneObject const& last = objects.all().back();
+  EXPECT_TRUE(last.path.starts_with(".../joint")) << last.path;
+  EXPECT_GT(last.path.size(), 980U);
+  EXPECT_EQ(objects.find(last.path), (std::vector<SceneObject const*>{&last}));
+  EXPECT_EQ(objects.find("joint2998/joint2999"), (std::vector<SceneObject const*>{&last}));
+}
+
 TEST(Channels, GetPrintsTheValueAlone) {
   TemporaryFolder const folder;
   std::string const dotted = writeDottedModel(folder);
   std::vector<Words> const cases = {
       {dotted, "Hips.translation.Y --frame 1 --fps 2", "5.1\n"},
       {dotted, "Hips.translation.Y --time 0.25", "3.55\n"},
-      {dotted, "Hips.left.translation.Z --frame 15", "16\n"},
       {dotted, "Hips.left.translation.Z", "9\n"},  // as in the file, before any frame
       {dotted, "Hips.translation.translation.X", "7\n"},
       {dotted, "Hips.left/Hips.translation.eulerRotation.X --time 0.5", "30\n"},
       {studio(), "Lamp/Lamp/Lamp.visible", "1\n"},
-      {studio(), "Camera.glareParameter.X", "0.1\n"},
   };
   for (Words const& each : cases) EXPECT_EQ(run("get MODEL " + each[1], each[0]), each[2]) << each[1];
 }
@@ -98,9 +100,7 @@ TEST(Channels, GetPrintsTheValueAlone) {
 TEST(Channels, SetTellsWhatItDid) {
   std::vector<std::pair<std::string, Words>> const cases = {
       {"Camera.focalLength 50", {"before      39.375\n", "after       50\n", ": fov, fieldOfView\n"}},
-      {"Lamp.intensity 900", {"after       900\n", "UberLight of node \"Lamp\": intens"}},
       {"Camera.exposure -2", {"TonemappingSettings of node \"Camera\": exposure\n", "UberCamera of"}},
-      {"Cube/Cube.visible 0", {"after       0\n", "announced   node \"Cube\": travMask\n"}},
       {"Cube/Cube.visible 1", {"announced   nothing\n", "nothing changed: the channel has that value"}},
       {"Camera.fieldOfView.X 30", {"after       0.5235988\n", "reads otherwise than it was written"}},
   };
@@ -114,33 +114,16 @@ TEST(Channels, SetTellsWhatItDid) {
   EXPECT_EQ(test::readFile(path), bytes);
 }
 
-TEST(Channels, APictureShowsWhatWasSet) {
-  TemporaryFolder const folder;
-  auto const loaded = LoadedScene::load({writeDottedModel(folder), "", 0.5}, {});
-  SceneObjects const objects(std::get<0>(loaded)->scene());
-  FoundChannel const found = std::get<FoundChannel>(findChannel(objects, "Hips.left.translation.X"));
-  EXPECT_EQ(found.read(), 14);
-  knAnimEvaluator::the()->setOSGFieldValue(found.channel, 40, true);
-  EXPECT_FALSE(drawStill(*std::get<0>(loaded), folder.file("still.png"), "", {}));
-  EXPECT_EQ(found.read(), 40) << "the animation has written over it";
-  EXPECT_TRUE(test::readFile(folder.file("still.png")).starts_with("\x89PNG"));
-}
-
 TEST(Channels, EveryRefusalSaysWhy) {
   std::vector<std::pair<std::string, std::string>> const cases = {
       {"channels MODEL camra", "no node or material \"camra\" is in this model; near to it: \"Camera\""},
       {"channels MODEL --csv MODEL", "replace the model"},
       {"get MODEL Cub.scale.X", "is at the beginning of \"Cub.scale.X\"; near to it: \"Cube\"\n"},
-      {"get MODEL Cube", "no channel of node \"Cube\" is named"},
-      {"get MODEL Camera.glareEnabel", "has no channel \"glareEnabel\"; near to it: \"glareEnable\""},
       {"get MODEL Material.diffuseColor", "\"diffuseColor\" needs a component: diffuseColor.R, diffuse"},
       {"get MODEL Material.diffuseColor.X", "has no component \"X\"; there is diffuseColor.R"},
       {"get MODEL Lamp.scale.X", "2 channels; name one by its path:\n  /<BlenderRoot>/Lamp.scale.X  (Tr"},
-      {"get MODEL Camera.fov --time inf", "finite"},
       {"set MODEL Camera.fov nan", "finite, unlike \"nan\""},
       {"set MODEL Camera.fov 12x", "\"12x\" is no number"},
-      {"set MODEL Camera.fov 1e60", "a channel can hold"},
-      {"set MODEL Camera.fov 1 --image a.gif", ".png or .svg"},
   };
   for (auto const& [line, says] : cases) {
     std::string const text = run(line, studio(), ExitCode::Usage);

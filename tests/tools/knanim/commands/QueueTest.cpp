@@ -1,11 +1,12 @@
 #include "knAnimManager.h"
 #include "knanim/commands/Commands.h"
 #include "knanim/commands/QueueReport.h"
+#include "knanim/pictures/QueueFilm.h"
+#include "knanim/playing/Playback.h"
 #include "knanim/support/Text.h"
 #include "tools/knanim/TestFiles.h"
 
 #include <algorithm>
-#include <sstream>
 #include <tuple>
 
 namespace knanim {
@@ -98,6 +99,27 @@ TEST_F(QueueRunTest, CyclesRangesAndEnds) {
   }
 }
 
+TEST(QueueFilm, AModelThatHasNotBegunDoesNotMakeTheGround) {
+  // It lies far below at rest, and stands on 0 while it plays.
+  ImportedModel part = armModel({{0, 0}, {1, 0}});
+  part.nodes[0].translation = {0, -50, 0};
+  part.nodes[1].translation = {0, 1, 0};
+  part.curves = {{0, ChannelKind::Translation, 1, {}, {}, {{0, 0}, {1, 0}}}};
+  QueueModels models;
+  models.add(1, "one", part, {});
+  AnimatedScene const scene(models.model, models.content);
+  QueueFilm film(models, scene, 1, 2);
+  film.see(0, 0, {false});
+  Playback({30, 0, 30}).show(0);
+  film.see(1, 1, {true});
+  std::string bytes;
+  std::string message;
+  ASSERT_TRUE(film.draw(PictureFormat::Svg, bytes, message)) << message;
+  for (osg::Pnt3f const& joint : film.frames()[0].pose.joints) EXPECT_GE(joint.y(), -0.01F);
+  EXPECT_NEAR(film.frames()[0].pose.joints[1].y(), film.frames()[1].pose.joints[1].y(), 1e-5F);
+  EXPECT_NEAR(film.frames()[1].pose.joints[2].y(), 1, 1e-5F);
+}
+
 TEST(QueueModels, KeepTheirContentApart) {
   ModelContent content;
   content.materials.resize(1);
@@ -125,23 +147,14 @@ TEST(QueueCommand, LeavesOutWhatDoesNotMoveAndRefusesWhatMakesNoSense) {
   std::vector<std::tuple<ExitCode, std::string, char const*>> const cases = {
       {ExitCode::Ok, still + film + "--strip " + strip, "box.obj is left out"},
       {ExitCode::NoAnimation, still, "nothing to play"},
-      {ExitCode::Usage, "", "MODEL"},
-      {ExitCode::Usage, film + "--stagger -1", "not negative"},
       {ExitCode::Usage, film + "--pause 2@1:1", "no pause: \"2@1:1\""},
       {ExitCode::Usage, film + "--cycles -1", "--seconds"},
       {ExitCode::Usage, film + "--range 3:1", "no range"},
       {ExitCode::Usage, film + "--rate 1e12", "ten million"}};
   for (auto const& [code, options, says] : cases) {
-    std::istringstream words("knanim queue " + options);
-    std::vector<std::string> const arguments(std::istream_iterator<std::string>(words), {});
-    std::vector<char const*> pointers;
-    for (std::string const& argument : arguments) pointers.push_back(argument.c_str());
-    std::string text(2000, '\0');
-    Terminal const terminal{std::tmpfile(), fmemopen(text.data(), text.size(), "w")};
-    EXPECT_EQ(runCommandLine(static_cast<int>(pointers.size()), pointers.data(), terminal), code);
-    std::fclose(terminal.output);
-    std::fclose(terminal.errors);
-    EXPECT_NE(text.find(says), std::string::npos) << text.c_str();
+    test::Outcome const outcome = test::run("queue " + options);
+    EXPECT_EQ(outcome.code, code);
+    EXPECT_NE(outcome.errors.find(says), std::string::npos) << outcome.errors;
   }
   EXPECT_TRUE(test::readFile(strip).starts_with("\x89PNG"));
 }

@@ -31,15 +31,6 @@ double difference(Rotation const& a, Rotation const& b) {
   return 2 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * 180 / std::numbers::pi;
 }
 
-TEST(EulerAngles, SingleTurnsKeepTheirAxisAndSign) {
-  for (double const degrees : {-170.0, -90.0, -30.0, 0.0, 45.0, 90.0, 179.0}) {
-    EXPECT_NEAR(toEuler(around(1, 0, 0, degrees)).x, degrees, 1e-9);
-    EXPECT_NEAR(toEuler(around(0, 0, 1, degrees)).z, degrees, 1e-9);
-  }
-  EXPECT_NEAR(toEuler(around(0, 1, 0, 60)).y, 60, 1e-9);
-  EXPECT_NEAR(toEuler(around(0, 1, 0, -89)).y, -89, 1e-9);
-}
-
 TEST(EulerAngles, AnyRotationIsDescribedAndMatricesAgree) {
   std::mt19937 random(7);
   std::normal_distribution<double> normal;
@@ -57,25 +48,6 @@ TEST(EulerAngles, AnyRotationIsDescribedAndMatricesAgree) {
     Matrix3 const b = toMatrix(near);
     for (std::size_t row = 0; row < 3; ++row) {
       for (std::size_t column = 0; column < 3; ++column) ASSERT_NEAR(a[row][column], b[row][column], 1e-9);
-    }
-  }
-}
-
-TEST(EulerAngles, NearestOfAllTriplesIsTaken) {
-  std::mt19937 random(11);
-  std::uniform_real_distribution<double> angle(-500, 500);
-  for (int i = 0; i < 2000; ++i) {
-    EulerDegrees const wanted{angle(random), angle(random), angle(random)};
-    EulerDegrees const previous{angle(random), angle(random), angle(random)};
-    EulerDegrees const taken = toEulerNear(compose(wanted), previous);
-    double const best = std::hypot(taken.x - previous.x, taken.y - previous.y, taken.z - previous.z);
-    for (bool const flipped : {false, true}) {
-      EulerDegrees const other =
-          flipped ? EulerDegrees{wanted.x + 180, 180 - wanted.y, wanted.z + 180} : wanted;
-      double const x = std::remainder(other.x - previous.x, 360);
-      double const y = std::remainder(other.y - previous.y, 360);
-      double const z = std::remainder(other.z - previous.z, 360);
-      ASSERT_LE(best, std::hypot(x, y, z) + 1e-6);
     }
   }
 }
@@ -99,29 +71,6 @@ TEST(EulerAngles, PathsRunOnWithoutJumps) {
       ASSERT_NEAR(angles.z, exact.z, 1e-5) << i;
     }
   }
-}
-
-TEST(EulerAngles, AtTheQuarterTurnZStaysAndXTakesTheRest) {
-  for (double const y : {90.0, -90.0}) {
-    EulerDegrees angles{20, y * 0.99, 35};
-    for (int i = 0; i <= 200; ++i) {
-      Rotation const rotation = compose({20 + 4.0 * i, y, 35});
-      // Components as a file in single precision has them.
-      Rotation single{static_cast<float>(rotation.w), static_cast<float>(rotation.x),
-                      static_cast<float>(rotation.y), static_cast<float>(rotation.z)};
-      ASSERT_TRUE(normalize(single));
-      EulerDegrees const next = toEulerNear(single, angles);
-      ASSERT_LT(difference(compose(next), rotation), 1e-3) << i;
-      angles = next;
-    }
-    EXPECT_NEAR(angles.y, y, 0.05);
-    EulerDegrees const first = toEuler(compose({50, y, 20}));
-    EXPECT_EQ(first.z, 0);
-    EXPECT_LT(difference(compose(first), compose({50, y, 20})), 1e-6);
-  }
-  EulerDegrees const kept = toEulerNear(compose({100, 90, 35}), {60, 89, 35});
-  EXPECT_NEAR(kept.x, 100, 1e-4);
-  EXPECT_EQ(kept.z, 35);
 }
 
 TEST(EulerAngles, NormalizingRefusesWhatIsNoRotation) {

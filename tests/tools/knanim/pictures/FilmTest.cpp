@@ -3,61 +3,18 @@
 #include "knanim/pictures/IndexedPng.h"
 #include "knanim/support/Options.h"
 #include "tools/knanim/TestFiles.h"
+#include "tools/knanim/pictures/Pixels.h"
 
 #include <algorithm>
-#include <cairo.h>
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <set>
 
 namespace knanim {
 namespace {
 
-struct Pixels {
-  std::size_t width = 0;
-  std::size_t height = 0;
-  std::vector<std::uint32_t> values;
-
-  std::uint32_t at(std::size_t x, std::size_t y) const { return values[y * width + x]; }
-};
-
-cairo_status_t readBytes(void* source, unsigned char* data, unsigned length) {
-  auto& rest = *static_cast<std::string_view*>(source);
-  if (rest.size() < length) return CAIRO_STATUS_READ_ERROR;
-  std::memcpy(data, rest.data(), length);
-  rest.remove_prefix(length);
-  return CAIRO_STATUS_SUCCESS;
-}
-
-Pixels decode(std::string_view png) {
-  cairo_surface_t* const surface = cairo_image_surface_create_from_png_stream(readBytes, &png);
-  EXPECT_EQ(cairo_surface_status(surface), CAIRO_STATUS_SUCCESS);
-  Pixels pixels{static_cast<std::size_t>(cairo_image_surface_get_width(surface)),
-                static_cast<std::size_t>(cairo_image_surface_get_height(surface)),
-                {}};
-  for (std::size_t y = 0; y < pixels.height; ++y) {
-    auto const* const row = reinterpret_cast<std::uint32_t const*>(
-        cairo_image_surface_get_data(surface) +
-        y * static_cast<std::size_t>(cairo_image_surface_get_stride(surface)));
-    for (std::size_t x = 0; x < pixels.width; ++x) pixels.values.push_back(row[x] & 0xFFFFFFU);
-  }
-  cairo_surface_destroy(surface);
-  return pixels;
-}
-
-ExitCode run(std::vector<std::string> const& arguments) {
-  std::vector<char const*> pointers = {"knanim"};
-  for (std::string const& argument : arguments) pointers.push_back(argument.c_str());
-  Terminal const terminal{std::tmpfile(), std::tmpfile()};
-  ExitCode const code = runCommandLine(static_cast<int>(pointers.size()), pointers.data(), terminal);
-  std::fclose(terminal.output);
-  std::fclose(terminal.errors);
-  return code;
-}
-
 /// The pixels of a part of the picture that are dark or of a strong colour, as limbs are.
-std::set<std::size_t> strongPixels(Pixels const& pixels, std::size_t left, std::size_t right) {
+std::set<std::size_t> strongPixels(test::Pixels const& pixels, std::size_t left, std::size_t right) {
   std::set<std::size_t> places;
   // Title above and caption below are left out.
   for (std::size_t y = 140; y + 120 < pixels.height; ++y) {
@@ -73,9 +30,11 @@ std::set<std::size_t> strongPixels(Pixels const& pixels, std::size_t left, std::
 TEST(Film, AStripShowsTheFigureInEveryFrameAndInDifferentPoses) {
   test::TemporaryFolder const folder;
   std::string const strip = folder.file("strip.png");
-  ASSERT_EQ(run({"play", test::modelPath("BVH/Boxing_Toes.bvh"), "--strip", strip, "--strip-frames", "4"}),
-            ExitCode::Ok);
-  Pixels const pixels = decode(test::readFile(strip));
+  ASSERT_EQ(
+      test::run("play " + test::modelPath("BVH/Boxing_Toes.bvh") + " --strip " + strip + " --strip-frames 4")
+          .code,
+      ExitCode::Ok);
+  test::Pixels const pixels = test::decode(test::readFile(strip));
   EXPECT_EQ(pixels.width, 2080U);
   std::vector<std::set<std::size_t>> figures;
   for (std::size_t i = 0; i < 4; ++i) {
@@ -95,21 +54,42 @@ TEST(Film, AnImageIsDrawnOfMeshesToo) {
   test::TemporaryFolder const folder;
   std::string const model = test::modelPath("X/Testwuson.X");
   for (std::string const frame : {"0", "20"})
-    ASSERT_EQ(run({"play", model, "--image", folder.file(frame + ".png"), "--frame", frame}), ExitCode::Ok);
-  Pixels const first = decode(test::readFile(folder.file("0.png")));
-  Pixels const second = decode(test::readFile(folder.file("20.png")));
+    ASSERT_EQ(
+        test::run("play " + model + " --image " + folder.file(frame + ".png") + " --frame " + frame).code,
+        ExitCode::Ok);
+  test::Pixels const first = test::decode(test::readFile(folder.file("0.png")));
+  test::Pixels const second = test::decode(test::readFile(folder.file("20.png")));
   EXPECT_GT(strongPixels(first, 0, first.width).size(), first.values.size() / 20);
   EXPECT_NE(first.values, second.values);
-  ASSERT_EQ(run({"play", model, "--image", folder.file("a.svg"), "--clips-plot", folder.file("b.svg")}),
+  ASSERT_EQ(test::run("play " + model + " --image " + folder.file("a.svg") + " --clips-plot " +
+                      folder.file("b.svg"))
+                .code,
             ExitCode::Ok);
   EXPECT_NE(test::readFile(folder.file("a.svg")).find("</svg>"), std::string::npos);
   EXPECT_NE(test::readFile(folder.file("b.svg")).find("</svg>"), std::string::npos);
 }
 
-TEST(Film, FramesAreSpreadOverTheRange) {
-  EXPECT_EQ(spreadFrames({30, 0, 100}, 5), (std::vector<long long>{0, 25, 50, 75, 100}));
-  EXPECT_EQ(spreadFrames({30, -2, 1}, 9), (std::vector<long long>{-2, -1, 0, 1}));
-  EXPECT_EQ(spreadFrames({30, 7, 9}, 1), (std::vector<long long>{7}));
+TEST(Film, ASmallFigureFarAwayIsDrawn) {
+  ImportedModel model;
+  model.nodes.resize(3);
+  model.nodes[0].translation = {5e6, 0, -5e6};
+  for (std::size_t i : {1U, 2U}) {
+    model.nodes[i].parent = i - 1;
+    model.nodes[i].translation = {0.5, 0.5, 0};
+  }
+  AnimatedScene const scene(model);
+  SceneFigure const figure(model, {}, scene);
+  for (double const place : {0.0, 5e6, 1e30}) {
+    FilmPicture film;
+    FilmFrame& frame = film.frames.emplace_back();
+    frame.pose = figure.capture();
+    for (osg::Pnt3f& joint : frame.pose.joints) joint[0] = static_cast<float>(place + (joint[0] - 5e6F));
+    frame.view = PictureView::around(frame.pose.joints, {-1, -1, -1}, 0.5, 1);
+    std::string bytes;
+    std::string message;
+    ASSERT_TRUE(drawFilm(film, figure, PictureFormat::Svg, bytes, message)) << message;
+    EXPECT_LT(bytes.size(), 2'000'000U) << place;
+  }
 }
 
 TEST(PictureView, TheFittedViewHoldsAllPointsAndIsFilledByThem) {
@@ -144,9 +124,9 @@ TEST(IndexedPng, KeepsFewColorsAndRefusesMany) {
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i % 256) * 0x010101U;
   auto const png = encodeIndexedPng(pixels, 40);
   ASSERT_TRUE(png);
-  EXPECT_EQ(decode(*png).values, pixels);
+  EXPECT_EQ(test::decode(*png).values, pixels);
   pixels[77] = 0x010102;  // one more than fits: the nearest one takes its place
-  Pixels const approximated = decode(*encodeIndexedPng(pixels, 40));
+  test::Pixels const approximated = test::decode(*encodeIndexedPng(pixels, 40));
   EXPECT_EQ(approximated.width, 40U);
   EXPECT_EQ(approximated.values[77], 0x010101U);
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i) * 0x3571U;

@@ -4,9 +4,11 @@
 #include "knFramePlayer.h"
 #include "knanim/scene/AnimatedScene.h"
 #include "knanim/support/Interruption.h"
+#include "knanim/support/OutputFile.h"
+#include "tools/knanim/TestFiles.h"
 
 #include <csignal>
-#include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace knanim {
 namespace {
@@ -18,19 +20,10 @@ TEST(CadenceRecord, TellsRepeatsFromStepsAndSumsUpWhatWasSkipped) {
   whole.addFirst();
   for (double const step : {1.0, 0.0, 1.0, 4.0, 0.0, 2.0, 0.0}) whole.addStep(step);
   EXPECT_EQ(whole.steps(), (Steps{{0, 3}, {1, 2}, {2, 1}, {4, 1}}));
-  EXPECT_EQ(whole.passes(), 8U);
-  EXPECT_EQ(whole.shown(), 5U);
-  EXPECT_EQ(whole.repeats(), 3U);
   EXPECT_EQ(whole.dropped(), 4);
-  std::vector<std::string> const lines = whole.histogram(3);
-  ASSERT_EQ(lines.size(), 3U);
-  EXPECT_TRUE(lines[0].starts_with("   repeat  3  ████████████████████████████████ 42.9 %")) << lines[0];
-  EXPECT_TRUE(lines[2].starts_with("+2 and up  2  █████████████████████ 28.6 %")) << lines[2];
-
   CadenceRecord tenths(0.1);
   for (double const step : {0.41, 0.38, 0.002, 0.0}) tenths.addStep(step);
   EXPECT_EQ(tenths.steps(), (Steps{{0, 1}, {1, 1}, {4, 2}})) << "the smallest step is no repeat";
-  EXPECT_TRUE(CadenceRecord().histogram().empty());
 }
 
 /// A node whose x is the number of the frame, at 25 frames per second; passes that show a frame can take time.
@@ -106,20 +99,6 @@ TEST_F(ClockedRunTest, EveryFrameIsEitherShownOrDropped) {
   }
 }
 
-TEST_F(ClockedRunTest, LoopsBackwardsAndBetweenFrames) {
-  run({.frames = {25, 10, 12}, .loop = true, .reverse = true, .rate = 25, .rounds = 2});
-  EXPECT_EQ(frames, (std::vector<double>{12, 11, 10, 12, 11, 10}));
-
-  RunRecord const record = run({.frames = {25, 0, 3}, .subframes = true, .rate = 62.5});
-  EXPECT_EQ(record.cadence.steps(), (Steps{{2, 1}, {4, 7}})) << "the last step is cut off at the last frame";
-  for (std::size_t i = 0; i < 8; ++i) EXPECT_NEAR(frames[i], 0.4 * static_cast<double>(i), 1e-9);
-  EXPECT_EQ(frames.back(), 3);
-
-  run({.frames = {25, 0, 1}, .loop = true, .subframes = true, .rate = 50, .rounds = 2});
-  ASSERT_EQ(frames.size(), 8U);
-  for (std::size_t i = 0; i < 8; ++i) EXPECT_NEAR(frames[i], 0.5 * static_cast<double>(i % 4), 1e-9) << i;
-}
-
 TEST_F(ClockedRunTest, EndsWhenInterruptedOrRefusedAndLeavesTheLibraryAsItWas) {
   auto const former = knAnimManager::_timeCB;
   knAnimManager::setSimulationTimeCB([] { return 77.0; });
@@ -141,19 +120,20 @@ TEST_F(ClockedRunTest, EndsWhenInterruptedOrRefusedAndLeavesTheLibraryAsItWas) {
   knAnimManager::setSimulationTimeCB(former);
 }
 
-TEST(RunPlan, FollowsTheOptions) {
-  FrameRange const frames{25, 0, 99};
-  auto const planned = [&](ClockOptions const& options) {
-    return std::get<RunPlan>(planRun(options, frames));
+TEST(Interruption, EndsAtTheSecondTimeAndWhereNobodyAsks) {
+  test::TemporaryFolder const folder;
+  auto const interrupt = [&folder](bool twice) {
+    InterruptionGuard const guard;
+    OutputFile file(folder.file("table.csv"));
+    file.write(std::string(1'000'000, 'x'));
+    std::raise(SIGTERM);
+    if (!twice && alarm(0) == 0) _exit(99);
+    std::raise(twice ? SIGTERM : SIGALRM);
   };
-  RunPlan const turned = planned({.loop = "50:-10", .reverse = true});
-  EXPECT_EQ(turned.frames.first, -10);
-  EXPECT_EQ(turned.startFrame(), 50);
-  EXPECT_EQ(turned.length(), 3 * 61);
-  EXPECT_EQ(turned.duration(), 3 * 61 / 25.0);
-  EXPECT_EQ(planned({.seconds = 2, .loop = "0:9"}).duration(), 2) << "seconds alone end a loop";
-  EXPECT_EQ(planned({.seconds = 2, .loop = "0:9", .rounds = 4}).duration(), 1.6);
-  EXPECT_EQ(planned({.seconds = 99, .subframes = true}).duration(), 4);
+  auto const ended = testing::ExitedWithCode(static_cast<int>(ExitCode::Failed));
+  EXPECT_EXIT(interrupt(false), ended, "knanim: interrupted");
+  EXPECT_EXIT(interrupt(true), ended, "knanim: interrupted");
+  EXPECT_EQ(folder.count(), 0U);
 }
 
 }  // namespace

@@ -1,30 +1,26 @@
-#include "knanim/commands/Commands.h"
 #include "knanim/playing/Playback.h"
 
-#include "knanim/import/ModelImport.h"
+#include "knanim/import/ModelReader.h"
 #include "knanim/scene/AnimatedScene.h"
 #include "knanim/scene/SceneFigure.h"
-#include "model/geometry/Geometry.h"
-#include "model/scenedata/knSceneData.h"
 #include "tools/knanim/TestFiles.h"
 
 #include <algorithm>
 #include <assimp/scene.h>
 #include <map>
-#include <set>
 #include <string>
 
 namespace knanim {
 namespace {
 
 struct LoadedModel {
-  ModelFile file;
+  ModelReader file;
   ImportedModel model;
   ModelContent content;
 };
 
 LoadedModel load(std::string const& name) {
-  auto file = std::get<ModelFile>(ModelFile::open(test::modelPath(name)));
+  auto file = std::get<ModelReader>(ModelReader::open(test::modelPath(name)));
   auto model = std::get<ImportedModel>(file.load(0));
   auto content = std::get<ModelContent>(file.loadContent());
   return {std::move(file), std::move(model), std::move(content)};
@@ -100,50 +96,6 @@ TEST(Playback, JointsStandWhereTheModelHasThem) {
       }
     }
   }
-}
-
-TEST(Playback, TheRecordCountsWhatChanged) {
-  LoadedModel const loaded = load("BVH/Boxing_Toes.bvh");
-  AnimatedScene const scene(loaded.model, loaded.content);
-  Playback playback({100, 0, 1000});
-  auto const values = [&] {
-    std::vector<float> all;
-    for (SceneCurve const& curve : scene.curves()) all.push_back(curve.fieldValue());
-    return all;
-  };
-  playback.play(10);
-  std::vector<float> const before = values();
-  PlaybackRecord const first = playback.record();
-  playback.play(700);
-  std::set<std::pair<osg::Transform3DPtr, ChannelKind>> changed;
-  std::vector<float> const after = values();
-  for (std::size_t i = 0; i < after.size(); ++i) {
-    if (after[i] != before[i]) changed.emplace(scene.curves()[i].target, scene.curves()[i].kind);
-  }
-  EXPECT_GT(changed.size(), 15U);
-  EXPECT_EQ(playback.record().fields - first.fields, changed.size());
-  EXPECT_GE(playback.record().announcements - first.announcements, changed.size());
-  EXPECT_EQ(playback.record().frames, 2U);
-  EXPECT_GT(playback.record().slowestSeconds, 0);
-}
-
-TEST(AnimatedScene, HoldsTheMeshesMaterialsAndCamerasOfTheModel) {
-  LoadedModel const loaded = load("Collada/anims_with_full_rotations_between_keys.DAE");
-  aiScene const& source = loaded.file.scene();
-  AnimatedScene const scene(loaded.model, loaded.content);
-  EXPECT_EQ(loaded.content.materials.size(), source.mNumMaterials);
-  ASSERT_FALSE(scene.meshes().empty());
-  for (SceneMesh const& shown : scene.meshes()) {
-    auto const geometry = osg::dcast<osg::GeometryPtr>(shown.node->getCore());
-    ASSERT_TRUE(geometry.isAlive());
-    aiMesh const& mesh = *source.mMeshes[shown.mesh];
-    EXPECT_EQ(geometry->getFaceCount(), mesh.mNumFaces);
-    EXPECT_EQ(geometry->getPositions()->getSize(), mesh.mNumVertices);
-    EXPECT_TRUE(geometry->getMaterial().isAlive());
-  }
-  std::vector<osg::MaterialPtr> pool;
-  knSceneData::getMaterialPool()->get(pool);
-  EXPECT_EQ(pool.size(), source.mNumMaterials);
 }
 
 TEST(SceneFigure, VerticesFollowTheirBones) {

@@ -57,29 +57,5 @@ TEST(ClipArrangement, TheClipThatIsNearestInTimeWrites) {
   }
 }
 
-TEST(ClipArrangement, OneAnimationComesAgainFaster) {
-  AnimatedScene const scene(makeModel(0));
-  ClipArrangement const arrangement(std::vector<ClipSource>{{"a", toVector(scene.curves())}});
-  auto const clips = arrangement.clips();
-  ASSERT_EQ(clips.size(), 3U);
-  EXPECT_NEAR(clips[1].span.end - clips[1].span.begin, 0.6, 1e-5);
-  ClipProbe probe(arrangement, scene.curves()[0]);
-  // Both ended with the same value: nobody can tell whose it is.
-  EXPECT_EQ(probe.sample(clips[1].span.end + 0.01).writers, (Clips{0, 1}));
-  EXPECT_EQ(probe.sample((clips[2].span.begin + clips[2].span.end) / 2).writers, (Clips{2}));
-}
-
-TEST(ClipArrangement, AChannelThatNoClipMovesIsNotWritten) {
-  AnimatedScene const scene(makeModel(0));
-  SceneCurve other = scene.curves()[0];
-  other.component = 2;
-  ClipArrangement const arrangement(std::vector<ClipSource>{{"a", toVector(scene.curves())}});
-  ClipProbe probe(arrangement, other);
-  ClipSample const sample = probe.sample(0.5);
-  EXPECT_FALSE(sample.written);
-  EXPECT_TRUE(sample.writers.empty());
-  EXPECT_TRUE(ClipArrangement({}).clips().empty());
-}
-
 }  // namespace
 }  // namespace knanim

@@ -1,25 +1,9 @@
-#include "knanim/commands/Commands.h"
 #include "knanim/scene/SceneSurvey.h"
 
-#include "model/scenedata/knSceneData.h"
 #include "tools/knanim/TestFiles.h"
-
-#include <set>
 
 namespace knanim {
 namespace {
-
-using Channels = std::vector<knAnimManager::knOSGChannelData>;
-
-/// A node that moves for a second, and what users of the program that wrote it said of it.
-char const* const kTaggedModel = R"({"asset": {"version": "2.0"}, "scene": 0, "scenes": [{"nodes": [0]}],
-  "nodes": [{"name": "door", "extras": {"role": "entrance", "floor": 3, "UserProperties": "a = 1\r\nb"}}],
-  "buffers": [{"byteLength": 32, "uri": "data:;base64,AAAAAAAAgD8AAAAAAAAAAAAAAAAAAIA/AAAAAAAAAAA="}],
-  "bufferViews": [{"buffer": 0, "byteLength": 8}, {"buffer": 0, "byteOffset": 8, "byteLength": 24}],
-  "accessors": [{"bufferView": 0, "componentType": 5126, "count": 2, "type": "SCALAR"},
-                {"bufferView": 1, "componentType": 5126, "count": 2, "type": "VEC3"}],
-  "animations": [{"samplers": [{"input": 0, "output": 1}],
-                  "channels": [{"sampler": 0, "target": {"node": 0, "path": "translation"}}]}]})";
 
 struct Loaded {
   explicit Loaded(std::string const& path)
@@ -61,58 +45,6 @@ TEST(SceneSurvey, ClipsBlocksAndNodesAreThoseOfTheFile) {
     EXPECT_EQ(keys, 0U) << "the nodes' blocks hold other keys than the file";
   }
   EXPECT_TRUE(knAnimManager::getClipNodes().empty()) << "clips outlived their scene";
-}
-
-TEST(SceneSurvey, AMaterialCountsWhenItHasACurveWithKeys) {
-  Loaded const loaded(test::modelPath("X/Testwuson.X"));
-  std::vector<osg::MaterialPtr> materials;
-  knSceneData::getMaterialPool()->get(materials);
-  knAnimManager& manager = *knAnimManager::the();
-  Channels channels;
-  manager.getKeyableChannels(materials[0], channels);
-  osg::AnimNodePtr const node = manager.createChannelCurveNode(channels[0], {});
-  manager.addAnimation(materials[0], node);
-  EXPECT_TRUE(surveyScene(loaded.scene, 30).materials.empty());
-  osg::dcast<osg::AnimCurvePtr>(node->getCore())
-      ->addPoint({0, 1}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
-  std::vector<SurveyedObject> const animated = surveyScene(loaded.scene, 30).materials;
-  ASSERT_EQ(animated.size(), 1U);
-  EXPECT_EQ(animated[0].keys, 1U);
-}
-
-TEST(SceneSurvey, TextsOfTheFileAreTags) {
-  test::TemporaryFolder const folder;
-  test::writeFile(folder.file("door.gltf"), kTaggedModel);
-  std::vector<SurveyedObject> const nodes = surveyScene(Loaded(folder.file("door.gltf")).scene, 30).nodes;
-  ASSERT_EQ(nodes.size(), 1U);
-  EXPECT_EQ(std::multiset<std::string>(nodes[0].tags.begin(), nodes[0].tags.end()),
-            (std::multiset<std::string>{"a = 1", "b", "role = entrance"}));
-}
-
-TEST(AnimatedScene, TheLibraryFindsTheCurvesByTheirChannels) {
-  knAnimManager& manager = *knAnimManager::the();
-  for (char const* const name : {"BVH/01_01.bvh", "FBX/huesitos.fbx"}) {
-    Loaded const loaded(test::modelPath(name));
-    std::size_t found = 0;
-    for (osg::NodePtr const& node : loaded.scene.nodes()) {
-      osg::AnimNodePtr const block = manager.findBlock(node, loaded.model.summary.animations[0].name);
-      Channels channels;
-      manager.getKeyableChannels(node, channels);
-      // Curves in a block are not looked at.
-      while (block != nullptr && block->getNChildren() != 0)
-        manager.addAnimation(node, osg::dcast<osg::AnimNodePtr>(block->getChild(0)));
-      for (auto const& channel : channels) {
-        auto const curve = manager.findChannelCurveNode(channel, manager.getAnimAttachment(node));
-        if (curve == nullptr) continue;
-        ++found;
-        EXPECT_EQ(osg::NodeUtils::getName(curve), channel.channelName + '.' + channel.suffix);
-        auto const core = osg::dcast<osg::AnimCurvePtr>(curve->getCore());
-        EXPECT_EQ(core->getName(), channel.fieldName);
-        EXPECT_EQ(core->getValueIndex(), channel.valueIndex);
-      }
-    }
-    EXPECT_EQ(found, loaded.model.curves.size()) << name;
-  }
 }
 
 }  // namespace
