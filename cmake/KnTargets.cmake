@@ -2,7 +2,7 @@
 
 include_guard(GLOBAL)
 
-# Compiles through ccache, when there is one and no other launcher was asked for. The precompiled test header
+# Compiles through ccache, when there is one and no other launcher was asked for. What includes a precompiled header
 # is cacheable only with the sloppiness given here.
 function(kn_use_ccache)
   find_program(CCACHE_PROGRAM ccache)
@@ -13,15 +13,40 @@ function(kn_use_ccache)
   endif()
 endfunction()
 
+# Links by mold or lld, whichever comes first, where the compiler can call it.
+function(kn_use_fast_linker)
+  include(CheckLinkerFlag)
+  foreach(linker IN ITEMS mold lld)
+    check_linker_flag(CXX -fuse-ld=${linker} KN_LINKS_BY_${linker})
+    if(KN_LINKS_BY_${linker})
+      add_link_options(-fuse-ld=${linker})
+      return()
+    endif()
+  endforeach()
+endfunction()
+
 # Language level, visibility, warnings and sanitizers of a library or a program.
 function(kn_configure_target target)
+  # One precompiled header serves all targets only if all are compiled alike: programs as the libraries are.
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "EXECUTABLE")
+    target_compile_options(${target} PRIVATE -fPIC)
+    set(position_independent OFF)
+  else()
+    set(position_independent ON)
+  endif()
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ${position_independent}
     INTERPROCEDURAL_OPTIMIZATION ${KN_LTO})
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wconversion)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Precompiled headers are found by ccache, and the compiler does not stop to collect garbage below 1 GB.
+    target_compile_options(${target} PRIVATE -fpch-preprocess --param=ggc-min-heapsize=1000000)
+  endif()
   if(KN_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
@@ -29,6 +54,21 @@ function(kn_configure_target target)
   target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
   target_link_options(${target} PRIVATE -Wl,--as-needed)
   kn_sanitize_target(${target})
+endfunction()
+
+# Compiles the given headers once, for all targets that call kn_use_precompiled. They are to be headers of other
+# libraries only: then an edit of a header rebuilds what includes it and no more. A source still includes all that it
+# uses; the release preset builds without precompiled headers and so finds what is missing.
+function(kn_precompile name)
+  set(source "${PROJECT_BINARY_DIR}/cmake/${name}.cpp")
+  file(CONFIGURE OUTPUT "${source}" CONTENT "")
+  add_library(${name} OBJECT "${source}")
+  kn_configure_target(${name})
+  target_precompile_headers(${name} PRIVATE ${ARGN})
+endfunction()
+
+function(kn_use_precompiled target name)
+  target_precompile_headers(${target} REUSE_FROM ${name})
 endfunction()
 
 function(kn_sanitize_target target)
