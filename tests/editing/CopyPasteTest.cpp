@@ -11,7 +11,7 @@ struct knAnimManagerAccess {
 };
 
 namespace kntest {
-namespace {
+namespace CopyPasteTest {
 
 using namespace osg;
 
@@ -257,5 +257,5 @@ TEST_F(CopyPasteTest, WaitingClipNodesComeBack) {
   EXPECT_FALSE(orphan.isAlive());
 }
 
-}  // namespace
+}  // namespace CopyPasteTest
 }  // namespace kntest

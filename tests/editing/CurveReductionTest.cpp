@@ -10,7 +10,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace CurveReductionTest {
 
 using namespace osg;
 using Keys = std::vector<CurveKey>;
@@ -269,5 +269,5 @@ TEST_F(CurveReductionTest, ManyCurvesAtOnceGiveWhatEachAloneGives) {
   for (std::size_t i : {202U, 203U, 204U}) EXPECT_EQ(results[i].outcome, Outcome::BadTolerance);
 }
 
-}  // namespace
+}  // namespace CurveReductionTest
 }  // namespace kntest

@@ -3,7 +3,7 @@
 #include "support/SceneStage.h"
 
 namespace kntest {
-namespace {
+namespace CurveRenamingTest {
 
 using namespace osg;
 using Table = std::map<std::string, std::string>;
@@ -163,5 +163,5 @@ TEST_F(CurveRenamingTest, ScalingTakesTangentsAlong) {
   EXPECT_EQ(announced(empty), AnimCurveBase::ControlPointsFieldMask);
 }
 
-}  // namespace
+}  // namespace CurveRenamingTest
 }  // namespace kntest

@@ -6,7 +6,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace EditingModelTest {
 
 using namespace osg;
 
@@ -239,5 +239,5 @@ TEST_F(EditingModelTest, RandomEdits) {
   EXPECT_EQ(FieldContainerFactory::the().getLivingCount(), living) << "nothing is left behind";
 }
 
-}  // namespace
+}  // namespace EditingModelTest
 }  // namespace kntest

@@ -4,7 +4,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace PointReductionTest {
 
 using namespace osg;
 using Points = std::vector<Pnt2f>;
@@ -131,5 +131,5 @@ TEST_F(PointReductionTest, CurvesAreAnnouncedAndLoseTheirTangents) {
   EXPECT_EQ(changes.getEntries()[1].container, FieldContainerPtr(empty));
 }
 
-}  // namespace
+}  // namespace PointReductionTest
 }  // namespace kntest

@@ -3,7 +3,7 @@
 #include "model/sceneext/AnimTreeCloning.h"
 
 namespace kntest {
-namespace {
+namespace SharingTest {
 
 using namespace osg;
 
@@ -162,5 +162,5 @@ TEST_F(SharingTest, DeepTreesAndDeadHandles) {
   EXPECT_EQ(messages, 1) << "of the one that was duplicated";
 }
 
-}  // namespace
+}  // namespace SharingTest
 }  // namespace kntest

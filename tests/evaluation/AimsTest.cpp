@@ -18,7 +18,7 @@ class DescribedMaterial : public osg::Material {
 };
 KN_CONTAINER_TYPE(DescribedMaterial, DescribedMaterial, "TestDescribedMaterial")
 
-namespace {
+namespace AimsTest {
 
 using namespace osg;
 using Containers = std::vector<FieldContainerPtr>;
@@ -163,5 +163,5 @@ TEST_F(AimsTest, TheFirstAim) {
   EXPECT_EQ(evaluator.getFirstAim(curveOf(lone)), nullptr) << "an entry without owners is an answer";
 }
 
-}  // namespace
+}  // namespace AimsTest
 }  // namespace kntest

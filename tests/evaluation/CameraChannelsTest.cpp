@@ -7,7 +7,7 @@
 #include <optional>
 
 namespace kntest {
-namespace {
+namespace CameraChannelsTest {
 
 using namespace osg;
 using Eigen::Matrix3d;
@@ -208,5 +208,5 @@ TEST_F(CameraChannelsTest, ATurntableComesToRest) {
   }
 }
 
-}  // namespace
+}  // namespace CameraChannelsTest
 }  // namespace kntest

@@ -11,7 +11,7 @@
 #include <optional>
 #include <random>
 
-namespace {
+namespace CurveValuesOracleTest {
 
 using namespace osg;
 using namespace kntest;
@@ -452,4 +452,4 @@ TEST_F(CurveValuesOracleTest, DefaultTangentsOnFrameGrids) {
   }
 }
 
-}  // namespace
+}  // namespace CurveValuesOracleTest

@@ -9,7 +9,7 @@
 #include <random>
 #include <thread>
 
-namespace {
+namespace CurveValuesTest {
 
 using namespace osg;
 using namespace kntest;
@@ -347,4 +347,4 @@ TEST_F(CurveValuesTest, RecordsOfTheSameCurveMayBeComputedAtOnce) {
   other.join();
 }
 
-}  // namespace
+}  // namespace CurveValuesTest

@@ -7,7 +7,7 @@
 #include <cmath>
 
 namespace kntest {
-namespace {
+namespace EvaluationTest {
 
 using namespace osg;
 
@@ -218,5 +218,5 @@ TEST_F(EvaluationTest, WhatTheManagerRefuses) {
   EXPECT_EQ(xAt(4, false), 4);
 }
 
-}  // namespace
+}  // namespace EvaluationTest
 }  // namespace kntest

@@ -27,7 +27,7 @@ class OtherPositions : public osg::GeoPositions {
 };
 KN_CONTAINER_TYPE(OtherPositions, OtherPositions, "TestOtherPositions")
 
-namespace {
+namespace FieldWritingTest {
 
 using namespace osg;
 
@@ -320,5 +320,5 @@ TEST_F(FieldWritingTest, Announcements) {
   EXPECT_TRUE(placeOf(first) == Vec3f(0, 0, 9) && placeOf(second) == Vec3f(0, 0, 9));
 }
 
-}  // namespace
+}  // namespace FieldWritingTest
 }  // namespace kntest

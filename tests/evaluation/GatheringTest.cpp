@@ -9,7 +9,7 @@
 #include <cmath>
 
 namespace kntest {
-namespace {
+namespace GatheringTest {
 
 using namespace osg;
 
@@ -230,5 +230,5 @@ TEST_F(GatheringTest, MaterialsByCallbacks) {
   EXPECT_EQ(knAnimManager::_animRoots.size(), 2U);
 }
 
-}  // namespace
+}  // namespace GatheringTest
 }  // namespace kntest

@@ -15,7 +15,7 @@ class Listener : public osg::Transform3D {
 };
 KN_CONTAINER_TYPE(Listener, Listener, "TestListener")
 
-namespace {
+namespace HostCodeTest {
 
 using namespace osg;
 
@@ -132,5 +132,5 @@ TEST_F(HostCodeTest, ABlockSharedByVeryMany) {
   for (NodePtr const& node : nodes) ASSERT_EQ(placeOf(node), Vec3f(2, 0, 0));
 }
 
-}  // namespace
+}  // namespace HostCodeTest
 }  // namespace kntest

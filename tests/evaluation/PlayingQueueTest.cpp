@@ -6,7 +6,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace PlayingQueueTest {
 
 double now = 0.0;
 bool simulationEnabled = true;
@@ -312,5 +312,5 @@ TEST_F(PlayingQueueTest, SequencesFireWhereARunArrives) {
   clip.subRef();
 }
 
-}  // namespace
+}  // namespace PlayingQueueTest
 }  // namespace kntest

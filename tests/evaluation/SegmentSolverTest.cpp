@@ -10,7 +10,7 @@
 #include <limits>
 #include <random>
 
-namespace {
+namespace SegmentSolverTest {
 
 using kntest::CurveKey;
 
@@ -246,4 +246,4 @@ TEST(SegmentSolver, TakesTheLargestThenTheSmallestRoot) {
   for (std::size_t n = 1; n < counts.size(); ++n) EXPECT_GT(counts[n], 100) << n;
 }
 
-}  // namespace
+}  // namespace SegmentSolverTest

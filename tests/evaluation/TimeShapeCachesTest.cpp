@@ -7,7 +7,7 @@
 #include <utility>
 
 namespace kntest {
-namespace {
+namespace TimeShapeCachesTest {
 
 using osg::Pnt3f;
 using osg::Vec3f;
@@ -157,5 +157,5 @@ TEST_F(TimeShapeCachesTest, OverlapInAClip) {
   }
 }
 
-}  // namespace
+}  // namespace TimeShapeCachesTest
 }  // namespace kntest

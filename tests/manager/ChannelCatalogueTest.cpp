@@ -11,7 +11,7 @@
 #include <utility>
 
 namespace kntest {
-namespace {
+namespace ChannelCatalogueTest {
 
 using namespace osg;
 using Channels = std::vector<knOSGChannelData>;
@@ -226,5 +226,5 @@ TEST_F(ChannelCatalogueTest, SuffixesGiveIndexAndColor) {
   EXPECT_EQ(_manager.getDefaultColor("AW"), orange);
 }
 
-}  // namespace
+}  // namespace ChannelCatalogueTest
 }  // namespace kntest

@@ -1,7 +1,7 @@
 #include "support/SceneStage.h"
 
 namespace kntest {
-namespace {
+namespace CreationTest {
 
 using namespace osg;
 using Nodes = std::vector<AnimNodePtr>;
@@ -219,5 +219,5 @@ TEST_F(CreationTest, Trees) {
   manager.setTreeActive({}, true);
 }
 
-}  // namespace
+}  // namespace CreationTest
 }  // namespace kntest

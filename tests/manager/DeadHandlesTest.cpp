@@ -1,7 +1,7 @@
 #include "support/SceneStage.h"
 
 namespace kntest {
-namespace {
+namespace DeadHandlesTest {
 
 using namespace osg;
 
@@ -70,5 +70,5 @@ TEST_F(SceneStage, DeadHandlesAreAnsweredAsNull) {
   EXPECT_TRUE(loose->getParent() == nullptr) << "made, and hung on nothing";
 }
 
-}  // namespace
+}  // namespace DeadHandlesTest
 }  // namespace kntest

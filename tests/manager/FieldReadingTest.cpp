@@ -7,7 +7,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace FieldReadingTest {
 
 using namespace osg;
 
@@ -187,5 +187,5 @@ TEST_F(FieldReadingTest, MirrorsWriting) {
   EXPECT_GT(checked, 100U);
 }
 
-}  // namespace
+}  // namespace FieldReadingTest
 }  // namespace kntest

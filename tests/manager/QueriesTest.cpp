@@ -6,7 +6,7 @@
 #include "support/SceneStage.h"
 
 namespace kntest {
-namespace {
+namespace QueriesTest {
 
 using namespace osg;
 using Names = std::vector<std::string>;
@@ -215,5 +215,5 @@ TEST_F(QueriesTest, DeepTrees) {
   EXPECT_FALSE(last->isActive());
 }
 
-}  // namespace
+}  // namespace QueriesTest
 }  // namespace kntest

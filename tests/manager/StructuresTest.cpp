@@ -1,7 +1,7 @@
 #include "support/SceneStage.h"
 
 namespace kntest {
-namespace {
+namespace StructuresTest {
 
 using namespace osg;
 
@@ -114,5 +114,5 @@ TEST_F(StructuresTest, Merging) {
   EXPECT_EQ(contents(), "first s1 s2 s1 | c1 c2 ");
 }
 
-}  // namespace
+}  // namespace StructuresTest
 }  // namespace kntest

@@ -3,7 +3,7 @@
 #include <cmath>
 
 namespace kntest {
-namespace {
+namespace TimelineTest {
 
 knCurveData selected;
 bool simulationEnabled = true;
@@ -115,5 +115,5 @@ TEST_F(TimelineTest, SimulationTime) {
   EXPECT_EQ(knAnimManager::getSimulationTime(), 12.5);
 }
 
-}  // namespace
+}  // namespace TimelineTest
 }  // namespace kntest

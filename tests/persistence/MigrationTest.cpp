@@ -5,7 +5,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace MigrationTest {
 
 using namespace osg;
 
@@ -171,5 +171,5 @@ TEST_F(MigrationTest, CamerasSceneplatesAndDepth) {
   block.subRef();
 }
 
-}  // namespace
+}  // namespace MigrationTest
 }  // namespace kntest

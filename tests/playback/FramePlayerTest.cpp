@@ -6,7 +6,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace FramePlayerTest {
 
 double now = 0.0;
 
@@ -153,5 +153,5 @@ TEST_F(FramePlayerTest, RandomClocks) {
   }
 }
 
-}  // namespace
+}  // namespace FramePlayerTest
 }  // namespace kntest

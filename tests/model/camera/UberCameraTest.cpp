@@ -6,7 +6,7 @@
 #include <limits>
 #include <random>
 
-namespace {
+namespace UberCameraTest {
 
 using namespace osg;
 using kntest::Held;
@@ -242,4 +242,4 @@ TEST_F(UberCameraTest, DegenerateViewsKeepAValidOrientation) {
   expectInStep(**_camera);
 }
 
-}  // namespace
+}  // namespace UberCameraTest

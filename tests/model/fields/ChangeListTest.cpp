@@ -4,7 +4,7 @@
 
 #include <thread>
 
-namespace {
+namespace ChangeListTest {
 
 using namespace osg;
 using namespace kntest;
@@ -100,4 +100,4 @@ TEST_F(ChangeListTest, EveryThreadHasAListOfItsOwn) {
   EXPECT_TRUE(_list.getEntries().empty());
 }
 
-}  // namespace
+}  // namespace ChangeListTest

@@ -9,7 +9,7 @@
 #include <map>
 #include <thread>
 
-namespace {
+namespace FieldContainerFactoryTest {
 
 using namespace osg;
 using namespace kntest;
@@ -254,4 +254,4 @@ TEST_F(FieldContainerFactoryTest, ManyThreadsMayCreateAtOnce) {
   }
 }
 
-}  // namespace
+}  // namespace FieldContainerFactoryTest

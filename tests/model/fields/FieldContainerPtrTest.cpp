@@ -7,7 +7,7 @@
 #include <set>
 #include <unordered_set>
 
-namespace {
+namespace FieldContainerPtrTest {
 
 using namespace osg;
 using namespace kntest;
@@ -129,4 +129,4 @@ TEST_F(FieldContainerPtrTest, OwnedFieldsHoldReferences) {
   EXPECT_EQ(first->getRefCount(), 1) << "the dead owner dropped its reference";
 }
 
-}  // namespace
+}  // namespace FieldContainerPtrTest

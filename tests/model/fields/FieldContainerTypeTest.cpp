@@ -7,7 +7,7 @@
 #include <deque>
 #include <set>
 
-namespace {
+namespace FieldContainerTypeTest {
 
 using namespace osg;
 using namespace kntest;
@@ -156,4 +156,4 @@ TEST_F(FieldContainerTypeTest, FieldsOfAContainerAreReachedByNameAndId) {
   EXPECT_EQ(multis->getField(0U), nullptr);
 }
 
-}  // namespace
+}  // namespace FieldContainerTypeTest

@@ -5,7 +5,7 @@
 #include <limits>
 #include <random>
 
-namespace {
+namespace FieldDataTraitsTest {
 
 using namespace osg;
 
@@ -93,4 +93,4 @@ TEST(FieldDataTraitsTest, NumbersAreComparedByTheirBits) {
   EXPECT_FALSE(FieldDataTraits<Vec2f>::isEqual(Vec2f(0.F, 1), Vec2f(-0.F, 1)));
 }
 
-}  // namespace
+}  // namespace FieldDataTraitsTest

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-namespace {
+namespace FieldStreamTest {
 
 using namespace osg;
 using namespace kntest;
@@ -88,4 +88,4 @@ TEST_F(FieldStreamTest, GivesOnlyZerosAfterTheFirstFailure) {
   EXPECT_EQ(std::memcmp(target, "\0\0\0", 3), 0);
 }
 
-}  // namespace
+}  // namespace FieldStreamTest

@@ -8,7 +8,7 @@
 #include <random>
 #include <set>
 
-namespace {
+namespace FieldTest {
 
 using namespace osg;
 using namespace kntest;
@@ -209,4 +209,4 @@ TEST_F(FieldTest, DefaultsAndTextForm) {
     EXPECT_EQ(textOf(*multis->getField(field)), expected);
 }
 
-}  // namespace
+}  // namespace FieldTest

@@ -3,7 +3,7 @@
 #include "model/scenegraph/ClipPlane.h"
 #include "support/TestContainers.h"
 
-namespace {
+namespace GeometryTest {
 
 using namespace osg;
 using kntest::Held;
@@ -76,4 +76,4 @@ TEST_F(GeometryTest, ClipPlaneTellsItsPlaneInTheWorld) {
   EXPECT_EQ(plane->getPlane(), Vec4f());
 }
 
-}  // namespace
+}  // namespace GeometryTest

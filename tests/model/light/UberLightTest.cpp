@@ -5,7 +5,7 @@
 #include <limits>
 #include <utility>
 
-namespace {
+namespace UberLightTest {
 
 using namespace osg;
 using kntest::Held;
@@ -94,4 +94,4 @@ TEST_F(UberLightTest, LensFlareDeclaresItsFields) {
   }
 }
 
-}  // namespace
+}  // namespace UberLightTest

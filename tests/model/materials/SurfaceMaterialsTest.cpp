@@ -5,7 +5,7 @@
 
 #include <map>
 
-namespace {
+namespace SurfaceMaterialsTest {
 
 using namespace osg;
 using kntest::Held;
@@ -94,4 +94,4 @@ TEST_F(SurfaceMaterialsTest, SwitchShowsOneAndHoldsNoCircle) {
   top.subRef();
 }
 
-}  // namespace
+}  // namespace SurfaceMaterialsTest

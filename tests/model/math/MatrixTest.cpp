@@ -10,7 +10,7 @@
 #include <sstream>
 #include <utility>
 
-namespace {
+namespace MatrixTest {
 
 using namespace osg;
 
@@ -150,4 +150,4 @@ TEST_F(MatrixTest, BoxesGrowAndAreCarriedAlong) {
   EXPECT_LT(length(min - Pnt3f(5, -1, 3)) + length(max - Pnt3f(8, 1, 3)), 1e-5F);
 }
 
-}  // namespace
+}  // namespace MatrixTest

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace knDynBlockArrayTest {
 
 /// Counts what is allocated and not freed, and runs out of memory on demand.
 struct TestMemory {
@@ -164,4 +164,4 @@ TEST_F(KnDynBlockArrayTest, WorksOnWithoutATable) {
   EXPECT_EQ(array[200], 600U);
 }
 
-}  // namespace
+}  // namespace knDynBlockArrayTest

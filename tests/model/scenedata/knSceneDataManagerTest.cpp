@@ -5,7 +5,7 @@
 
 #include <sstream>
 
-namespace {
+namespace knSceneDataManagerTest {
 
 using namespace osg;
 using kntest::Held;
@@ -111,4 +111,4 @@ struct LateUser {
   }
 } const lateUser;
 
-}  // namespace
+}  // namespace knSceneDataManagerTest

@@ -4,7 +4,7 @@
 #include "model/sceneext/CameraTrack.h"
 #include "support/TestContainers.h"
 
-namespace {
+namespace knUberCameraPoolTest {
 
 using namespace osg;
 
@@ -42,4 +42,4 @@ TEST_F(knUberCameraPoolTest, CamerasAndTracksAreFoundInOrder) {
   knSceneDataManager::endScene();
 }
 
-}  // namespace
+}  // namespace knUberCameraPoolTest

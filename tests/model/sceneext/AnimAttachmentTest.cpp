@@ -8,7 +8,7 @@
 #include "model/sceneext/VertexAnimCurves.h"
 #include "model/scenegraph/Group.h"
 
-namespace {
+namespace AnimAttachmentTest {
 
 using namespace osg;
 using namespace kntest;
@@ -133,4 +133,4 @@ TEST_F(AnimAttachmentTest, TheManagerFindsTheAttachmentOfAContainer) {
 
 KN_CONTAINER_TYPE(HostAttachmentBase, HostAttachment, "TestHostAnimAttachment")
 
-}  // namespace
+}  // namespace AnimAttachmentTest

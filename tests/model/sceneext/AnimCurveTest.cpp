@@ -8,7 +8,7 @@
 #include <limits>
 #include <random>
 
-namespace {
+namespace AnimCurveTest {
 
 using namespace osg;
 using kntest::Held;
@@ -226,4 +226,4 @@ TEST_F(AnimCurveTest, PointsGoInAndOutAndAway) {
   EXPECT_TRUE(curve->isEmpty() && points.empty() && curve->getTimeRange() == std::nullopt);
 }
 
-}  // namespace
+}  // namespace AnimCurveTest

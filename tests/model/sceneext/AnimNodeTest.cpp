@@ -21,7 +21,7 @@
 #include <random>
 #include <set>
 
-namespace {
+namespace AnimNodeTest {
 
 using namespace osg;
 using namespace kntest;
@@ -548,4 +548,4 @@ TEST_F(AnimNodeTest, UnsharingGivesEachNodeACoreOfItsOwn) {
   EXPECT_EQ(animRangeOf(outside), (TimeRange{0, 1}));
 }
 
-}  // namespace
+}  // namespace AnimNodeTest

@@ -5,7 +5,7 @@
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/TimeShapeCache.h"
 
-namespace {
+namespace AnimTreeCloningTest {
 
 using namespace osg;
 using namespace kntest;
@@ -137,4 +137,4 @@ TEST_F(AnimTreeCloningTest, CopiesPlayNothingAndOutliveTheirOriginals) {
   EXPECT_FALSE(curve.isAlive());
 }
 
-}  // namespace
+}  // namespace AnimTreeCloningTest

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace {
+namespace TimeShapeCacheTest {
 
 using namespace osg;
 using kntest::Held;
@@ -98,4 +98,4 @@ TEST_F(TimeShapeCacheTest, ToleranceIsThatOfTheTime) {
   EXPECT_EQ(cache->findShape(0.1e-5F, 0, 1), cache->getShapes().front());
 }
 
-}  // namespace
+}  // namespace TimeShapeCacheTest

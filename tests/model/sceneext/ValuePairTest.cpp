@@ -2,7 +2,7 @@
 
 #include "support/TestContainers.h"
 
-namespace {
+namespace ValuePairTest {
 
 using namespace osg;
 using kntest::Held;
@@ -36,4 +36,4 @@ TEST_F(ValuePairTest, ListsOfUnequalLengthAreBroughtIntoStep) {
   EXPECT_EQ(pair->getValues()[3], "4") << "values beyond the keys stay";
 }
 
-}  // namespace
+}  // namespace ValuePairTest

@@ -2,7 +2,7 @@
 
 #include "model/sceneext/AnimBuilders.h"
 
-namespace {
+namespace VertexAnimCurvesTest {
 
 using namespace osg;
 using namespace kntest;
@@ -44,4 +44,4 @@ TEST_F(VertexAnimCurvesTest, HoldsItsCurvesAndTheirRange) {
   EXPECT_FALSE(normal.isAlive());
 }
 
-}  // namespace
+}  // namespace VertexAnimCurvesTest

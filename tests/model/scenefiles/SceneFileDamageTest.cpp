@@ -6,7 +6,7 @@
 #include <random>
 #include <zlib.h>
 
-namespace {
+namespace SceneFileDamageTest {
 
 using namespace osg;
 using namespace kntest;
@@ -248,4 +248,4 @@ TEST_F(SceneFileDamageTest, ContentsOfAnySizeArePacked) {
     expectUnpacked(contents.substr(0, size), framed(contents.substr(0, size), true));
 }
 
-}  // namespace
+}  // namespace SceneFileDamageTest

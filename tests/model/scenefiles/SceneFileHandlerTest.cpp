@@ -42,7 +42,7 @@ KN_CONTAINER_TYPE(KeeperBase, Keeper, "TestKeeper")
 
 }  // namespace kntest
 
-namespace {
+namespace SceneFileHandlerTest {
 
 using namespace osg;
 using namespace kntest;
@@ -456,4 +456,4 @@ TEST_F(SceneFileSavingTest, FailuresAreToldOnce) {
   EXPECT_EQ(fileCount(), 0);
 }
 
-}  // namespace
+}  // namespace SceneFileHandlerTest

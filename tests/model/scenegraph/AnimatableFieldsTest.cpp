@@ -8,7 +8,7 @@
 #include <set>
 #include <sstream>
 
-namespace {
+namespace AnimatableFieldsTest {
 
 using namespace osg;
 using kntest::Held;
@@ -81,4 +81,4 @@ TEST_F(AnimatableFieldsTest, CopiesOfEveryTypeHoldTheirPartsOnce) {
   }
 }
 
-}  // namespace
+}  // namespace AnimatableFieldsTest

@@ -6,7 +6,7 @@
 #include <random>
 #include <set>
 
-namespace {
+namespace AttachmentTest {
 
 using namespace osg;
 using namespace kntest;
@@ -119,4 +119,4 @@ TEST_F(AttachmentTest, NamesAreKeptInAnAttachment) {
   }
 }
 
-}  // namespace
+}  // namespace AttachmentTest

@@ -3,7 +3,7 @@
 #include "model/scenegraph/Transform3D.h"
 #include "support/TestContainers.h"
 
-namespace {
+namespace CloningTest {
 
 using namespace osg;
 using namespace kntest;
@@ -68,4 +68,4 @@ TEST_F(CloningTest, WhatIsHeldIsCopiedOnceAndWeakHandlesFollow) {
   EXPECT_EQ(nodeAlone->getParent(), nullptr) << "a parent is not held, and stays behind";
 }
 
-}  // namespace
+}  // namespace CloningTest

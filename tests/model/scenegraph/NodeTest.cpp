@@ -10,7 +10,7 @@
 #include <functional>
 #include <random>
 
-namespace {
+namespace NodeTest {
 
 using namespace osg;
 using namespace kntest;
@@ -416,4 +416,4 @@ TEST_F(NodeTest, DeepChainsAreBuiltReadAndDestroyedWithoutRecursion) {
   }
 }
 
-}  // namespace
+}  // namespace NodeTest

@@ -6,7 +6,7 @@
 #include <numbers>
 #include <random>
 
-namespace {
+namespace Transform3DTest {
 
 using namespace osg;
 using namespace kntest;
@@ -140,4 +140,4 @@ TEST_F(Transform3DTest, WorldVolumeHoldsTheBoxesOfTheWholeSubtree) {
   }
 }
 
-}  // namespace
+}  // namespace Transform3DTest

@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-namespace {
+namespace TraverseTest {
 
 using namespace osg;
 using namespace kntest;
@@ -113,4 +113,4 @@ TEST_F(TraverseTest, TheVisitorMayDestroyEverything) {
   EXPECT_EQ(traverse(survivor, nullptr), Action::Continue);
 }
 
-}  // namespace
+}  // namespace TraverseTest

@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace {
+namespace SoundTest {
 
 using namespace osg;
 
@@ -33,4 +33,4 @@ TEST_F(SoundTest, GainFallsWithDistanceAndOutsideTheCone) {
   EXPECT_FLOAT_EQ(sound->getGainAt({std::numeric_limits<Real32>::quiet_NaN(), 0, 0}), 0.25F);
 }
 
-}  // namespace
+}  // namespace SoundTest

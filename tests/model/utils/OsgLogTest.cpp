@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-namespace {
+namespace OsgLogTest {
 
 using osg::Log;
 using osg::LogLevel;
@@ -70,4 +70,4 @@ TEST_F(OsgLogTest, PiecesBelongToTheLineBegunLast) {
   EXPECT_EQ(text.str(), "WARNING: OpenSG: b.cpp:3: one two\n");
 }
 
-}  // namespace
+}  // namespace OsgLogTest

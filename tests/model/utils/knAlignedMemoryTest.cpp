@@ -7,7 +7,7 @@
 #include <numeric>
 #include <vector>
 
-namespace {
+namespace knAlignedMemoryTest {
 
 bool isAligned(void const* pointer, std::size_t alignment) {
   return reinterpret_cast<std::uintptr_t>(pointer) % alignment == 0;
@@ -57,4 +57,4 @@ TEST(KnAlignedMemory, ResizingKeepsTheContent) {
   kn_aligned_free(bytes);
 }
 
-}  // namespace
+}  // namespace knAlignedMemoryTest

@@ -9,7 +9,7 @@
 #include <string>
 #include <unistd.h>
 
-namespace {
+namespace knCachedStreamTest {
 
 constexpr std::size_t BufferSizes[] = {0, 1, 7, 4096, 0x50000};
 
@@ -151,4 +151,4 @@ TEST_F(KnCachedStreamTest, AReadErrorIsNotTakenForTheEnd) {
   EXPECT_FALSE(in.close());
 }
 
-}  // namespace
+}  // namespace knCachedStreamTest

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace knLogTest {
 
 using kntest::LogCapture;
 using Line = LogCapture::Line;
@@ -66,4 +66,4 @@ TEST(KnLog, TakesLinesFromManyThreadsWhileTheSinkChanges) {
   EXPECT_EQ(seen.size(), ThreadCount * LineCount);
 }
 
-}  // namespace
+}  // namespace knLogTest

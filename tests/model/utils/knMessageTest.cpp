@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace knMessageTest {
 
 TEST(KnMessage, GivesValuesOnlyUnderTheirKeyAndType) {
   knMessage message;
@@ -32,4 +32,4 @@ TEST(KnMessage, ReplacesOrKeepsAndHoldsTheOrderOfKeys) {
   EXPECT_EQ(*copy.get<int>("a"), 2);
 }
 
-}  // namespace
+}  // namespace knMessageTest

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace knUtilsTest {
 
 using Subscription = knUtils::Subscription;
 using Calls = std::vector<std::string>;
@@ -141,4 +141,4 @@ TEST_F(KnUtilsTest, TheEndOfAReceiverMayEndOthers) {
   EXPECT_EQ(calls, (Calls{"last", "last"}));
 }
 
-}  // namespace
+}  // namespace knUtilsTest
