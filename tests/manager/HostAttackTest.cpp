@@ -40,7 +40,7 @@ HOST_TYPE(HostAnimNode, AnimNode)
 HOST_TYPE(HostCurve, AnimCurve)
 HOST_TYPE(HostAttachment, AnimAttachment)
 
-namespace {
+namespace HostAttackTest {
 
 knAnimManager& manager() { return *knAnimManager::the(); }
 knAnimEvaluator& evaluator() { return *knAnimEvaluator::the(); }
@@ -495,5 +495,5 @@ TEST(HostAttackTest, OperationsSurviveWhatTheHostDoesMeanwhile) {
   EXPECT_GT(attacks, 500) << "the host's code is not called where it was";
 }
 
-}  // namespace
+}  // namespace HostAttackTest
 }  // namespace kntest

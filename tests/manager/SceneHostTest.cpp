@@ -4,7 +4,7 @@
 #include "support/SceneStage.h"
 
 namespace kntest {
-namespace {
+namespace SceneHostTest {
 
 using namespace osg;
 using Names = std::vector<std::string>;
@@ -125,5 +125,5 @@ TEST_F(SceneHostTest, PollingGrowsNoList) {
   EXPECT_EQ(found[57].node, root()->getChild(57)) << "in tree order";
 }
 
-}  // namespace
+}  // namespace SceneHostTest
 }  // namespace kntest

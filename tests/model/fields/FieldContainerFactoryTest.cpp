@@ -67,7 +67,7 @@ class Selfish : public FieldContainer {
     own = Ptr(this);
     own.addRef();
     own.subRef();
-    nested = Node::create();
+    if (nests) nested = Node::create();
     if (throws) throw 1;
   }
   ~Selfish() override {
@@ -78,11 +78,12 @@ class Selfish : public FieldContainer {
   }
   inline static Ptr own;
   inline static NodePtr nested;
-  inline static bool throws = false, isNullAtTheEnd = false;
+  inline static bool nests = false, throws = false, isNullAtTheEnd = false;
 };
 KN_CONTAINER_TYPE(Selfish, Selfish, "TestSelfish")
 
 TEST_F(FieldContainerFactoryTest, AConstructorHasTheContainersHandleAndADestructorHasNone) {
+  Selfish::nests = true;
   Selfish::Ptr const made = Selfish::create();
   EXPECT_TRUE(made.isAlive() && made == Selfish::own && made != Selfish::nested && Selfish::nested.isAlive());
   EXPECT_EQ(factory().getContainer(made.getContainerId()), made);
@@ -96,7 +97,7 @@ TEST_F(FieldContainerFactoryTest, AConstructorHasTheContainersHandleAndADestruct
   std::size_t const living = factory().getLivingCount();
   Selfish::throws = true;
   EXPECT_THROW(Selfish::create(), int);
-  Selfish::throws = false;
+  Selfish::throws = Selfish::nests = false;
   EXPECT_FALSE(Selfish::own.isAlive());
   Selfish::nested.subRef();
   EXPECT_EQ(factory().getLivingCount(), living);

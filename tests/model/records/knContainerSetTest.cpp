@@ -5,7 +5,7 @@
 #include <iterator>
 #include <random>
 
-namespace {
+namespace knContainerSetTest {
 
 using namespace osg;
 using namespace kntest;
@@ -68,4 +68,4 @@ TEST_F(KnContainerSetTest, DoesWhatAStandardSetDoes) {
   for (FieldContainerPtr const& handle : handles) handle.subRef();
 }
 
-}  // namespace
+}  // namespace knContainerSetTest

@@ -60,7 +60,7 @@ TEST_F(AnimCurveTest, ManyPointsAreAddedAsOneByOne) {
     Held const many(AnimCurve::create()), single(AnimCurve::create());
     for (int batch = 0; batch < 3; ++batch) {
       MField<Pnt2f> points;
-      for (UInt32 left = random() % 6; left > 0; --left) {
+      for (UInt32 left = static_cast<UInt32>(random() % 6); left > 0; --left) {
         float const time = static_cast<float>(random() % 9) / 4;
         points.push_back({random() % 20 == 0 ? NaN : time, static_cast<float>(random() % 100)});
       }

@@ -13,7 +13,7 @@
 
 #include <functional>
 
-namespace {
+namespace ReleasingTest {
 
 using namespace osg;
 using namespace kntest;
@@ -205,4 +205,4 @@ TEST_F(ReleasingTest, TheContainerMayDieOfWhatIsDoneToIt) {
 KN_CONTAINER_TYPE(LoudNodeBase, LoudNode, "TestLoudNode")
 KN_CONTAINER_TYPE(LoudComponentBase, LoudComponent, "TestLoudComponent")
 
-}  // namespace
+}  // namespace ReleasingTest

@@ -6,6 +6,7 @@
 
 namespace OsgLogTest {
 
+using osg::Lock;
 using osg::Log;
 using osg::LogLevel;
 
