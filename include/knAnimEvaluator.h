@@ -248,9 +248,10 @@ class KNANIM_API knAnimEvaluator {
   std::vector<knCurveData> _curveData;       ///< the records of the running evaluation
   knIdTable<osg::BitVector> _changedFields;  ///< fields written and not yet announced
   int _writePhases = 0;                      ///< how many have begun and not ended
-  ParentMap _animParentMap;                  ///< survives evaluations
-  knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
-  TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation
+  bool _hostRan = false;               ///< since curves were last gathered: they may say something else now
+  ParentMap _animParentMap;            ///< survives evaluations
+  knIdTable<osg::UInt32> _curveMap;    ///< by curve id: the place of its first record in `_curveData`
+  TimeShapeCacheMap _timeShapeCaches;  ///< of the running evaluation
   std::set<osg::AnimNodePtr> _playingNodes;  ///< survive evaluations, as do
   std::set<osg::AnimNodePtr> _pendingNodes;  ///< those that begin at the end of the next pass
   float _time = 0.F;                         ///< of the last evaluation of a scene

@@ -2,6 +2,7 @@
 
 #include "evaluation/AnimOwner.h"
 #include "evaluation/CurveValue.h"
+#include "evaluation/WriteRule.h"
 #include "model/sceneext/TimeShapeCache.h"
 
 #include <algorithm>
@@ -27,28 +28,30 @@ struct Scratch {
   std::vector<Found> found;
 };
 
-void prefetchPlace(FieldContainerPtr const& handle) { __builtin_prefetch(handle.getStoreAddress()); }
+[[gnu::always_inline]] inline void prefetchPlace(FieldContainerPtr const& handle) {
+  __builtin_prefetch(handle.getStoreAddress());
+}
 
-void prefetchAnimNode(NodePtr const& handle) {
+[[gnu::always_inline]] inline void prefetchAnimNode(NodePtr const& handle) {
   if (auto const* const node = osg::dcastTo<AnimNode>(handle)) {
     prefetchSpan(node->getCore(), node->getMotionBlur());
   }
 }
 
-void prefetchChildren(NodePtr const& node) {
+[[gnu::always_inline]] inline void prefetchChildren(NodePtr const& node) {
   if (!node.isAlive()) return;
   auto const& children = std::as_const(*node).getChildren();
   if (!children.empty()) prefetchSpan(children.front(), children.back());
 }
 
-void prefetchCurve(AnimNode const& node) {
+[[gnu::always_inline]] inline void prefetchCurve(AnimNode const& node) {
   if (auto const* const curve = osg::dcastTo<AnimCurve>(node.getCore())) {
     prefetchSpan(curve->getName(), curve->getColor());
   }
 }
 
 /// What the computation looks at first: both ends, and the segment that it used last.
-void prefetchKeys(AnimCurve const& curve) {
+[[gnu::always_inline]] inline void prefetchKeys(AnimCurve const& curve) {
   auto const& keys = curve.getControlPoints();
   if (keys.empty()) return;
   std::size_t const hint = std::min<std::size_t>(curve.getSegmentHint(), keys.size() - 1);
@@ -58,7 +61,7 @@ void prefetchKeys(AnimCurve const& curve) {
 }
 
 template <class Visit>
-void forEachChild(NodePtr const& node, Visit visit) {
+[[gnu::always_inline]] inline void forEachChild(NodePtr const& node, Visit visit) {
   if (!node.isAlive()) return;
   for (NodePtr const& child : node->getChildren()) visit(child);
 }
@@ -86,20 +89,23 @@ class Batch {
   static constexpr std::size_t MostComputed = 2048;
 
   template <class Visit>
-  void forEachTree(Visit visit) const {
+  [[gnu::always_inline]] void forEachTree(Visit visit) const {
     for (std::size_t i = _first; i < _last; ++i) visit(_animated[i].tree);
   }
 
   /// Each pass asks for what the next one reads: from nodes to lists of handles, to places in the store, to nodes.
-  void prefetchTrees() const {
-    forEachTree(prefetchAnimNode);
-    forEachTree(prefetchChildren);
-    forEachTree([](NodePtr const& tree) { forEachChild(tree, prefetchPlace); });
-    forEachTree([](NodePtr const& tree) { forEachChild(tree, prefetchAnimNode); });
+  [[gnu::always_inline]] void prefetchTrees() const {
+    forEachTree([](NodePtr const& tree) { prefetchAnimNode(tree); });
+    forEachTree([](NodePtr const& tree) { prefetchChildren(tree); });
+    forEachTree(
+        [](NodePtr const& tree) { forEachChild(tree, [](NodePtr const& child) { prefetchPlace(child); }); });
+    forEachTree([](NodePtr const& tree) {
+      forEachChild(tree, [](NodePtr const& child) { prefetchAnimNode(child); });
+    });
     forEachTree([](NodePtr const& tree) {
       forEachChild(tree, [](NodePtr const& child) {
         if (child.isAlive()) prefetchPlace(child->getCore());
-        forEachChild(child, prefetchAnimNode);
+        forEachChild(child, [](NodePtr const& below) { prefetchAnimNode(below); });
       });
     });
   }
@@ -142,7 +148,10 @@ class Batch {
     FieldContainerPtr aim;
     std::vector<FieldContainerPtr> noParents;
     owner.findAim(*curve, aim, noParents);
-    if (aim) record.aims.insert(aim);
+    if (!aim) return;
+    record.aims.insert(aim);
+    record.prepared = {&WriteRule::find(*aim.findType(), curve->getName()), curve->getValueIndex(),
+                       curve->getVertexIndex()};
   }
 
   void computeValues(std::size_t firstRecord) const {

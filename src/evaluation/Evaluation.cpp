@@ -60,6 +60,7 @@ void knAnimEvaluator::freeMemory() {
 }
 
 void knAnimEvaluator::emptyRecords() {
+  _hostRan = false;
   _curveData.clear();
   _curveMap.clear();
   _timeShapeCaches.clear();

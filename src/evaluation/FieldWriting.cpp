@@ -63,8 +63,8 @@ void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UIn
 }
 
 /// Asks for what the writing of a record reads of its curve, a few records ahead of its turn.
-void prefetchCurve(std::vector<knCurveData> const& data, std::size_t now) {
-  constexpr std::size_t Ahead = 6;
+[[gnu::always_inline]] inline void prefetchCurve(std::vector<knCurveData> const& data, std::size_t now) {
+  constexpr std::size_t Ahead = 16;
   if (now + 2 * Ahead < data.size()) __builtin_prefetch(data[now + 2 * Ahead].curve.getStoreAddress());
   if (now + Ahead >= data.size() || !data[now + Ahead].curve.isAlive()) return;
   osg::AnimCurve const& curve = *data[now + Ahead].curve;
@@ -80,7 +80,10 @@ void knAnimEvaluator::setOSGFieldValue(knContainerSet const& aims, knContainerSe
                                        FieldWrite write, CameraData* cameraData) {
   if (aims.empty()) return;
   markParents(parents, aims);
-  for (FieldContainerPtr const& aim : aims) writeToAim(aim, write, cameraData);
+  for (FieldContainerPtr const& aim : aims) {
+    writeToAim(aim, write, cameraData);
+    if (write.rule != nullptr && write.rule->mayCallHost) _hostRan = true;
+  }
 }
 
 void knAnimEvaluator::writeToAim(FieldContainerPtr const& aim, FieldWrite& write, CameraData* cameraData) {
@@ -152,26 +155,30 @@ void knAnimEvaluator::writeVisibility(osg::Node& node, float value) {
 
 // --- Whole sets, single edits -------------------------------------------------------------------------------------
 
-/// Reads the curve anew: who heard of an earlier write may have edited it since it was gathered.
+/// What gathering has read of the curve counts until something of the host's has run, which may have edited it.
 void knAnimEvaluator::setOSGFieldValue(knCurveData const& data, CameraData* cameraData) {
   if (!data.curve.isAlive()) return;
   osg::AnimCurve const& curve = *data.curve;
-  osg::UInt32 const valueIndex = curve.getValueIndex();
-  osg::UInt32 const vertexIndex = curve.getVertexIndex();
+  knCurveData::Prepared known = data.prepared;
+  if (_hostRan || known.rule == nullptr) known = {nullptr, curve.getValueIndex(), curve.getVertexIndex()};
   float const value = data.value + data.cycleValueOffset;
+  osg::FieldContainerType const* const type = known.rule != nullptr ? known.rule->type : nullptr;
   if (data.aims.size() < 2) {
-    setOSGFieldValue(data.aims, data.parents, {curve.getName(), valueIndex, vertexIndex, value}, cameraData);
+    setOSGFieldValue(data.aims, data.parents,
+                     {curve.getName(), known.valueIndex, known.vertexIndex, value, type, known.rule},
+                     cameraData);
     return;
   }
   // Who hears of the first write can destroy the curve before the second.
   std::string const name = curve.getName();
-  setOSGFieldValue(data.aims, data.parents, {name, valueIndex, vertexIndex, value}, cameraData);
+  setOSGFieldValue(data.aims, data.parents,
+                   {name, known.valueIndex, known.vertexIndex, value, type, known.rule}, cameraData);
 }
 
 void knAnimEvaluator::writeRecords(std::vector<knCurveData> const& data) {
   CameraData cameras;
   for (std::size_t i = 0; i < data.size(); ++i) {
-    prefetchCurve(data, i);
+    if (_hostRan) prefetchCurve(data, i);
     setOSGFieldValue(data[i], &cameras);
   }
   setLegacyCameraFromAtUp(cameras);

@@ -91,6 +91,22 @@ WriteRule makeRule(FieldContainerType const& type, std::string const& name) {
   return rule;
 }
 
+/// Plain fields are announced later. The transform of the library calls nothing of the host's; classes derived from it
+/// may.
+bool mayCallHost(WriteRule const& rule, FieldContainerType const& type) {
+  switch (rule.kind) {
+    case Kind::Skip:
+    case Kind::Field:
+    case Kind::Visible:
+      return false;
+    case Kind::EulerRotation:
+    case Kind::EulerRotationOrientation:
+      return &type != &osg::Transform3DBase::_type;
+    default:
+      return true;  // what lights and cameras call on
+  }
+}
+
 /// Every rule that does not skip, for ever: there are no more of them than types have fields and special names.
 WriteRule const* findForGood(FieldContainerType const& type, std::string const& name) {
   static std::shared_mutex mutex;
@@ -101,7 +117,8 @@ WriteRule const* findForGood(FieldContainerType const& type, std::string const& 
     std::shared_lock const lock(mutex);
     if (auto const known = rules.find(key); known != rules.end()) return &known->second;
   }
-  WriteRule const rule = makeRule(type, name);
+  WriteRule rule = makeRule(type, name);
+  rule.mayCallHost = mayCallHost(rule, type);
   if (rule.kind == Kind::Skip) return &skip;
   std::lock_guard const lock(mutex);
   return &rules.try_emplace(std::move(key), rule).first->second;

@@ -55,7 +55,8 @@ struct WriteRule {
   Kind kind = Kind::Skip;
   Content content = Content::Other;
   Angles angles = Angles::None;
-  bool isOfCamera = false;                        ///< the container is one
+  bool isOfCamera = false;   ///< the container is one
+  bool mayCallHost = false;  ///< writing runs what a host's class, or a callback, may have brought
   osg::FieldDescription const* field = nullptr;   ///< with Kind::Field
   osg::BitVector mask;                            ///< of that field
   osg::FieldContainerType const* type = nullptr;  ///< of the container; null in a rule that skips

@@ -4,6 +4,8 @@
 #include "model/sceneext/AnimCurve.h"
 #include "model/sceneext/AnimNode.h"
 
+struct WriteRule;
+
 /// One curve in one evaluation. Gathering makes it, the computation of curve values fills in the result, field
 /// writing takes it from there. A copy copies everything.
 struct knCurveData {
@@ -26,6 +28,15 @@ struct knCurveData {
   float cycleValueOffset = 0.F;
   knContainerSet aims;     ///< the containers that the curve writes to
   knContainerSet parents;  ///< those containers' parents
+
+  /// Not for hosts. How the value reaches the first aim, where gathering has found it out, so that writing need not go
+  /// back to the curve while nothing of the host's has run; a null rule where it has not.
+  struct Prepared {
+    WriteRule const* rule = nullptr;
+    osg::UInt32 valueIndex = 0;
+    osg::UInt32 vertexIndex = 0;
+  };
+  Prepared prepared;
 
   /// Whether two records name the same curve with the same result. `time` and the sets take no part: records
   /// that a host kept from an earlier gathering find their counterparts by this.
