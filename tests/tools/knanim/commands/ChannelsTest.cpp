@@ -41,9 +41,9 @@ TEST(Channels, ListsNodesMaterialsAndTheirChannels) {
   TemporaryFolder const folder;
   std::string const table = folder.file("t.csv");
   expectParts(run("channels MODEL --csv " + table, studio()),
-              {"\n      Camera     UberCamera     101       -\n", "\n  Material       PhongMaterial  20   "});
+              {"\n      Camera     UberCamera     92        -\n", "\n  Material       PhongMaterial  20   "});
   std::string const rows = test::readFile(table);
-  EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 201);
+  EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 192);
   expectParts(rows, {"\n/<BlenderRoot>/Camera/Camera,UberCamera,glowIntensity,,glowParameter,1,0.5,0,0\n"});
 }
 
