@@ -49,16 +49,26 @@ StoreEntry& FieldContainerFactory::takePlace() {
   // Growing a vector of the store makes places, of which another thread may still be making some when this one
   // has its own already. So one thread at a time.
   std::lock_guard const lock(_placesMutex);
-  if (_freeCount > RestOfIds) {
-    StoreEntry& place = _entries[_firstFree];
-    _firstFree = std::exchange(place.id, _firstFree);
-    --_freeCount;
+  if (_ready.empty() && _resting.size() >= RestOfIds) wakePlaces();
+  if (!_ready.empty()) {
+    StoreEntry& place = _entries[_ready.back()];
+    _ready.pop_back();
     return place;
   }
   auto const place = _entries.grow_by(1);
   place->id = static_cast<UInt32>(place - _entries.begin());
   _store.grow_by(1);
   return *place;
+}
+
+/// Places are used again in batches, those with the lowest ids first: what is made one after the other gets ascending
+/// ids and lies together in memory, whatever the order of deaths was. A batch waits until the next one is full, so each
+/// place rests as long as was promised.
+void FieldContainerFactory::wakePlaces() {
+  _ready.swap(_rested);
+  _rested.swap(_resting);
+  _resting.clear();
+  std::ranges::sort(_ready, std::ranges::greater{});
 }
 
 void FieldContainerFactory::giveBack(StoreEntry& place) {
@@ -69,9 +79,7 @@ void FieldContainerFactory::giveBack(StoreEntry& place) {
   place.type = nullptr;
   // A place rests so long between two containers that its generations last for as long as any process.
   ++place.generation;
-  (_freeCount == 0 ? _firstFree : _entries[_lastFree].id) = id;
-  _lastFree = id;
-  ++_freeCount;
+  _resting.push_back(id);
 }
 
 FieldContainerPtr FieldContainerFactory::create(FieldContainerType const& type) {

@@ -29,10 +29,10 @@ class KNSCENE_API FieldContainerFactory {
   std::vector<FieldContainerType*> getTypes() const;
 
   /// How many containers must have died after a container before another one gets its id and its place.
-  static constexpr UInt32 RestOfIds = 1U << 20;
+  static constexpr UInt32 RestOfIds = 1U << 19;
 
   /// All containers by id. The slot of an id that was never used, or whose container is gone, is null. The store
-  /// is as long as the most containers that have lived at once, and RestOfIds.
+  /// is as long as the most containers that have lived at once, and a few times RestOfIds.
   Store const* getFieldContainerStore() const { return &_store; }
   /// The container of that id, or null for an id that was never used or whose container is gone. The id of a dead
   /// container names no other one until RestOfIds more containers have died. Whoever keeps ids for longer than that
@@ -60,6 +60,7 @@ class KNSCENE_API FieldContainerFactory {
   FieldContainerPtr create(FieldContainerType const& type);
   void beginLife(FieldContainer& container);
   StoreEntry& takePlace();
+  void wakePlaces();
   void giveBack(StoreEntry& place);
   void destroy(FieldContainer& container);
   void bury(FieldContainer& container);
@@ -75,9 +76,10 @@ class KNSCENE_API FieldContainerFactory {
   std::vector<FieldContainerType*> _types;
   Store _store;
   tbb::concurrent_vector<StoreEntry> _entries;  ///< by id, as the store
-  UInt32 _firstFree = 0;  ///< the place that is free for longest; each leads to the next
-  UInt32 _lastFree = 0;
-  UInt32 _freeCount = 0;
+  // Ids of places that are free.
+  std::vector<UInt32> _resting;  ///< since the last batch was full
+  std::vector<UInt32> _rested;   ///< the batch before
+  std::vector<UInt32> _ready;    ///< the one that is used up now, the next place last
   std::atomic<std::size_t> _living = 0;
   std::vector<NumberedHook> _deathHooks;  ///< by number
   UInt32 _nextHookNumber = 1;

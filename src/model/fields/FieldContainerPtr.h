@@ -22,7 +22,7 @@ class Node;
 struct StoreEntry {
   FieldContainer* object = nullptr;          ///< null while no container has the place
   FieldContainerType const* type = nullptr;  ///< null while no container has the place
-  UInt32 id = 0;                             ///< the container's id; in a free place, the next free one
+  UInt32 id = 0;                             ///< the id of whichever container has the place
   UInt32 generation = 0;                     ///< how many containers have had the place and died
 };
 

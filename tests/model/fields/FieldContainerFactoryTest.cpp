@@ -37,11 +37,11 @@ TEST_F(FieldContainerFactoryTest, PlacesAndIdsAreUsedAgainLongAfterADeathAndOldH
   UInt32 const id = dead.getContainerId();
   dead.subRef();
   std::size_t const longest =
-      factory().getFieldContainerStore()->size() + FieldContainerFactory::RestOfIds + 2;
+      factory().getFieldContainerStore()->size() + 3 * FieldContainerFactory::RestOfIds + 2;
   ChangeList list;
   UInt32 deaths = 0;
   Mark::Ptr next = Mark::create();
-  for (; next.getContainerId() != id && deaths < 3 * FieldContainerFactory::RestOfIds; ++deaths) {
+  for (; next.getContainerId() != id && deaths < 6 * FieldContainerFactory::RestOfIds; ++deaths) {
     next.subRef();
     next = Mark::create();
     list.addChanged(next, Mark::MarksFieldMask);

@@ -1,0 +1,160 @@
+#include "camera/CameraStage.h"
+#include "model/math/MatrixTools.h"
+
+#include <random>
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+using Keys = std::vector<Pnt2f>;
+
+class FlightsTest : public CameraStage {
+ protected:
+  AnimNodePtr flight() { return camera->getAnimationRoot(); }
+  Real32 number(Real32 size) { return std::uniform_real_distribution<Real32>(-size, size)(_random); }
+  Vec3f vector(Real32 size) { return {number(size), number(size), number(size)}; }
+  Pnt3f point(Real32 size) { return Pnt3f(vector(size)); }
+  Vec3f sight() {
+    return normalized(camera->getAt(Camera::WorldSpace) - camera->getFrom(Camera::WorldSpace));
+  }
+
+ private:
+  std::mt19937 _random{3};
+};
+
+TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
+  UberCameraPtr const target = coreOf<UberCamera>(addNode(UberCamera::create(), parent));
+  for (int times = 0; times < 40; ++times) {
+    camera->setRotatePivot(vector(2));
+    camera->setRotationOrientationAsEuler(vector(180));
+    target->setViewByFromAtUp(point(20), point(20), vector(1));
+    target->setRoll(number(90));
+    target->getTonemappingSettings()->setExposure(1 + number(1));
+    simulationTime() = 100;
+    manager.animateCamera(camera, target, 2, {});
+    Pnt3f const start = camera->getFrom();
+    Pnt3f previous = start;
+    Real32 const mean = length(target->getFrom() - start) / 100;
+    for (int step = 1; step <= 100; ++step) {
+      playTo(step * 0.02);
+      EXPECT_LE(length(camera->getFrom() - previous), 2 * mean + 1e-4F);
+      previous = camera->getFrom();
+    }
+    playTo(2.1);
+    EXPECT_LT(length(camera->getFrom() - target->getFrom()), 1e-4F);
+    EXPECT_LT(length(camera->getAt() - target->getAt()), 1e-4F);
+    EXPECT_LT(length(camera->getUp() - target->getUp()), 1e-4F);
+    EXPECT_FLOAT_EQ(camera->getTonemappingSettings()->getExposure(),
+                    target->getTonemappingSettings()->getExposure());
+    EXPECT_FALSE(knAnimEvaluator::the()->isPlaying(flight()));
+  }
+}
+
+TEST_F(FlightsTest, TurningToAPointLooksAtItInTheEnd) {
+  for (int times = 0; times < 60; ++times) {
+    camera->setViewByFromAtUp(point(5), point(5), vector(1));
+    camera->setRoll(times % 2 == 0 ? 0 : number(90));
+    camera->setRotationOrientationAsEuler(times % 3 == 0 ? Vec3f() : vector(180));
+    camera->setRotatePivot(times % 4 == 0 ? Vec3f() : vector(0.5F));
+    announce(camera, Transform3D::RotatePivotFieldMask);
+    Pnt3f const at = point(60);
+    simulationTime() = 100;
+    manager.animateCamera(camera, at, times % 2 == 0 ? Vec3f() : vector(1), 1);
+    EXPECT_FALSE(curveIn(flight(), "from", 0));
+    playTo(1.5);
+    Vec3f const wanted = normalized(at - camera->getFrom(Camera::WorldSpace));
+    EXPECT_LT(length(sight() - wanted), 2e-3F) << times;
+  }
+}
+
+TEST_F(FlightsTest, RotationsGoTheShortWayOnce) {
+  camera->setRotationAsEuler({170, 10, -400});
+  Held<AnimNodePtr> const root(newAnimNode(Group::create()));
+  manager.createRotationCurves(*root, camera, {-170, 350, 400}, 2);
+  for (auto const& [index, start, end] :
+       {std::tuple{0U, 170.F, 190.F}, {1U, 10.F, -10.F}, {2U, -400.F, 40.F}}) {
+    EXPECT_EQ(keysOf(curveIn(*root, "eulerRotation", index)), (Keys{{0, start}, {2, end}}));
+  }
+}
+
+TEST_F(FlightsTest, EachFormMakesItsCurves) {
+  Matrix const place = lookAt({30, 20, 10}, {0, 0, 0}, {0, 1, 0});
+  manager.animateCamera(camera, place, {}, {}, 2);
+  EXPECT_EQ(flight()->getNChildren(), 9U);
+  playTo(2.5);
+  EXPECT_LT(length(camera->getFrom(Camera::WorldSpace) - Pnt3f(30, 20, 10)), 1e-3F);
+  EXPECT_LT(length(sight() - normalized(Vec3f(-30, -20, -10))), 1e-4F);
+
+  manager.animateCamera(camera, place, {-1, 1, -2, 2}, {0, 0, 1}, 2);
+  EXPECT_EQ(flight()->getNChildren(), 13U);
+  auto const third = dcast<AnimCurvePtr>(flight()->getChild(11)->getCore());
+  EXPECT_EQ(third->getSuffix(), "Y");
+  EXPECT_EQ(third->getChannelName(), "fsy");
+  EXPECT_EQ(third->getValueIndex(), 2U);
+
+  // A duration of 0 leaves fov and roll alone, each with two keys at 0.
+  manager.animateCamera(camera, Pnt3f(), Pnt3f(1, 0, 0), Vec3f(0, 1, 0), 30, 15, 0);
+  ASSERT_EQ(flight()->getNChildren(), 2U);
+  EXPECT_EQ(curveOf(dcast<AnimNodePtr>(flight()->getChild(1)))->getControlPoints().size(), 2U);
+  EXPECT_TRUE(knAnimEvaluator::the()->isPlaying(flight()));
+
+  // Lists that differ in length make no curves of channels; targets of an aim move along all the same.
+  UberCameraPtr const viewpoint = coreOf<UberCamera>(addNode(UberCamera::create()));
+  viewpoint->setFogSettings({});
+  camera->setAimNode(addNode(Transform3D::create()));
+  camera->setUpVectorNode(addNode(Transform3D::create(), parent));
+  EXPECT_EQ(manager.prepareCameraAnimation(camera, viewpoint, 2, {})->getNChildren(), 6U);
+  EXPECT_FALSE(knAnimEvaluator::the()->isPlaying(flight()));
+  EXPECT_TRUE(curveIn(flight(), "upTranslation", 2));
+}
+
+TEST_F(FlightsTest, ATurntableLoopsUntilItIsStopped) {
+  camera->setTurntableAnimationDuration(4);
+  camera->setFlags(UberCamera::TurntableLoopFlag | UberCamera::TurntableBackwardsFlag);
+  float const angle = camera->getTurntableAngle();
+  manager.animateCameraTurntable(camera);
+  EXPECT_EQ(keysOf(curveIn(flight(), "turntableAngle", 0)), (Keys{{0, angle}, {4, angle - 360}}));
+  EXPECT_EQ(flight()->getPostCycles(), -1);
+  playTo(5);
+  EXPECT_NEAR(std::remainder(camera->getTurntableAngle() - (angle - 90), 360.F), 0, 1e-2F);
+  manager.stopCameraAnimation(camera);
+  EXPECT_EQ(flight()->getPostCycles(), 0);
+  EXPECT_FALSE(knAnimEvaluator::the()->isPlaying(flight()));
+}
+
+TEST_F(FlightsTest, MotionBlurEvaluatesEachTimeOnce) {
+  NodePtr const mover = addNode(Transform3D::create());
+  AnimNodePtr const tree = animate(mover, newCurveNode("translation", 0, {{0, 0}, {10, 10}}));
+  camera->setMotionBlur(true);
+  camera->setShutterSpeed(2);
+  manager.setCurrentTimeNoEvaluation(3, false);
+  // The first sample at a time counts, also at the time where all begins.
+  manager.applyMotionBlur(camera, 0);
+  EXPECT_EQ(placeOf(mover).x(), 3);
+  coreOf<Transform3D>(mover)->setTranslation({});
+  manager.applyMotionBlur(camera, 0);
+  EXPECT_EQ(placeOf(mover).x(), 0);
+  manager.applyMotionBlur(camera, 1);
+  EXPECT_EQ(placeOf(mover).x(), 3.5F);
+  EXPECT_EQ(manager.currentTime(), 3);
+  manager.resetMotionBlur();
+  EXPECT_EQ(placeOf(mover).x(), 3);
+
+  // Limited to one object, what takes no part stays; an id of nothing evaluates nothing.
+  manager.setMotionBlurObjectID(tree.getContainerId());
+  tree->setMotionBlur(false);
+  manager.applyMotionBlur(camera, 0.5F);
+  EXPECT_EQ(placeOf(mover).x(), 3);
+  tree->setMotionBlur(true);
+  manager.applyMotionBlur(camera, 0.25F);
+  EXPECT_EQ(placeOf(mover).x(), 3.125F);
+  manager.setMotionBlurObjectID(mover.getContainerId());
+  manager.applyMotionBlur(camera, 0.75F);
+  EXPECT_EQ(placeOf(mover).x(), 3.125F);
+  manager.resetMotionBlurObjectID();
+  manager.resetMotionBlur();
+}
+
+}  // namespace
+}  // namespace kntest

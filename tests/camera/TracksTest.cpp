@@ -1,0 +1,125 @@
+#include "camera/CameraStage.h"
+
+#include <cmath>
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+using Keys = std::vector<Pnt2f>;
+
+class TracksTest : public CameraStage {
+ protected:
+  ~TracksTest() override { manager.clearClipStructure(); }
+
+  NodePtr newTrack(float move, float fade, float pause, std::vector<float> const& heights) {
+    CameraTrackPtr const track = CameraTrack::create();
+    track->setAnimationDuration(move);
+    track->setFadeInDuration(fade);
+    track->setPauseDuration(pause);
+    NodePtr const node = addNode(track, cameraNode);
+    NodeUtils::setName(node, "tour", false);
+    for (float const height : heights) {
+      UberCameraPtr const viewpoint = UberCamera::create();
+      viewpoint->setFrom({0, height, 0});
+      viewpoint->getTonemappingSettings()->setExposure(height);
+      addNode(viewpoint, node);
+    }
+    return node;
+  }
+  static UberCameraPtr viewpoint(NodePtr const& track, UInt32 place) {
+    return coreOf<UberCamera>(track->getChild(place));
+  }
+  Keys keys(NodePtr const& track, char const* field, UInt32 index, bool* follows = nullptr) {
+    auto const [node, curve] = manager.createCurve(field, index == 1 ? "Y" : "");
+    Held<AnimNodePtr> const held(node);
+    manager.updateCameraTrackAnimationCurve(curve, track);
+    if (follows != nullptr) *follows = curve->getIsCameraShotCurve();
+    return keysOf(curve);
+  }
+};
+
+TEST_F(TracksTest, KeysFollowMovesFadesAndPauses) {
+  camera->getTonemappingSettings()->setExposure(9);
+  struct {
+    float move, fade, pause;
+    std::vector<float> heights;
+    char const* field;
+    Keys keys;
+    bool follows;
+  } const rows[] = {
+      {0, 0, 0, {5, 6}, "from", {{0, 5}, {0, 6}}, false},
+      {4, 0, 1, {5, 6, 7}, "from", {{0, 2}, {4, 5}, {5, 5}, {9, 6}, {10, 6}, {14, 7}}, true},
+      {4, 1, 0, {5}, "exposure", {{0, 0}, {1, 5}, {4, 5}}, true},
+      {4, 5, 0, {5}, "exposure", {{0, 0}, {4, 5}}, true},
+      {0, 2, 0, {5}, "from", {{0, 5}, {2, 5}}, false},
+      {0, 2, 0, {5, 6}, "exposure", {{0, 0}, {2, 0}, {4, 6}}, false},
+      {4, 1, 1, {}, "from", {}, false},
+  };
+  for (auto const& row : rows) {
+    NodePtr const track = newTrack(row.move, row.fade, row.pause, row.heights);
+    bool follows = false;
+    bool const isFrom = std::string(row.field) == "from";
+    EXPECT_EQ(keys(track, row.field, isFrom ? 1 : 0, &follows), row.keys) << row.move << ' ' << row.fade;
+    EXPECT_EQ(follows, row.follows);
+    cameraNode->subChild(track);
+  }
+  // A viewpoint with durations of its own, a child that is none, and a first child that is none.
+  NodePtr const track = newTrack(4, 0, 0, {5, 6});
+  viewpoint(track, 1)->setFlags(UberCamera::TrackOverridesFlag);
+  track->addChild(Node::create());
+  EXPECT_EQ(keys(track, "from", 1), (Keys{{0, 2}, {4, 5}, {4, 6}}));
+  track->insertChild(0, Node::create());
+  EXPECT_EQ(keys(track, "from", 1), (Keys{{4, 5}, {4, 6}}));
+}
+
+TEST_F(TracksTest, TheCameraPassesEachViewpointAtItsKey) {
+  NodePtr const track = newTrack(2, 0, 0, {5, -6, 7});
+  manager.animateCamera(camera, track, {});
+  for (UInt32 i = 0; i < 3; ++i) {
+    playTo(2.0 * (i + 1));
+    EXPECT_NEAR(camera->getFrom().y(), viewpoint(track, i)->getFrom().y(), 1e-5F);
+  }
+}
+
+TEST_F(TracksTest, BlocksAreMadeKeptAndReplaced) {
+  NodePtr const track = newTrack(2, 0, 0, {5, 6});
+  AnimNodePtr const block = manager.createMissingCameraTrackBlockForNode(track);
+  ASSERT_TRUE(block);
+  EXPECT_FALSE(manager.createMissingCameraTrackBlockForNode(track));
+  EXPECT_STREQ(NodeUtils::getName(block), "tour_Block");
+  EXPECT_EQ(manager.getCameraTrackBlock(track), block);
+  EXPECT_EQ(manager.getCameraTrackNodeWithAnimationBlock(block), track);
+  EXPECT_TRUE(curveIn(block, "at", 2));
+  for (char const* ignored : {"visible", "translation", "turntableAngle", "focalLength", "aimTranslation"}) {
+    EXPECT_FALSE(curveIn(block, ignored, 0)) << ignored;
+  }
+  AnimCurvePtr const stepped = curveIn(block, "tonemapperId", 0);
+  ASSERT_TRUE(stepped);
+  EXPECT_EQ(stepped->getControlPoints()[0].outType(), 0U);
+
+  unsigned int told = 0;
+  auto const listening = knUtils::listen("updateClipScene", [&](auto, auto&, int) { ++told; });
+  manager.updateCameraTrackBlockForNode(track);
+  EXPECT_EQ(told, 0U);
+  coreOf<CameraTrack>(track)->setAnimationDuration(3);
+  manager.updateCameraTrackBlockForNode(track);
+  EXPECT_EQ(told, 1U);
+
+  // A clip shares the block; both occurrences are replaced. The camera has an aim now.
+  AnimNodePtr const inClip = newAnimNode(block->getCore(), 1, 8);
+  manager.addToClipStructure(newGroup<AnimClip>({inClip}));
+  camera->setAimNode(addNode(Transform3D::create()));
+  manager.recreateCameraTrackBlockForNode(track);
+  AnimNodePtr const fresh = manager.getCameraTrackBlock(track);
+  ASSERT_TRUE(fresh);
+  EXPECT_NE(fresh, block);
+  EXPECT_TRUE(curveIn(fresh, "aimTranslation", 2));
+  NodePtr const clip = manager.clipStructureRoot()->getChild(0);
+  EXPECT_EQ(clip->getChild(0)->getCore(), fresh->getCore());
+  manager.deleteCameraTrackBlockInClips(dcast<AnimBlockPtr>(fresh->getCore()));
+  EXPECT_EQ(manager.clipStructureRoot()->getNChildren(), 0U);
+}
+
+}  // namespace
+}  // namespace kntest

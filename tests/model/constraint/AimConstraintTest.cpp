@@ -1,0 +1,101 @@
+#include "camera/CameraStage.h"
+#include "model/constraint/knConstraintManager.h"
+#include "model/math/MatrixTools.h"
+
+#include <random>
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+
+class AimConstraintTest : public CameraStage {
+ protected:
+  Vec3f sight() {
+    return normalized(camera->getAt(Camera::WorldSpace) - camera->getFrom(Camera::WorldSpace));
+  }
+};
+
+TEST_F(AimConstraintTest, CamerasFollowTheirTargetsThroughAnyParents) {
+  EXPECT_FALSE(knConstraintManager::findAimConstraintForTarget(camera));
+  NodePtr const aim = addNode(Transform3D::create(), addNode(Transform3D::create()));
+  NodePtr const up = addNode(Transform3D::create(), parent);
+  std::mt19937 random(4);
+  std::uniform_real_distribution<Real32> numbers(-9, 9);
+  auto const vector = [&] { return Vec3f(numbers(random), numbers(random), numbers(random)); };
+  camera->setAimNode(aim);
+  ASSERT_TRUE(knConstraintManager::findAimConstraintForTarget(camera));
+  for (int times = 0; times < 50; ++times) {
+    coreOf<Transform3D>(aim)->setTranslation(vector());
+    coreOf<Transform3D>(aim)->setRotatePivot(vector());
+    coreOf<Transform3D>(aim->getParent())->setTranslation(vector());
+    coreOf<Transform3D>(up)->setTranslation(vector());
+    camera->setUpVectorNode(times % 2 == 0 ? NodePtr() : up);
+    Pnt3f const from = camera->getFrom(Camera::WorldSpace);
+    knConstraintManager::evaluateConstraints();
+    EXPECT_LT(length(camera->getFrom(Camera::WorldSpace) - from), 1e-3F);
+    Pnt3f const target = aim->getToWorld().multMatrixPnt(Pnt3f(coreOf<Transform3D>(aim)->getRotatePivot()));
+    EXPECT_LT(length(sight() - normalized(target - from)), 1e-4F);
+    if (times % 2 != 0) {
+      Vec3f const wanted = normalized(up->getToWorld().multMatrixPnt({}) - from);
+      EXPECT_NEAR(dot(cross(wanted, sight()), normalized(camera->getUp(Camera::WorldSpace))), 0, 1e-3F);
+    }
+    changes.clear();
+    knConstraintManager::evaluateConstraints();
+    EXPECT_TRUE(changes.getEntries().empty());
+  }
+}
+
+TEST_F(AimConstraintTest, WhatCannotBeAimedAtLeavesTheCamera) {
+  NodePtr const aim = addNode(Transform3D::create());
+  Vec3f const before = sight();
+  auto const stays = [&] {
+    knConstraintManager::evaluateConstraints();
+    EXPECT_LT(length(sight() - before), 1e-5F);
+  };
+  camera->setAimNode(aim);
+  // In the camera itself, nowhere, below the camera, destroyed.
+  Pnt3f const from = camera->getFrom(Camera::WorldSpace);
+  coreOf<Transform3D>(aim)->setTranslation(from - Pnt3f());
+  stays();
+  coreOf<Transform3D>(aim)->setTranslation({std::numeric_limits<Real32>::quiet_NaN(), 0, 0});
+  stays();
+  NodePtr const below = addNode(Transform3D::create(), cameraNode);
+  coreOf<Transform3D>(below)->setTranslation({3, 4, 5});
+  camera->setAimNode(below);
+  stays();
+  cameraNode->subChild(below);
+  stays();
+  EXPECT_TRUE(UberCamera::getAimedCameras().empty());
+  // An up target in line with the aim.
+  coreOf<Transform3D>(aim)->setTranslation({50, 0, 0});
+  camera->setAimNode(aim);
+  camera->setUpVectorNode(aim);
+  knConstraintManager::evaluateConstraints();
+  EXPECT_LT(length(sight() - normalized(Pnt3f(50, 0, 0) - from)), 1e-4F);
+}
+
+TEST(MatrixToolsTest, MatricesAreTheirPartsTogether) {
+  std::mt19937 random(8);
+  std::uniform_real_distribution<Real32> numbers(-5, 5);
+  auto const vector = [&] { return Vec3f(numbers(random), numbers(random), numbers(random)); };
+  for (int times = 0; times < 300; ++times) {
+    Matrix matrix =
+        Matrix::translation(vector()) * Matrix::rotationEuler(vector() * 40) * Matrix::scale(vector());
+    if (times % 2 == 0) matrix = matrix * Matrix::rotationEuler(vector() * 40) * Matrix::scale(vector());
+    TransformParts const parts = splitTransform(matrix);
+    Matrix const frame = Matrix::rotation(parts.scaleOrientation);
+    Matrix back;
+    ASSERT_TRUE(frame.inverse(back));
+    Matrix const again = Matrix::translation(parts.translation) * Matrix::rotation(parts.rotation) * frame *
+                         Matrix::scale(parts.scale) * back;
+    for (UInt32 i = 0; i < 16; ++i) EXPECT_NEAR(again.data()[i], matrix.data()[i], 2e-3F);
+  }
+  Matrix const upright = lookAt({1, 2, 3}, {1, 9, 3}, {0, 1, 0});
+  EXPECT_NEAR(upright.determinant3(), 1, 1e-6F);
+  EXPECT_EQ(lookAt({}, {0, 0, -2}, {0, 5, 0}), Matrix());
+  EXPECT_EQ(splitTransform(Matrix::scale({0, 1, 1})).rotation, Quaternion());
+}
+
+}  // namespace
+}  // namespace kntest

@@ -1,0 +1,191 @@
+#include "model/sceneext/AnimSequence.h"
+#include "support/LogCapture.h"
+#include "support/SceneStage.h"
+
+#include <random>
+
+namespace kntest {
+namespace {
+
+using namespace osg;
+
+class XmlConversionTest : public SceneStage {
+ protected:
+  XmlConversionTest() {
+    manager.setFPS(25);
+    knAnimManager::setDestroyNodeCB([](NodePtr const& node) { node.subRef(); });
+  }
+  ~XmlConversionTest() override {
+    manager.clearCopyBuffer();
+    manager.clearClipStructure();
+    knAnimManager::setDestroyNodeCB({});
+  }
+
+  /// A transform that old records, and old curves, point at.
+  static NodePtr oldObject(std::vector<UInt64> const& ids, std::vector<UInt64> const& fields) {
+    NodePtr const node = addNode(Transform3D::create());
+    AnimAttachmentPtr const attachment = AnimAttachment::create();
+    node->addAttachment(attachment);
+    for (UInt64 const id : ids) attachment->getOldRecordIds().push_back(id);
+    for (UInt64 const field : fields) attachment->getOldFieldNumbers().push_back(field);
+    return node;
+  }
+  void convert(std::string const& content) {
+    manager.convertXMLAnimations(root(), "<animations>" + content + "</animations>");
+  }
+  static std::vector<AnimNodePtr> animationsOf(NodePtr const& node) {
+    std::vector<AnimNodePtr> trees;
+    AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
+    if (attachment) attachment->getTopLevelAnimations(trees, true);
+    return trees;
+  }
+  /// The curve for a component of a field in a block.
+  static AnimCurvePtr curveIn(NodePtr const& block, char const* field, UInt32 index) {
+    for (NodePtr const& child : block->getChildren()) {
+      auto const curve = dcast<AnimCurvePtr>(child->getCore());
+      if (curve && curve->getName() == field && curve->getValueIndex() == index) return curve;
+    }
+    return {};
+  }
+  NodePtr clipAt(UInt32 place) { return manager.clipStructureRoot()->getChild(place); }
+
+  knAnimManager& manager = *knAnimManager::the();
+};
+
+char const* const kPoints =
+    R"(<point id="1" tangentType="8"><position>0 1</position><outTangent>5 2</outTangent></point>
+       <point id="2"><inTangent>20 3</inTangent><position> 25	4 </position></point>)";
+
+TEST_F(XmlConversionTest, CurvesAndBlocksStandOnTheirNodes) {
+  NodePtr const object = oldObject({30, 10, 99}, {});
+  NodePtr const unrelated = oldObject({}, {7});
+  convert(
+      std::string(kPoints) +
+      R"(<curve id="10" name="rotationY" active="1" repeating="1" motionBlur="0"><p id="1"/><p id="2"/><p id="3"/></curve>
+             <curve id="10" name="translationX"/>
+             <curve id="11" name="translationZ" motionBlur="1"><p id="1"/></curve>
+             <block id="30" name="Swing" motionBlur="1"><c id="11"/></block>
+             <block name="no id"/>)");
+  auto const trees = animationsOf(object);
+  ASSERT_EQ(trees.size(), 2U);
+  EXPECT_EQ(knAnimManager::getAnimAttachment(unrelated), nullptr);
+
+  AnimNodePtr const block = trees[0];
+  EXPECT_STREQ(NodeUtils::getName(block), "Swing");
+  EXPECT_FALSE(block->isActive());
+  EXPECT_TRUE(block->getMotionBlur());
+  std::vector<knOSGChannelData> channels;
+  manager.getKeyableChannels(object, channels);
+  EXPECT_EQ(block->getNChildren(), channels.size());
+  EXPECT_EQ(curveIn(block, "translation", 2)->getControlPoints().size(), 1U);
+  EXPECT_TRUE(curveIn(block, "translation", 0)->isEmpty());
+
+  AnimNodePtr const rotation = trees[1];
+  AnimCurvePtr const curve = curveOf(rotation);
+  EXPECT_EQ(curve->getName(), "eulerRotation");
+  EXPECT_EQ(curve->getValueIndex(), 1U);
+  EXPECT_EQ(rotation->getPostCycles(), -1);
+  // "repeating" counts where "motionBlur" is given.
+  EXPECT_TRUE(rotation->getMotionBlur());
+  ASSERT_EQ(curve->getControlPoints().size(), 2U);
+  CCPnt const first = curve->getControlPoints()[0];
+  EXPECT_EQ(first.outtangent(), Vec2f(0.2F, 1));
+  CCPnt const second = curve->getControlPoints()[1];
+  EXPECT_EQ(second.point(), Pnt2f(1, 4));
+  // Its handle came before the position.
+  EXPECT_EQ(second.intangent(), Vec2f(0.8F, 3));
+}
+
+TEST_F(XmlConversionTest, ClipsHoldBlocksAndSequencesInRows) {
+  NodePtr const object = oldObject({}, {7});
+  convert(std::string(kPoints) +
+          R"(<clip id="50" name="early"/>
+             <curve id="10" name="translationX" field="7" active="1"><p id="1"/><p id="2"/></curve>
+             <block id="30" name="Walk" active="1"><c id="10"/></block>
+             <field id="40" typeID="6" name="Cue" begin="50" active="1"/><field id="41" name="none"/>
+             <track id="60" number="3"><x id="30"/><x id="40"/><x id="41"/><x id="61"/></track>
+             <clip id="61" name="inner" active="1"/>
+             <clip id="62" name="outer" active="1"><t id="60"/></clip><!-- the end -->)");
+  ASSERT_EQ(manager.clipStructureRoot()->getNChildren(), 2U);
+  EXPECT_STREQ(NodeUtils::getName(clipAt(0)), "inner");
+  NodePtr const outer = clipAt(1);
+  ASSERT_EQ(outer->getNChildren(), 3U);
+  auto const block = dcast<AnimNodePtr>(outer->getChild(0));
+  auto const cue = dcast<AnimNodePtr>(outer->getChild(1));
+  EXPECT_TRUE(block->isActive());
+  EXPECT_EQ(block->getOffset(), Vec2f(0, 150));
+  EXPECT_EQ(cue->getOffset(), Vec2f(2, 150));
+  EXPECT_NE(dcast<AnimSequencePtr>(cue->getCore()), nullptr);
+  // The scene node has the same curves, switched off.
+  auto const trees = animationsOf(object);
+  ASSERT_EQ(trees.size(), 1U);
+  EXPECT_FALSE(trees[0]->isActive());
+  EXPECT_EQ(trees[0]->getCore(), block->getCore());
+}
+
+TEST_F(XmlConversionTest, TextsThatAreNotWellFormedChangeNothing) {
+  NodePtr const object = oldObject({10}, {});
+  std::string const deep = [] {
+    std::string text;
+    for (int i = 0; i < 50000; ++i) text += "<a>";
+    return text;
+  }();
+  std::string attributes = "<a ";
+  for (int i = 0; i < 20000; ++i) attributes += "a" + std::to_string(i) + "='1' ";
+  for (std::string const& text :
+       {std::string("<a><b></a>"), std::string("no text"), deep, "<a b='>" + deep, "<!-- > -->" + deep,
+        attributes + "/>", "<?xml version=\"><q x='\"?>" + deep, "<a c=\"\xEF\" d=\"\">" + deep,
+        std::string("<a>\0</a>", 8)}) {
+    testing::internal::CaptureStdout();
+    manager.convertXMLAnimations(root(), text);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "ERROR converting animations from previous KELD version!\n");
+    EXPECT_NE(knAnimManager::getAnimAttachment(object), nullptr);
+  }
+}
+
+TEST_F(XmlConversionTest, CirclesAndDiamondsOfIdsEnd) {
+  oldObject({2}, {});
+  std::string text = R"(<block id="1" name="b"><x id="2"/></block><block id="2" name="c"><x id="1"/></block>
+                        <track id="3"><x id="1"/><x id="5"/></track>)";
+  // Each clip holds the next one twice, and the last the first.
+  for (int i = 0; i < 60; ++i) {
+    std::string const track = std::to_string(100 + i);
+    std::string const next = std::to_string(200 + (i + 1) % 60);
+    text += "<track id='" + track + "'><x id='" + next + "'/><x id='" + next + "'/></track>";
+  }
+  text += "<clip id='5'><t id='3'/></clip>";
+  for (int i = 0; i < 60; ++i) {
+    text += "<clip id='" + std::to_string(200 + i) + "'><t id='" + std::to_string(100 + i) + "'/></clip>";
+  }
+  LogCapture const log;
+  convert(text);
+  EXPECT_EQ(manager.clipStructureRoot()->getNChildren(), 61U);
+  EXPECT_EQ(log.warnings().size(), 1U);
+}
+
+TEST_F(XmlConversionTest, DamagedTextsEndWell) {
+  std::string const whole =
+      std::string("<?xml version='1.0'?><animations>") + kPoints +
+      R"(<curve id="10" name="translationX" field="7" active="1"><p id="1"/><p id="2"/></curve>
+         <block id="30" name="Walk" active="1"><c id="10"/></block><field id="40" typeID="6" name="Cue" begin="50"/>
+         <track id="60" number="3"><x id="30"/><x id="40"/></track><clip id="61"><t id="60"/></clip></animations>)";
+  std::mt19937 random(17);
+  testing::internal::CaptureStdout();
+  for (int i = 0; i < 3000; ++i) {
+    std::string text = whole;
+    for (int changes = 1 + i % 4; changes > 0; --changes) {
+      text[random() % text.size()] =
+          static_cast<char>(i % 2 == 0 ? random() : "<>/\"'=&!-?x 1"[random() % 13]);
+    }
+    NodePtr const object = oldObject({10, 30}, {7});
+    manager.convertXMLAnimations(root(), text.substr(0, i % 3 == 0 ? random() % text.size() : text.size()));
+    root()->subChild(object);
+    manager.clearClipStructure();
+  }
+  testing::internal::GetCapturedStdout();
+  manager.clearCopyBuffer();
+}
+
+}  // namespace
+}  // namespace kntest
