@@ -14,6 +14,12 @@ KN_CONTAINER_TYPE(UberCameraBase, UberCamera, "UberCamera")
 
 namespace {
 
+/// Cameras whose aim node was alive when it was last looked at. Never destroyed: cameras may outlive statics.
+std::vector<UberCameraPtr>& aimedCameras() {
+  static auto* const cameras = new std::vector<UberCameraPtr>;
+  return *cameras;
+}
+
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
 
@@ -118,11 +124,13 @@ BitVector UberCamera::difference(State const& before, State const& after) {
 
 void UberCamera::fieldsAssigned() {
   UberCameraBase::fieldsAssigned();
+  enrolAmongAimed();
   _inStep = state();
 }
 
 void UberCamera::changed(BitVector const& mask, UInt32 origin) {
   UberCameraBase::changed(mask, origin);
+  enrolAmongAimed();
   State const written = state();
   takeWrites();
   // What follows from the announced fields is noted with them; announcing it would only lead here again.
@@ -402,6 +410,26 @@ void UberCamera::setFStop(Real32 number) {
 
 NodePtr UberCamera::getAimNode() const {
   return _fAimNode.getValue().isAlive() ? _fAimNode.getValue() : NodePtr();
+}
+
+void UberCamera::setAimNode(NodePtr const& node) {
+  _fAimNode.setValue(node);
+  enrolAmongAimed();
+}
+
+void UberCamera::enrolAmongAimed() {
+  if (_isEnrolled || !getAimNode().isAlive()) return;
+  _isEnrolled = true;
+  aimedCameras().emplace_back(this);
+}
+
+std::vector<UberCameraPtr> UberCamera::getAimedCameras() {
+  std::erase_if(aimedCameras(), [](UberCameraPtr const& camera) {
+    if (!camera.isAlive()) return true;
+    camera->_isEnrolled = camera->getAimNode().isAlive();
+    return !camera->_isEnrolled;
+  });
+  return aimedCameras();
 }
 
 NodePtr UberCamera::getUpVectorNode() const {

@@ -5,6 +5,8 @@
 #include "model/camera/TonemappingSettings.h"
 #include "model/sceneext/AnimNode.h"
 
+#include <vector>
+
 namespace osg {
 inline namespace knscene {
 
@@ -125,8 +127,11 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   /// Null also when the node is gone.
   NodePtr getAimNode() const;
   NodePtr getUpVectorNode() const;
-  void setAimNode(NodePtr const& node) { _fAimNode.setValue(node); }
+  void setAimNode(NodePtr const& node);
   void setUpVectorNode(NodePtr const& node) { _fUpVectorNode.setValue(node); }
+  /// All living cameras of the process with an aim node that lives, in the order in which they were aimed. An aim
+  /// that was written into the field itself counts once it is announced. Linear in their number.
+  static std::vector<Ptr> getAimedCameras();
 
   /// Sets the root of the flights and raises `AnimNode::_changed`. Announces nothing.
   void setAnimationRoot(AnimNodePtr const& root);
@@ -169,7 +174,10 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   static double turntableAngleOf(State const& view);
   static double turntableDistanceOf(State const& view);
 
+  void enrolAmongAimed();
+
   State _inStep;
+  bool _isEnrolled = false;  ///< in the list behind getAimedCameras
 };
 
 using UberCameraPtr = UberCamera::Ptr;

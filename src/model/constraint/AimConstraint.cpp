@@ -10,18 +10,18 @@ inline namespace knscene {
 
 namespace {
 
-/// Relative to the distances that are compared.
-Real32 const Tolerance = 1e-6F;
+/// What floats cannot tell apart after a way through several spaces, relative to the size of what is compared.
+Real32 const Tolerance = 4e-6F;
 
 bool isFinite(Pnt3f const& point) {
   return std::isfinite(point.x()) && std::isfinite(point.y()) && std::isfinite(point.z());
 }
 
-/// Whether two places differ by more than rounding.
-bool areApart(Pnt3f const& a, Pnt3f const& b) {
-  Real32 const scale = std::max({std::abs(a.x()), std::abs(a.y()), std::abs(a.z()), Real32(1e-6)});
-  return length(b - a) > Tolerance * scale;
+Real32 sizeOf(Pnt3f const& point) {
+  return std::max({std::abs(point.x()), std::abs(point.y()), std::abs(point.z())});
 }
+
+bool areApart(Pnt3f const& a, Pnt3f const& b, Real32 size) { return length(b - a) > Tolerance * size; }
 
 bool isAtOrBelow(NodePtr node, NodePtr const& ancestor) {
   for (; node.isAlive(); node = node->getParent()) {
@@ -56,16 +56,22 @@ void AimConstraint::evaluate() const {
   Vec3f up;
   _camera->getFromAtUp(from, formerAt, up, Camera::WorldSpace);
   Pnt3f const at = getAimPos(aimNode);
-  if (!isFinite(from) || !isFinite(at) || !areApart(from, at)) return;
+  if (!isFinite(from) || !isFinite(at)) return;
+  Real32 const size = std::max(sizeOf(from), sizeOf(at));
+  if (!areApart(from, at, size)) return;
+  Vec3f const formerUp = up;
   NodePtr const upNode = getUpVectorNode();
   if (upNode.isAlive() && !isAtOrBelow(upNode, _camera->getCameraNode())) {
     Vec3f const wanted = getAimPos(upNode) - from;
     Vec3f const sight = at - from;
-    Real32 const size = length(wanted);
-    bool const isUsable =
-        std::isfinite(size) && size > 0 && length(cross(wanted, sight)) > 1e-5F * size * length(sight);
-    if (isUsable) up = wanted * (1 / size);
+    Real32 const distance = length(wanted);
+    bool const isUsable = std::isfinite(distance) && distance > 0 &&
+                          length(cross(wanted, sight)) > 1e-5F * distance * length(sight);
+    if (isUsable) up = wanted * (1 / distance);
   }
+  // Nothing is set where floats cannot hold the difference, so that a camera at rest stays at rest.
+  bool const leans = length(normalized(up) - normalized(formerUp)) > Tolerance;
+  if (!leans && !areApart(at, formerAt, size)) return;
   _camera->setViewByFromAtUp(from, at, up, Camera::WorldSpace);
 }
 

@@ -5,7 +5,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace AimConstraintTest {
 
 using namespace osg;
 
@@ -97,5 +97,5 @@ TEST(MatrixToolsTest, MatricesAreTheirPartsTogether) {
   EXPECT_EQ(splitTransform(Matrix::scale({0, 1, 1})).rotation, Quaternion());
 }
 
-}  // namespace
+}  // namespace AimConstraintTest
 }  // namespace kntest
