@@ -1,18 +1,23 @@
 #pragma once
 
 #include "knAnimExport.h"
+#include "model/camera/UberCamera.h"
+#include "model/math/MatrixTools.h"
+#include "model/records/knAnimConvertData.h"
 #include "model/records/knAnimInfo.h"
 #include "model/records/knAnimNodeData.h"
 #include "model/records/knCurveData.h"
 #include "model/records/knDynBlockArray.h"
 #include "model/records/knOSGChannelData.h"
 #include "model/sceneext/AnimAttachment.h"
+#include "model/sceneext/AnimBlock.h"
 #include "model/scenegraph/Traverse.h"
 
 #include <tbb/blocked_range.h>
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -26,6 +31,7 @@ class KNANIM_API knAnimManager {
   using knOSGChannelData = ::knOSGChannelData;
   using knAnimNodeData = ::knAnimNodeData;
   using knAnimInfo = ::knAnimInfo;
+  using knAnimConvertData = ::knAnimConvertData;
 
   knAnimManager(knAnimManager const&) = delete;
   knAnimManager& operator=(knAnimManager const&) = delete;
@@ -551,6 +557,158 @@ class KNANIM_API knAnimManager {
   /// The same at and below a node. Below a node without core nothing is found.
   void getAnimBlocksAndTimeShapeCachesR(osg::NodePtr const& node, std::set<unsigned int>& ids);
 
+  // --- Animation files ----------------------------------------------------------------------------------------
+  // A file holds the animations of one container apart from any scene, and a sign of what type that container was: of
+  // the material, or of the node's core. They can be loaded onto what fits by the rule of pasting. The sign is an empty
+  // object: trees of a geometry that has a material fit onto geometries without one. Main thread.
+
+  /// Saves all top-level animations of a node or material, or one tree alone when `source` is one, into a scene file,
+  /// compressed. The file is either complete and new, or what it was before. False, with an error line in the log, when
+  /// a tree hangs on nothing in the scene, when a container is neither node nor material or has no attachment, and when
+  /// the file can't be written; without a line when an argument is null or dead. The scene is not changed.
+  bool saveAnimations(char const* fileName, osg::AttachmentContainerPtr const& source);
+  /// Adds copies of a file's trees to what a node or material has; blocks and clips get unique names, top-level curves
+  /// keep theirs. The extension must be "osb", "kdb", "kdp" or "kdt", in lower case. With `notify`, "pastedAnimations"
+  /// is sent. False, with an error line in the log and nothing added, when the file can't be read, holds no animations,
+  /// or does not fit; without a line when an argument is null or dead.
+  bool loadAnimationsTo(osg::AttachmentContainerPtr const& target, char const* fileName, bool notify);
+  /// The same for several targets, with the file read once. A target that does not fit is passed over, with a warning;
+  /// null and dead ones without. With `notify`, "pastedAnimations" is sent once whenever the file could be read.
+  void loadAnimationsTo(std::vector<osg::NodePtr> const& targets, char const* fileName, bool notify);
+  void loadAnimationsTo(std::vector<osg::MaterialPtr> const& targets, char const* fileName, bool notify);
+
+  // --- Animations of older releases ---------------------------------------------------------------------------
+
+  /// Builds the animations that older releases kept as one XML text: curves and blocks on the nodes at and below `root`
+  /// whose attachments name them by `OldRecordIds`, and the clips at the end of the text in the clip structure. A block
+  /// in a clip finds its node by the `OldFieldNumbers` of all nodes of the scene; it gets a curve for every channel of
+  /// that node, and the node gets a copy that shares its curves and is switched off. Attachments that are empty
+  /// afterwards are taken away. Frames are turned into seconds by the present frame rate.
+  ///
+  /// That copy is pasted, so the copy buffer holds the last such block afterwards. Without the callback that destroys
+  /// nodes, each block is pasted along with all before it: beginScene sets one.
+  ///
+  /// A text that is not well-formed prints one line on standard output and changes nothing. What is missing or fits
+  /// nothing is left out in silence. A null or dead root and an empty text do nothing. Linear in the text and the scene;
+  /// main thread.
+  void convertXMLAnimations(osg::NodePtr const& root, std::string const& xml);
+  /// The node of the first pair whose channel name with its suffix behind it is `name`; null when there is none.
+  osg::AnimNodePtr findCurveInVector(std::string const& name,
+                                     std::vector<std::pair<knOSGChannelData, osg::AnimNodePtr>> const& list);
+
+  // --- Camera shots -------------------------------------------------------------------------------------------
+  // A shot describes a move of a camera and has no curves of its own; here it gets them: nine for from, at and up, and
+  // one for the exposure when it fades. Null and dead handles do nothing. Times are in seconds.
+
+  /// Makes the curves of every shot without children at and below `animNode` for the camera of `cameraNode`. A clone of
+  /// each, which shares the curves, is added to the animations of that node; the shot itself moves on by its own offset.
+  /// A node whose core is no UberCamera is an error in the log.
+  void convertShotToCurvesR(osg::AnimNodePtr const& animNode, osg::NodePtr const& cameraNode);
+  /// Makes the curves of one shot, or makes their keys anew where they are there.
+  void createAnimationCurvesForShotNode(osg::AnimNodePtr const& shotNode, osg::UberCameraPtr const& camera);
+  /// Sets the first key of all curves of shots and camera tracks at and below `root` to what their cameras are now.
+  void updateCameraShotCurves(osg::AnimNodePtr const& root);
+  /// The same for one camera, whichever curves these are.
+  void updateCameraShotCurvesR(osg::AnimNodePtr const& animNode, osg::NodePtr const& cameraNode);
+  /// Inserts the nodes of all shots at and below `animNode`.
+  void getCameraShotsR(osg::AnimNodePtr const& animNode, std::set<osg::AnimNodePtr>& out);
+  /// The first camera node of the scene whose animations hold the shot; null when there is none.
+  osg::NodePtr getCameraNodeWithAnimationShot(osg::AnimNodePtr const& shotNode);
+
+  // --- Camera tracks ------------------------------------------------------------------------------------------
+  // A track is a node with a `CameraTrack` core below a camera's node; its children are viewpoints, which the camera
+  // visits in order. Here it gets a block with a curve for every channel of the camera. Null and dead handles, and
+  // nodes that are no track, do nothing and give null.
+
+  /// Gives a track without animation attachment its block, and returns it.
+  osg::AnimNodePtr createMissingCameraTrackBlockForNode(osg::NodePtr const& trackNode);
+  /// Adds a curve for every channel of the track's camera to `animNode`, but for the named fields.
+  void createCameraTrackAnimationCurves(osg::AnimNodePtr const& animNode, osg::NodePtr const& trackNode,
+                                        std::vector<std::string> const& ignoredFields);
+  /// Makes the keys of all curves of the track's block anew. Sends "updateClipScene" when it lasts longer or shorter
+  /// afterwards.
+  void updateCameraTrackBlockForNode(osg::NodePtr const& trackNode);
+  /// The same for one curve, without a message.
+  void updateCameraTrackAnimationCurve(osg::AnimCurvePtr const& curve, osg::NodePtr const& trackNode);
+  /// Replaces the block, wherever it stands, by new ones with the channels that the camera has now. Where they stood in
+  /// time is lost.
+  void recreateCameraTrackBlockForNode(osg::NodePtr const& trackNode);
+  /// The block of a track that has exactly one top-level animation.
+  osg::AnimNodePtr getCameraTrackBlock(osg::NodePtr const& trackNode);
+  /// Inserts all blocks of camera tracks at and below `animNode`.
+  void getCameraTrackBlocksR(osg::AnimNodePtr const& animNode, std::set<osg::AnimNodePtr>& out);
+  /// The first track of the scene that holds the block.
+  osg::NodePtr getCameraTrackNodeWithAnimationBlock(osg::AnimNodePtr const& block);
+  std::set<osg::NodePtr> getCameraTrackNodesWithAnimationBlocks(std::set<osg::AnimNodePtr> const& blocks);
+  /// Takes a block out of the clip structure, and clips that are empty without it.
+  void deleteCameraTrackBlockInClips(osg::AnimBlockPtr const& block);
+
+  // --- Camera flights -----------------------------------------------------------------------------------------
+  // A flight moves a camera from where it is to a target, by curves that are made for it below the camera's
+  // `AnimationRoot` and played by the queue. A new flight ends the former one. Durations are in seconds; one that is
+  // not above 0 makes no curves but for those of `fov` and `roll`. A camera that stands neither in the scene nor in the
+  // pool is not moved. Fields in `ignoredFields` ("from" and "at" among them) are not keyed. A camera with an aim takes
+  // its aim and up targets along. Null and dead cameras do nothing.
+
+  /// To the state of another camera: its view, lens, tonemapping and fog.
+  void animateCamera(osg::UberCameraPtr const& camera, osg::UberCameraPtr const& viewpoint, float duration,
+                     std::vector<std::string> const& ignoredFields);
+  /// Through a camera track.
+  void animateCamera(osg::UberCameraPtr const& camera, osg::NodePtr const& trackNode,
+                     std::vector<std::string> const& ignoredFields);
+  /// To the place of a camera in the world. A zero `up` means the matrix's own, zero `frustumSides` (left, right,
+  /// bottom, top) leave the frustum as it is.
+  void animateCamera(osg::UberCameraPtr const& camera, osg::TransformationMatrix<osg::Real32> const& matrix,
+                     osg::Vec4f const& frustumSides, osg::Vec3f const& up, float duration);
+  /// Turns the camera where it stands to a point of the world, the short way round. A zero `up` means the camera's own.
+  void animateCamera(osg::UberCameraPtr const& camera, osg::Pnt3f const& at, osg::Vec3f const& up,
+                     float duration);
+  /// To a view in the camera's own space (that of its node's parent), angle of view and roll in degrees.
+  void animateCamera(osg::UberCameraPtr const& camera, osg::Pnt3f const& from, osg::Pnt3f const& at,
+                     osg::Vec3f const& up, float fov, float roll, float duration);
+  /// Stops what the camera's root plays, turntables too, and ends its repeating.
+  void stopCameraAnimation(osg::UberCameraPtr const& camera);
+  /// Makes the flight to another camera's state without starting it, and returns its root.
+  osg::AnimNodePtr prepareCameraAnimation(osg::UberCameraPtr const& camera,
+                                          osg::UberCameraPtr const& viewpoint, float duration,
+                                          std::vector<std::string> const& ignoredFields);
+  /// What flights are made of: each adds curves below `animNode`, from what is now to what is given, and announces it.
+  /// Channels are paired by their places; lists of different lengths make none.
+  void createViewpointAnimationCurves(osg::AnimNodePtr const& animNode,
+                                      std::vector<knOSGChannelData> const& fromChannels,
+                                      std::vector<knOSGChannelData> const& toChannels, float duration,
+                                      std::vector<std::string> const& ignoredFields);
+  void createFromAtUpCurves(osg::AnimNodePtr const& animNode, osg::UberCameraPtr const& camera,
+                            osg::Pnt3f const& from, osg::Pnt3f const& at, osg::Vec3f const& up,
+                            float duration);
+  void createFrustumSidesCurves(osg::AnimNodePtr const& animNode, osg::UberCameraPtr const& camera,
+                                osg::Vec4f const& sides, float duration);
+  void createRotationCurves(osg::AnimNodePtr const& animNode, osg::UberCameraPtr const& camera,
+                            osg::Vec3f rotation, float duration);
+
+  // --- Turntable ----------------------------------------------------------------------------------------------
+
+  /// Plays one revolution of the camera around what it looks at, in its `TurntableAnimationDuration`; without end when
+  /// its `TurntableLoopFlag` is set, with falling angles when its `TurntableBackwardsFlag` is. Ends as a flight does.
+  void animateCameraTurntable(osg::UberCameraPtr const& camera);
+  /// Makes the curve for it.
+  void createTurntableCurves(osg::AnimNodePtr const& animNode, osg::UberCameraPtr const& camera);
+
+  // --- Motion blur --------------------------------------------------------------------------------------------
+  // For renderers that blend several samples of one frame: each sample shows the scene a little later than the present
+  // time, which stays as it is. Sceneplates stay out of samples. Aim constraints are evaluated with each.
+
+  /// Moves the scene to a sample: `sample` is its place in the shutter interval of the camera, 0 to 1. Nothing happens
+  /// for a null or dead camera, one whose `MotionBlur` is off, and for the time that was sampled last.
+  void applyMotionBlur(osg::UberCameraPtr const& camera, float sample);
+  /// Moves the scene back to the present time. Free when no sample was taken since.
+  void resetMotionBlur();
+  /// Limits samples to one animation tree, by its container id, and in it to the nodes that take part in motion blur;
+  /// 0, as at first, means all animations of the scene. Samples of an id that names nothing evaluate nothing.
+  void setMotionBlurObjectID(unsigned int id) { _motionBlurObjectId = id; }
+  unsigned int getMotionBlurObjectID() const { return _motionBlurObjectId; }
+  void resetMotionBlurObjectID() { _motionBlurObjectId = 0; }
+
   // --- Who uses an animation ----------------------------------------------------------------------------------
 
   /// Adds to `count` how many nodes of the tree have `object` as their core. Null arguments add nothing.
@@ -599,6 +757,7 @@ class KNANIM_API knAnimManager {
 
   static void appendKeyableNames(std::string& names);
   std::string getUniqueName(std::string const& name);
+  osg::AnimNodePtr createCameraTrackBlock(osg::NodePtr const& trackNode);
   static float perpendicularDistance(osg::Pnt2f p, osg::Pnt2f a, osg::Pnt2f b);
   void updateChannelNamesR(osg::AttachmentContainerPtr const& container);
   void updatePtrs(std::vector<knCurveData>& data, bool setTime, float time);
@@ -625,6 +784,8 @@ class KNANIM_API knAnimManager {
   bool _evaluateSubframes = false;
   bool _keepKeysAtFrame = false;
   bool _verifyClipStructure = true;
+  unsigned int _motionBlurObjectId = 0;
+  std::optional<double> _lastSampleTime;  ///< none was taken at first
   /// Trees and their aims: copies that hold a reference each, and what they were made from, by the same places.
   std::vector<std::pair<osg::AnimNodePtr, osg::FieldContainerPtr>> _copyBuffer;
   std::vector<std::pair<osg::AnimNodePtr, osg::FieldContainerPtr>> _copySources;

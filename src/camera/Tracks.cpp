@@ -189,10 +189,10 @@ AnimNodePtr knAnimManager::createMissingCameraTrackBlockForNode(NodePtr const& t
   AnimAttachmentPtr const attachment = osg::AnimAttachmentBase::create();
   node->addAttachment(attachment, 0);
   announce(node, osg::AttachmentContainer::AttachmentsFieldMask);
-  AnimNodePtr const block = createCameraTrackBlock(node);
-  if (!block || !node.isAlive()) return {};
-  addAnimation(node, block);
-  return block;
+  osg::Ref<osg::AnimNode> const block = createCameraTrackBlock(node);
+  if (!block.isAlive() || !node.isAlive()) return {};
+  addAnimation(node, block.get());
+  return block.isAlive() && block->getParent().isAlive() ? block.get() : AnimNodePtr();
 }
 
 AnimNodePtr knAnimManager::createCameraTrackBlock(NodePtr const& trackNode) {

@@ -4,7 +4,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace FlightsTest {
 
 using namespace osg;
 using Keys = std::vector<Pnt2f>;
@@ -156,5 +156,5 @@ TEST_F(FlightsTest, MotionBlurEvaluatesEachTimeOnce) {
   manager.resetMotionBlur();
 }
 
-}  // namespace
+}  // namespace FlightsTest
 }  // namespace kntest

@@ -2,7 +2,7 @@
 #include "support/LogCapture.h"
 
 namespace kntest {
-namespace {
+namespace ShotsTest {
 
 using namespace osg;
 using Keys = std::vector<Pnt2f>;
@@ -81,5 +81,5 @@ TEST_F(ShotsTest, ConvertingOnceGivesTheCameraAClone) {
   EXPECT_EQ(keysOf(curveIn(shot, "from", 1)), (Keys{{0, -6}, {0.0001F, 11}, {5, 21}}));
 }
 
-}  // namespace
+}  // namespace ShotsTest
 }  // namespace kntest

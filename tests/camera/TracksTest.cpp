@@ -3,7 +3,7 @@
 #include <cmath>
 
 namespace kntest {
-namespace {
+namespace TracksTest {
 
 using namespace osg;
 using Keys = std::vector<Pnt2f>;
@@ -121,5 +121,5 @@ TEST_F(TracksTest, BlocksAreMadeKeptAndReplaced) {
   EXPECT_EQ(manager.clipStructureRoot()->getNChildren(), 0U);
 }
 
-}  // namespace
+}  // namespace TracksTest
 }  // namespace kntest
