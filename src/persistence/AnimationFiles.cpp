@@ -116,7 +116,7 @@ bool isBlockOrClip(AnimNodePtr const& tree) {
 template <class UniqueName>
 bool addTrees(AnimationFile const& file, AttachmentContainerPtr const& target, UniqueName const& uniqueName) {
   AnimAttachmentPtr const attachment = findOrCreateAttachment(target);
-  NodePtr const animationRoot = attachment.isAlive() ? attachment->getAnimationRoot() : NodePtr();
+  AnimNodePtr const animationRoot = attachment.isAlive() ? attachment->getAnimationRoot() : AnimNodePtr();
   if (!animationRoot.isAlive()) return false;
   // Whoever hears of a step may change all that is looked at here.
   std::vector<NodePtr> const children(file.root->getChildren().begin(), file.root->getChildren().end());
@@ -159,7 +159,7 @@ bool knAnimManager::saveAnimations(char const* fileName, AttachmentContainerPtr 
   // `source` may be a reference into what a handler of the host's edits.
   AttachmentContainerPtr const saved = source;
   AnimNodePtr const tree = osg::dcast<AnimNodePtr>(saved);
-  osg::FieldContainerPtr const owner = tree ? findOwningContainer(tree) : saved;
+  osg::FieldContainerPtr const owner = tree ? findOwningContainer(tree) : osg::FieldContainerPtr(saved);
   if (!owner) {
     knLog::error("knAnimManager::saveAnimations : Can't save animations without aim!");
     return false;

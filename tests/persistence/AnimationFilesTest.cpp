@@ -8,7 +8,7 @@
 #include <fstream>
 
 namespace kntest {
-namespace {
+namespace AnimationFilesTest {
 
 using namespace osg;
 using Names = std::vector<std::string>;
@@ -129,8 +129,7 @@ TEST_F(AnimationFilesTest, WhatCannotBeDoneIsSaidAndChangesNothing) {
     std::function<bool()> attempt;
     char const* text;
   } const rows[] = {
-      {[&] { return save(*lonely); },
-       "knAnimManager::saveAnimations : Can't save animations without aim!"},
+      {[&] { return save(*lonely); }, "knAnimManager::saveAnimations : Can't save animations without aim!"},
       {[&] { return save(coreless); }, "knAnimManager::saveAnimations : Aim not valid!"},
       {[&] { return save(group); }, "knAnimManager::saveAnimations : No animations at source!"},
       {[&] { return load(group); },
@@ -177,5 +176,5 @@ TEST_F(AnimationFilesTest, SeveralTargetsAreServedAndToldOnce) {
   EXPECT_TRUE(log.errors().empty());
 }
 
-}  // namespace
+}  // namespace AnimationFilesTest
 }  // namespace kntest

@@ -103,7 +103,9 @@ bool SceneFileHandler::write(NodePtr const& root, std::ostream& stream, char con
 }
 
 NodePtr SceneFileHandler::read(std::istream& stream, char const* fileName, GraphOpSeq const* graphOpSeq) {
-  return runOperations(readGraph(stream, fileName), graphOpSeq);
+  // A file tells its name: who reads by the extension alone gives no more than that.
+  auto const* const file = dynamic_cast<cached_ifstream const*>(&stream);
+  return runOperations(readGraph(stream, file != nullptr ? file->getName().c_str() : fileName), graphOpSeq);
 }
 
 bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress) {

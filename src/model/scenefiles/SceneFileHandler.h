@@ -45,7 +45,8 @@ class KNSCENE_API SceneFileHandler {
   /// use.
   virtual bool write(NodePtr const& root, std::ostream& stream, char const* fileName, unsigned int compress);
 
-  /// Reads what `write` wrote and gives the root, without a reference taken; the stream is left behind the
+  /// Reads what `write` wrote and gives the root, without a reference taken. `fileName` is for messages only, where
+  /// the stream is no file with a name of its own, and may be null; the stream is left behind the
   /// scene. Anything damaged gives null, one error line in knLog that says what and where, and leaves nothing
   /// behind: no stream content is harmful. Memory stays below 256 MiB and 8192 times the size of the file,
   /// whatever the file claims; a host's types above 2 kB can take more.

@@ -261,7 +261,9 @@ class cached_ifstream::Buffer : public std::streambuf {
 };
 
 cached_ifstream::cached_ifstream(char const* name, std::size_t bufferSize, int /*mode*/)
-    : std::istream(nullptr), _buffer(std::make_unique<Buffer>(*this, name, bufferSize)) {
+    : std::istream(nullptr),
+      _name(name != nullptr ? name : ""),
+      _buffer(std::make_unique<Buffer>(*this, name, bufferSize)) {
   init(_buffer.get());
   if (!is_open()) setstate(failbit);
 }

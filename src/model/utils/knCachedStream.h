@@ -51,8 +51,11 @@ class KNSCENE_API cached_ifstream : public std::istream {
   /// Closes the file. True when it was open and no read failed; having met its end is no failure. Otherwise
   /// failbit is set.
   bool close();
+  /// The name that the stream was opened by; empty for null.
+  std::string const& getName() const { return _name; }
 
  private:
   class Buffer;
+  std::string _name;
   std::unique_ptr<Buffer> _buffer;
 };
