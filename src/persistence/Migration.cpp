@@ -121,11 +121,9 @@ class ClipCleaner {
 
 /// The parent by value: it is read from a child that dies here.
 void ClipCleaner::removeChildren(NodePtr const parent, std::vector<NodePtr> const& children) {
-  for (NodePtr const& child : children) {
-    if (!parent.isAlive()) return;
-    parent->subChild(child);
-    announce(parent, osg::Node::ChildrenFieldMask);
-  }
+  if (!parent.isAlive() || children.empty()) return;
+  parent->subChildren(children);
+  announce(parent, osg::Node::ChildrenFieldMask);
 }
 
 /// Cameras and sceneplates may stand in trees of their own, which belong to the scene all the same.

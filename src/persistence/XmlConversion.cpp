@@ -280,7 +280,7 @@ class Conversion {
     std::vector<OpenClip> open;
     std::unordered_set<std::uint64_t> onPath;
     auto const begin = [&](Data const& record) {
-      open.push_back({&record, makeNode<osg::AnimClip>(record.name)});
+      open.push_back({&record, makeNode<osg::AnimClip>(record.name), 0, 0, {}});
       onPath.insert(record.id);
       AnimNodePtr const node = open.back().node.get();
       applyFlags(record, node);

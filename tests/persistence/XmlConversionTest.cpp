@@ -5,7 +5,7 @@
 #include <random>
 
 namespace kntest {
-namespace {
+namespace XmlConversionTest {
 
 using namespace osg;
 
@@ -174,7 +174,7 @@ TEST_F(XmlConversionTest, DamagedTextsEndWell) {
   testing::internal::CaptureStdout();
   for (int i = 0; i < 3000; ++i) {
     std::string text = whole;
-    for (int changes = 1 + i % 4; changes > 0; --changes) {
+    for (int left = 1 + i % 4; left > 0; --left) {
       text[random() % text.size()] =
           static_cast<char>(i % 2 == 0 ? random() : "<>/\"'=&!-?x 1"[random() % 13]);
     }
@@ -187,5 +187,5 @@ TEST_F(XmlConversionTest, DamagedTextsEndWell) {
   manager.clearCopyBuffer();
 }
 
-}  // namespace
+}  // namespace XmlConversionTest
 }  // namespace kntest
