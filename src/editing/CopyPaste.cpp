@@ -4,6 +4,7 @@
 #include "editing/PasteRule.h"
 #include "knAnimManager.h"
 #include "manager/Creation.h"
+#include "manager/UniqueNames.h"
 #include "model/fields/Ref.h"
 #include "model/sceneext/AnimTreeCloning.h"
 #include "model/scenegraph/NodeQueries.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -73,6 +75,11 @@ void takeFromParent(AnimNodePtr const& tree) {
   if (!parent) return;
   parent->subChild(tree);
   announce(parent, osg::Node::ChildrenFieldMask);
+}
+
+/// All names of one paste go by one look at the names that there are.
+MakeName nameMaker() {
+  return [names = std::make_shared<UniqueNames>()](std::string const& name) { return names->make(name); };
 }
 
 /// Handlers are those of a host's own kinds of nodes.
@@ -286,28 +293,26 @@ void knAnimManager::cut(std::vector<AnimNodePtr> const& animations) {
 void knAnimManager::pasteTo(MaterialPtr const& targetArgument, bool flip, bool notify) {
   MaterialPtr const target = targetArgument;
   std::vector<AnimNodePtr> pasted;
-  Paste const paste =
-      Paste::copies(_copyBuffer, flip, [this](std::string const& name) { return getUniqueName(name); });
+  Paste const paste = Paste::copies(_copyBuffer, flip, nameMaker());
   finish(paste.run(target, pasted), notify);
 }
 
 std::vector<AnimNodePtr> knAnimManager::pasteTo(NodePtr const& targetArgument, bool flip, bool notify) {
   NodePtr const target = targetArgument;
   std::vector<AnimNodePtr> pasted;
-  Paste const paste =
-      Paste::copies(_copyBuffer, flip, [this](std::string const& name) { return getUniqueName(name); });
+  Paste const paste = Paste::copies(_copyBuffer, flip, nameMaker());
   finish(paste.run(target, pasted), notify);
   return pasted;
 }
 
 void knAnimManager::pasteTo(std::vector<MaterialPtr> const& targets, bool flip, bool notify) {
-  auto const makeName = [this](std::string const& name) { return getUniqueName(name); };
+  MakeName const makeName = nameMaker();
   pasteOnEach(
       targets, [&] { return Paste::copies(_copyBuffer, flip, makeName); }, notify);
 }
 
 void knAnimManager::pasteTo(std::vector<NodePtr> const& targets, bool flip, bool notify) {
-  auto const makeName = [this](std::string const& name) { return getUniqueName(name); };
+  MakeName const makeName = nameMaker();
   pasteOnEach(
       targets, [&] { return Paste::copies(_copyBuffer, flip, makeName); }, notify);
 }

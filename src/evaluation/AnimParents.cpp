@@ -117,7 +117,7 @@ void knAnimEvaluator::createAnimParentMap(NodePtr const& root, ParentMap& parent
 }
 
 void knAnimEvaluator::createAnimParentMapR(NodePtr const& root, ParentMap& parentMap) {
-  forEachNode(root, [&](NodePtr const& node) {
+  forEachAnimatedNode(root, [&](NodePtr const& node) {
     osg::FieldContainerType const* const core = node->getCore().findType();
     bool const isTrack = core != nullptr && core->isDerivedFrom(osg::CameraTrackBase::_type);
     if (AnimNodePtr const animationRoot = animationRootOf(node)) {

@@ -47,7 +47,7 @@ CurveScene randomCurve(std::mt19937& random, int kind) {
   float const bend = 0.2F + 3 * unit(random);
   auto const wave = [&](float t) { return size * (std::sin(bend * t) + 0.3F * std::sin(2.7F * bend * t)); };
   float time = 10 * unit(random);
-  for (unsigned int i = 0, n = 2 + random() % 80; i < n; ++i) {
+  for (unsigned int i = 0, n = 2 + static_cast<unsigned int>(random() % 80); i < n; ++i) {
     scene.keys.push_back({time, wave(time) + noise * (unit(random) - 0.5F), 0, 0, 0, 0});
     time += unit(random) < 0.1F ? 0.5F : 0.04F;
   }

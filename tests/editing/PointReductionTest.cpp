@@ -53,7 +53,7 @@ Points reduce(Points const& points, float tolerance, Points out = {}) {
 Points scatter(std::mt19937& random, float grid) {
   Points points;
   float time = 0;
-  for (unsigned int i = 0, n = 1 + random() % 60; i < n; ++i) {
+  for (unsigned int i = 0, n = 1 + static_cast<unsigned int>(random() % 60); i < n; ++i) {
     time += static_cast<float>(random() % 4) * 0.125F;
     points.push_back({time, static_cast<float>(random() % 5) * grid});
   }
