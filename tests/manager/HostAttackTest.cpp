@@ -413,8 +413,9 @@ Operation const operations[] = {
      [](Arguments& a) { manager().pullStructureAttachment(first(a.root->getChildren())); }},
     {"mergeStructureAttachment",
      [](Arguments& a) {
+       AnimAttachmentPtr const attachment = a.attachment;
        a.attachment->subAnimation(a.trees[1]);
-       manager().mergeStructureAttachment(a.attachment);
+       manager().mergeStructureAttachment(attachment);
      }},
     {"addToClipStructure", [](Arguments& a) { manager().addToClipStructure(a.trees[0]); }},
     {"addToSceneStructure", [](Arguments& a) { manager().addToSceneStructure(a.clip); }},
@@ -512,8 +513,9 @@ Operation const operations[] = {
     {"shot",
      [](Arguments& a) {
        AnimNodePtr const clip = a.clip;
+       NodePtr const cameraNode = a.cameraNode;
        clip->addChild(newShotNode());
-       manager().convertShotToCurvesR(a.trees[2], a.cameraNode);
+       manager().convertShotToCurvesR(clip, cameraNode);
        manager().updateCameraShotCurves(clip);
      }},
     {"motion blur",

@@ -32,17 +32,17 @@ TEST_F(FieldContainerTypeTest, CastGoesUpAndDownButNotSideways) {
   EXPECT_EQ(cast.getParentEPos(), untyped.getParentEPos());
 }
 
-// A branch of the tree of types that is deeper than hosts usually go.
+// A branch of the tree of types that is deeper than hosts usually go. Never destroyed, as types never are.
 std::deque<FieldContainerType>& deepTypes() {
-  static std::deque<FieldContainerType> types;
-  return types;
+  static auto* const types = new std::deque<FieldContainerType>;
+  return *types;
 }
 [[maybe_unused]] bool const deepTypesRegistered = [] {
-  static std::deque<std::string> names;
+  static auto* const names = new std::deque<std::string>;
   FieldContainerType* parent = &FieldContainer::_type;
   for (int depth = 1; depth <= 40; ++depth) {
-    names.push_back("TestDepth" + std::to_string(depth));
-    parent = &deepTypes().emplace_back(names.back().c_str(), parent, nullptr, nullptr, 0, UInt16{0xFFFF});
+    names->push_back("TestDepth" + std::to_string(depth));
+    parent = &deepTypes().emplace_back(names->back().c_str(), parent, nullptr, nullptr, 0, UInt16{0xFFFF});
     if (depth == 30)
       deepTypes().emplace_back("TestDepthAside", parent, nullptr, nullptr, 0, UInt16{0xFFFF}).initialise();
   }
