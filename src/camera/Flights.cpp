@@ -11,6 +11,7 @@
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 using osg::AnimCurvePtr;
@@ -129,23 +130,67 @@ float shortWay(float from, float to) {
   return to >= 0.F ? to - 360.F : to + 360.F;
 }
 
-/// The angles that make a camera which stays in place look at a point of its own space. Where the camera turns around a
-/// pivot off its eye, turning moves the eye, and the direction with it: found by going there a few times.
-Vec3f anglesToward(osg::UberCamera const& camera, osg::Matrix const& wanted, Pnt3f const& at) {
-  osg::Matrix const frame = osg::Matrix::rotationEuler(camera.getEulerRotationOrientation());
-  osg::Matrix toFrame;
-  if (!frame.inverse(toFrame)) toFrame = {};
-  Vec3f const pivot = camera.getRotatePivot();
-  Vec3f const up = wanted.multMatrixVec({0, 1, 0});
-  osg::TransformParts parts = splitTransform(wanted);
-  for (int step = 0; step < 32 && isGiven(pivot, 3); ++step) {
-    Vec3f const eye =
-        camera.getTranslation() + pivot - osg::Matrix::rotation(parts.rotation).multMatrixVec(pivot);
-    parts = splitTransform(osg::lookAt({eye.x(), eye.y(), eye.z()}, at, up));
+/// Axes at right angles to each other: the first one, and the second as near to `beside` as can be.
+std::array<Vec3f, 3> axesOf(Vec3f const& along, Vec3f const& beside) {
+  Vec3f const first = along * (1 / length(along));
+  Vec3f second = beside - first * dot(first, beside);
+  if (!(length(second) > kNothing)) {
+    Vec3f const other = std::abs(first.x()) < 0.6F ? Vec3f(1, 0, 0) : Vec3f(0, 1, 0);
+    second = other - first * dot(first, other);
   }
-  osg::TransformParts const turned = splitTransform(toFrame * osg::Matrix::rotation(parts.rotation));
+  second = second * (1 / length(second));
+  return {first, second, cross(first, second)};
+}
+
+/// The rotation that takes the axes `own` to the axes `wanted`.
+osg::Matrix rotationBetween(std::array<Vec3f, 3> const& own, std::array<Vec3f, 3> const& wanted) {
+  osg::Matrix result;
+  for (osg::UInt32 row = 0; row < 3; ++row) {
+    for (osg::UInt32 column = 0; column < 3; ++column) {
+      result(row, column) = 0;
+      for (std::size_t i = 0; i < 3; ++i) result(row, column) += wanted[i][row] * own[i][column];
+    }
+  }
+  return result;
+}
+
+/// The rotation around a pivot off the eye that makes a camera look at what is `way` away from the pivot. Turning moves
+/// the eye, so that the distance to look over is the larger root of a quadratic equation. `unturned` decides where
+/// nothing else does: the point is nearer than the eye can get out of the way, or the up vector runs along `way`.
+osg::Matrix turnAroundPivot(Vec3f const& pivot, Vec3f const& way, Vec3f const& up,
+                            osg::Matrix const& unturned) {
+  float const distance = std::sqrt(pivot.z() * pivot.z() + dot(way, way) - dot(pivot, pivot)) - pivot.z();
+  if (!(distance > 0) || !(length(way) > 0)) return unturned;
+  Vec3f const sight = -pivot - Vec3f(0, 0, distance);
+  auto const own = axesOf(sight, {1, 0, 0});
+  Vec3f const upright = length(up) > 0 ? up * (1 / length(up)) : Vec3f();
+  Vec3f ahead = way - upright * dot(upright, way);
+  float const size = length(ahead);
+  if (!(size > kNothing * length(way)) || upright == Vec3f()) {
+    return rotationBetween(own, axesOf(way, unturned.multMatrixVec({1, 0, 0})));
+  }
+  ahead = ahead * (1 / size);
+  // The camera's right is upright to the up vector, and leans on the way as it leans on the sight: two do.
+  float const cosine = std::clamp(sight.x() / size, -1.F, 1.F);
+  Vec3f const aside = cross(ahead, upright) * std::sqrt(1 - cosine * cosine);
+  osg::Matrix const first = rotationBetween(own, axesOf(way, ahead * cosine + aside));
+  osg::Matrix const second = rotationBetween(own, axesOf(way, ahead * cosine - aside));
+  auto const lean = [&](osg::Matrix const& turn) { return dot(turn.multMatrixVec({0, 1, 0}), upright); };
+  return lean(first) >= lean(second) ? first : second;
+}
+
+/// The angles that make a camera which stays in place look at a point of its own space, with that up vector.
+Vec3f anglesToward(osg::UberCamera const& camera, Pnt3f const& at, Vec3f const& up) {
+  Vec3f const pivot = camera.getRotatePivot();
+  osg::Matrix turn = osg::lookAt(camera.getFrom(Camera::LocalSpace), at, up);
+  if (isGiven(pivot, 3)) {
+    Vec3f const place = camera.getTranslation() + pivot;
+    turn = turnAroundPivot(pivot, Vec3f(at.x(), at.y(), at.z()) - place, up, turn);
+  }
+  osg::Matrix toFrame;
+  if (!osg::Matrix::rotationEuler(camera.getEulerRotationOrientation()).inverse(toFrame)) toFrame = {};
   Vec3f angles;
-  osg::Transform3D::convertQuatToEuler(angles, turned.rotation, 1);
+  osg::Transform3D::convertQuatToEuler(angles, osg::splitTransform(toFrame * turn).rotation, 1);
   return angles;
 }
 
@@ -297,9 +342,10 @@ void knAnimManager::animateCamera(UberCameraPtr const& camera, NodePtr const& tr
                                   std::vector<std::string> const& ignoredFields) {
   if (!camera.isAlive() || !trackNode.isAlive() || trackNode->getNChildren() == 0) return;
   if (!hasCore<osg::CameraTrack>(trackNode)) return;
+  UberCameraPtr const flying = camera;
   NodePtr const track = trackNode;
   std::vector<std::string> const ignored = ignoredFields;
-  AnimNodePtr const root = prepareCameraAnimationRoot(camera);
+  AnimNodePtr const root = prepareCameraAnimationRoot(flying);
   createCameraTrackAnimationCurves(root, track, ignored);
   startFlight(root);
 }
@@ -332,8 +378,8 @@ void knAnimManager::animateCamera(UberCameraPtr const& camera, Pnt3f const& at, 
   flying->getFromAtUp(end.from, end.at, end.up, Camera::WorldSpace);
   end.at = at;
   if (isGiven(up, 3)) end.up = up;
-  osg::Matrix const wanted = flying->matrixToLocal(osg::lookAt(end.from, end.at, end.up));
-  Vec3f const angles = anglesToward(*flying, wanted, flying->pointToLocal(end.at));
+  // Told in the camera's own space: parents that stretch or mirror turn right angles of the world into others.
+  Vec3f const angles = anglesToward(*flying, flying->pointToLocal(end.at), flying->vectorToLocal(end.up));
   AnimNodePtr const root = prepareCameraAnimationRoot(flying);
   createRotationCurves(root, flying, angles, duration);
   createAimAnimationCurves(root, flying, end, duration);

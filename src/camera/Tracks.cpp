@@ -56,6 +56,7 @@ class TrackCurve {
           viewpoints[i].isAlive() ? osg::dcast<UberCameraPtr>(viewpoints[i]->getCore()) : UberCameraPtr();
       if (!viewpoint) continue;
       visit(viewpoints[i], viewpoint, durationsAt(ofTrack, *viewpoint), i == 0, i + 1 < viewpoints.size());
+      if (!isComplete()) return;
     }
     validateCameraCurveTangents(_curve);
     announce(_curve,
@@ -63,6 +64,8 @@ class TrackCurve {
   }
 
  private:
+  /// Reading a channel can ask the host for its materials, and the host can destroy anything then.
+  bool isComplete() const { return _curve.isAlive() && _trackNode.isAlive() && _camera.isAlive(); }
   osg::UInt32 count() const { return static_cast<osg::UInt32>(_curve->getControlPoints().size()); }
   void addKey(float time, float value) { addPlainKey(_curve, time, value, 2, 2); }
   void setValueAt(osg::UInt32 index, float value) { _curve->getControlPoints()[index].setY(value); }
@@ -92,8 +95,10 @@ class TrackCurve {
   void visit(NodePtr const& node, UberCameraPtr const& viewpoint, Durations const& durations,
              bool isFirstChild, bool hasNextChild) {
     float const value = valueAt(node, viewpoint);
+    if (!isComplete()) return;
     // The first child of the track decides, whatever it is: a track whose first child is no camera has no start.
     if (isFirstChild) begin(durations);
+    if (!isComplete()) return;
     if (durations.isMoving()) moveTo(value, durations);
     if (!durations.isMoving() && durations.fade > 0) _time += durations.fade;
     addKey(_time, value);
@@ -109,7 +114,9 @@ class TrackCurve {
     if (fades && _isExposure) {
       addKey(_time, 0);
     } else if (durations.isMoving() || fades) {
-      addKey(_time, valueAt(_trackNode->getParent(), _camera));
+      float const start = valueAt(_trackNode->getParent(), _camera);
+      if (!isComplete()) return;
+      addKey(_time, start);
     }
     _curve->setIsCameraShotCurve(durations.isMoving());
   }
@@ -261,7 +268,7 @@ void knAnimManager::recreateCameraTrackBlockForNode(NodePtr const& trackNode) {
     return;
   }
   osg::Ref<osg::AnimNode> const block = createCameraTrackBlock(track);
-  if (!block.isAlive() || !old.isAlive()) return;
+  if (!block.isAlive() || !old.isAlive() || !old->getCore().isAlive()) return;
   // Replacing changes the list of who uses the core. Where an occurrence stood in time is not taken over.
   auto const& users = old->getCore()->getParents();
   std::vector<NodePtr> const occurrences(users.begin(), users.end());

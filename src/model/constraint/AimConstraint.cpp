@@ -56,6 +56,9 @@ void AimConstraint::evaluate() const {
   Vec3f up;
   _camera->getFromAtUp(from, formerAt, up, Camera::WorldSpace);
   Pnt3f const at = getAimPos(aimNode);
+  Matrix toLocal;
+  // No turn of the camera is seen in a space without extent.
+  if (!_camera->getLocalToWorld().inverse(toLocal)) return;
   if (!isFinite(from) || !isFinite(at)) return;
   Real32 const size = std::max(sizeOf(from), sizeOf(at));
   if (!areApart(from, at, size)) return;
@@ -72,7 +75,9 @@ void AimConstraint::evaluate() const {
   // Nothing is set where floats cannot hold the difference, so that a camera at rest stays at rest.
   bool const leans = length(normalized(up) - normalized(formerUp)) > Tolerance;
   if (!leans && !areApart(at, formerAt, size)) return;
-  _camera->setViewByFromAtUp(from, at, up, Camera::WorldSpace);
+  // Where the camera stands, and an up vector that stays, go through no other space: the rounding would add up.
+  _camera->setViewByFromAtUp(_camera->getFrom(), toLocal.multMatrixPnt(at),
+                             up == formerUp ? _camera->getUp() : toLocal.multMatrixVec(up));
 }
 
 }  // namespace knscene

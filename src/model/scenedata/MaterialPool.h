@@ -14,8 +14,8 @@ class KNSCENE_API MaterialPoolBase : public NodeCore {
  public:
   /// In order of adding.
   KN_MFIELD_READ(MaterialPtr, Materials, materials, Owned)
-  /// The node that the scene's camera nodes stand below; null while there is none. Like the next one it hangs below
-  /// the node of the pool, where lookups over the whole scene begin.
+  /// The node that the scene's camera nodes stand below; null while there is none. Those that beginScene makes hang below
+  /// the node of the pool, where lookups over the whole scene begin; a host that sets its own hangs them there itself.
   KN_SFIELD_READ(NodePtr, CameraRoot, cameraRoot, Owned)
   /// The node that the sceneplates stand below; null while there is none.
   KN_SFIELD_READ(NodePtr, SceneplateRoot, sceneplateRoot, Owned)

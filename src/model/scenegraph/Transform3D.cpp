@@ -29,7 +29,7 @@ void Transform3D::setRotationOrientationAsEuler(Vec3f const& degrees) {
 void Transform3D::accumulateMatrix(Matrix& matrix) const { matrix = matrix * getMatrix(); }
 
 void Transform3D::convertQuatToEuler(Vec3f& euler, Quaternion const& rotation, int unit) {
-  // Doubles, as the arcsine of a float near 1 is good for a few hundredths of a degree only.
+  // Doubles and arc tangents, as an arcsine near 1 is good for a few hundredths of a degree only.
   double const x = rotation.x();
   double const y = rotation.y();
   double const z = rotation.z();
@@ -37,15 +37,14 @@ void Transform3D::convertQuatToEuler(Vec3f& euler, Quaternion const& rotation, i
   double const size = x * x + y * y + z * z + w * w;
   double const scale = size > 0.0 ? 2.0 / size : 0.0;
   double const sineY = (w * y - x * z) * scale;
-  double angles[3];
-  if (std::abs(sineY) < 1.0 - 1e-7) {
+  double const sineZ = (x * y + w * z) * scale;
+  double const cosineZ = 1.0 - (y * y + z * z) * scale;
+  double const cosineY = std::hypot(sineZ, cosineZ);
+  double angles[3] = {2.0 * std::atan2(x, w), std::atan2(sineY, cosineY), 0.0};
+  // At a quarter turn of y only the sum of the other two is told.
+  if (cosineY > 1e-9) {
     angles[0] = std::atan2((y * z + w * x) * scale, 1.0 - (x * x + y * y) * scale);
-    angles[1] = std::asin(sineY);
-    angles[2] = std::atan2((x * y + w * z) * scale, 1.0 - (y * y + z * z) * scale);
-  } else {
-    angles[0] = 2.0 * std::atan2(x, w);
-    angles[1] = std::copysign(std::numbers::pi / 2.0, sineY);
-    angles[2] = 0.0;
+    angles[2] = std::atan2(sineZ, cosineZ);
   }
   double const factor = unit == 1 ? 180.0 / std::numbers::pi : 1.0;
   for (std::size_t i = 0; i < 3; ++i) euler[i] = static_cast<Real32>(angles[i] * factor);
