@@ -10,6 +10,7 @@
 #include "model/scenegraph/NodeQueries.h"
 
 #include <unordered_set>
+#include <utility>
 
 using osg::Action;
 using osg::AnimAttachmentPtr;
@@ -56,7 +57,7 @@ bool isBlockOrCache(NodePtr const& node) {
 /// Cleans a tree of what the scene does not hold, from the leaves up, without recursion.
 class ClipCleaner {
  public:
-  ClipCleaner(IdSet const& ids, NodePtr const& keptRoot) : _ids(ids), _keptRoot(keptRoot) {}
+  ClipCleaner(IdSet ids, NodePtr const& keptRoot) : _ids(std::move(ids)), _keptRoot(keptRoot) {}
 
   bool clean(NodePtr const root) {
     enter(root);
@@ -113,7 +114,7 @@ class ClipCleaner {
 
   static void removeChildren(NodePtr parent, std::vector<NodePtr> const& children);
 
-  IdSet const& _ids;
+  IdSet const _ids;  ///< a copy: whoever hears of a removal may drop the caller's
   NodePtr const _keptRoot;
   std::vector<Level> _open;
   bool _isRemoved = false;
@@ -155,7 +156,7 @@ void knAnimManager::verifyClipStructure() {
   if (!_clipStructureRoot.isAlive() || !_verifyClipStructure) return;
   IdSet ids;
   getSceneAnimBlockAndTimeShapeChacheIds(ids, true);
-  verifyClipStructureByNodeR(_clipStructureRoot, ids);
+  ClipCleaner(std::move(ids), _clipStructureRoot).clean(_clipStructureRoot);
 }
 
 bool knAnimManager::verifyClipStructureByNodeR(NodePtr const& node, IdSet const& ids) {

@@ -24,10 +24,16 @@ using Data = knAnimConvertData;
 using Channels = std::vector<knOSGChannelData>;
 
 /// The rows of a clip, one for each track number.
-float const kRowHeight = 50.F;
+double const kRowHeight = 50;
 /// A clip can be named by many tracks, and so on downwards: a short text then stands for more objects than fit any
-/// machine. No honest one comes near this many for each of its elements.
-std::size_t const kMostObjectsPerRecord = 64;
+/// machine. No honest one comes near this many for each of its elements and of the ids that they hold.
+std::size_t const kMostObjectsPerElement = 64;
+
+std::size_t countElements(knAnimConvertTable const& records) {
+  std::size_t count = records.size();
+  for (auto const& [id, record] : records) count += record.children.size();
+  return count;
+}
 
 /// The nodes that the field numbers of old curves point at, from one walk over a scene.
 class NodesByFieldNumber {
@@ -116,7 +122,10 @@ bool isJoined(std::string const& text, std::string const& start, std::string con
 class Conversion {
  public:
   Conversion(knAnimManager& manager, NodePtr const& root, XmlRecords const& text)
-      : _manager(manager), _root(root), _text(text) {}
+      : _manager(manager),
+        _root(root),
+        _text(text),
+        _mostObjects(kMostObjectsPerElement * countElements(text.records)) {}
 
   void run() {
     if (!_text.records.empty()) {
@@ -234,17 +243,28 @@ class Conversion {
   /// The scene node that a block's curves point at. The last child that has a record decides, whatever the ones before
   /// it found, so there is one chain to follow down to a curve.
   NodePtr receiveNode(Data const& block) {
+    std::vector<Data const*> chain;
     Data const* record = &block;
-    for (std::size_t step = 0; step <= _text.records.size(); ++step) {
-      if (record->type == Data::Curve) return nodesByFieldNumber().find(record->fieldId);
-      Data const* last = nullptr;
-      for (std::uint64_t const id : record->children) {
-        if (Data const* const child = find(id)) last = child;
+    NodePtr found;
+    // What is met a second time is known, or null where the chain goes in a circle.
+    while (record != nullptr && _receivers.try_emplace(record).second) {
+      chain.push_back(record);
+      if (record->type == Data::Curve) {
+        found = nodesByFieldNumber().find(record->fieldId);
+        break;
       }
-      if (last == nullptr) return {};
-      record = last;
+      record = lastChild(*record);
     }
-    return {};  // a chain longer than all records goes in a circle
+    if (record != nullptr && !found) found = _receivers[record];
+    for (Data const* const each : chain) _receivers[each] = found;
+    return found;
+  }
+
+  Data const* lastChild(Data const& record) const {
+    for (std::size_t i = record.children.size(); i-- > 0;) {
+      if (Data const* const child = find(record.children[i])) return child;
+    }
+    return nullptr;
   }
 
   NodesByFieldNumber const& nodesByFieldNumber() {
@@ -300,9 +320,9 @@ class Conversion {
       }
       Data const* const object =
           clip.object < track->children.size() ? find(track->children[clip.object]) : nullptr;
-      if (clip.object >= track->children.size()) {
+      if (clip.object >= track->children.size() || _hasWarned) {
         finishTrack(clip);
-      } else if (object == nullptr || isOverBudget()) {
+      } else if (isOverBudget() || object == nullptr) {
         ++clip.object;
       } else if (object->type == Data::Clip && !onPath.contains(object->id)) {
         begin(*object);
@@ -331,7 +351,7 @@ class Conversion {
     if (!object.isAlive()) return;
     Data const* const track = currentTrack(clip);
     bool const isTrack = track != nullptr && track->type == Data::Track;
-    object->moveBy(0, isTrack ? static_cast<float>(track->number) * kRowHeight : 0.F);
+    object->moveBy(0, isTrack ? static_cast<float>(track->number * kRowHeight) : 0.F);
     announce(object.get(), osg::AnimNodeBase::OffsetFieldMask);
     clip.objects.push_back(object);
   }
@@ -358,7 +378,7 @@ class Conversion {
   }
 
   bool isOverBudget() {
-    if (_objects < kMostObjectsPerRecord * _text.records.size()) {
+    if (_objects < _mostObjects) {
       ++_objects;
       return false;
     }
@@ -385,6 +405,8 @@ class Conversion {
   NodePtr _root;
   XmlRecords const& _text;
   std::optional<NodesByFieldNumber> _nodesByFieldNumber;
+  std::unordered_map<Data const*, NodePtr> _receivers;
+  std::size_t _mostObjects;
   std::size_t _objects = 0;
   bool _hasWarned = false;
 };

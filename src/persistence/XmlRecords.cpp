@@ -16,14 +16,27 @@ std::size_t const kMostAttributes = 1000;
 
 // --- What the parser can take -------------------------------------------------------------------------------------
 
+/// Whether every character that is given by its number is written in full. The parser looks for the beginning of a
+/// number from its end backwards, and otherwise jumps over tags and quotes in between.
+bool hasWholeNumbers(std::string_view text) {
+  for (std::size_t place = text.find("&#"); place != std::string_view::npos; place = text.find("&#", place)) {
+    place += 2;
+    bool const isHex = text.substr(place).starts_with('x');
+    std::size_t const first = isHex ? place + 1 : place;
+    place = text.find_first_not_of(isHex ? "0123456789abcdefABCDEF" : "0123456789", first);
+    if (place == std::string_view::npos || place == first || text[place] != ';') return false;
+  }
+  return true;
+}
+
 /// Looks over the tags of a text as the parser will, without building anything.
 class TagScan {
  public:
   explicit TagScan(std::string_view text) : _text(text) {}
 
-  /// Whether no element is nested too deep or has too many attributes.
+  /// Whether no element is nested too deep or has too many attributes, and the parser sees the same tags.
   bool isWithinBounds() {
-    while (_isWithinBounds && skipTo("<")) readTag();
+    while (_isWithinBounds && skipText("<")) readTag();
     return _isWithinBounds;
   }
 
@@ -34,10 +47,18 @@ class TagScan {
     _place = found == std::string_view::npos ? _text.size() : found + end.size();
     return found != std::string_view::npos;
   }
+  /// The same, over text in which characters may be given by their numbers.
+  bool skipText(std::string_view end) {
+    std::size_t const start = _place;
+    bool const found = skipTo(end);
+    if (!hasWholeNumbers(_text.substr(start, _place - start))) _isWithinBounds = false;
+    return found;
+  }
   bool startsWith(std::string_view start) const { return _text.substr(_place).starts_with(start); }
 
   void readTag() {
     if (startsWith("!--")) {
+      _place += 3;  // "<!-->" opens a comment and does not close it
       skipTo("-->");
     } else if (startsWith("![CDATA[")) {
       skipTo("]]>");
@@ -59,21 +80,18 @@ class TagScan {
   void readOpeningTag() {
     ++_level;
     std::size_t attributes = 0;
-    char quote = 0;
-    for (; _place < _text.size(); ++_place) {
-      char const c = _text[_place];
-      if (quote != 0) {
-        if (c == quote) quote = 0;
-      } else if (c == '"' || c == '\'') {
-        quote = c;
+    while (_place < _text.size()) {
+      char const c = _text[_place++];
+      if (c == '"' || c == '\'') {
+        skipText({&c, 1});
       } else if (c == '=') {
         ++attributes;
       } else if (c == '>') {
-        if (_text[_place - 1] == '/') --_level;
+        if (_text[_place - 2] == '/') --_level;
         break;
       }
     }
-    _isWithinBounds = _level <= kMostLevels && attributes <= kMostAttributes;
+    if (_level > kMostLevels || attributes > kMostAttributes) _isWithinBounds = false;
   }
 
   std::string_view _text;
@@ -112,15 +130,15 @@ std::string latin1ToUtf8(std::string_view text) {
   return result;
 }
 
-/// The text as UTF-8 without its XML declaration. Texts of older releases are in either encoding, whatever their
-/// declaration says.
+/// The text as UTF-8, with an empty comment for its XML declaration. Texts of older releases are in either encoding,
+/// whatever their declaration says.
 std::string prepare(std::string const& text) {
   std::string prepared = isUtf8(text) ? text : latin1ToUtf8(text);
   std::size_t const byteOrderMark = prepared.starts_with("\xEF\xBB\xBF") ? 3 : 0;
   std::size_t const start = prepared.find_first_not_of(" \t\r\n", byteOrderMark);
   if (start != std::string::npos && prepared.compare(start, 2, "<?") == 0) {
     std::size_t const end = prepared.find("?>", start);
-    if (end != std::string::npos) prepared.erase(0, end + 2);
+    if (end != std::string::npos) prepared.replace(0, end + 2, "<!---->");
   }
   return prepared;
 }

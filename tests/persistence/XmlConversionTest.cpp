@@ -123,19 +123,27 @@ TEST_F(XmlConversionTest, ClipsHoldBlocksAndSequencesInRows) {
   EXPECT_EQ(trees[0]->getCore(), block->getCore());
 }
 
+TEST_F(XmlConversionTest, OneObjectStandsInAClipAsOftenAsItIsNamed) {
+  std::string text = "<field id='1' typeID='6'/><track id='2'>";
+  for (int i = 0; i < 1000; ++i) text += "<x id='1'/>";
+  convert(text + "</track><clip id='3'><t id='2'/></clip>");
+  EXPECT_EQ(clipAt(0)->getNChildren(), 1000U);
+}
+
 TEST_F(XmlConversionTest, TextsThatAreNotWellFormedChangeNothing) {
   NodePtr const object = oldObject({10}, {});
-  std::string const deep = [] {
+  auto const repeated = [](std::string const& piece) {
     std::string text;
-    for (int i = 0; i < 50000; ++i) text += "<a>";
+    for (int i = 0; i < 50000; ++i) text += piece;
     return text;
-  }();
+  };
+  std::string const deep = repeated("<a>");
   std::string attributes = "<a ";
   for (int i = 0; i < 20000; ++i) attributes += "a" + std::to_string(i) + "='1' ";
   for (std::string const& text :
        {std::string("<a><b></a>"), std::string("no text"), deep, "<a b='>" + deep, "<!-- > -->" + deep,
-        attributes + "/>", "<?xml version=\"><q x='\"?>" + deep, "<a c=\"\xEF\" d=\"\">" + deep,
-        std::string("<a>\0</a>", 8)}) {
+        attributes + "/>", repeated("<a><!--></a>-->"), repeated("<a>&#x</a>x41;"), repeated("<a>&#</a>#65;"),
+        "<?xml version=\"><q x='\"?>" + deep, "<a c=\"\xEF\" d=\"\">" + deep, std::string("<a>\0</a>", 8)}) {
     testing::internal::CaptureStdout();
     manager.convertXMLAnimations(root(), text);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
