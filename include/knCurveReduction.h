@@ -46,17 +46,19 @@ struct knCurveReductionResult {
 /// conditioned. The difference of the old and the new curve is then enclosed, over stretches of time that are halved
 /// until each is decided, by the hulls of their control points about their chords (Sederberg and Nishita 1990, Curve
 /// intersection using Bezier clipping; Lane and Riesenfeld 1980). An allowance for the rounding of evaluation is part of
-/// the bound: about a millionth, and four tenths of a millionth of the values themselves. A tolerance below that removes
-/// nothing but held keys that repeat a value.
+/// the bound: about a millionth, and four tenths of a millionth of the values themselves, two millionths for a curve of
+/// straight lines. A tolerance below that removes nothing but held keys that repeat a value.
 ///
 /// What stays. Keys that stay keep their time and value; first and last key always stay. Where the curve passes such a
 /// key smoothly it still does, also over the seam of a cycle or into a constant extension. Steps stay steps: a held
 /// segment goes only where it repeats the value before it. The segments beside a pinned key stay as they are, as do the
-/// outermost ones of a curve that extends linearly, and segments that evaluation cannot solve well. A curve of straight
-/// lines (`ForceLinearInterpolation`) stays one. Tangents that were fitted do not follow their neighbours any more.
+/// outermost ones of a curve that extends linearly, the first one of a curve that cycles, and segments that evaluation
+/// cannot solve well. A curve of straight lines (`ForceLinearInterpolation`) stays one. Tangents that were fitted do not
+/// follow their neighbours any more.
 ///
 /// The promise is for nodes without offset and scale; a node that places the curve otherwise in time adds what the
-/// rounding of times costs, and a node flipped in time may hold where the curve was not held.
+/// rounding of times costs. A node that is flipped in time, or shrinks it until tangents are shorter than 0.0001 s, can
+/// turn segments into held ones before or after the reduction, and there the promise ends.
 class KNANIM_API knCurveReduction {
  public:
   knCurveReduction() = delete;

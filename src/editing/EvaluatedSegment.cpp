@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 using osg::CCPnt;
 
@@ -17,6 +18,13 @@ constexpr double LeastDiscriminant = 1e-4;
 bool isFinite(CCPnt const& a, CCPnt const& b) {
   std::array<float, 8> const numbers{a.x(), a.y(), a.outX(), a.outY(), b.x(), b.y(), b.inX(), b.inY()};
   return std::ranges::all_of(numbers, [](float number) { return std::isfinite(number); });
+}
+
+/// Whether the floats that a straight line is evaluated in, products of time and value, neither overflow nor vanish.
+bool isLineInRange(CCPnt const& a, CCPnt const& b, double width) {
+  constexpr double LeastWidth = 1e-30;
+  double const largest = std::fmax(1.0, std::fmax(std::fabs(a.y()), std::fabs(b.y())));
+  return width >= LeastWidth && 2.0 * width * largest <= std::numeric_limits<float>::max();
 }
 
 /// Whether time never turns back, for inner control points at the parts `a1` and `a2` of the segment.
@@ -75,6 +83,7 @@ EvaluatedSegment segmentBetween(CCPnt const& a, CCPnt const& b, bool forceLinear
   double const width = static_cast<double>(b.x()) - a.x();
   if (!isFinite(a, b) || !(width > 0.0)) return segment;
   if (forceLinear) {
+    if (!isLineInRange(a, b, width)) return segment;
     segment.kind = SegmentKind::Line;
     segment.time = straight(a.x(), b.x());
     segment.value = straight(a.y(), b.y());

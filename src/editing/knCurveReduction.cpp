@@ -53,6 +53,10 @@ std::optional<double> slopeOutside(UInt32 mode, double own, double other) {
   }
 }
 
+bool isCycle(UInt32 mode) {
+  return mode == osg::CycleInfinity || mode == osg::CycleRelativeInfinity || mode == osg::OscillateInfinity;
+}
+
 class Reducer {
  public:
   Reducer(AnimCurve const& curve, double tolerance, std::vector<UInt32> const& pinned)
@@ -78,6 +82,7 @@ class Reducer {
  private:
   void findSegments();
   void findFixed(std::vector<UInt32> const& pinned);
+  bool mustStay(std::size_t segment) const;
   void findSmoothKeys();
   void sample();
   void reduceRun(std::size_t first, std::size_t last);
@@ -126,11 +131,17 @@ void Reducer::findFixed(std::vector<UInt32> const& pinned) {
   for (std::size_t i = 0; i < _segments.size(); ++i) {
     SegmentKind const kind = _segments[i].kind;
     bool const canFit = kind == SegmentKind::Bezier || kind == SegmentKind::Line;
-    _fixed[i] = !canFit || _pinned[i] || _pinned[i + 1];
+    _fixed[i] = !canFit || mustStay(i);
   }
+  // Rounding can put a time that a cycle wraps before the first key, where evaluation goes on with the first segment.
+  if (isCycle(_curve.getPreInfinityMode()) || isCycle(_curve.getPostInfinityMode())) _fixed.front() = true;
+}
+
+bool Reducer::mustStay(std::size_t segment) const {
+  if (_pinned[segment] || _pinned[segment + 1]) return true;
   // Linear extensions are made of the tangents of the ends.
-  if (_curve.getPreInfinityMode() == osg::LinearInfinity) _fixed.front() = true;
-  if (_curve.getPostInfinityMode() == osg::LinearInfinity) _fixed.back() = true;
+  return (segment == 0 && _curve.getPreInfinityMode() == osg::LinearInfinity) ||
+         (segment + 1 == _segments.size() && _curve.getPostInfinityMode() == osg::LinearInfinity);
 }
 
 void Reducer::findSmoothKeys() {
@@ -262,7 +273,7 @@ std::optional<Piece> Reducer::certify(std::size_t first, std::size_t last, osg::
 void Reducer::removeHeldKeys() {
   for (std::size_t i = 1; i < _segments.size(); ++i) {
     bool const held = _segments[i - 1].kind == SegmentKind::Held && _segments[i].kind == SegmentKind::Held;
-    if (held && !_pinned[i] && _keys[i - 1].y() == _keys[i].y()) _removed[i] = true;
+    if (held && !mustStay(i - 1) && !mustStay(i) && _keys[i - 1].y() == _keys[i].y()) _removed[i] = true;
   }
 }
 

@@ -241,6 +241,30 @@ TEST_F(CurveReductionTest, HardCurvesKeepWhatCannotBeSolved) {
   EXPECT_EQ(keys[2].intangent(), Vec2f(-11.F / 18, 1));
 }
 
+TEST_F(CurveReductionTest, RoundedTimesAndLargeValuesKeepThePromise) {
+  // Rounding wraps this time to just before the first key, where the first segment has no value.
+  CurveScene cycle{{{0, 0, 0, 0, 0.0194213F, 2.65526F},
+                    {0.0399999991F, 5.447F, -0.0074038F, -0.994162F, 0.0150604F, 2.02227F},
+                    {0.0799999982F, 10.8965F, -0.0188541F, -2.57771F, 0.0227286F, 3.09522F},
+                    {0.119999997F, 16.3437F, -0.0188567F, -2.56793F, 0.0208337F, 2.84835F},
+                    {0.159999996F, 21.793F, -0.0274776F, -3.7567F, 0, 0}}};
+  cycle.pre = CycleRelativeInfinity;
+  CurveStage const stage(cycle);
+  auto const before = stage.compute({-0.800000012F})[0];
+  EXPECT_EQ(knCurveReduction::reduce({{stage.curve, 0.3F, {}}})[0].outcome, Outcome::Reduced);
+  EXPECT_NEAR(stage.compute({-0.800000012F})[0].value, before.value, 0.3F);
+  // One line over it all would overflow.
+  CurveScene huge;
+  huge.linear = true;
+  for (int i = 0; i <= 1000; ++i) huge.keys.push_back({0.04F * static_cast<float>(i), 1e37F, 0, 0, 0, 0});
+  CurveStage const lines(huge);
+  knCurveReduction::reduce({{lines.curve, 1e35F, {}}});
+  EXPECT_FLOAT_EQ(lines.compute({39.99F})[0].value, 1e37F);
+  // The segments beside a pin stay, held ones too.
+  CurveStage const held({{{0, 1, 0, 0, 0, 0}, {1, 1, 0, 0, 0, 0}, {2, 1, 0, 0, 0, 0}, {3, 1, 0, 0, 0, 0}}});
+  EXPECT_EQ(knCurveReduction::reduce({{held.curve, 1.F, {0}}})[0].keysAfter, 3U);
+}
+
 TEST_F(CurveReductionTest, ManyCurvesAtOnceGiveWhatEachAloneGives) {
   std::mt19937 random(8);
   std::vector<std::unique_ptr<CurveStage>> stages;
