@@ -606,7 +606,8 @@ struct Strike {
 std::string attackAll(Operation const& operation, int& attacks) {
   std::size_t const living = FieldContainerFactory::the().getLivingCount();
   for (Strike const strike : {Strike{"drop all", dropAll}, {"call again", callAgain}, {"edit", editAll}}) {
-    for (int turn = 0; attack(operation, strike.act, turn); ++turn) {
+    // The first moments one by one, the later ones of long operations in growing steps.
+    for (int turn = 0; attack(operation, strike.act, turn); turn += 1 + turn / 6) {
       ++attacks;
       std::size_t const left = FieldContainerFactory::the().getLivingCount() - living;
       if (left != 0) {

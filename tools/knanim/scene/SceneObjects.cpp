@@ -128,7 +128,8 @@ std::vector<SceneObject const*> SceneObjects::find(std::string_view text) const 
     if (object.path == text) found.push_back(&object);
   }
   if (!found.empty()) return found;
-  std::string const tail = (text.starts_with('/') ? "" : "/") + std::string(text);
+  std::string tail(text);
+  if (!text.starts_with('/')) tail.insert(tail.begin(), '/');
   for (SceneObject const& object : _objects) {
     if (object.name == text || object.path.ends_with(tail)) found.push_back(&object);
   }
