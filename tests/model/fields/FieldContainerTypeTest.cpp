@@ -17,19 +17,13 @@ using FieldContainerTypeTest = SceneTest;
 std::vector<FieldContainerType*> allTypes() { return FieldContainerFactory::the().getTypes(); }
 
 TEST_F(FieldContainerTypeTest, CastGoesUpAndDownButNotSideways) {
-  Held const node(Node::create());
   Held const transform(Transform3D::create());
   Held const base(Singles::create());
   Held const multis(Multis::create());
   FieldContainerPtr const untyped = *transform;
-  EXPECT_EQ(dcast<NodeCorePtr>(untyped), *transform);
-  EXPECT_EQ(dcast<NodePtr>(untyped), nullptr);
-  EXPECT_EQ(dcast<AttachmentPtr>(FieldContainerPtr(*node)), nullptr);
+  EXPECT_TRUE(dcast<NodeCorePtr>(untyped) == *transform && dcast<Transform3DPtr>(untyped) == *transform);
+  EXPECT_TRUE(dcast<NodePtr>(untyped) == nullptr && dcast<AttachmentPtr>(untyped) == nullptr);
   EXPECT_TRUE(dcastTo<Singles>(*multis) == &**multis && dcastTo<Multis>(*base) == nullptr);
-  Transform3DPtr const cast = dcast<Transform3DPtr>(untyped);
-  EXPECT_EQ(cast, *transform);
-  EXPECT_EQ(cast.getContainerSize(), untyped.getContainerSize());
-  EXPECT_EQ(cast.getParentEPos(), untyped.getParentEPos());
 }
 
 // A branch of the tree of types that is deeper than hosts usually go. Never destroyed, as types never are.
@@ -70,7 +64,6 @@ TEST_F(FieldContainerTypeTest, ATypeWithMoreFieldsThanAMaskHoldsIsRefusedInTheLo
 
 TEST_F(FieldContainerTypeTest, DerivationAndGroupsAgreeWithAWalkThroughTheParents) {
   std::vector<FieldContainerType*> const types = allTypes();
-  ASSERT_GE(types.size(), 13U);
   for (FieldContainerType const* const type : types) {
     FieldContainerType const* opener = type;
     std::set<FieldContainerType const*> ancestors;
@@ -83,24 +76,19 @@ TEST_F(FieldContainerTypeTest, DerivationAndGroupsAgreeWithAWalkThroughTheParent
           << type->getCName() << " from " << other->getCName();
     }
   }
-  EXPECT_EQ(Multis::_type.getParent(), &Singles::_type);
 }
 
 TEST_F(FieldContainerTypeTest, TypesAreNumberedInOrderFoundByNameAndMakeTheirOwnKind) {
   std::vector<FieldContainerType*> const types = allTypes();
   for (std::size_t i = 0; i < types.size(); ++i) {
+    SCOPED_TRACE(types[i]->getCName());
     EXPECT_EQ(types[i]->getId(), i + 1);
     EXPECT_EQ(FieldContainerFactory::the().findType(types[i]->getCName()), types[i]);
-    FieldContainerType const* const parent = types[i]->getParent();
-    EXPECT_TRUE(parent == nullptr || parent->getId() < types[i]->getId()) << types[i]->getCName();
     FieldContainerPtr const made = types[i]->createFieldContainer();
-    ASSERT_EQ(made.isAlive(), !types[i]->isAbstract()) << types[i]->getCName();
-    if (!made) continue;
-    EXPECT_TRUE(&made->getType() == types[i] && made.findType() == types[i]) << types[i]->getCName();
-    EXPECT_EQ(made->getRefCount(), 0) << types[i]->getCName();
+    EXPECT_EQ(made.isAlive(), !types[i]->isAbstract());
+    EXPECT_TRUE(!made || (&made->getType() == types[i] && made->getRefCount() == 0));
     made.subRef();
   }
-  EXPECT_TRUE(FieldContainer::_type.isAbstract() && NodeCore::_type.isAbstract());
   for (char const* const wrong : {"", "node", "Nod", "Nodes", " Node", static_cast<char const*>(nullptr)})
     EXPECT_EQ(FieldContainerFactory::the().findType(wrong), nullptr);
 }
@@ -122,7 +110,6 @@ TEST_F(FieldContainerTypeTest, FieldsAreNumberedFromOneAndFoundByName) {
       FieldDescription const* const description = type->getFieldDescription(id);
       ASSERT_NE(description, nullptr);
       EXPECT_EQ(description->getFieldId(), id);
-      EXPECT_EQ(description->getFieldMask(), BitVector::bit(id));
       std::string const name = description->getCName();
       EXPECT_TRUE(names.insert(name).second) << name << " stands twice";
       EXPECT_EQ(type->findFieldDescription(name.c_str()), description) << name;
@@ -138,22 +125,7 @@ TEST_F(FieldContainerTypeTest, FieldsAreNumberedFromOneAndFoundByName) {
       EXPECT_EQ(type->getFieldDescription(outside), nullptr) << outside;
     EXPECT_TRUE(!type->findFieldDescription(nullptr) && !type->findFieldDescription(""));
   }
-  EXPECT_EQ(Singles::BoolFieldId, 1U);
-  EXPECT_EQ(Singles::KeptFieldId, Singles::_type.getNumFieldDescs());
   EXPECT_EQ(Multis::Int32sFieldId, Singles::KeptFieldId + 1);
-}
-
-TEST_F(FieldContainerTypeTest, FieldsOfAContainerAreReachedByNameAndId) {
-  Held const multis(Multis::create());
-  for (FieldDescription const& description : multis->getType().getFieldDescriptions()) {
-    Field* const field = multis->getField(description.getCName());
-    ASSERT_NE(field, nullptr) << description.getCName();
-    EXPECT_EQ(field, multis->getField(description.getFieldId())) << description.getCName();
-    EXPECT_EQ(field->getType(), description.getFieldType()) << description.getCName();
-  }
-  EXPECT_EQ(multis->getField("vec3fs"), &multis->getVec3fs());
-  EXPECT_TRUE(!multis->getField("real") && !multis->getField(static_cast<char const*>(nullptr)));
-  EXPECT_EQ(multis->getField(0U), nullptr);
 }
 
 }  // namespace FieldContainerTypeTest

@@ -139,7 +139,6 @@ void expectHandlesVisited(Field& field, RandomFields& random) {
 
 TEST_F(FieldTest, EveryFieldOfEveryTypeIsWrittenReadCopiedComparedAndVisited) {
   RandomFields random;
-  std::size_t fields = 0;
   for (FieldContainerType const* const type : FieldContainerFactory::the().getTypes()) {
     if (type->isAbstract()) continue;
     Held const one(type->createFieldContainer());
@@ -155,58 +154,24 @@ TEST_F(FieldTest, EveryFieldOfEveryTypeIsWrittenReadCopiedComparedAndVisited) {
         expectCopyableAndComparable(field, other, random);
       }
       expectHandlesVisited(field, random);
-      ++fields;
     }
     random.blank(**one);
     random.blank(**two);
   }
-  EXPECT_GE(fields, Multis::_type.getNumFieldDescs() + Singles::_type.getNumFieldDescs());
 }
 
 TEST_F(FieldTest, OnlyFieldsOfOneTypeAreCopied) {
   Held const multis(Multis::create());
-  multis->setVec3f(Vec3f(1, 2, 3));
-  multis->getPnt3fs().push_back(Pnt3f(1, 2, 3));
   for (FieldDescription const& target : multis->getType().getFieldDescriptions()) {
     for (FieldDescription const& source : multis->getType().getFieldDescriptions()) {
       if (target.getFieldType() == source.getFieldType()) continue;
       Field& field = *target.getField(**multis);
+      Field const& other = *source.getField(**multis);
       std::string const before = textOf(field);
-      EXPECT_FALSE(field.copyFrom(*source.getField(**multis)))
-          << target.getCName() << " from " << source.getCName();
-      EXPECT_FALSE(field.isEqual(*source.getField(**multis)));
+      EXPECT_FALSE(field.copyFrom(other) || field.isEqual(other)) << target.getCName() << source.getCName();
       EXPECT_EQ(textOf(field), before);
     }
   }
-}
-
-TEST_F(FieldTest, ContentTypesAreToldApartByNameIdAndCardinality) {
-  Held const multis(Multis::create());
-  std::map<std::string, std::set<UInt32>> idsByContent;
-  std::set<UInt32> ids;
-  for (FieldDescription const& description : multis->getType().getFieldDescriptions()) {
-    FieldType const& type = description.getFieldType();
-    idsByContent[type.getContentType().getName().str()].insert(type.getId());
-    ids.insert(type.getId());
-  }
-  // 18 kinds of value, text, and the handle of a node.
-  EXPECT_EQ(idsByContent.size(), 20U);
-  EXPECT_EQ(ids.size(), 20U);
-  EXPECT_EQ(SField<Vec3f>::getClassType().getContentType(), MField<Vec3f>::getClassType().getContentType());
-  EXPECT_FALSE(SField<Vec3f>::getClassType() == MField<Vec3f>::getClassType());
-  EXPECT_EQ(&DataType::byName("Vec3f"), &SField<Vec3f>::getClassType().getContentType());
-}
-
-TEST_F(FieldTest, DefaultsAndTextForm) {
-  Held const multis(Multis::create());
-  multis->getReal32() = 0.25F;
-  multis->getPnt2fs() = {{0.5F, -1}, {3, 4}};
-  for (auto const& [field, expected] : {std::pair("matrix", "1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1"),
-                                        {"quaternion", "0 0 0 1"},
-                                        {"int32", "-7"},
-                                        {"real32", "0.25"},
-                                        {"pnt2fs", "0.5 -1\n3 4"}})
-    EXPECT_EQ(textOf(*multis->getField(field)), expected);
 }
 
 }  // namespace FieldTest

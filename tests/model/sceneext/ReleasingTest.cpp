@@ -29,8 +29,7 @@ class LoudNodeBase : public AnimNode {
 };
 class LoudNode : public LoudNodeBase {
  public:
-  void changed(BitVector const& mask, UInt32 origin) override {
-    LoudNodeBase::changed(mask, origin);
+  void changed(BitVector const&, UInt32) override {
     if (onChange) std::exchange(onChange, {})();
   }
 };
@@ -42,164 +41,82 @@ class LoudComponentBase : public ColorComponentSettings {
 };
 class LoudComponent : public LoudComponentBase {
  public:
-  void changed(BitVector const& mask, UInt32 origin) override {
-    LoudComponentBase::changed(mask, origin);
+  void changed(BitVector const&, UInt32) override {
     if (onChange) std::exchange(onChange, {})();
   }
 };
 
-/// A container, what it alone holds, and an operation on the container that drops that, or announces it.
-struct Stage {
-  FieldContainerPtr container;
-  FieldContainerPtr held;  ///< null where the operation announces
-  std::function<void()> run;
-};
+/// Fails unless the container dies of the operation, and with it what it alone holds. Where that is nothing, the
+/// operation announces something.
+void expectDeath(char const* name, FieldContainerPtr const& container, FieldContainerPtr const& held,
+                 std::function<void()> const& run) {
+  SCOPED_TRACE(name);
+  container.addRef();
+  UInt32 const hook = FieldContainerFactory::the().addDeathHook([&](FieldContainerPtr const& dying, UInt32) {
+    if (held && dying == held) container.subRef();
+  });
+  if (!held) onChange = [&] { container.subRef(); };
+  run();
+  FieldContainerFactory::the().removeDeathHook(hook);
+  EXPECT_FALSE(container.isAlive() || held.isAlive());
+  EXPECT_FALSE(onChange) << "nobody was told";
+}
 
-template <class Container, class Handle, class Hold, class Drop>
-Stage drops(Container container, Handle held, Hold hold, Drop drop) {
+template <class Container, class Held, class Hold, class Drop>
+void expectDeath(char const* name, Hold hold, Drop drop) {
+  typename Container::Ptr const container = Container::create();
+  typename Held::Ptr const held = Held::create();
   hold(container, held);
-  return {container, held, [container, held, drop] { drop(container, held); }};
+  expectDeath(name, container, held, [&] { drop(container, held); });
 }
 
-struct Case {
-  char const* name;
-  std::function<Stage()> make;
-};
-
-std::vector<Case> cases() {
-  auto const hang = [](auto const& c, auto const& held) { c->addAttachment(held); };
-  auto const adopt = [](auto const& c, auto const& held) { c->addChild(held); };
-  auto const node = [] { return AnimNodePtr(AnimNode::create()); };
-  return {
-      {"replaced attachment",
-       [=] {
-         return drops(node(), Mark::Ptr(Mark::create()), hang,
-                      [](auto const& c, auto const&) { c->addAttachment(Mark::create()); });
-       }},
-      {"attachment",
-       [=] {
-         return drops(node(), Mark::Ptr(Mark::create()), hang, [](auto const& c, auto const&) {
-           c->subAttachment(c->getAttachments()[0].attachment);
-         });
-       }},
-      {"child",
-       [=] {
-         return drops(node(), NodePtr(Node::create()), adopt,
-                      [](auto const& c, auto const&) { c->subChild(c->getChildren()[0]); });
-       }},
-      {"children",
-       [=] {
-         return drops(node(), NodePtr(Node::create()), adopt,
-                      [](auto const& c, auto const&) { c->subChildren(c->getChildren().getValues()); });
-       }},
-      {"all children",
-       [=] {
-         return drops(node(), NodePtr(Node::create()), adopt,
-                      [](auto const& c, auto const&) { c->clearChildren(); });
-       }},
-      {"replaced child",
-       [=] {
-         return drops(node(), NodePtr(Node::create()), adopt,
-                      [](auto const& c, auto const& held) { c->replaceChildBy(held, AnimNode::create()); });
-       }},
-      {"core",
-       [=] {
-         return drops(
-             node(), NodeCorePtr(Group::create()), [](auto const& c, auto const& held) { c->setCore(held); },
-             [](auto const& c, auto const&) { c->setCore({}); });
-       }},
-      {"shapes",
-       [] {
-         return drops(
-             TimeShapeCachePtr(TimeShapeCache::create()), TimeShapeDataPtr(TimeShapeData::create()),
-             [](auto const& c, auto const& held) { c->addShape(held); },
-             [](auto const& c, auto const&) { c->clearShapes(); });
-       }},
-      {"vertex curves",
-       [] {
-         return drops(
-             VertexAnimCurvesPtr(VertexAnimCurves::create()), newCurve({{0, 0}}),
-             [](auto const& c, auto const& held) { c->addPositionCurve(held); },
-             [](auto const& c, auto const&) { c->clearCurves(); });
-       }},
-      {"animation root",
-       [=] {
-         return drops(
-             AnimAttachmentPtr(AnimAttachment::create()), node(),
-             [](auto const& c, auto const& held) { c->setAnimationRoot(held); },
-             [](auto const& c, auto const&) { c->setAnimationRoot(AnimNode::create()); });
-       }},
-      {"animation",
-       [=] {
-         return drops(
-             AnimAttachmentPtr(AnimAttachment::create()), node(),
-             [](auto const& c, auto const& held) { c->addAnimation(held); },
-             [](auto const& c, auto const& held) { c->subAnimation(held); });
-       }},
-      {"flights",
-       [=] {
-         return drops(
-             UberCameraPtr(UberCamera::create()), node(),
-             [](auto const& c, auto const& held) { c->setAnimationRoot(held); },
-             [](auto const& c, auto const&) { c->setAnimationRoot({}); });
-       }},
-      {"material of the pool",
-       [] {
-         return drops(
-             MaterialPoolPtr(MaterialPool::create()), MaterialPtr(Material::create()),
-             [](auto const& c, auto const& held) { c->add(held); },
-             [](auto const& c, auto const&) { c->sub(c->getMaterials()[0]); });
-       }},
-      {"cameras of the pool",
-       [] {
-         return drops(
-             MaterialPoolPtr(MaterialPool::create()), NodePtr(Node::create()),
-             [](auto const& c, auto const& held) { c->setCameraRoot(held); },
-             [](auto const& c, auto const&) { c->setCameraRoot({}); });
-       }},
-      {"material of a switch",
-       [] {
-         return drops(
-             SwitchMaterialPtr(SwitchMaterial::create()), MaterialPtr(Material::create()),
-             [](auto const& c, auto const& held) { c->addMaterial(held); },
-             [](auto const& c, auto const&) { c->subMaterial(c->getMaterials()[0]); });
-       }},
-      {"announced animation",
-       [] {
-         AnimAttachmentPtr const attachment = AnimAttachment::create();
-         attachment->setAnimationRoot(dcast<AnimNodePtr>(LoudNodeBase::_type.createFieldContainer()));
-         return Stage{attachment, {}, [attachment] { attachment->addAnimation(AnimNode::create()); }};
-       }},
-      {"announced name",
-       [] {
-         NodePtr const loud = dcast<NodePtr>(LoudNodeBase::_type.createFieldContainer());
-         return Stage{loud, {}, [loud] { NodeUtils::setName(loud, "name", true); }};
-       }},
-      {"announced colours",
-       [] {
-         UberLightPtr const light = UberLight::create();
-         light->setDiffuse(dcast<ColorComponentSettingsPtr>(LoudComponentBase::_type.createFieldContainer()));
-         return Stage{light, {}, [light] { light->updateColorByTemperature(); }};
-       }},
-  };
+TEST_F(ReleasingTest, TheContainerMayDieOfWhatIsDroppedFromIt) {
+  auto const hang = [](auto c, auto held) { c->addAttachment(held); };
+  auto const adopt = [](auto c, auto held) { c->addChild(held); };
+  auto const root = [](auto c, auto held) { c->setAnimationRoot(held); };
+  expectDeath<AnimNode, Mark>("replaced attachment", hang,
+                              [](auto c, auto) { c->addAttachment(Mark::create()); });
+  expectDeath<AnimNode, Mark>("attachment", hang,
+                              [](auto c, auto) { c->subAttachment(c->getAttachments()[0].attachment); });
+  expectDeath<AnimNode, Node>("child", adopt, [](auto c, auto) { c->subChild(c->getChildren()[0]); });
+  expectDeath<AnimNode, Node>("children", adopt,
+                              [](auto c, auto) { c->subChildren(c->getChildren().getValues()); });
+  expectDeath<AnimNode, Node>("all children", adopt, [](auto c, auto) { c->clearChildren(); });
+  expectDeath<AnimNode, Node>("replaced child", adopt,
+                              [](auto c, auto held) { c->replaceChildBy(held, AnimNode::create()); });
+  expectDeath<AnimNode, Group>(
+      "core", [](auto c, auto held) { c->setCore(held); }, [](auto c, auto) { c->setCore({}); });
+  expectDeath<TimeShapeCache, TimeShapeData>(
+      "shapes", [](auto c, auto held) { c->addShape(held); }, [](auto c, auto) { c->clearShapes(); });
+  expectDeath<VertexAnimCurves, AnimCurve>(
+      "vertex curves", [](auto c, auto held) { c->addPositionCurve(held); },
+      [](auto c, auto) { c->clearCurves(); });
+  expectDeath<AnimAttachment, AnimNode>("animation root", root,
+                                        [](auto c, auto) { c->setAnimationRoot(AnimNode::create()); });
+  expectDeath<AnimAttachment, AnimNode>(
+      "animation", [](auto c, auto held) { c->addAnimation(held); },
+      [](auto c, auto held) { c->subAnimation(held); });
+  expectDeath<UberCamera, AnimNode>("flights", root, [](auto c, auto) { c->setAnimationRoot({}); });
+  expectDeath<MaterialPool, Material>(
+      "material of the pool", [](auto c, auto held) { c->add(held); },
+      [](auto c, auto) { c->sub(c->getMaterials()[0]); });
+  expectDeath<MaterialPool, Node>(
+      "cameras of the pool", [](auto c, auto held) { c->setCameraRoot(held); },
+      [](auto c, auto) { c->setCameraRoot({}); });
+  expectDeath<SwitchMaterial, Material>(
+      "material of a switch", [](auto c, auto held) { c->addMaterial(held); },
+      [](auto c, auto) { c->subMaterial(c->getMaterials()[0]); });
 }
 
-TEST_F(ReleasingTest, TheContainerMayDieOfWhatIsDoneToIt) {
-  for (Case const& one : cases()) {
-    SCOPED_TRACE(one.name);
-    Stage const stage = one.make();
-    stage.container.addRef();
-    auto& factory = FieldContainerFactory::the();
-    UInt32 const hook = factory.addDeathHook([&](FieldContainerPtr const& dying, UInt32) {
-      if (stage.held && dying == stage.held) stage.container.subRef();
-    });
-    if (!stage.held) onChange = [&stage] { stage.container.subRef(); };
-    stage.run();
-    factory.removeDeathHook(hook);
-    EXPECT_FALSE(stage.container.isAlive());
-    EXPECT_FALSE(stage.held.isAlive());
-    EXPECT_FALSE(onChange) << "nobody was told";
-  }
+TEST_F(ReleasingTest, TheContainerMayDieOfWhatItAnnounces) {
+  AnimAttachmentPtr const attachment = AnimAttachment::create();
+  attachment->setAnimationRoot(dcast<AnimNodePtr>(LoudNodeBase::_type.createFieldContainer()));
+  expectDeath("animation", attachment, {}, [&] { attachment->addAnimation(AnimNode::create()); });
+  NodePtr const loud = dcast<NodePtr>(LoudNodeBase::_type.createFieldContainer());
+  expectDeath("name", loud, {}, [&] { NodeUtils::setName(loud, "name", true); });
+  UberLightPtr const light = UberLight::create();
+  light->setDiffuse(dcast<ColorComponentSettingsPtr>(LoudComponentBase::_type.createFieldContainer()));
+  expectDeath("colours", light, {}, [&] { light->updateColorByTemperature(); });
 }
 
 KN_CONTAINER_TYPE(LoudNodeBase, LoudNode, "TestLoudNode")

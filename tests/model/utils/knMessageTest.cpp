@@ -4,18 +4,6 @@
 
 namespace knMessageTest {
 
-TEST(KnMessage, GivesValuesOnlyUnderTheirKeyAndType) {
-  knMessage message;
-  message.set("fps", 25.0, true);
-  message.set("nothing", boost::any(), true);
-  EXPECT_EQ(*message.get<double>("fps"), 25.0);
-  EXPECT_EQ(message.get<float>("fps"), nullptr);
-  EXPECT_EQ(message.get<double>("fp"), nullptr);
-  EXPECT_TRUE(message.has("nothing"));
-  EXPECT_EQ(message.get<int>("nothing"), nullptr);
-  EXPECT_FALSE(message.has("FPS"));
-}
-
 TEST(KnMessage, ReplacesOrKeepsAndHoldsTheOrderOfKeys) {
   knMessage message;
   message.set("b", 1, true);
