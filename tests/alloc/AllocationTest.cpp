@@ -75,55 +75,6 @@ TEST_F(AllocationTest, TheCounterCounts) {
   EXPECT_GT(allocationsIn([] { Held const node(Node::create()); }), 0U);
 }
 
-class Curves {
- public:
-  explicit Curves(unsigned int keyCount) {
-    for (unsigned int key = 0; key < keyCount; ++key)
-      _curve->addPoint({static_cast<float>(key), static_cast<float>(key % 3)}, {}, {}, 1, 2, false, true);
-    _curve->setPostInfinityMode(CycleRelativeInfinity);
-    _node->setCore(_curve);
-  }
-  std::vector<knCurveData> records(std::size_t count) const {
-    std::vector<knCurveData> records(count, knCurveData(*_node, _curve));
-    float const length = _curve->getControlPoints().back().x();
-    for (std::size_t i = 0; i < count; ++i)
-      records[i].time = 1.5F * length * static_cast<float>(i) / static_cast<float>(count);
-    return records;
-  }
-
- private:
-  Held<AnimNodePtr> const _node{AnimNode::create()};
-  AnimCurvePtr const _curve = AnimCurve::create();
-};
-
-TEST_F(AllocationTest, TheBodyOfTheLoopOverCurves) {
-  for (unsigned int const keyCount : {1U, 2U, 20U, 1000U}) {
-    Curves const curves(keyCount);
-    auto records = curves.records(10'000);
-    knAnimComputeCurveValueTask const task(&records, 0);
-    EXPECT_EQ(allocationsIn([&] { task(tbb::blocked_range<unsigned int>(0, 10'000)); }), 0U) << keyCount;
-  }
-}
-
-TEST_F(AllocationTest, ComputingCurveValuesInParallel) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the stand-in for TBB's entry points allocates with every task";
-#endif
-  auto& manager = *knAnimManager::the();
-  for (unsigned int const keyCount : {2U, 1000U}) {
-    Curves const curves(keyCount);
-    // TBB makes its threads and its pools while it warms up.
-    for (int round = 0; round < 20; ++round) {
-      auto records = curves.records(20'000);
-      manager.computeCurveValues(records, 0);
-    }
-    for (std::size_t const count : {std::size_t{1}, std::size_t{10'000}, std::size_t{20'000}}) {
-      auto records = curves.records(count);
-      EXPECT_EQ(allocationsIn([&] { manager.computeCurveValues(records, 0); }), 0U) << count << " records";
-    }
-  }
-}
-
 class FrameAllocationTest : public kntest::SceneStage {};
 
 TEST_F(FrameAllocationTest, TheSameFrameAgain) {
@@ -174,57 +125,6 @@ TEST_F(FrameAllocationTest, PlayingBetweenFrames) {
     EXPECT_EQ(made, 0U);
   }
   player.stop(nullptr);
-}
-
-TEST_F(AllocationTest, AnnouncingWhatTheListHoldsAlready) {
-  Held const first(Node::create());
-  Held const second(Node::create());
-  ChangeList list;
-  list.addChanged(first, Node::TravMaskFieldMask);
-  list.addChanged(second, Node::TravMaskFieldMask);
-  auto const announceBoth = [&] {
-    for (int i = 0; i < 1000; ++i) {
-      list.addChanged(first, Node::CoreFieldMask);
-      list.addChanged(second, Node::CoreFieldMask);
-    }
-  };
-  EXPECT_EQ(allocationsIn(announceBoth), 0U);
-  list.clear();
-  EXPECT_EQ(allocationsIn(announceBoth), 0U) << "a list that is cleared once a frame keeps its room";
-  EXPECT_EQ(list.getAnnouncementCount(), 2000U);
-}
-
-TEST_F(AllocationTest, LookingUpTypesAndFields) {
-  Held const node(AnimNode::create());
-  FieldContainerPtr const untyped = *node;
-  std::size_t found = 0;
-  std::size_t const made = allocationsIn([&] {
-    for (int i = 0; i < 1000; ++i) {
-      found += dcast<AnimNodePtr>(untyped) != nullptr ? 1 : 0;
-      found += dcast<AnimCurvePtr>(untyped) != nullptr ? 1000 : 0;
-      found += untyped->getType().findFieldDescription("accumulatedParentOffset") != nullptr ? 1 : 0;
-      found +=
-          untyped->getType().findFieldDescription("no such field, and a long name") != nullptr ? 1000 : 0;
-      found += knAnimManager::getAnimAttachment(*node) != nullptr ? 1000 : 0;
-    }
-  });
-  EXPECT_EQ(made, 0U);
-  EXPECT_EQ(found, 2000U);
-}
-
-TEST_F(AllocationTest, MessagesThatNobodyWaitsFor) {
-  knMessage message;
-  EXPECT_EQ(allocationsIn([&] {
-              for (int i = 0; i < 1000; ++i) {
-                knUtils::call("pyAnimationFinishedWithALongName", message, 0);
-                knUtils::call("pyAnimationFinishedWithALongName", 0);
-              }
-            }),
-            0U);
-  {
-    auto const subscription = knUtils::listen("something else", [](auto...) {});
-  }
-  EXPECT_EQ(allocationsIn([&] { knUtils::call("pyAnimationFinishedWithALongName", message, 0); }), 0U);
 }
 
 }  // namespace

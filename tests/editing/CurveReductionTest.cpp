@@ -139,29 +139,6 @@ TEST_F(CurveReductionTest, ThePromiseHoldsEverywhere) {
   EXPECT_LT(after, before / 3) << "far too careful";
 }
 
-TEST_F(CurveReductionTest, FewKeysAreFoundWhereFewSuffice) {
-  AnimCurvePtr const line = newCurve({});
-  AnimCurvePtr const flat = newCurve({});
-  AnimCurvePtr const corner = newCurve({});
-  AnimCurvePtr const sine = newCurve({});
-  for (int i = 0; i <= 1000; ++i) {
-    float const t = 0.04F * static_cast<float>(i);
-    line->addPoint({t, 3 * t - 7}, {}, {}, 1, 1, false, true);
-    flat->addPoint({t, 5}, {}, {}, 2, 2, false, true);
-    corner->addPoint({t, std::fabs(t - 20)}, {}, {}, 1, 1, false, true);
-    sine->addPoint({t, std::sin(t)}, {}, {}, 1, 1, false, true);
-  }
-  auto const results = knCurveReduction::reduce(
-      {{line, 0.001F, {}}, {flat, 1e-4F, {}}, {corner, 0.001F, {}}, {sine, 0.01F, {}}});
-  EXPECT_EQ(results[0].keysAfter, 2U);
-  EXPECT_EQ(results[1].keysAfter, 2U);
-  EXPECT_EQ(results[2].keysAfter, 3U);
-  EXPECT_LE(results[3].keysAfter, 17U) << "40 s of a sine, about 13 half waves";
-  for (AnimCurvePtr const& curve : {line, flat, corner, sine}) {
-    Held const gone(curve);
-  }
-}
-
 double slopeOut(CCPnt const& key) { return double(key.outY()) / key.outX(); }
 double slopeIn(CCPnt const& key) { return double(key.inY()) / key.inX(); }
 

@@ -94,11 +94,6 @@ class Model {
     return 4 * height;
   }
 
-  bool isNearKey(double time, double tolerance) const {
-    return std::any_of(_keys.begin(), _keys.end(),
-                       [&](CurveKey const& key) { return std::fabs(key.x - time) <= tolerance; });
-  }
-
   Answer at(double time) const {
     Answer answer;
     answer.time = time;
@@ -258,17 +253,6 @@ double distance(double value, std::vector<double> const& values) {
   return nearest;
 }
 
-struct Range {
-  double min = std::numeric_limits<double>::infinity();
-  double max = -std::numeric_limits<double>::infinity();
-  bool mayBeKept = false;
-  void add(double value) {
-    min = std::min(min, value);
-    max = std::max(max, value);
-  }
-  double distance(double value) const { return std::max({0.0, min - value, value - max}); }
-};
-
 /// All numbers are short binary fractions, so that placing and wrapping is exact in floats too: every time falls
 /// exactly where it should, and only the cubic's rounding remains.
 TEST_F(CurveValuesOracleTest, ExactPlacements) {
@@ -319,68 +303,6 @@ TEST_F(CurveValuesOracleTest, ExactPlacements) {
   EXPECT_GT(pairs - hard, 100'000);
 }
 
-/// Any numbers at all. Times are then known to a few units in the last place only, so the curve may have any
-/// value that it takes within that little while.
-TEST_F(CurveValuesOracleTest, AnyPlacement) {
-  Random random(22);
-  int pairs = 0, hard = 0, loose = 0;
-  for (int round = 0; round < 900; ++round) {
-    std::vector<double> times(2 + random.number(5));
-    double next = 0;
-    for (double& time : times) time = next += random.uniform(0.1, 3);
-    CurveScene curve = randomCurve(random, times, 3);
-    Chain& chain = curve.chain;
-    chain.resize(1 + random.number(4));
-    double magnitude = next;
-    for (Line& line : chain) {
-      line.scale = static_cast<float>(random.uniform(0.3, 2.5) * (random.number(4) == 0 ? -1 : 1));
-      line.offset = static_cast<float>(random.uniform(-20, 20));
-      magnitude = magnitude * std::fabs(line.scale) + std::fabs(line.offset);
-    }
-    Model const model(curve);
-    double const length = model.end() - model.start();
-    std::vector<float> at(24);
-    for (float& time : at)
-      time = static_cast<float>(random.uniform(model.start() - length, model.end() + length));
-    auto const records = CurveStage(curve).compute(at);
-    for (std::size_t i = 0; i < at.size(); ++i) {
-      SCOPED_TRACE(testing::Message() << "round " << round << " at " << at[i] << ", modes " << curve.pre
-                                      << ' ' << curve.post << ", " << chain.size() << " nodes");
-      Answer const middle = model.at(at[i]);
-      double const ownMagnitude = next * std::fabs(chain[0].scale) + std::fabs(chain[0].offset);
-      double const ulps = 6 + 3 * static_cast<double>(chain.size());
-      double const blur =
-          6e-8 * middle.reach *
-          (ulps * (magnitude + std::fabs(at[i])) + 3 * std::fabs(middle.turns) * ownMagnitude);
-      Answer const answers[] = {model.at(at[i] - blur), middle, model.at(at[i] + blur)};
-      ++pairs;
-      if (answers[0].hard || answers[1].hard || answers[2].hard || blur > 0.01 * length) {
-        ++hard;
-        continue;
-      }
-      Range values;
-      double slack = 0;
-      double timeOff = blur;
-      for (Answer const& answer : answers) {
-        double const ownOffset = std::fabs(answer.cycleOffset - records[i].cycleValueOffset);
-        if (ownOffset > 1e-6 * std::fabs(answer.cycleOffset)) continue;
-        for (double const value : answer.values) values.add(value);
-        if (answer.kept || model.isNearKey(answer.time, 2 * blur)) values.mayBeKept = true;
-        slack = std::max(slack, answer.slack);
-        timeOff = std::min(timeOff, std::fabs(answer.time - records[i].time));
-      }
-      ASSERT_LT(timeOff, blur);
-      if (values.mayBeKept && records[i].value == Kept) continue;
-      double const width = values.max - values.min;
-      loose += width > 0.01 * model.height();
-      double const off = values.distance(records[i].value);
-      ASSERT_LE(off, slack + 1e-6 * (model.height() + std::fabs(records[i].value)) + 0.05 * width)
-          << records[i].value << " but " << values.min << " to " << values.max;
-    }
-  }
-  EXPECT_LT(hard + loose, pairs / 30) << "too few of the comparisons were sharp";
-}
-
 TEST_F(CurveValuesOracleTest, TheMuseum) {
   int pairs = 0, hard = 0;
   for (MuseumCurve const& exhibit : curveMuseum()) {
@@ -413,43 +335,6 @@ TEST_F(CurveValuesOracleTest, TheMuseum) {
     }
   }
   EXPECT_LT(hard, pairs / 5);
-}
-
-/// What new keys get, on the frames of every common rate.
-TEST_F(CurveValuesOracleTest, DefaultTangentsOnFrameGrids) {
-  constexpr double Low = -2.5;
-  constexpr double High = 1.25;
-  Random random(23);
-  Held const node(AnimNode::create());
-  for (double const rate : {24.0, 25.0, 30.0, 50.0, 60.0}) {
-    for (int const start : {0, 1001, 90'000}) {
-      for (int length = 1; length <= 10'000; ++length) {
-        auto const timeOf = [&](double frame) { return static_cast<float>((start + frame) / rate); };
-        AnimCurvePtr const curve = AnimCurve::create();
-        node->setCore(curve);
-        UInt32 const out = random.number(2) == 0 ? LinearTangent : SmoothTangent;
-        UInt32 const in = random.number(2) == 0 ? LinearTangent : SmoothTangent;
-        bool const rising = random.number(2) == 0;
-        curve->addPoint({timeOf(length), rising ? High : Low}, {}, {}, in, 0, false, true);
-        curve->addPoint({timeOf(0), rising ? Low : High}, {}, {}, 0, out, false, true);
-        std::vector<knCurveData> records(3, knCurveData(node, curve));
-        records[0].time = timeOf(static_cast<double>(random.number(static_cast<std::size_t>(length) + 1)));
-        records[1].time = timeOf(length - 0.5);
-        records[2].time = timeOf(random.uniform(0, length));
-        knAnimManager::the()->computeCurveValues(records, 0);
-        CurveScene scene;
-        for (CCPnt const& key : curve->getControlPoints())
-          scene.keys.push_back({key.x(), key.y(), key.inX(), key.inY(), key.outX(), key.outY()});
-        Model const model(scene);
-        for (knCurveData const& record : records) {
-          Answer const answer = model.at(record.time);
-          ASSERT_TRUE(!answer.hard && distance(record.value, answer.values) <= 1e-5 * (High - Low))
-              << length << " frames from " << start << " at " << rate << " per second, at " << record.time
-              << " s, types " << out << ' ' << in;
-        }
-      }
-    }
-  }
 }
 
 }  // namespace CurveValuesOracleTest

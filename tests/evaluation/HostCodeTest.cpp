@@ -77,31 +77,6 @@ TEST_F(HostCodeTest, AnEvaluationWithinAnotherKeepsItsMarks) {
   }
 }
 
-TEST_F(HostCodeTest, TreesMayGoAndListsMayGrow) {
-  auto const newTree = [&] {
-    AnimNodePtr const turn = newCurveNode("eulerRotation", 0, {{0, 0}, {1, 90}});
-    return animate(owner, newGroup<AnimClip>({turn, newCurveNode("translation", 0, {{0, 0}, {1, 8}})}));
-  };
-  newTree();
-  AnimAttachmentPtr attachment = knAnimManager::getAnimAttachment(owner);
-  listener->onChange = [&] { owner->subAttachment(attachment); };
-  manager.evaluateByTime(attachment->getAnimationRoot(), 0.5F, true, true, false);
-  EXPECT_FALSE(attachment.isAlive());
-  EXPECT_EQ(listener->getEulerRotation(), Vec3f(45, 0, 0));
-
-  listener->setRotationAsEuler({});
-  std::vector<AnimNodePtr> list{newTree()};
-  AnimNode::_changed = true;
-  listener->onChange = [&] {
-    list[0] = {};
-    list.resize(1000);
-    list.shrink_to_fit();
-    root()->subChild(owner);
-  };
-  manager.evaluateByTime(list[0], 0.5F, true, true, false);
-  EXPECT_FALSE(owner.isAlive());
-}
-
 /// A block on very many objects, in any order: the time follows their number, and each of them is moved.
 TEST_F(HostCodeTest, ABlockSharedByVeryMany) {
   AnimNodePtr const block = newGroup<AnimBlock>({newCurveNode("translation", 0, {{0, 0}, {1, 8}})});

@@ -199,27 +199,6 @@ TEST_F(PlayingQueueTest, WhatReceiversDoMeanwhileHasItsOrder) {
   EXPECT_EQ(sent, "");
 }
 
-TEST_F(PlayingQueueTest, ATreeMayBeThrownAwayByItsOwnCallback) {
-  std::vector<osg::AnimNodePtr> trees{newTree(), newTree(), newTree()};
-  int ended = 0;
-  for (osg::AnimNodePtr const& tree : trees) {
-    tree->registerFinishedAnimationCallback(
-        [&](osg::AnimNodePtr const& node) {
-          ++ended;
-          root()->subChild(ownerOf(node));
-        },
-        ended == 0);
-  }
-  manager.enqueue(trees, true);
-  now = 111;
-  loop();
-  EXPECT_EQ(ended, 3);
-  for (osg::AnimNodePtr const& tree : trees) EXPECT_FALSE(tree.isAlive());
-  sent.clear();
-  loop();
-  EXPECT_EQ(sent, "");
-}
-
 TEST_F(PlayingQueueTest, WhoIsTakenOutWithinAPassIsNotEvaluatedInIt) {
   std::vector<osg::AnimNodePtr> trees;
   for (char const* const name : {"0", "1"}) {
@@ -271,21 +250,15 @@ TEST_F(PlayingQueueTest, RandomQueue) {
 }
 
 TEST_F(PlayingQueueTest, SequencesFireWhereARunArrives) {
-  osg::AnimNodePtr const view = newAnimNode(osg::AnimSequence::create());
-  osg::AnimNodePtr const variant = newAnimNode(osg::AnimSequence::create());
-  osg::AnimNodePtr const named = newAnimNode(osg::AnimSequence::create());
-  auto const sequence = [](osg::AnimNodePtr const& node) {
-    return osg::dcast<osg::AnimSequencePtr>(node->getCore());
+  auto const sequence = [](char const* name, float time) {
+    osg::AnimSequencePtr const core = osg::AnimSequence::create();
+    core->setName(name);
+    core->setIsViewpoint(name == std::string("view"));
+    core->setIsVariant(name == std::string("red"));
+    return newAnimNode(core, 1, time);
   };
-  sequence(view)->setIsViewpoint(true);
-  sequence(view)->setName("view");
-  sequence(variant)->setIsVariant(true);
-  sequence(variant)->setName("red");
-  sequence(named)->setName("open");
-  view->setOffset({5, 0});
-  variant->setOffset({3, 0});
-  named->setOffset({7, 0});
-  osg::AnimNodePtr const clip = newGroup<osg::AnimClip>({view, variant, named});
+  osg::AnimNodePtr const clip =
+      newGroup<osg::AnimClip>({sequence("view", 5), sequence("red", 3), sequence("open", 7)});
   clip.addRef();
   knAnimManager::setEnableSimulationCB([](bool on) { simulationEnabled = on; });
   auto const sentBetween = [&](float from, float to) {

@@ -201,30 +201,5 @@ TEST_F(ChannelCatalogueTest, MaterialsDeclareTheirChannels) {
   EXPECT_EQ(_channels.front().shortName, "II");
 }
 
-TEST_F(ChannelCatalogueTest, Names) {
-  auto const keyable = [this](char const* name) { return _manager.isKeyableAttribute(name); };
-  for (auto name : {"translation", "", "fogNoiseOffsetDistance", "loop"}) EXPECT_TRUE(keyable(name)) << name;
-  for (auto name : {"transl", "rotation", "visible", "Translation"}) EXPECT_FALSE(keyable(name)) << name;
-  auto const ignored = [this](char const* name) { return _manager.ignoreChannel(name); };
-  EXPECT_TRUE(ignored("visible") && ignored("focalLength") && ignored("turntableAngle"));
-  EXPECT_TRUE(ignored("turntableHeight") && ignored("turntableDistance"));
-  EXPECT_FALSE(ignored("fStop"));
-  EXPECT_EQ(knRenderPassNames().size(), 47U);
-}
-
-TEST_F(ChannelCatalogueTest, SuffixesGiveIndexAndColor) {
-  Color3f const red(0.898F, 0.298F, 0.298F), green(0.298F, 0.898F, 0.298F), blue(0.4F, 0.624F, 0.816F);
-  Color3f const yellow(0.898F, 0.827F, 0.298F), orange(0.953F, 0.557F, 0.271F);
-  Color3f const colors[] = {red, red, green, green, blue, blue, yellow, yellow, yellow, orange};
-  std::string const suffixes = "RXGYBZAWIw", indices = "0011223300";
-  for (std::size_t i = 0; i < suffixes.size(); ++i) {
-    std::string const suffix(1, suffixes[i]);
-    EXPECT_EQ(std::to_string(_manager.getValueIndexFromSuffix(suffix)), indices.substr(i, 1)) << suffix;
-    EXPECT_EQ(_manager.getDefaultColor(suffix), colors[i]) << suffix;
-  }
-  EXPECT_EQ(_manager.getValueIndexFromSuffix("AW"), 0U);
-  EXPECT_EQ(_manager.getDefaultColor("AW"), orange);
-}
-
 }  // namespace ChannelCatalogueTest
 }  // namespace kntest

@@ -29,11 +29,6 @@ class CreationTest : public SceneStage {
     attachmentOf(node)->getTopLevelAnimations(animations, true);
     return animations;
   }
-  BitVector announced(FieldContainerPtr const& container) const {
-    for (auto const& entry : changes.getEntries())
-      if (entry.container == container) return entry.mask;
-    return {};
-  }
   static AnimNodePtr keyed(char const* field, char const* channel = "") {
     return newCurveNode(field, 0, {{0, 0}}, channel);
   }
@@ -41,23 +36,6 @@ class CreationTest : public SceneStage {
 
   knAnimManager& manager = *knAnimManager::the();
 };
-
-TEST_F(CreationTest, TheAttachmentIsMadeOnDemand) {
-  NodePtr const node = addNode(Group::create());
-  AnimNodePtr const tree = keyed("f");
-  Held const held(tree);
-  manager.subAnimation(node, tree);
-  EXPECT_EQ(attachmentOf(node), nullptr);
-  changes.clear();
-  manager.addAnimation(node, tree);
-  EXPECT_EQ(animationsOf(node), Nodes{tree});
-  EXPECT_EQ(announced(node), AttachmentContainer::AttachmentsFieldMask);
-  manager.addAnimation(node, {});
-  manager.addAnimation({}, tree);
-  EXPECT_EQ(animationsOf(node), Nodes{tree});
-  manager.subAnimation(node, tree);
-  EXPECT_TRUE(animationsOf(node).empty());
-}
 
 TEST_F(CreationTest, CurvesAreNamedAfterTheirChannels) {
   struct {
@@ -72,23 +50,17 @@ TEST_F(CreationTest, CurvesAreNamedAfterTheirChannels) {
     EXPECT_EQ(curve->getChannelName(), row.channel);
     EXPECT_STREQ(nameOf(node), row.node);
     EXPECT_EQ(curve->getValueIndex(), row.index) << row.node;
-    EXPECT_EQ(curve->getColor(), manager.getDefaultColor(row.suffix));
-    EXPECT_EQ(node->getParent(), nullptr);
-    EXPECT_EQ(announced(curve), BitVector::all());
   }
-  EXPECT_EQ(manager.createCurve("", "X").first, nullptr);
 
   NodePtr const node = owner({});
   AnimNodePtr const made =
       manager.createChannelCurveNode(attachmentOf(node), "eulerRotation", 2, "Z", "rotation");
   EXPECT_STREQ(nameOf(made), "rotation.Z");
   EXPECT_EQ(curveOf(made)->getName(), "eulerRotation");
-  EXPECT_EQ(curveOf(made)->getValueIndex(), 2U);
-  EXPECT_STREQ(nameOf(manager.createChannelCurveNode(attachmentOf(node), "f", 0, "", "")), "f");
   Held const loose(manager.createChannelCurveNode({}, "f", 0, "X", ""));
   EXPECT_STREQ(nameOf(*loose), "f.X");
   EXPECT_EQ(manager.createChannelCurveNode(attachmentOf(node), "", 0, "", "channel"), nullptr);
-  EXPECT_EQ(animationsOf(node).size(), 2U);
+  EXPECT_EQ(animationsOf(node).size(), 1U);
 }
 
 TEST_F(CreationTest, ChannelsFindTheirCurves) {
@@ -105,8 +77,6 @@ TEST_F(CreationTest, ChannelsFindTheirCurves) {
   EXPECT_EQ(manager.findChannelCurve("translation", "", attachmentOf(node)), curveOf(animationsOf(node)[0]));
   EXPECT_EQ(manager.findChannelCurve("rotation", "X", attachmentOf(node)), nullptr) << "by the field";
   EXPECT_NE(manager.findChannelCurveNode(attachmentOf(node), "rotation", "X"), nullptr);
-  EXPECT_EQ(manager.findChannelCurve("", "X", attachmentOf(node)), nullptr);
-  EXPECT_EQ(manager.findChannelCurveNode({}, "translation", "X"), nullptr);
   EXPECT_EQ(manager.findChannelCurveNode(knOSGChannelData(), attachmentOf(node)), nullptr);
   EXPECT_EQ(manager.createChannelCurveNode(knOSGChannelData(), attachmentOf(node)), nullptr);
 
@@ -119,9 +89,6 @@ TEST_F(CreationTest, ChannelsFindTheirCurves) {
   Nodes found{AnimNodePtr()};
   manager.getChannelCurveNodes(painted, found);
   EXPECT_EQ(found, (Nodes{AnimNodePtr(), own, ofMaterial}));
-  manager.getChannelCurveNodes(NodePtr(), found);
-  manager.getChannelCurveNodes(addNode({}), found);
-  EXPECT_EQ(found.size(), 3U);
 }
 
 TEST_F(CreationTest, Blocks) {
@@ -137,7 +104,6 @@ TEST_F(CreationTest, Blocks) {
   EXPECT_EQ(block->getChild(0), before[0]);
   EXPECT_EQ(block->getChild(1), before[2]);
   EXPECT_EQ(manager.findChannelCurveNode(attachmentOf(node), "a", ""), nullptr) << "not top-level any more";
-  EXPECT_EQ(manager.createBlock(AnimAttachmentPtr(), "door"), nullptr);
 
   knAnimManager::setGetUniqueNameCB([](auto const&, auto const&) { return "unique"; });
   NodePtr const older = owner({unkeyed("a")});
@@ -147,8 +113,6 @@ TEST_F(CreationTest, Blocks) {
   EXPECT_STREQ(nameOf(olderBlock), "door");
   EXPECT_EQ(olderBlock->getNChildren(), 1U);
   EXPECT_FALSE(attachmentOf(older)->getInitialized());
-  for (NodePtr const& nothing : {NodePtr(), addNode({}), addNode(Group::create()), owner({})})
-    manager.createBlock(nothing, "door");
 
   NodePtr const importing = addNode(Group::create());
   AnimCurvePtr const curve = newFieldCurve("f", 0, {{0, 0}}, "channel");
@@ -161,31 +125,11 @@ TEST_F(CreationTest, Blocks) {
   EXPECT_STREQ(nameOf(imported->getChild(0)), "channelX");
   EXPECT_EQ(imported->getChild(0)->getCore(), curve);
   manager.importBlock(importing, {}, "door");
-  manager.importBlock({}, {curve}, "door");
   manager.importBlock(importing, {AnimCurvePtr()}, "door");
   EXPECT_EQ(animationsOf(importing).size(), 1U);
 }
 
 TEST_F(CreationTest, Names) {
-  std::vector<std::string> seen;
-  Held const outside(newAnimNode());
-  NodeUtils::setName(*outside, "outside", false);
-  NodeUtils::setName(addNode(Group::create()), "no animation", false);
-  int calls = 0;
-  knAnimManager::setGetUniqueNameCB([&](std::string const& name, std::vector<std::string>& names) {
-    ++calls;
-    seen = names;
-    return name == "empty_Block" ? std::string() : name + "1";
-  });
-  EXPECT_STREQ(nameOf(manager.createBlock(attachmentOf(owner({keyed("a")})), "door")), "door_Block1");
-  EXPECT_EQ(std::count(seen.begin(), seen.end(), "outside"), 1);
-  EXPECT_EQ(std::count(seen.begin(), seen.end(), "no animation"), 0);
-  EXPECT_STREQ(nameOf(manager.createBlock(attachmentOf(owner({keyed("a")})), "empty")), "");
-  Held const loose(manager.createCurve("f", "X").first);
-  manager.createChannelCurveNode(attachmentOf(owner({})), "f", 0, "X", "");
-  EXPECT_EQ(calls, 2) << "asked for blocks only";
-  knAnimManager::setGetUniqueNameCB({});
-
   EXPECT_EQ(manager.createCopyNameFrom(""), "");
   for (char const* const name : {"Door copy", "Door copy2", "Door copy223", "Door copy223234"}) {
     EXPECT_EQ(manager.createCopyNameFrom("Door"), name);
@@ -194,29 +138,6 @@ TEST_F(CreationTest, Names) {
     EXPECT_FALSE(manager.rename(block, name)) << "its own name is taken";
     EXPECT_EQ(manager.find(name), block);
   }
-  EXPECT_FALSE(manager.rename({}, "free"));
-  EXPECT_FALSE(manager.rename(addNode({}), nullptr));
-}
-
-TEST_F(CreationTest, Trees) {
-  AnimNodePtr const leaf = keyed("a");
-  AnimNodePtr const tree = newGroup<AnimBlock>({newGroup<Group>({leaf})});
-  Held const held(tree);
-  EXPECT_TRUE(manager.isAnimationRoot(tree));
-  EXPECT_FALSE(manager.isAnimationRoot(leaf) || manager.isAnimationRoot({}));
-  EXPECT_EQ(manager.getAnimationRoot(leaf), tree);
-  EXPECT_EQ(manager.getAnimationRoot({}), nullptr);
-  Held const plain(Node::create());
-  AnimNodePtr const inside = keyed("a");
-  plain->addChild(inside);
-  EXPECT_EQ(manager.getAnimationRoot(inside), nullptr);
-  changes.clear();
-  manager.setTreeActive(tree, false);
-  EXPECT_FALSE(tree->isActive() || leaf->isActive());
-  EXPECT_EQ(announced(leaf), Node::TravMaskFieldMask);
-  manager.setTreeActive(tree, true);
-  EXPECT_TRUE(tree->isActive() && leaf->isActive());
-  manager.setTreeActive({}, true);
 }
 
 }  // namespace CreationTest

@@ -290,6 +290,11 @@ T const& first(MField<T> const& list) {
   return list.size() > 0 ? list[0] : none;
 }
 
+/// A child of the root of a node's animations.
+NodePtr childOf(NodePtr const& node, UInt32 place) {
+  return knAnimManager::getAnimAttachment(node)->getAnimationRoot()->getChild(place);
+}
+
 AnimNodePtr newShotNode() {
   AnimNodePtr const node = AnimNode::create();
   AnimShotPtr const shot = AnimShot::create();
@@ -298,47 +303,38 @@ AnimNodePtr newShotNode() {
   return node;
 }
 
-/// One line for each operation. After the call nothing of `a` is looked at: it may be gone.
+/// An operation of one statement, which is its name.
+#define OPERATION(...)                                                               \
+  Operation {                                                                        \
+    .name = #__VA_ARGS__, .call = []([[maybe_unused]] Arguments& a) { __VA_ARGS__; } \
+  }
+
+/// One entry for each operation. After the call nothing of `a` is looked at: it may be gone.
 Operation const operations[] = {
     // evaluation
-    {"evaluate", [](Arguments& a) { evaluator().evaluate(a.time, false, {}); }},
-    {"evaluate, filtered", [](Arguments& a) { evaluator().evaluate(a.time, false, a.records); }},
-    {"evaluateObject",
-     [](Arguments& a) { evaluator().evaluateObject(a.trees[2], a.time, false, true, true); }},
-    {"evaluateObject, root",
-     [](Arguments& a) {
-       evaluator().evaluateObject(a.attachment->getAnimationRoot(), a.tree->getLastEvaluationTime(), false,
-                                  true, true);
-     }},
-    {"evaluateObject, owners",
-     [](Arguments& a) { evaluator().evaluateObject(a.clip, a.owners, a.time, false, true); }},
-    {"reevaluate", [](Arguments& a) { manager().reevaluate(a.trees[0], false); }},
-    {"evaluateByTime",
-     [](Arguments& a) {
-       manager().evaluateByTime(a.attachment->getAnimationRoot(), a.time, false, true, false);
-     }},
-    {"evaluateByFrame", [](Arguments& a) { manager().evaluateByFrame(a.clip, a.time, false, true, false); }},
-    {"setOSGFieldValue, curve", [](Arguments& a) { evaluator().setOSGFieldValue(a.curve, a.time, true); }},
-    {"setOSGFieldValue, channel",
-     [](Arguments& a) { evaluator().setOSGFieldValue(a.channel, a.time, true); }},
-    {"getFirstAim", [](Arguments& a) { evaluator().getFirstAim(a.looseCurve); }},
-    {"updateSceneAnimParentMap",
-     [](Arguments& a) {
-       AnimNode::_changed = true;
-       evaluator().updateSceneAnimParentMap(a.root);
-     }},
+    OPERATION(evaluator().evaluate(a.time, false, {})),
+    OPERATION(evaluator().evaluate(a.time, false, a.records)),
+    OPERATION(evaluator().evaluateObject(a.trees[2], a.time, false, true, true)),
+    OPERATION(evaluator().evaluateObject(a.attachment->getAnimationRoot(), a.tree->getLastEvaluationTime(),
+                                         false, true, true)),
+    OPERATION(evaluator().evaluateObject(a.clip, a.owners, a.time, false, true)),
+    OPERATION(manager().reevaluate(a.trees[0], false)),
+    OPERATION(manager().evaluateByTime(a.attachment->getAnimationRoot(), a.time, false, true, false)),
+    OPERATION(manager().evaluateByFrame(a.clip, a.time, false, true, false)),
+    OPERATION(evaluator().setOSGFieldValue(a.curve, a.time, true)),
+    OPERATION(evaluator().setOSGFieldValue(a.channel, a.time, true)),
+    OPERATION(evaluator().getFirstAim(a.looseCurve)),
+    OPERATION(AnimNode::_changed = true; evaluator().updateSceneAnimParentMap(a.root)),
     // playing
-    {"enqueue", [](Arguments& a) { manager().enqueue(a.tree, true); }},
-    {"enqueue, all", [](Arguments& a) { manager().enqueue(a.trees, true); }},
-    {"dequeue", [](Arguments& a) { manager().dequeue(a.trees[0]); }},
-    {"dequeue, finished", [](Arguments& a) { evaluator().dequeue(a.tree, true); }},
-    {"dequeueAll", [](Arguments&) { manager().dequeueAll(); }},
-    {"loop", [](Arguments&) { evaluator().loop(); }},
-    {"reset", [](Arguments& a) { manager().reset(a.trees[0], true); }},
-    {"pause",
-     [](Arguments& a) {
-       manager().pause(a.attachment->getAnimationRoot()->getChildren()[0] == a.tree ? a.tree : a.clip, true);
-     }},
+    OPERATION(manager().enqueue(a.tree, true)),
+    OPERATION(manager().enqueue(a.trees, true)),
+    OPERATION(manager().dequeue(a.trees[0])),
+    OPERATION(evaluator().dequeue(a.tree, true)),
+    OPERATION(manager().dequeueAll()),
+    OPERATION(evaluator().loop()),
+    OPERATION(manager().reset(a.trees[0], true)),
+    OPERATION(
+        manager().pause(a.attachment->getAnimationRoot()->getChildren()[0] == a.tree ? a.tree : a.clip, true)),
     {"player",
      [](Arguments& a) {
        player().start({.loop = true, .rangeEnd = 9, .fps = 25}, a.time > 0, &a);
@@ -361,47 +357,30 @@ Operation const operations[] = {
        manager().setKeepKeysAtFrame(false);
        manager().setFPS(24);
      }},
-    {"setCurrentFrame",
-     [](Arguments& a) { manager().setCurrentFrame(static_cast<double>(a.time), true, true); }},
-    {"setCurrentFrame, selected",
-     [](Arguments&) {
-       manager().setPlaybackContextHint(1);
-       manager().setCurrentFrame(7, true, true);
-     }},
-    {"updateSceneAnimCurveData", [](Arguments&) { manager().updateSceneAnimCurveData(); }},
+    OPERATION(manager().setCurrentFrame(static_cast<double>(a.time), true, true)),
+    OPERATION(manager().setPlaybackContextHint(1); manager().setCurrentFrame(7, true, true)),
+    OPERATION(manager().updateSceneAnimCurveData()),
     // reading, asking
-    {"getOSGFieldValue", [](Arguments& a) { manager().getOSGFieldValue(a.looseCurve, FieldContainerPtr()); }},
-    {"find", [](Arguments& a) { manager().find(a.name); }},
-    {"find, by its own name", [](Arguments& a) { manager().find(a.curve->getName()); }},
-    {"findMaterialBlock", [](Arguments& a) { manager().findMaterialBlock(a.name); }},
-    {"createCopyNameFrom", [](Arguments& a) { manager().createCopyNameFrom(a.name); }},
-    {"rename", [](Arguments& a) { manager().rename(a.trees[0], a.name.c_str()); }},
-    {"getBlockAndClipNames",
-     [](Arguments&) {
-       std::set<std::string> names;
-       manager().getBlockAndClipNames(names);
-     }},
-    {"getBlockNodes", [](Arguments&) { manager().getBlockNodes(true); }},
-    {"getMaterialsWithAnimation",
-     [](Arguments&) {
-       std::vector<knAnimNodeData> found;
-       manager().getMaterialsWithAnimation(found);
-     }},
+    OPERATION(manager().getOSGFieldValue(a.looseCurve, FieldContainerPtr())),
+    OPERATION(manager().find(a.name)),
+    OPERATION(manager().find(a.curve->getName())),
+    OPERATION(manager().findMaterialBlock(a.name)),
+    OPERATION(manager().createCopyNameFrom(a.name)),
+    OPERATION(manager().rename(a.trees[0], a.name.c_str())),
+    OPERATION(std::set<std::string> names; manager().getBlockAndClipNames(names)),
+    OPERATION(manager().getBlockNodes(true)),
+    OPERATION(std::vector<knAnimNodeData> found; manager().getMaterialsWithAnimation(found)),
     // making
-    {"addAnimation", [](Arguments& a) { manager().addAnimation(a.node, a.loose); }},
-    {"addAnimation, to a bare node", [](Arguments& a) { manager().addAnimation(a.other, a.trees[0]); }},
-    {"subAnimation", [](Arguments& a) { manager().subAnimation(a.node, a.trees[0]); }},
-    {"createChannelCurveNode",
-     [](Arguments& a) {
-       manager().createChannelCurveNode(a.attachment, a.curve->getName(), 0, a.suffix, a.name);
-     }},
-    {"createBlock", [](Arguments& a) { manager().createBlock(a.attachment, a.name); }},
-    {"createBlock, older", [](Arguments& a) { manager().createBlock(a.node, a.name); }},
-    {"importBlock", [](Arguments& a) { manager().importBlock(a.node, a.curves, a.curve->getName()); }},
-    {"importBlock, to a bare node", [](Arguments& a) { manager().importBlock(a.other, a.curves, a.name); }},
-    {"setTreeActive", [](Arguments& a) { manager().setTreeActive(a.node, false); }},
-    {"setTreeActive, animation",
-     [](Arguments& a) { manager().setTreeActive(a.attachment->getAnimationRoot(), false); }},
+    OPERATION(manager().addAnimation(a.node, a.loose)),
+    OPERATION(manager().addAnimation(a.other, a.trees[0])),
+    OPERATION(manager().subAnimation(a.node, a.trees[0])),
+    OPERATION(manager().createChannelCurveNode(a.attachment, a.curve->getName(), 0, a.suffix, a.name)),
+    OPERATION(manager().createBlock(a.attachment, a.name)),
+    OPERATION(manager().createBlock(a.node, a.name)),
+    OPERATION(manager().importBlock(a.node, a.curves, a.curve->getName())),
+    OPERATION(manager().importBlock(a.other, a.curves, a.name)),
+    OPERATION(manager().setTreeActive(a.node, false)),
+    OPERATION(manager().setTreeActive(a.attachment->getAnimationRoot(), false)),
     // structures
     {"pushStructureAttachment",
      [](Arguments& a) {
@@ -409,22 +388,21 @@ Operation const operations[] = {
        manager().pushStructureAttachment(a.leaf);
        manager().removeStructureAttachment(node);
      }},
-    {"pullStructureAttachment",
-     [](Arguments& a) { manager().pullStructureAttachment(first(a.root->getChildren())); }},
+    OPERATION(manager().pullStructureAttachment(first(a.root->getChildren()))),
     {"mergeStructureAttachment",
      [](Arguments& a) {
        AnimAttachmentPtr const attachment = a.attachment;
        a.attachment->subAnimation(a.trees[1]);
        manager().mergeStructureAttachment(attachment);
      }},
-    {"addToClipStructure", [](Arguments& a) { manager().addToClipStructure(a.trees[0]); }},
-    {"addToSceneStructure", [](Arguments& a) { manager().addToSceneStructure(a.clip); }},
-    {"clearClipStructure", [](Arguments&) { manager().clearClipStructure(); }},
+    OPERATION(manager().addToClipStructure(a.trees[0])),
+    OPERATION(manager().addToSceneStructure(a.clip)),
+    OPERATION(manager().clearClipStructure()),
     // editing
-    {"copy", [](Arguments& a) { manager().copy(a.trees[0], a.node); }},
-    {"copyFrom", [](Arguments& a) { manager().copyFrom(a.node); }},
-    {"cut", [](Arguments& a) { manager().cut(a.trees[0]); }},
-    {"cut, all", [](Arguments& a) { manager().cut(a.trees); }},
+    OPERATION(manager().copy(a.trees[0], a.node)),
+    OPERATION(manager().copyFrom(a.node)),
+    OPERATION(manager().cut(a.trees[0])),
+    OPERATION(manager().cut(a.trees)),
     {"pasteTo",
      [](Arguments& a) {
        NodePtr const node = a.other, clip = a.clip;
@@ -446,31 +424,25 @@ Operation const operations[] = {
        manager().clonePasteTo(targets, false, true);
        manager().clonePasteToWithOffset(clip, 3, true, true);
      }},
-    {"clearCopyBuffer",
-     [](Arguments& a) {
-       manager().copy(a.trees);
-       manager().clearCopyBuffer();
-     }},
-    {"unshareFrom", [](Arguments& a) { manager().unshareFrom(a.trees[0], a.node); }},
-    {"unshareClipsR", [](Arguments& a) { manager().unshareClipsR(a.trees[2]); }},
-    {"createDuplicatesFromSharedR", [](Arguments& a) { manager().createDuplicatesFromSharedR(a.root); }},
-    {"createDuplicatesFromShared", [](Arguments& a) { manager().createDuplicatesFromShared(a.material); }},
-    {"moveBlockToNode", [](Arguments& a) { manager().moveBlockToNode(a.trees[0], a.node, a.leaf, true); }},
-    {"moveBlockToMaterial",
-     [](Arguments& a) { manager().moveBlockToMaterial(a.trees[0], a.material, a.material, true); }},
-    {"blockSceneRefCount", [](Arguments& a) { manager().blockSceneRefCount(a.trees[0]); }},
-    {"findFirstParent", [](Arguments& a) { manager().findFirstParent(a.object); }},
-    {"setAllBlocksInactive", [](Arguments& a) { manager().setAllBlocksInactive(a.node); }},
-    {"verifyToKeld60R", [](Arguments& a) { manager().verifyToKeld60R(a.root); }},
-    {"verifyClipStructure", [](Arguments&) { manager().verifyClipStructure(); }},
+    OPERATION(manager().copy(a.trees); manager().clearCopyBuffer()),
+    OPERATION(manager().unshareFrom(a.trees[0], a.node)),
+    OPERATION(manager().unshareClipsR(a.trees[2])),
+    OPERATION(manager().createDuplicatesFromSharedR(a.root)),
+    OPERATION(manager().createDuplicatesFromShared(a.material)),
+    OPERATION(manager().moveBlockToNode(a.trees[0], a.node, a.leaf, true)),
+    OPERATION(manager().moveBlockToMaterial(a.trees[0], a.material, a.material, true)),
+    OPERATION(manager().blockSceneRefCount(a.trees[0])),
+    OPERATION(manager().findFirstParent(a.object)),
+    OPERATION(manager().setAllBlocksInactive(a.node)),
+    OPERATION(manager().verifyToKeld60R(a.root)),
+    OPERATION(manager().verifyClipStructure()),
     {"renameCurves",
      [](Arguments& a) {
        manager().renameCurves(a.node, {{"translation", "scale.Y"}});
      }},
-    {"updateSceneChannelNames", [](Arguments& a) { manager().updateSceneChannelNames(a.root); }},
-    {"douglasPeuckerPointReduction", [](Arguments& a) { manager().douglasPeuckerPointReduction(a.curves); }},
-    {"scaleAndOffsetCurveValues",
-     [](Arguments& a) { knAnimHelper::scaleAndOffsetCurveValues(a.curve, a.time, 1); }},
+    OPERATION(manager().updateSceneChannelNames(a.root)),
+    OPERATION(manager().douglasPeuckerPointReduction(a.curves)),
+    OPERATION(knAnimHelper::scaleAndOffsetCurveValues(a.curve, a.time, 1)),
     // files
     {"saveAnimations, loadAnimationsTo",
      [](Arguments& a) {
@@ -500,7 +472,7 @@ Operation const operations[] = {
        manager().animateCamera(camera, Matrix(), {1, 1, 1, 1}, {}, 2);
        manager().animateCamera(camera, {}, {1, 0, 0}, {0, 1, 0}, 40, 3, 2);
      }},
-    {"animateCameraTurntable", [](Arguments& a) { manager().animateCameraTurntable(a.camera); }},
+    OPERATION(manager().animateCameraTurntable(a.camera)),
     {"track",
      [](Arguments& a) {
        NodePtr const track = Node::create();
@@ -526,52 +498,35 @@ Operation const operations[] = {
        manager().resetMotionBlur();
      }},
     // the scene layer
-    {"beginScene", [](Arguments&) { knSceneDataManager::beginScene(); }},
-    {"endScene", [](Arguments&) { knSceneDataManager::endScene(); }},
-    {"setCore", [](Arguments& a) { a.node->setCore(a.looseCore); }},
-    {"setCore, null", [](Arguments& a) { a.curveNode->setCore({}); }},
-    {"addChild", [](Arguments& a) { a.node->addChild(a.leaf); }},
-    {"insertChild", [](Arguments& a) { a.clip->insertChild(0, a.trees[0]); }},
-    {"subChild", [](Arguments& a) { a.root->subChild(first(a.root->getChildren())); }},
-    {"clearChildren", [](Arguments& a) { a.animationRoot->clearChildren(); }},
-    {"replaceChildBy", [](Arguments& a) { a.root->replaceChildBy(first(a.root->getChildren()), a.leaf); }},
-    {"addAttachment", [](Arguments& a) { a.node->addAttachment(a.spare); }},
-    {"subAttachment",
-     [](Arguments& a) { a.node->subAttachment(first(a.node->getAttachments()).attachment); }},
-    {"setName", [](Arguments& a) { NodeUtils::setName(a.node, a.name, true); }},
+    OPERATION(knSceneDataManager::beginScene()),
+    OPERATION(knSceneDataManager::endScene()),
+    OPERATION(a.node->setCore(a.looseCore)),
+    OPERATION(a.curveNode->setCore({})),
+    OPERATION(a.node->addChild(a.leaf)),
+    OPERATION(a.clip->insertChild(0, a.trees[0])),
+    OPERATION(a.root->subChild(first(a.root->getChildren()))),
+    OPERATION(a.animationRoot->clearChildren()),
+    OPERATION(a.root->replaceChildBy(first(a.root->getChildren()), a.leaf)),
+    OPERATION(a.node->addAttachment(a.spare)),
+    OPERATION(a.node->subAttachment(first(a.node->getAttachments()).attachment)),
+    OPERATION(NodeUtils::setName(a.node, a.name, true)),
     {"traverse",
      [](Arguments& a) {
        osg::traverse(a.node, [](NodePtr const&) { return callHost(), Action::Continue; });
      }},
-    {"setAnimationRoot", [](Arguments& a) { a.attachment->setAnimationRoot(a.loose); }},
-    {"unshareTree", [](Arguments& a) { a.clip->unshareTree(a.name); }},
-    {"setOffset",
-     [](Arguments& a) {
-       a.tree->setOffset({3, 0});
-     }},
-    {"finishedAnimation", [](Arguments& a) { a.tree->finishedAnimation(); }},
-    {"clearShapes",
-     [](Arguments& a) {
-       dcastTo<TimeShapeCache>(knAnimManager::getAnimAttachment(a.root->getChild(1))
-                                   ->getAnimationRoot()
-                                   ->getChild(0)
-                                   ->getChild(0)
-                                   ->getCore())
-           ->clearShapes();
-     }},
-    {"clearCurves",
-     [](Arguments& a) {
-       dcastTo<VertexAnimCurves>(
-           knAnimManager::getAnimAttachment(a.root->getChild(1))->getAnimationRoot()->getChild(1)->getCore())
-           ->clearCurves();
-     }},
-    {"pool add", [](Arguments& a) { a.pool->add(a.material); }},
-    {"pool sub", [](Arguments& a) { a.pool->sub(first(a.pool->getMaterials())); }},
-    {"setCameraRoot", [](Arguments& a) { a.pool->setCameraRoot({}); }},
-    {"camera setAnimationRoot", [](Arguments& a) { a.camera->setAnimationRoot(a.loose); }},
-    {"announce", [](Arguments& a) { announce(first(a.root->getChildren()), BitVector::all()); }},
-    {"cloneAnimTree", [](Arguments& a) { drop(cloneAnimTree(a.clip, true)); }},
-    {"deepCloneAnimTree", [](Arguments& a) { drop(deepCloneAnimTree(a.clip, a.name)); }},
+    OPERATION(a.attachment->setAnimationRoot(a.loose)),
+    OPERATION(a.clip->unshareTree(a.name)),
+    OPERATION(a.tree->setOffset({3, 0})),
+    OPERATION(a.tree->finishedAnimation()),
+    OPERATION(dcastTo<TimeShapeCache>(childOf(a.root->getChild(1), 0)->getChild(0)->getCore())->clearShapes()),
+    OPERATION(dcastTo<VertexAnimCurves>(childOf(a.root->getChild(1), 1)->getCore())->clearCurves()),
+    OPERATION(a.pool->add(a.material)),
+    OPERATION(a.pool->sub(first(a.pool->getMaterials()))),
+    OPERATION(a.pool->setCameraRoot({})),
+    OPERATION(a.camera->setAnimationRoot(a.loose)),
+    OPERATION(announce(first(a.root->getChildren()), BitVector::all())),
+    OPERATION(drop(cloneAnimTree(a.clip, true))),
+    OPERATION(drop(deepCloneAnimTree(a.clip, a.name))),
 };
 
 void dropAll(HostileStage& stage, Operation const&) {

@@ -69,9 +69,6 @@ TEST_F(QueriesTest, Extent) {
   EXPECT_EQ(end, 4.F);
   EXPECT_EQ(first, -12) << "cut off";
   EXPECT_EQ(last, 100);
-  manager.getBounds({}, start, end);
-  manager.getFrameBounds({}, first, last);
-  EXPECT_EQ(start + end + static_cast<float>(first + last), 0.F);
 }
 
 TEST_F(QueriesTest, Statistics) {
@@ -83,23 +80,6 @@ TEST_F(QueriesTest, Statistics) {
   EXPECT_EQ(info.curves, 3U);
   EXPECT_EQ(info.controlPoints, 6U);
   EXPECT_EQ(info.values, 18U);
-  EXPECT_EQ(info.reserved0 + info.reserved1, 0U);
-  EXPECT_EQ(info.end, 2.F);
-  EXPECT_EQ(info.scale, 1.F);
-  EXPECT_EQ(info.accumulatedScale, 1.F);
-  Held const block(newBlock("b", {newKeys()}));
-  auto const core = dcast<AnimBlockPtr>(block->getCore());
-  core->setScale(3);
-  core->setAccumulatedScale(6);
-  core->setOffset({1, 2});
-  core->setAccumulatedOffset({4, 5});
-  knAnimInfo const ofBlock = manager.getInfo(*block);
-  EXPECT_EQ(ofBlock.scale, 3.F);
-  EXPECT_EQ(ofBlock.accumulatedScale, 6.F);
-  EXPECT_EQ(ofBlock.offset, Vec2f(1, 2));
-  EXPECT_EQ(ofBlock.accumulatedOffset, Vec2f(4, 5));
-  EXPECT_EQ(ofBlock.curves, 1U) << "counted anew";
-  EXPECT_EQ(manager.getInfo({}).scale, 0.F);
 }
 
 TEST_F(QueriesTest, ByName) {
@@ -125,9 +105,6 @@ TEST_F(QueriesTest, ByName) {
   EXPECT_EQ(manager.find("deep"), second) << "blocks of clips are not found";
   EXPECT_EQ(manager.find("unseen"), nullptr) << "below a node without core";
   EXPECT_EQ(manager.findBlockR(below, "same"), nullptr);
-  EXPECT_EQ(manager.findBlockR({}, "same"), nullptr);
-  EXPECT_EQ(manager.findBlock({}, "same"), nullptr);
-  EXPECT_EQ(manager.findClipR({}, "same"), nullptr);
   NodePtr const plain = addNode(AnimClip::create());
   plain->addChild(newClip("plain"));
   EXPECT_EQ(manager.findClipR(named(plain, "plain"), "plain"), nullptr)
@@ -166,7 +143,6 @@ TEST_F(QueriesTest, WhoHasAnimations) {
   ASSERT_EQ(found.size(), 2U) << "appended";
   EXPECT_EQ(found[1].tags.getValues(), Names{"tagged"});
   EXPECT_EQ(found[1].animations.size(), 1U);
-  EXPECT_EQ(found[1].material, nullptr);
 }
 
 TEST_F(QueriesTest, Lists) {

@@ -47,10 +47,6 @@ TEST_F(SceneHostTest, AHostThatSetsNothingHasAWorkingLibrary) {
   EXPECT_EQ(material->getShininess(), 50.F);
   knAnimManager::enableSimulation(true);
   EXPECT_TRUE(knAnimManager::simulationEnabled());
-  NodePtr const copy = Node::create();
-  copy.addRef();
-  knAnimManager::_destroyNodeCB(copy);
-  EXPECT_FALSE(copy.isAlive());
 
   // What the host has set stays; what it has not is as if there were none.
   clearCallbacks();
@@ -95,8 +91,6 @@ TEST_F(SceneHostTest, CamerasAndSceneplatesBelongToTheScene) {
   NodePtr const plate = addNode(Sceneplate::create(), pool->getSceneplateRoot());
   AnimNodePtr const onCamera = animate(camera, newBlock("on camera"));
   AnimNodePtr const onPlate = animate(plate, newBlock("on plate"));
-  // A million static nodes cost nothing; a few stand for them.
-  for (int i = 0; i < 10; ++i) addNode(Group::create(), pool->getCameraRoot());
   EXPECT_EQ(manager.find("on camera"), onCamera);
   EXPECT_EQ(manager.find("on plate"), onPlate);
   EXPECT_EQ(knAnimManager::getBlockNodes(true), (std::vector<NodePtr>{onCamera, onPlate}));
@@ -110,7 +104,6 @@ TEST_F(SceneHostTest, CamerasAndSceneplatesBelongToTheScene) {
   Access::updateParents();
   EXPECT_EQ(Access::parents().size(), 2U);
   knSceneDataManager::beginScene();
-  EXPECT_FALSE(camera.isAlive() || plate.isAlive());
 }
 
 /// Asking again and again who has animations leaves nothing behind.

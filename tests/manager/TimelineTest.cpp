@@ -41,7 +41,6 @@ TEST_F(TimelineTest, MovingEvaluatesThenTells) {
     EXPECT_EQ(x(), mustBeAt) << messages;
     EXPECT_EQ(sent(), messages);
   };
-  expect(manager.setCurrentTime(0, false, true), false, 0, "");
   expect(manager.setCurrentFrame(48, false, true), true, 20,
          "currentAnimTimeChanged time 2, currentFrameChanged frame 48");
   expect(manager.setCurrentFrame(48, false, true), false, 20, "");
@@ -50,7 +49,6 @@ TEST_F(TimelineTest, MovingEvaluatesThenTells) {
   expect(manager.setCurrentTime(3, false, false), true, 30, "");
   expect(manager.setCurrentFrameNoEvaluation(96, true), true, 30,
          "currentAnimTimeChanged time 4, currentFrameChanged frame 96");
-  expect(manager.setCurrentFrameNoEvaluation(96, true), false, 30, "");
   manager.evaluateAnimationsByFrame(36, false, false);
   expect(manager.setCurrentTimeNoEvaluation(4, true), false, 15, "");
   manager.reevaluateAnimations(false);
@@ -105,14 +103,6 @@ TEST_F(TimelineTest, TheCurveEditorsSelection) {
   selected = {};
   manager.setPlaybackContextHint(2);
   EXPECT_EQ(xAt(2), 20);
-}
-
-TEST_F(TimelineTest, SimulationTime) {
-  double const first = knAnimManager::getSimulationTime();
-  EXPECT_GE(first, 0);
-  EXPECT_GE(knAnimManager::getSimulationTime(), first);
-  knAnimManager::setSimulationTimeCB([] { return 12.5; });
-  EXPECT_EQ(knAnimManager::getSimulationTime(), 12.5);
 }
 
 }  // namespace TimelineTest

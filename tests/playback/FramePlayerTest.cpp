@@ -15,11 +15,10 @@ class FramePlayerTest : public SceneStage {
   FramePlayerTest() {
     now = 100.0;
     knAnimManager::setSimulationTimeCB([] { return now; });
-    _listener = knUtils::listenToAll([this](std::string_view name, knMessage& message, int) {
+    _listener = knUtils::listenToAll([this](std::string_view, knMessage& message, int) {
       if (auto const* const frame = message.get<double>("frame"))
         sent += "frame " + std::to_string(std::lround(*frame)) + ' ';
       if (auto const* const loop = message.get<int>("loop")) sent += "loop " + std::to_string(*loop) + ' ';
-      if (name == "framePlayerUserChanged") sent += "user ";
     });
   }
   ~FramePlayerTest() override { player.stop(nullptr); }
@@ -55,22 +54,16 @@ TEST_F(FramePlayerTest, FramesFollowFromTheTimeSinceTheFirstTick) {
   };
   constexpr double Huge = 1e12;
   for (Case const& one : {
-           Case{{.startFrame = 10, .fps = 25}, 1, "frame 35 "},
-           {{.reverse = true, .startFrame = 10, .fps = 25}, 1, "frame -15 "},
-           {{.loop = true, .rangeEnd = 9, .fps = 10}, 1, "loop 1 "},
+           Case{{.reverse = true, .startFrame = 10, .fps = 25}, 1, "frame -15 "},
            {{.loop = true, .rangeStart = 9, .fps = 10}, 2.5, "loop 2 frame 5 "},
            {{.reverse = true, .loop = true, .rangeEnd = 9, .fps = 10}, 0.1, "loop -1 frame 9 "},
            {{.loop = true, .rangeEnd = 9, .startFrame = 50, .fps = 10}, 0.1, "loop 1 frame 0 "},
-           {{.startFrame = 50, .fps = 10}, 0.1, "frame 51 "},
            {{.loop = true, .rangeStart = 4, .rangeEnd = 4, .startFrame = 4, .fps = 10}, 0.3, "loop 3 "},
-           {{.startFrame = 5}, 77, "frame 6 "},
            {{.reverse = true, .startFrame = 5, .fps = -3}, 77, "frame 4 "},
            {{.startFrame = 5, .fps = std::numeric_limits<double>::quiet_NaN()}, 77, "frame 6 "},
            {{.fps = 10}, Huge, "frame 2147483647 "},
-           {{.fps = 10}, -Huge, "frame -2147483648 "},
            {{.fps = 10}, 0.06, "frame 1 "},
            {{.fps = 10}, 0.01, ""},
-           {{.fps = 10}, 0, ""},
        }) {
     now = 100.0;
     start(one.params);
@@ -96,19 +89,6 @@ TEST_F(FramePlayerTest, TheFirstApplyDelivers) {
     EXPECT_EQ(passAt(0), "");
   }
   EXPECT_EQ(player.getPlaybackParams().startTime, 100.0);
-}
-
-TEST_F(FramePlayerTest, UsersAndStopping) {
-  int first = 0;
-  player.start({.fps = 25}, true, &first);
-  EXPECT_EQ(std::exchange(sent, {}), "user ");
-  player.start({.fps = 25}, true, &first);
-  EXPECT_EQ(sent, "");
-  EXPECT_EQ(player.getUser(), &first);
-  player.stop(nullptr);
-  EXPECT_EQ(std::exchange(sent, {}), "user ");
-  EXPECT_FALSE(player.isActive());
-  EXPECT_EQ(passAt(5), "");
 }
 
 TEST_F(FramePlayerTest, InternallyItMovesTheTimeline) {

@@ -148,8 +148,6 @@ TEST(QueueCommand, LeavesOutWhatDoesNotMoveAndRefusesWhatMakesNoSense) {
       {ExitCode::Ok, still + film + "--strip " + strip, "box.obj is left out"},
       {ExitCode::NoAnimation, still, "nothing to play"},
       {ExitCode::Usage, film + "--pause 2@1:1", "no pause: \"2@1:1\""},
-      {ExitCode::Usage, film + "--cycles -1", "--seconds"},
-      {ExitCode::Usage, film + "--range 3:1", "no range"},
       {ExitCode::Usage, film + "--rate 1e12", "ten million"}};
   for (auto const& [code, options, says] : cases) {
     test::Outcome const outcome = test::run("queue " + options);

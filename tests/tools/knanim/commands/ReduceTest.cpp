@@ -4,7 +4,6 @@
 #include "tools/knanim/TestFiles.h"
 
 #include <cmath>
-#include <sstream>
 
 namespace knanim {
 namespace {
@@ -12,19 +11,6 @@ namespace {
 using Words = std::vector<std::string>;
 
 std::string walk() { return test::modelPath("BVH/01_01.bvh"); }
-
-std::string run(Words words, ExitCode expected = ExitCode::Ok) {
-  words.insert(words.begin(), {"knanim", "reduce"});
-  std::vector<char const*> pointers;
-  for (std::string const& word : words) pointers.push_back(word.c_str());
-  std::FILE* const file = std::tmpfile();
-  EXPECT_EQ(runCommandLine(static_cast<int>(pointers.size()), pointers.data(), {file, file}), expected);
-  std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
-  std::rewind(file);
-  EXPECT_EQ(std::fread(text.data(), 1, text.size(), file), text.size());
-  std::fclose(file);
-  return text;
-}
 
 TEST(Reduce, ACaptureStaysWithinItsTolerances) {
   auto const loaded = LoadedScene::load({walk(), ""}, {});
@@ -61,23 +47,13 @@ TEST(Reduce, ACaptureStaysWithinItsTolerances) {
 TEST(Reduce, PrintsAndDrawsWhatIsLeft) {
   test::TemporaryFolder const folder;
   std::string const picture = folder.file("p.svg");
-  std::string const text = run({walk(), "--plot", picture, "--channel", "Hips.translation.Y"});
-  for (char const* part : {"01_01.bvh\n", "rotation", " degrees, found ", "\n  channel ", "and "})
-    EXPECT_NE(text.find(part), std::string::npos) << part << " in " << text;
+  auto const run = [](std::string const& options) { return test::run("reduce " + walk() + options); };
+  test::expectParts(run(" --channel Hips.translation.Y --plot " + picture).output,
+                    {"01_01.bvh\n", " degrees, found ", "\n  channel "});
   EXPECT_EQ(test::readFile(picture).rfind("<?xml", 0), 0U);
-  EXPECT_NE(run({walk(), "--points"}).find("points by distance"), std::string::npos);
-  std::vector<Words> const wrong = {{"--tolerance", "x"},
-                                    {"--tolerance", "rotation=-1"},
-                                    {"--tolerance", "nobody=1"},
-                                    {"--tolerance", "rotation=1%"},
-                                    {"--tolerance", "nan"},
-                                    {"--plot", folder.file("p.jpg")},
-                                    {"--plot", picture, "--channel", "nobody"}};
-  for (Words words : wrong) {
-    words.insert(words.begin(), walk());
-    run(words, ExitCode::Usage);
-  }
-  run({test::modelPath("BLEND/BlenderDefault_269.blend")}, ExitCode::NoAnimation);
+  test::expectParts(run(" --points").output, {"points by distance"});
+  for (char const* const wrong : {"x", "rotation=-1", "nobody=1", "rotation=1%", "nan"})
+    EXPECT_EQ(run(std::string(" --tolerance ") + wrong).code, ExitCode::Usage) << wrong;
 }
 
 }  // namespace

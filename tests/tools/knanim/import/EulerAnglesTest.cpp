@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 #include <numbers>
 #include <random>
 
@@ -71,18 +70,6 @@ TEST(EulerAngles, PathsRunOnWithoutJumps) {
       ASSERT_NEAR(angles.z, exact.z, 1e-5) << i;
     }
   }
-}
-
-TEST(EulerAngles, NormalizingRefusesWhatIsNoRotation) {
-  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  for (Rotation rotation : {Rotation{0, 0, 0, 0}, Rotation{kNan, 0, 0, 1}, Rotation{1, 0, kInfinity, 0}}) {
-    EXPECT_FALSE(normalize(rotation));
-  }
-  Rotation large{0, 3e30, 0, 4e30};
-  ASSERT_TRUE(normalize(large));
-  EXPECT_DOUBLE_EQ(large.x, 0.6);
-  EXPECT_DOUBLE_EQ(large.z, 0.8);
 }
 
 }  // namespace

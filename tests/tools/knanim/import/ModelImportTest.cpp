@@ -79,21 +79,5 @@ TEST(ModelImport, AFileCannotAskForAllTheMemory) {
   EXPECT_NO_THROW(std::vector<char>().reserve(std::size_t{3} << 30U)) << "the limit is still there";
 }
 
-TEST(ModelImport, AnAnimationIsFoundByNumberOrName) {
-  ModelFile const file = openModel("X/Testwuson.X");
-  auto const find = [&](char const* choice) {
-    auto const found = file.findAnimation(choice);
-    return std::holds_alternative<std::size_t>(found) ? static_cast<int>(std::get<std::size_t>(found)) : -1;
-  };
-  EXPECT_EQ(find(""), 0);
-  EXPECT_EQ(find("3"), 2);
-  EXPECT_EQ(find("Wuson_Walk"), 1);
-  for (char const* const wrong : {"0", "4", "2x", "wuson_walk", "99999999999999999999999"})
-    EXPECT_EQ(find(wrong), -1) << wrong;
-  auto const failure = std::get<Failure>(file.findAnimation("Dance"));
-  EXPECT_EQ(failure.code, ExitCode::Usage);
-  EXPECT_NE(failure.message.find("2 \"Wuson_Walk\""), std::string::npos) << failure.message;
-}
-
 }  // namespace
 }  // namespace knanim

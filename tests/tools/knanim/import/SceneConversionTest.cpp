@@ -96,24 +96,6 @@ TEST_F(SceneConversionTest, NodesKeepTheirOrderAndGetNamesOfTheirOwn) {
   EXPECT_EQ(model.nodes[5].parent, 0U);
 }
 
-TEST_F(SceneConversionTest, KeysBecomeSecondsAndCurvesComeInOrder) {
-  addChild(scene.mRootNode, "a");
-  addChild(scene.mRootNode, "b");
-  animate({{"b", {at(0, 1), at(5, 2)}, {}, {at(0, 1)}}, {"a", {at(20, 7)}, {{0, aiQuaternion()}}}});
-  ImportedModel const model = convert();
-  std::vector<std::string> names;
-  for (ImportedCurve const& curve : model.curves) names.push_back(model.curveName(curve));
-  EXPECT_EQ(names,
-            (std::vector<std::string>{"a.translation.X", "a.translation.Y", "a.translation.Z", "a.rotation.X",
-                                      "a.rotation.Y", "a.rotation.Z", "b.translation.X", "b.translation.Y",
-                                      "b.translation.Z", "b.scale.X", "b.scale.Y", "b.scale.Z"}));
-  EXPECT_EQ(times(model.curves[8]), (Numbers{0, 0.5}));
-  EXPECT_EQ(values(model.curves[8]), (Numbers{3, 6}));
-  EXPECT_TRUE(model.warnings.empty());
-  EXPECT_EQ(model.keyCount(), 3U + 3U + 6U + 3U);
-  EXPECT_DOUBLE_EQ(timeSpan(model)->end, 5);
-}
-
 TEST_F(SceneConversionTest, BadKeysAreDroppedWithOneWarningForEachChannel) {
   aiVectorKey const badValue{20, {1, kNanF, 1}};
   animate(

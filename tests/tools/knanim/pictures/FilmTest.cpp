@@ -8,66 +8,9 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <set>
 
 namespace knanim {
 namespace {
-
-/// The pixels of a part of the picture that are dark or of a strong colour, as limbs are.
-std::set<std::size_t> strongPixels(test::Pixels const& pixels, std::size_t left, std::size_t right) {
-  std::set<std::size_t> places;
-  // Title above and caption below are left out.
-  for (std::size_t y = 140; y + 120 < pixels.height; ++y) {
-    for (std::size_t x = left; x < right; ++x) {
-      std::uint32_t const value = pixels.at(x, y);
-      if (std::min({value >> 16U & 0xFFU, value >> 8U & 0xFFU, value & 0xFFU}) < 0x60)
-        places.insert(y * pixels.width + x - left);
-    }
-  }
-  return places;
-}
-
-TEST(Film, AStripShowsTheFigureInEveryFrameAndInDifferentPoses) {
-  test::TemporaryFolder const folder;
-  std::string const strip = folder.file("strip.png");
-  ASSERT_EQ(
-      test::run("play " + test::modelPath("BVH/Boxing_Toes.bvh") + " --strip " + strip + " --strip-frames 4")
-          .code,
-      ExitCode::Ok);
-  test::Pixels const pixels = test::decode(test::readFile(strip));
-  EXPECT_EQ(pixels.width, 2080U);
-  std::vector<std::set<std::size_t>> figures;
-  for (std::size_t i = 0; i < 4; ++i) {
-    figures.push_back(strongPixels(pixels, 40 + i * 500, 40 + (i + 1) * 500));
-    EXPECT_GT(figures.back().size(), 3000U) << i;
-    EXPECT_LT(figures.back().size(), 60'000U) << i;
-  }
-  for (std::size_t i = 1; i < 4; ++i) {
-    std::vector<std::size_t> common;
-    std::set_intersection(figures[0].begin(), figures[0].end(), figures[i].begin(), figures[i].end(),
-                          std::back_inserter(common));
-    EXPECT_LT(common.size(), figures[0].size() / 2) << "frame " << i << " looks like the first";
-  }
-}
-
-TEST(Film, AnImageIsDrawnOfMeshesToo) {
-  test::TemporaryFolder const folder;
-  std::string const model = test::modelPath("X/Testwuson.X");
-  for (std::string const frame : {"0", "20"})
-    ASSERT_EQ(
-        test::run("play " + model + " --image " + folder.file(frame + ".png") + " --frame " + frame).code,
-        ExitCode::Ok);
-  test::Pixels const first = test::decode(test::readFile(folder.file("0.png")));
-  test::Pixels const second = test::decode(test::readFile(folder.file("20.png")));
-  EXPECT_GT(strongPixels(first, 0, first.width).size(), first.values.size() / 20);
-  EXPECT_NE(first.values, second.values);
-  ASSERT_EQ(test::run("play " + model + " --image " + folder.file("a.svg") + " --clips-plot " +
-                      folder.file("b.svg"))
-                .code,
-            ExitCode::Ok);
-  EXPECT_NE(test::readFile(folder.file("a.svg")).find("</svg>"), std::string::npos);
-  EXPECT_NE(test::readFile(folder.file("b.svg")).find("</svg>"), std::string::npos);
-}
 
 TEST(Film, ASmallFigureFarAwayIsDrawn) {
   ImportedModel model;

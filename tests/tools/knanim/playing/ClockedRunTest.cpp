@@ -15,17 +15,6 @@ namespace {
 
 using Steps = std::map<long long, std::uint64_t>;
 
-TEST(CadenceRecord, TellsRepeatsFromStepsAndSumsUpWhatWasSkipped) {
-  CadenceRecord whole;
-  whole.addFirst();
-  for (double const step : {1.0, 0.0, 1.0, 4.0, 0.0, 2.0, 0.0}) whole.addStep(step);
-  EXPECT_EQ(whole.steps(), (Steps{{0, 3}, {1, 2}, {2, 1}, {4, 1}}));
-  EXPECT_EQ(whole.dropped(), 4);
-  CadenceRecord tenths(0.1);
-  for (double const step : {0.41, 0.38, 0.002, 0.0}) tenths.addStep(step);
-  EXPECT_EQ(tenths.steps(), (Steps{{0, 1}, {1, 1}, {4, 2}})) << "the smallest step is no repeat";
-}
-
 /// A node whose x is the number of the frame, at 25 frames per second; passes that show a frame can take time.
 class ClockedRunTest : public ::testing::Test {
  protected:

@@ -1,7 +1,5 @@
 #include "knanim/scene/AnimatedScene.h"
 
-#include "model/fields/FieldContainerFactory.h"
-
 #include <gtest/gtest.h>
 
 namespace knanim {
@@ -51,23 +49,6 @@ TEST(AnimatedScene, LinesBetweenKeysAndBehaviourOutside) {
   reader.evaluate(1003.5);
   reader.evaluate(1.5);
   EXPECT_FLOAT_EQ(reader.value(0), 5);
-}
-
-TEST(AnimatedScene, CurvesStandUnderTheirNodesAndGoWithTheScene) {
-  auto const alive = [] {
-    std::size_t count = 0;
-    for (auto const& container : *osg::FieldContainerFactory::the().getFieldContainerStore()) {
-      count += container.isAlive() ? 1U : 0U;
-    }
-    return count;
-  };
-  { AnimatedScene const first(makeModel({{0, 1}})); }  // the library makes what it keeps
-  std::size_t const before = alive();
-  {
-    AnimatedScene const scene(makeModel({{0, 1}, {1, 2}}));
-    EXPECT_GT(alive(), before);
-  }
-  EXPECT_EQ(alive(), before);
 }
 
 }  // namespace

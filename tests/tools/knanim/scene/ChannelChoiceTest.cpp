@@ -75,17 +75,11 @@ TEST(ChannelChoice, WhatMovesMostIsTaken) {
   auto const move = [&](std::size_t node, ChannelKind kind, std::size_t component, double by) {
     model.curves[node * 9 + static_cast<std::size_t>(kind) * 3 + component].keys[1].value = by;
   };
-  EXPECT_EQ(names(model, mostMovingChannels(model)),
-            (Names{"a.translation.X", "a.translation.Y", "a.translation.Z"}));
-  move(6, ChannelKind::Scale, 2, 0.5);
-  EXPECT_EQ(names(model, mostMovingChannels(model)), (Names{"g.scale.Z"}));
-
   for (std::size_t node = 0; node < 7; ++node) {
     move(node, ChannelKind::Rotation, 0, 5);
     move(node, ChannelKind::Rotation, node % 3, -20.0 - static_cast<double>(node));
   }
   move(3, ChannelKind::Translation, 0, 100);
-  move(3, ChannelKind::Translation, 1, 1);
   move(3, ChannelKind::Translation, 2, -30);
   move(4, ChannelKind::Translation, 2, 99);
   EXPECT_EQ(names(model, mostMovingChannels(model)),
