@@ -6,7 +6,6 @@
 #include "support/TestContainers.h"
 
 #include <algorithm>
-#include <ctime>
 #include <functional>
 #include <random>
 
@@ -302,71 +301,6 @@ TEST_F(NodeTest, RandomEditsKeepAllLinksAndCounts) {
     SCOPED_TRACE(i);
     forest.step();
     forest.check();
-  }
-}
-
-/// The processor time of the work at a size, the least of several runs.
-template <class Prepare>
-double costOf(std::size_t size, Prepare prepare) {
-  double least = 1e9;
-  for (int run = 0; run < 5; ++run) {
-    auto const work = prepare(size);
-    std::clock_t const begin = std::clock();
-    work();
-    least = std::min(least, static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC);
-  }
-  return least;
-}
-
-TEST_F(NodeTest, WhatIsDoneToManyCostsNoSquare) {
-  using Work = std::function<void()>;
-  auto const family = [](std::size_t size) {
-    NodePtr const parent = Node::create();
-    parent->addChildren(newNodes(size));
-    return parent;
-  };
-  std::pair<char const*, std::function<Work(std::size_t)>> const cases[] = {
-      {"give up every other child",
-       [&](std::size_t size) -> Work {
-         NodePtr const parent = family(size);
-         Nodes every;
-         for (UInt32 i = 0; i < size; i += 2) every.push_back(parent->getChild(i));
-         return [parent, every] {
-           parent->subChildren(every);
-           parent.subRef();
-         };
-       }},
-      {"move all",
-       [&](std::size_t size) -> Work {
-         NodePtr const from = family(size), to = family(size);
-         return [from, to] {
-           to->addChildren(from->getChildren().getValues());
-           from.subRef();
-           to.subRef();
-         };
-       }},
-      {"one attachment on many that die",
-       [](std::size_t size) -> Work {
-         Nodes const nodes = newNodes(size);
-         Mark::Ptr const mark = Mark::create();
-         for (NodePtr const& node : nodes) node->addAttachment(mark);
-         return [nodes] {
-           for (NodePtr const& node : nodes) node.subRef();
-         };
-       }},
-      {"a chain of short pieces",
-       [](std::size_t size) -> Work {
-         Nodes const nodes = newNodes(size);
-         for (std::size_t i = 0; i + 1 < size; i += 2) nodes[i]->addChild(nodes[i + 1]);
-         return [nodes] {
-           for (std::size_t i = 2; i < nodes.size(); i += 2) nodes[i - 1]->addChild(nodes[i]);
-           nodes[0].subRef();
-         };
-       }},
-  };
-  for (auto const& [name, prepare] : cases) {
-    // A square would be 100 times as much; that what is larger leaves the caches makes it more than 10.
-    EXPECT_LT(costOf(40000, prepare), 40 * std::max(costOf(4000, prepare), 1e-4)) << name;
   }
 }
 
