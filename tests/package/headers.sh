@@ -1,16 +1,27 @@
 #!/bin/sh
 # Compiles every installed header alone. Then it puts all into one program that uses what they define inline, with a
 # class derived from each container class: its link fails when the libraries hide a symbol that a header needs.
+# What passed is not compiled again until the headers, the libraries' symbols, the compiler or this script change.
 # usage: headers.sh COMPILER PREFIX LIBDIR INCLUDEDIR WORK_DIR
 set -eu
 
-compiler=$1 libdir=$2/$3 root=$2/$4/knOpenSGAnim work=$5
+compiler=$1 libdir=$2/$3 root=$2/$4/knOpenSGAnim work=$5 script=$(realpath "$0")
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
 mkdir -p "$work"
 eval "set -- $(pkg-config --cflags knOpenSGAnim)"
 
 cd "$root"
 find . -name '*.h' | sed 's,^\./,,' | sort > "$work/all"
+state=$({
+  "$compiler" --version
+  echo "$@"
+  nm -D --defined-only "$libdir"/lib*.so | cut -d' ' -f2-
+  cat "$work/all" $(cat "$work/all") "$script"
+} | sha256sum)
+if [ "$(cat "$work/passed" 2> /dev/null)" = "$state" ]; then
+  echo "$(wc -l < "$work/all") headers, not changed since they passed"
+  exit 0
+fi
 # A header that another one includes before anything else is compiled alone with that one.
 for header in $(cat "$work/all"); do
   sed -n '/^#pragma once/d; /^#include "/{s/^#include "\(.*\)"/\1/p;q}; /^#/q' "$header"
@@ -64,3 +75,4 @@ LD_LIBRARY_PATH="$libdir" "$work/all_headers"
 classes=$(grep -c KN_CONTAINER_TYPE_IMPL "$work/all.cpp")
 [ "$classes" -gt 30 ]
 echo "$(wc -l < "$work/all") headers, $(wc -l < "$work/alone") compiled alone; classes derived from $classes"
+echo "$state" > "$work/passed"
