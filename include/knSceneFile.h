@@ -1,0 +1,40 @@
+#pragma once
+
+#include "knAnimExport.h"
+
+#include <string>
+
+/// The current scene as a file: all of it, saved and loaded by one call each. Main thread.
+///
+/// A file of this kind holds
+/// - the two roots of the scene's record with all below them: nodes, cores, geometries, attachments and animations;
+///   with the material-side root come the material pool, the cameras and the sceneplates;
+/// - the scene structure and the clip structure of the manager;
+/// - the timeline: the frame rate, the current time, the playback rate, both ranges, and how frames are played
+///   (`loopTimeline`, `evaluateSubframes`, `keepKeysAtFrame`, `playbackRangeHint`).
+///
+/// What belongs to the host or to a running program is not part of it: callbacks, the playing queue, what was copied, the
+/// choice of what to evaluate (`playbackContextHint`) and of what to check (`verifyClipStructure`).
+///
+/// It is a scene file like any other, in the form that docs/file-format.md describes.
+class KNANIM_API knSceneFile {
+ public:
+  knSceneFile() = delete;
+
+  /// Saves the current scene. The file is either complete and new, or what it was before. Nothing in the scene changes.
+  ///
+  /// False, with one error line in knLog that says why, when there is no scene and when the file can't be written. Costs
+  /// about three times the size of the file in memory while it runs.
+  static bool save(std::string const& fileName, bool compress = true);
+
+  /// Drops the current scene with its structures and timeline and puts that of a file in its place. Callbacks that are
+  /// empty are filled in as when a scene begins.
+  ///
+  /// "changedFPS" and "currentAnimTimeChanged" are sent when the scene is in its place, each if the value is another one.
+  /// Nothing is evaluated. Trees that were playing when they were saved stand still; what plays of the former scene
+  /// leaves the playing queue when it dies with that scene.
+  ///
+  /// False, with one error line in knLog that says why, and the present scene untouched, when the file can't be read or
+  /// holds something else than a whole scene.
+  static bool load(std::string const& fileName);
+};
