@@ -37,9 +37,10 @@ class KNANIM_API knFramePlayer {
   /// Computes the frame of this moment; nothing while not playing.
   void tick();
   /// Hands on the frame of the last tick if it is another one than that of the tick before: to
-  /// `knAnimManager::setCurrentFrame`, or, in external mode, as "framePlayerFrameChanged" with "frame", a double; there a
-  /// "framePlayerLoopChanged" with "loop", an int, goes first when the number of passed ranges has changed. Nothing
-  /// while not playing. Calling it again without a tick delivers again.
+  /// `knAnimManager::setCurrentFrame`, after which cameras are turned to their aims, or, in external mode, as
+  /// "framePlayerFrameChanged" with "frame", a double; there a "framePlayerLoopChanged" with "loop", an int, goes first
+  /// when the number of passed ranges has changed. Nothing while not playing. Calling it again without a tick delivers
+  /// again.
   void apply();
 
   bool isActive() const { return _active; }

@@ -1,6 +1,7 @@
 #include "knFramePlayer.h"
 
 #include "knAnimManager.h"
+#include "model/constraint/knConstraintManager.h"
 #include "model/utils/Broadcast.h"
 
 #include <algorithm>
@@ -120,5 +121,7 @@ void knFramePlayer::applyExternal() const {
 }
 
 void knFramePlayer::applyInternal() const {
-  if (_previousFrame != _frame) knAnimManager::the()->setCurrentFrame(_frame, false, true);
+  if (_previousFrame == _frame) return;
+  knAnimManager::the()->setCurrentFrame(_frame, false, true);
+  knConstraintManager::evaluateConstraints();
 }

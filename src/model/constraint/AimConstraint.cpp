@@ -23,9 +23,10 @@ Real32 sizeOf(Pnt3f const& point) {
 
 bool areApart(Pnt3f const& a, Pnt3f const& b, Real32 size) { return length(b - a) > Tolerance * size; }
 
-bool isAtOrBelow(NodePtr node, NodePtr const& ancestor) {
+/// Whether a node moves when the camera does: it is one of the camera's nodes, or stands below one.
+bool isMovedBy(UberCameraPtr const& camera, NodePtr node) {
   for (; node.isAlive(); node = node->getParent()) {
-    if (node == ancestor) return true;
+    if (node->getCore() == camera) return true;
   }
   return false;
 }
@@ -50,7 +51,7 @@ Pnt3f AimConstraint::getAimPos(NodePtr const& node) {
 
 void AimConstraint::evaluate() const {
   NodePtr const aimNode = getAimNode();
-  if (!aimNode.isAlive() || isAtOrBelow(aimNode, _camera->getCameraNode())) return;
+  if (!aimNode.isAlive() || isMovedBy(_camera, aimNode)) return;
   Pnt3f from;
   Pnt3f formerAt;
   Vec3f up;
@@ -64,7 +65,7 @@ void AimConstraint::evaluate() const {
   if (!areApart(from, at, size)) return;
   Vec3f const formerUp = up;
   NodePtr const upNode = getUpVectorNode();
-  if (upNode.isAlive() && !isAtOrBelow(upNode, _camera->getCameraNode())) {
+  if (upNode.isAlive() && !isMovedBy(_camera, upNode)) {
     Vec3f const wanted = getAimPos(upNode) - from;
     Vec3f const sight = at - from;
     Real32 const distance = length(wanted);

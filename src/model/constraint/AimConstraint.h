@@ -27,8 +27,8 @@ class KNSCENE_API AimConstraint {
 
   /// Turns the camera where it stands: it looks at the aim node, with its up vector toward the up vector node, or as
   /// it was when there is none. Announces what changed, and nothing when nothing did. Nothing happens when the aim
-  /// stands where the camera does, when a place is not finite, and when the aim node is the camera's own node or stands
-  /// below it, as it would run away from the camera for ever. An up target in line with the aim keeps the former up
+  /// stands where the camera does, when a place is not finite, and when the aim node is a node of the camera's or stands
+  /// below one, as it would run away from the camera for ever. An up target in line with the aim keeps the former up
   /// vector.
   void evaluate() const;
 

@@ -1,4 +1,5 @@
 #include "camera/CameraStage.h"
+#include "knFramePlayer.h"
 #include "model/constraint/knConstraintManager.h"
 #include "model/math/MatrixTools.h"
 
@@ -64,7 +65,11 @@ TEST_F(AimConstraintTest, WhatCannotBeAimedAtLeavesTheCamera) {
   coreOf<Transform3D>(below)->setTranslation({3, 4, 5});
   camera->setAimNode(below);
   stays();
-  cameraNode->subChild(below);
+  // Below another node of the same camera, which turns with it as well.
+  NodePtr const twin = addNode(camera);
+  twin->addChild(below);
+  stays();
+  twin->subChild(below);
   stays();
   EXPECT_TRUE(UberCamera::getAimedCameras().empty());
   // A parent without extent.
@@ -80,6 +85,18 @@ TEST_F(AimConstraintTest, WhatCannotBeAimedAtLeavesTheCamera) {
   camera->setUpVectorNode(aim);
   knConstraintManager::evaluateConstraints();
   EXPECT_LT(length(sight() - normalized(Pnt3f(50, 0, 0) - from)), 1e-4F);
+}
+
+TEST_F(AimConstraintTest, ThePlayerTurnsCamerasAfterItHasMovedTheirAims) {
+  NodePtr const aim = addNode(Transform3D::create());
+  animate(aim, newCurveNode("translation", 0, {{0, 0}, {1, 40}}));
+  camera->setAimNode(aim);
+  knFramePlayer& player = knFramePlayer::the();
+  player.start({.startFrame = manager.fps()}, false, nullptr);
+  player.tick();
+  player.apply();
+  player.stop(nullptr);
+  EXPECT_LT(length(sight() - normalized(Pnt3f(40, 0, 0) - camera->getFrom(Camera::WorldSpace))), 1e-4F);
 }
 
 TEST(MatrixToolsTest, MatricesAreTheirPartsTogether) {

@@ -4,6 +4,7 @@
 #include "knFramePlayer.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
+#include "model/constraint/knConstraintManager.h"
 
 #include <algorithm>
 #include <charconv>
@@ -143,8 +144,10 @@ bool ClockedRun::pass() {
 
 /// The player runs on past the end, or has begun another round: the host puts the timeline on the last frame.
 bool ClockedRun::showEnd() {
-  Evaluation const evaluation =
-      _playback.measure([this] { knAnimManager::the()->setCurrentFrame(_plan.endFrame(), false, true); });
+  Evaluation const evaluation = _playback.measure([this] {
+    knAnimManager::the()->setCurrentFrame(_plan.endFrame(), false, true);
+    knConstraintManager::evaluateConstraints();
+  });
   double const rest = _plan.length() - 1 - _distance;
   if (rest <= 0) return false;
   _record.cadence.addStep(rest);

@@ -1,6 +1,7 @@
 #include "knanim/playing/Playback.h"
 
 #include "knAnimManager.h"
+#include "model/constraint/knConstraintManager.h"
 #include "model/fields/ChangeList.h"
 
 #include <algorithm>
@@ -39,6 +40,7 @@ void Playback::show(double frame) {
   osg::ChangeList* const changes = osg::WinThreadBase::getCurrentChangeList();
   if (changes != nullptr) changes->clear();
   knAnimManager::the()->setCurrentFrame(frame, true, false);
+  knConstraintManager::evaluateConstraints();
 }
 
 void Playback::play(long long frame) {

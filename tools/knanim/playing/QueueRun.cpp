@@ -5,6 +5,7 @@
 #include "knanim/scene/AnimationTrees.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
+#include "model/constraint/knConstraintManager.h"
 #include "model/fields/ChangeList.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimClip.h"
@@ -207,6 +208,7 @@ void QueueRun::pass() {
   using Clock = std::chrono::steady_clock;
   auto const begin = Clock::now();
   knAnimEvaluator::the()->loop();
+  knConstraintManager::evaluateConstraints();
   double const taken = std::chrono::duration<double>(Clock::now() - begin).count();
   ++_record.passes;
   _record.end = _now;

@@ -3,6 +3,7 @@
 #include "knAnimManager.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/Text.h"
+#include "model/constraint/knConstraintManager.h"
 
 #include <cmath>
 #include <filesystem>
@@ -70,6 +71,7 @@ void LoadedScene::evaluate(SceneOptions const& options) {
   } else {
     return;
   }
+  knConstraintManager::evaluateConstraints();
   _time = manager.currentTime();
 }
 
