@@ -208,6 +208,80 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
       ->group("Pictures");
 }
 
+void defineSource(CLI::App& command, PasteOptions& options) {
+  char const* const group = "Pasting";
+  command
+      .add_option("--source-animation", options.animation,
+                  "Number (from 1) or name of the animation that is pasted [the first]")
+      ->group(group);
+  command
+      .add_option("--map", options.map,
+                  "A file of \"source = target\" lines for nodes of other names; a * stands for the same "
+                  "characters on both sides")
+      ->group(group);
+  command
+      .add_option("--only", options.only,
+                  "Paste the nodes of the source whose name fits; may be given again [all]")
+      ->allow_extra_args(false)
+      ->group(group);
+  command
+      .add_flag(
+          "--retarget", options.retarget,
+          "Fit the animation to where the nodes of the target stand, how long its bones are and how it rests")
+      ->group(group);
+  command
+      .add_flag("--replace", options.replace,
+                "Remove the animations that the nodes had, which otherwise stay, switched off")
+      ->group(group);
+}
+
+/// An option that adds a step, in the order of the command line.
+void addStep(CLI::App& command, EditOptions& options, std::string const& name, EditVerb verb,
+             std::string const& help) {
+  auto const add = [&options, verb](std::string const& text) {
+    options.steps.push_back({verb, text});
+    if (verb == EditVerb::Paste) options.paste.source = text;
+  };
+  command.add_option_function<std::string>(name, add, help)
+      ->trigger_on_parse()
+      ->group("Steps (carried out in the order of the command line, each as often as it is given)");
+}
+
+void defineEdit(CLI::App& command, EditOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation [the first]");
+  command.add_flag("--all", options.all, "Tell all that there is to say of a step");
+  command.add_option("--fps", options.framesPerSecond, "Frames per second of the strip")
+      ->capture_default_str();
+  defineSource(command, options.paste);
+  CLI::Option* const strip = addOutput(command, "--strip", options.strip,
+                                       "Draw frames of before and after into a .png or .svg file");
+  strip->group("Pictures");
+  command.add_option("--strip-frames", options.stripFrames, "Number of frames of each")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 32))
+      ->needs(strip)
+      ->group("Pictures");
+  addStep(command, options, "--paste", EditVerb::Paste,
+          "Copy the animation of another model, this option's text, onto the nodes of the same names");
+  addStep(command, options, "--copy", EditVerb::Copy,
+          "FROM=TO: copy the animations of a node to another one");
+  addStep(command, options, "--share", EditVerb::Share,
+          "FROM=TO: the same with curves that both nodes have: an edit of one shows in the other");
+  addStep(command, options, "--cut", EditVerb::Cut, "Remove the animations of the nodes whose name fits");
+  addStep(command, options, "--unshare", EditVerb::Unshare,
+          "Give the nodes whose name fits curves of their own");
+  addStep(
+      command, options, "--rename", EditVerb::Rename,
+      "Rename curves by a file of lines like \"color = ambienceColor\" or \"rotationX = eulerRotation.X\"");
+  addStep(command, options, "--scale", EditVerb::Scale,
+          "PATTERN=FACTOR, or FACTOR for all curves: values grow, and tangents with them");
+  addStep(command, options, "--offset", EditVerb::Offset, "PATTERN=VALUE, or VALUE: add to the values");
+  addStep(command, options, "--shift", EditVerb::Shift,
+          "SECONDS: move all animations in time; PATTERN=SECONDS: the curves that fit");
+}
+
 /// Standard output is an output like any other: what got lost on the way must not pass for success.
 ExitCode checkOutput(ExitCode code, Terminal terminal) {
   errno = 0;
@@ -231,6 +305,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   GetOptions getOptions;
   SetOptions setOptions;
   ReduceOptions reduceOptions;
+  EditOptions editOptions;
   CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
   CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
   CLI::App& queueCommand = *app.add_subcommand("queue", "Play several models at once, each on its own clock");
@@ -240,6 +315,8 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
       "set", "Write a value to one channel in memory, and tell what that does; the file stays as it is");
   CLI::App& reduceCommand =
       *app.add_subcommand("reduce", "Find few keys that give the same curves within a tolerance");
+  CLI::App& editCommand = *app.add_subcommand(
+      "edit", "Copy, paste, share, remove, rename, scale and move animations, and show what became of it");
   definePlay(playCommand, playOptions);
   defineInfo(infoCommand, infoOptions);
   defineQueue(queueCommand, queueOptions);
@@ -247,6 +324,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   defineGet(getCommand, getOptions);
   defineSet(setCommand, setOptions);
   defineReduce(reduceCommand, reduceOptions);
+  defineEdit(editCommand, editOptions);
   try {
     app.parse(count, arguments);
   } catch (CLI::Success const& request) {
@@ -266,6 +344,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
                         : getCommand.parsed()      ? get(getOptions, terminal)
                         : setCommand.parsed()      ? set(setOptions, terminal)
                         : reduceCommand.parsed()   ? reduce(reduceOptions, terminal)
+                        : editCommand.parsed()     ? edit(editOptions, terminal)
                                                    : info(infoOptions, terminal);
   return checkOutput(code, terminal);
 }

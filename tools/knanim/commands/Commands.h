@@ -29,6 +29,9 @@ ExitCode set(SetOptions const& options, Terminal terminal);
 /// Reduces the keys of an animation in memory, and prints how many are left and how far the curves moved.
 ExitCode reduce(ReduceOptions const& options, Terminal terminal);
 
+/// Copies, shares, removes, renames, scales and moves animations of a model's scene, and prints what became of it.
+ExitCode edit(EditOptions const& options, Terminal terminal);
+
 /// Carries out a command line as the program's main function gets it.
 ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal);
 

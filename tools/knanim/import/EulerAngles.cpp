@@ -67,6 +67,26 @@ Matrix3 toMatrix(EulerDegrees const& angles) {
            {-sy, sx * cy, cx * cy}}};
 }
 
+Rotation toRotation(EulerDegrees const& angles) {
+  auto const half = [](double degrees) { return degrees / kDegrees / 2; };
+  Rotation const x{std::cos(half(angles.x)), std::sin(half(angles.x)), 0, 0};
+  Rotation const y{std::cos(half(angles.y)), 0, std::sin(half(angles.y)), 0};
+  Rotation const z{std::cos(half(angles.z)), 0, 0, std::sin(half(angles.z))};
+  return z * y * x;
+}
+
+Rotation operator*(Rotation const& a, Rotation const& b) {
+  return {a.w * b.w - a.x * b.x - a.y * b.y - a.z * b.z, a.w * b.x + a.x * b.w + a.y * b.z - a.z * b.y,
+          a.w * b.y - a.x * b.z + a.y * b.w + a.z * b.x, a.w * b.z + a.x * b.y - a.y * b.x + a.z * b.w};
+}
+
+Rotation inverse(Rotation const& rotation) { return {rotation.w, -rotation.x, -rotation.y, -rotation.z}; }
+
+double angleBetween(Rotation const& a, Rotation const& b) {
+  Rotation const turn = a * inverse(b);
+  return 2 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * kDegrees;
+}
+
 EulerDegrees toEuler(Rotation const& rotation) {
   Matrix3 const m = toMatrix(rotation);
   if (cosineOfY(m) < kLockedCosine) return {lockedX(m, 0), angleY(m), 0};

@@ -29,6 +29,14 @@ using Matrix3 = std::array<std::array<double, 3>, 3>;
 Matrix3 toMatrix(Rotation const& rotation);
 Matrix3 toMatrix(EulerDegrees const& angles);
 
+Rotation toRotation(EulerDegrees const& angles);
+/// The turn `b`, and then `a`.
+Rotation operator*(Rotation const& a, Rotation const& b);
+/// The turn back of a unit rotation.
+Rotation inverse(Rotation const& rotation);
+/// The angle between two unit rotations, 0 to 180 degrees.
+double angleBetween(Rotation const& a, Rotation const& b);
+
 /// The angles of a unit rotation with y within a quarter turn, x and z within half a turn. At a quarter turn of y,
 /// where x and z turn around one axis, z is 0.
 EulerDegrees toEuler(Rotation const& rotation);

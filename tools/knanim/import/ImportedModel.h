@@ -27,8 +27,29 @@ struct Key {
 /// What a curve does outside its keys.
 enum class Extrapolation : std::uint8_t { Constant, Linear, Repeat };
 
+/// A key with tangents, as a control point of the library's curves has it.
+struct BezierKey {
+  float time = 0;  ///< seconds, before the node's placement
+  float value = 0;
+  std::array<float, 2> in = {0, 0};   ///< the in tangent, relative to the key
+  std::array<float, 2> out = {0, 0};  ///< the out tangent
+  std::uint8_t inType = 0;
+  std::uint8_t outType = 0;
+};
+
+/// A curve as the library has it, with the placement of its node.
+struct CurveForm {
+  std::vector<BezierKey> keys;  ///< empty for a curve that is nothing but straight lines
+  bool isStraight = true;       ///< tangents are ignored
+  std::uint32_t before = 0;     ///< infinity modes
+  std::uint32_t after = 0;
+  float offset = 0;  ///< of the node and all above it
+  float scale = 1;
+  std::int32_t cycles = 0;
+};
+
 /// One component of one channel of one node. Keys ascend strictly in time, all numbers are finite, there is
-/// at least one key; values between keys lie on straight lines.
+/// at least one key; values between keys lie on straight lines, unless the curve has a form.
 struct ImportedCurve {
   std::size_t node = 0;  ///< index into `ImportedModel::nodes`
   ChannelKind kind = ChannelKind::Translation;
@@ -36,6 +57,7 @@ struct ImportedCurve {
   Extrapolation before = Extrapolation::Constant;
   Extrapolation after = Extrapolation::Constant;
   std::vector<Key> keys;
+  CurveForm form = {};
 };
 
 /// The weights of all morph targets of a mesh at one time.

@@ -26,8 +26,14 @@ void visitMembers(Model& failure, Visit visit) {
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedCurve>
 void visitMembers(Model& curve, Visit visit) {
-  auto& [node, kind, component, before, after, keys] = curve;
-  visit(node, kind, component, before, after, keys);
+  auto& [node, kind, component, before, after, keys, form] = curve;
+  visit(node, kind, component, before, after, keys, form);
+}
+template <typename Model, typename Visit>
+requires std::is_same_v<std::remove_const_t<Model>, CurveForm>
+void visitMembers(Model& form, Visit visit) {
+  auto& [keys, isStraight, before, after, offset, scale, cycles] = form;
+  visit(keys, isStraight, before, after, offset, scale, cycles);
 }
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, WeightKey>

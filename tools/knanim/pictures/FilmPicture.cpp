@@ -4,7 +4,9 @@
 #include "knanim/support/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <numbers>
 
 namespace knanim {
 namespace {
@@ -14,6 +16,7 @@ constexpr double kMargin = 20;
 constexpr double kGap = 6;
 constexpr double kHeader = 62;
 constexpr double kCaption = 34;
+constexpr double kFittedFieldOfView = 28 * std::numbers::pi / 180;
 constexpr std::size_t kMostColumns = 8;
 constexpr std::size_t kMostWideColumns = 4;
 constexpr double kNarrowPanel = 0.62;
@@ -23,6 +26,18 @@ constexpr TextStyle kFrameStyle{12, true};
 constexpr TextStyle kTimeStyle{11, false};
 constexpr Color kInk = Color::fromHex(0x1F2733);
 constexpr Color kSoft = Color::fromHex(0x5F6B7A);
+
+/// Three quarters from the front, a little from above.
+osg::Vec3f fittedDirection() { return osg::normalized(osg::Vec3f(-0.62F, -0.30F, -0.78F)); }
+
+/// The points again, on a ground at the height of the lowest one.
+void addShadows(std::vector<osg::Pnt3f>& points) {
+  float ground = INFINITY;
+  for (osg::Pnt3f const& point : points) ground = std::min(ground, point.y());
+  std::size_t const count = points.size();
+  points.reserve(2 * count);
+  for (std::size_t i = 0; i < count; ++i) points.emplace_back(points[i].x(), ground, points[i].z());
+}
 
 /// Narrow panels stand in one row, as far as there is room; wide ones in rows of about equal length.
 std::size_t columnsFor(std::size_t frames, double aspect) {
@@ -56,7 +71,8 @@ void drawHeader(FilmPicture const& film, Canvas& canvas) {
 
 void drawCaption(FilmFrame const& frame, Box const& box, Canvas& canvas) {
   double const middle = (box.left + box.right) / 2;
-  std::string const number = (box.width() > 60 ? "frame " : "") + std::to_string(frame.frame);
+  std::string const number = (frame.label.empty() ? "" : frame.label + ", ") +
+                             (box.width() > 60 ? "frame " : "") + std::to_string(frame.frame);
   canvas.drawText(number, {middle, box.bottom + 14}, kFrameStyle, kInk, Align::Center);
   canvas.drawText(brief(frame.time, 4) + " s", {middle, box.bottom + 28}, kTimeStyle, kSoft, Align::Center);
 }
@@ -80,6 +96,16 @@ double filmAspect(std::span<osg::Pnt3f const> points, osg::Vec3f const& directio
   double const height = static_cast<double>(extent[3]) - extent[2];
   double const wanted = width > 0 && height > 0 ? width / height : 1;
   return boundedAspect(wanted, frames);
+}
+
+void useFittedView(FilmPicture& film, SceneFigure const& figure) {
+  std::vector<osg::Pnt3f> points;
+  for (FilmFrame const& frame : film.frames) figure.addPoints(frame.pose, points);
+  addShadows(points);
+  film.panelAspect = filmAspect(points, fittedDirection(), film.frames.size());
+  PictureView const view =
+      PictureView::around(points, fittedDirection(), kFittedFieldOfView, film.panelAspect);
+  for (FilmFrame& frame : film.frames) frame.view = view;
 }
 
 bool drawFilm(FilmPicture const& film, SceneFigure const& figure, PictureFormat format, std::string& bytes,

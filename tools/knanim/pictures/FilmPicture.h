@@ -16,6 +16,7 @@ struct FilmFrame {
   Pose pose;
   std::vector<std::vector<osg::Pnt3f>> trails;  ///< the ways of some joints up to this moment
   PictureView view;
+  std::string label;  ///< in front of the frame's number; may be empty
 };
 
 /// Frames side by side, each with its number and time below.
@@ -32,6 +33,9 @@ double boundedAspect(double aspect, std::size_t frames);
 /// Width divided by height that lets all of the points fill a panel seen along `direction`, within the bounds of
 /// what fits well into a picture of `frames` panels.
 double filmAspect(std::span<osg::Pnt3f const> points, osg::Vec3f const& direction, std::size_t frames);
+
+/// Gives all frames one view from aside, in which everything that they show has room, and the panels their aspect.
+void useFittedView(FilmPicture& film, SceneFigure const& figure);
 
 /// Draws a film on a ground of squares at the lowest point of all poses. False with a `message` when it cannot
 /// be drawn, as for want of memory.

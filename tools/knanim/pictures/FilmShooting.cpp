@@ -12,21 +12,8 @@
 namespace knanim {
 namespace {
 
-constexpr double kFittedFieldOfView = 28 * std::numbers::pi / 180;
 constexpr int kTrailSteps = 24;
 constexpr double kTrailSeconds = 0.6;
-
-/// Three quarters from the front, a little from above.
-osg::Vec3f fittedDirection() { return osg::normalized(osg::Vec3f(-0.62F, -0.30F, -0.78F)); }
-
-/// The points again, on a ground at the height of the lowest one.
-void addShadows(std::vector<osg::Pnt3f>& points) {
-  float ground = INFINITY;
-  for (osg::Pnt3f const& point : points) ground = std::min(ground, point.y());
-  std::size_t const count = points.size();
-  points.reserve(2 * count);
-  for (std::size_t i = 0; i < count; ++i) points.emplace_back(points[i].x(), ground, points[i].z());
-}
 
 osg::NodePtr findCamera(AnimatedScene const& scene, std::string const& name) {
   for (SceneCamera const& camera : scene.cameras()) {
@@ -63,7 +50,6 @@ class Shooter {
   bool run(std::span<long long const> frames, osg::NodePtr const& camera);
   /// Whether the camera of the run saw a point in any frame.
   bool sawSomething(double aspect) const;
-  void useFittedView();
 
   FilmPicture film;
 
@@ -115,16 +101,6 @@ bool Shooter::sawSomething(double aspect) const {
   });
 }
 
-void Shooter::useFittedView() {
-  std::vector<osg::Pnt3f> points;
-  for (FilmFrame const& frame : film.frames) _figure.addPoints(frame.pose, points);
-  addShadows(points);
-  film.panelAspect = filmAspect(points, fittedDirection(), film.frames.size());
-  PictureView const view =
-      PictureView::around(points, fittedDirection(), kFittedFieldOfView, film.panelAspect);
-  for (FilmFrame& frame : film.frames) frame.view = view;
-}
-
 }  // namespace
 
 std::vector<long long> spreadFrames(FrameRange const& range, std::size_t count) {
@@ -160,7 +136,7 @@ std::variant<Shooting, Failure> shootFilm(SceneFigure const& figure, AnimatedSce
     shooting.cameraSawNothing = !shooter.sawSomething(shooter.film.panelAspect);
     useOwn = !shooting.cameraSawNothing || !camera.empty();
   }
-  if (!useOwn) shooter.useFittedView();
+  if (!useOwn) useFittedView(shooter.film, figure);
   char const* const name = useOwn ? osg::NodeUtils::getName(node) : nullptr;
   shooting.cameraName = name != nullptr ? name : "";
   shooting.film = std::move(shooter.film);

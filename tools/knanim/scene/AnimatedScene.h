@@ -3,27 +3,13 @@
 #include "knAnimManager.h"
 #include "knanim/import/ImportedModel.h"
 #include "knanim/import/ModelContent.h"
+#include "knanim/scene/ModelNodes.h"
 #include "model/sceneext/TimeShapeCache.h"
-#include "model/scenegraph/Transform3D.h"
 
 #include <span>
 #include <vector>
 
 namespace knanim {
-
-/// A curve in the scene, and what it moves.
-struct SceneCurve {
-  osg::AnimNodePtr node;
-  osg::AnimCurvePtr curve;
-  osg::Transform3DPtr target;
-  ChannelKind kind = ChannelKind::Translation;
-  osg::UInt32 component = 0;
-
-  /// The value that the target's field holds now.
-  float fieldValue() const;
-  /// Puts a value into the target's field, and announces it.
-  void setFieldValue(float value) const;
-};
 
 /// A mesh as it stands in the scene.
 struct SceneMesh {
@@ -77,17 +63,19 @@ class AnimatedScene {
 
   /// Hangs another animation of the same model on the nodes. Its blocks are inactive: playing the scene
   /// passes over them, clips can use their curves. Curves of nodes that the scene does not have are left out.
-  std::vector<SceneCurve> addAnimation(ImportedModel const& model) { return hangCurves(model, false); }
+  std::vector<SceneCurve> addAnimation(ImportedModel const& model) {
+    return hangCurves(model, _nodes, false);
+  }
+
+  /// Looks at what hangs on the nodes by now, after blocks and curves came or went: `curves` and those of the model
+  /// become what is active there.
+  void readCurves(ImportedModel& model);
 
   /// Shows a mesh by a cache in which its bones have been taken into account. Another cache that it has gives
   /// way.
   void playBaked(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache);
 
  private:
-  std::vector<SceneCurve> hangCurves(ImportedModel const& model, bool active);
-  /// A block with the curves of one node, which are appended to `curves`.
-  static void hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources,
-                        std::string const& name, bool active, std::vector<SceneCurve>& curves);
   void hangMorphs(ImportedModel const& model, ModelContent const& content);
   void hangCache(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache,
                  std::string const& name);

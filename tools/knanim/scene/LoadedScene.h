@@ -19,11 +19,15 @@ class LoadedScene {
   static std::variant<std::unique_ptr<LoadedScene>, Failure> load(SceneOptions const& options,
                                                                   Terminal terminal);
 
+  ImportedModel& model() { return _model; }
   ImportedModel const& model() const { return _model; }
   ModelContent const& content() const { return _content; }
+  AnimatedScene& scene() { return _scene; }
   AnimatedScene const& scene() const { return _scene; }
   /// The moment that was evaluated, in seconds.
   std::optional<double> time() const { return _time; }
+  /// The name of the file.
+  std::string const& name() const { return _name; }
   /// "walk.fbx at 0.5 s", "walk.fbx as it is in the file".
   std::string title() const;
 

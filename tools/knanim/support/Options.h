@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -103,6 +104,34 @@ struct ReduceOptions {
   std::string plot;                     ///< empty for none
   std::vector<std::string> channels;    ///< in the picture
   bool all = false;                     ///< no limit to the length of the list
+};
+
+/// Another model whose animation is pasted.
+struct PasteOptions {
+  std::string source;
+  std::string animation;          ///< number or name; empty for the first one
+  std::string map;                ///< a file of "source = target" names; empty for the same names
+  std::vector<std::string> only;  ///< patterns of the source's nodes; empty for all
+  bool retarget = false;          ///< fit to the other skeleton's places, sizes and rest pose
+  bool replace = false;           ///< remove what the nodes had before, and do not just switch it off
+};
+
+enum class EditVerb : std::uint8_t { Paste, Copy, Share, Cut, Unshare, Rename, Scale, Offset, Shift };
+
+struct EditStep {
+  EditVerb verb = EditVerb::Paste;
+  std::string text;
+};
+
+struct EditOptions {
+  std::string model;
+  std::string animation;        ///< number or name; empty for the first one
+  std::vector<EditStep> steps;  ///< in the order of the command line
+  PasteOptions paste;
+  double framesPerSecond = 30;
+  bool all = false;   ///< no limit to what is told of a step
+  std::string strip;  ///< a picture of the scene before and after; empty for none
+  std::size_t stripFrames = 8;
 };
 
 }  // namespace knanim

@@ -14,11 +14,6 @@ Rotation around(double x, double y, double z, double degrees) {
   return {std::cos(half), x * std::sin(half), y * std::sin(half), z * std::sin(half)};
 }
 
-Rotation operator*(Rotation const& a, Rotation const& b) {
-  return {a.w * b.w - a.x * b.x - a.y * b.y - a.z * b.z, a.w * b.x + a.x * b.w + a.y * b.z - a.z * b.y,
-          a.w * b.y - a.x * b.z + a.y * b.w + a.z * b.x, a.w * b.z + a.x * b.y - a.y * b.x + a.z * b.w};
-}
-
 /// Made of single turns, so that neither the order nor a sign of the code under test is taken on trust.
 Rotation compose(EulerDegrees const& angles) {
   return around(0, 0, 1, angles.z) * around(0, 1, 0, angles.y) * around(1, 0, 0, angles.x);

@@ -1,0 +1,169 @@
+#include "knanim/scene/ModelNodes.h"
+
+#include "model/sceneext/TagAttachment.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace knanim {
+namespace {
+
+osg::Vec3f toVector(std::array<double, 3> const& values) {
+  return {static_cast<float>(values[0]), static_cast<float>(values[1]), static_cast<float>(values[2])};
+}
+
+osg::NodePtr makeNode(ImportedNode const& source) {
+  osg::Transform3DPtr transform = osg::Transform3DBase::create();
+  transform->setTranslation(toVector(source.translation));
+  transform->setRotationAsEuler(toVector(source.rotation));
+  transform->setScale(toVector(source.scale));
+  osg::NodePtr node = osg::Node::create();
+  node->setCore(transform);
+  osg::NodeUtils::setName(node, source.name, true);
+  if (!source.tags.empty()) {
+    osg::TagAttachmentPtr const tags = osg::TagAttachmentBase::create();
+    tags->getTags().getValues() = source.tags;
+    node->addAttachment(tags);
+  }
+  return node;
+}
+
+osg::Pnt2f toPoint(Key const& key) { return {static_cast<float>(key.time), static_cast<float>(key.value)}; }
+
+osg::UInt32 infinityMode(Extrapolation extrapolation) {
+  switch (extrapolation) {
+    case Extrapolation::Linear:
+      return osg::LinearInfinity;
+    case Extrapolation::Repeat:
+      return osg::CycleInfinity;
+    case Extrapolation::Constant:
+      break;
+  }
+  return osg::ConstantInfinity;
+}
+
+/// Straight lines are extended through a point that the tangent of the end key names by its coordinates. The
+/// neighbour is such a point, and the tangents of a curve of straight segments serve nothing else.
+void extendStraight(ImportedCurve const& source, osg::AnimCurve& curve) {
+  auto const count = source.keys.size();
+  if (count < 2) return;
+  auto& keys = curve.getControlPoints();
+  if (source.before == Extrapolation::Linear) keys[0].setOuttangent(toPoint(source.keys[1]) - osg::Pnt2f());
+  if (source.after == Extrapolation::Linear)
+    keys[count - 1].setIntangent(toPoint(source.keys[count - 2]) - osg::Pnt2f());
+}
+
+void giveForm(CurveForm const& form, osg::AnimCurve& curve, osg::AnimNode& node) {
+  curve.setForceLinearInterpolation(form.isStraight);
+  curve.setPreInfinityMode(form.before);
+  curve.setPostInfinityMode(form.after);
+  auto& points = curve.getControlPoints().getValues();
+  for (BezierKey const& key : form.keys) {
+    points.emplace_back(osg::Pnt2f(key.time, key.value), osg::Vec2f(key.in[0], key.in[1]),
+                        osg::Vec2f(key.out[0], key.out[1]), key.inType, key.outType);
+  }
+  node.setOffset({form.offset, 0});
+  node.setScale(form.scale);
+  node.setPostCycles(form.cycles);
+}
+
+/// A curve of the model for one of its node's channels; it hangs on nothing yet.
+osg::AnimNodePtr makeCurve(ImportedCurve const& source,
+                           std::span<knAnimManager::knOSGChannelData const> channels) {
+  auto const channel = std::find_if(channels.begin(), channels.end(), [&source](auto const& each) {
+    return each.channelName == channelName(source.kind) && each.valueIndex == source.component;
+  });
+  assert(channel != channels.end());
+  osg::AnimNodePtr const node = knAnimManager::the()->createChannelCurveNode(*channel, {});
+  auto const curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
+  if (!source.form.keys.empty()) {
+    giveForm(source.form, *curve, *node);
+    return node;
+  }
+  curve->setForceLinearInterpolation(true);
+  curve->setPreInfinityMode(infinityMode(source.before));
+  curve->setPostInfinityMode(infinityMode(source.after));
+  for (Key const& key : source.keys) {
+    curve->addPoint(toPoint(key), {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
+  }
+  extendStraight(source, *curve);
+  return node;
+}
+
+osg::Vec3f fieldOf(SceneCurve const& curve) {
+  switch (curve.kind) {
+    case ChannelKind::Translation:
+      return curve.target->getTranslation();
+    case ChannelKind::Rotation:
+      return curve.target->getEulerRotation();
+    case ChannelKind::Scale:
+      break;
+  }
+  return curve.target->getScale();
+}
+
+/// A block with the curves of one node, which are appended to `curves`.
+void hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources, std::string const& name,
+               bool active, std::vector<SceneCurve>& curves) {
+  knAnimManager& manager = *knAnimManager::the();
+  std::vector<knAnimManager::knOSGChannelData> channels;
+  manager.getKeyableChannels(node, channels);
+  for (ImportedCurve const& source : sources) {
+    SceneCurve& curve = curves.emplace_back();
+    curve.node = makeCurve(source, channels);
+    curve.curve = osg::dcast<osg::AnimCurvePtr>(curve.node->getCore());
+    curve.target = osg::dcast<osg::Transform3DPtr>(node->getCore());
+    curve.kind = source.kind;
+    curve.component = source.component;
+    manager.addAnimation(node, curve.node);
+  }
+  manager.createBlock(node, name);
+  if (!active) curves.back().node->getParent()->setTravMask(0);
+}
+
+}  // namespace
+
+float SceneCurve::fieldValue() const { return fieldOf(*this)[component]; }
+
+void SceneCurve::setFieldValue(float value) const {
+  osg::Vec3f vector = fieldOf(*this);
+  vector[component] = value;
+  if (kind == ChannelKind::Rotation) {
+    target->setRotationAsEuler(vector);
+    return;
+  }
+  bool const moves = kind == ChannelKind::Translation;
+  moves ? target->setTranslation(vector) : target->setScale(vector);
+  osg::announce(target, moves ? osg::Transform3D::TranslationFieldMask : osg::Transform3D::ScaleFieldMask);
+}
+
+std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent) {
+  std::vector<osg::NodePtr> nodes;
+  nodes.reserve(model.nodes.size());
+  for (ImportedNode const& source : model.nodes) {
+    osg::NodePtr const node = makeNode(source);
+    (source.parent == ImportedNode::NoParent ? parent : nodes[source.parent])->addChild(node);
+    nodes.push_back(node);
+  }
+  return nodes;
+}
+
+std::vector<SceneCurve> hangCurves(ImportedModel const& model, std::span<osg::NodePtr const> nodes,
+                                   bool active) {
+  auto const& animations = model.summary.animations;
+  bool const hasName = !animations.empty() && !animations[model.animation].name.empty();
+  std::string const name = hasName ? animations[model.animation].name : "unnamed";
+  std::vector<SceneCurve> curves;
+  curves.reserve(model.curves.size());
+  for (auto first = model.curves.begin(); first != model.curves.end();) {
+    auto const last = std::find_if(first, model.curves.end(),
+                                   [first](ImportedCurve const& curve) { return curve.node != first->node; });
+    // Nodes outside the tree belong to the animation that the scene was made with.
+    if (first->node < nodes.size() && (active || model.nodes[first->node].inTree))
+      hangBlock(nodes[first->node], {first, last}, name, active, curves);
+    first = last;
+  }
+  return curves;
+}
+
+}  // namespace knanim

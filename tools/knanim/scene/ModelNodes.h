@@ -1,0 +1,35 @@
+#pragma once
+
+#include "knAnimManager.h"
+#include "knanim/import/ImportedModel.h"
+#include "model/scenegraph/Transform3D.h"
+
+#include <span>
+#include <vector>
+
+namespace knanim {
+
+/// A curve in the scene, and what it moves.
+struct SceneCurve {
+  osg::AnimNodePtr node;
+  osg::AnimCurvePtr curve;
+  osg::Transform3DPtr target;
+  ChannelKind kind = ChannelKind::Translation;
+  osg::UInt32 component = 0;
+
+  /// The value that the target's field holds now.
+  float fieldValue() const;
+  /// Puts a value into the target's field, and announces it.
+  void setFieldValue(float value) const;
+};
+
+/// Nodes with transforms for the nodes of a model, in their order, the first ones below `parent`.
+std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent);
+
+/// Hangs a block with the animation's name and curves on each animated node; blocks that are not active are switched
+/// off. In the order of the model's curves. Inactive ones of nodes outside the tree are left out: such nodes belong to
+/// the animation that they were made for.
+std::vector<SceneCurve> hangCurves(ImportedModel const& model, std::span<osg::NodePtr const> nodes,
+                                   bool active);
+
+}  // namespace knanim
