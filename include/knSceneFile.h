@@ -1,6 +1,7 @@
 #pragma once
 
 #include "knAnimExport.h"
+#include "model/scenefiles/SceneFileHandler.h"
 
 #include <string>
 
@@ -16,16 +17,17 @@
 /// What belongs to the host or to a running program is not part of it: callbacks, the playing queue, what was copied, the
 /// choice of what to evaluate (`playbackContextHint`) and of what to check (`verifyClipStructure`).
 ///
-/// It is a scene file like any other, in the form that docs/file-format.md describes.
+/// It is a scene file like any other, in one of the forms that docs/file-format.md describes.
 class KNANIM_API knSceneFile {
  public:
   knSceneFile() = delete;
 
-  /// Saves the current scene. The file is either complete and new, or what it was before. Nothing in the scene changes.
+  /// Saves the current scene, as a text when the name ends in ".json" or `form` says so. The file is either complete and new, or what it was before. Nothing in the scene changes.
   ///
   /// False, with one error line in knLog that says why, when there is no scene and when the file can't be written. Costs
   /// about three times the size of the file in memory while it runs.
-  static bool save(std::string const& fileName, bool compress = true);
+  static bool save(std::string const& fileName, bool compress = true,
+                   osg::SceneFileForm form = osg::SceneFileForm::ByName);
 
   /// Drops the current scene with its structures and timeline and puts that of a file in its place. Callbacks that are
   /// empty are filled in as when a scene begins.

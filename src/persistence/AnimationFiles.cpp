@@ -76,7 +76,7 @@ struct AnimationFile {
 
 bool isReadableExtension(std::string& extension) {
   if (extension == "kdb" || extension == "kdp" || extension == "kdt") extension = "osb";
-  return extension == "osb";
+  return extension == "osb" || extension == "json";
 }
 
 /// Reads a file; an invalid one, with an error line in the log, when it cannot be used.

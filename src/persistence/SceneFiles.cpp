@@ -150,12 +150,12 @@ void takeTimeline(knAnimManager& manager, SavedScene const& scene) {
 
 }  // namespace
 
-bool knSceneFile::save(std::string const& fileName, bool compress) {
+bool knSceneFile::save(std::string const& fileName, bool compress, osg::SceneFileForm form) {
   knSceneDataPtr const data = knSceneDataManager::getSceneData(0);
   if (!data->getRoot().isAlive() && !data->getMaterialRoot().isAlive()) {
     return fail("save", fileName, "there is no scene");
   }
-  return osg::saveSceneFile(describeScene(*knAnimManager::the()).get(), fileName, compress);
+  return osg::saveSceneFile(describeScene(*knAnimManager::the()).get(), fileName, compress, form);
 }
 
 bool knSceneFile::load(std::string const& fileNameArgument) {

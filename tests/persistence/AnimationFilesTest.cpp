@@ -88,6 +88,11 @@ TEST_F(AnimationFilesTest, TreesPlayOnAnotherOwnerOfTheSameType) {
   EXPECT_EQ(placeOf(target).y(), 3);
   EXPECT_NE(placeOf(target).x(), 0);
 
+  NodePtr const third = addNode(Transform3D::create());
+  ASSERT_TRUE(save(source, "a.json") && load(third, "a.json"));
+  evaluate(0.5F);
+  EXPECT_EQ(placeOf(third), placeOf(source));
+
   // One tree alone, under the name of an older kind of file.
   AnimNodePtr const block = manager.find("walk");
   ASSERT_TRUE(save(block, "b.osb"));

@@ -22,6 +22,7 @@ class SceneFilesTest : public SceneStage {
     std::filesystem::remove_all(_folder);
   }
   std::string path(char const* name) const { return (_folder / name).string(); }
+  void expectWhole(std::string const& file);
 
   knAnimManager& manager = *knAnimManager::the();
 
@@ -49,13 +50,16 @@ TEST_F(SceneFilesTest, AWholeSceneComesBackAndPlays) {
   manager.setDetailedRangeEnd(-12);
   manager.setLoopTimeline(false);
   manager.setCurrentTimeNoEvaluation(1.5, false);
-  std::string const file = path("whole.osb");
-  ASSERT_TRUE(knSceneFile::save(file));
+  ASSERT_TRUE(knSceneFile::save(path("whole.osb")) && knSceneFile::save(path("whole.json")));
 
   knSceneDataManager::endScene();
   LogCapture log;
   EXPECT_FALSE(knSceneFile::save(path("none.osb")));
   EXPECT_TRUE(log.contains("there is no scene") && !std::filesystem::exists(path("none.osb")));
+  for (char const* const name : {"whole.osb", "whole.json"}) expectWhole(path(name));
+}
+
+void SceneFilesTest::expectWhole(std::string const& file) {
   manager.clearSceneStructure();
   manager.addToClipStructure(newAnimNode(AnimClip::create()));
   manager.clipStructureRoot()->setTravMask(0xFFFFFFFFU);

@@ -23,12 +23,15 @@ struct SceneFileProblem {
   std::string what;         ///< empty while there is none
   UInt64 offset = 0;        ///< the byte where it was met
   bool inContents = false;  ///< whether that byte is one of the contents, and not of the file
+  UInt64 line = 0;          ///< of a text, from 1; 0 where the file is none
 };
 
 struct SceneContents {
   std::string bytes;
   /// When written, the sum of `objectMemory` over all objects. When read, what that sum may be.
   UInt64 objectMemory = 0;
+  /// When written, a field that holds handles in contents of a host's own type; empty when there is none.
+  std::string hiddenHandles = {};
 };
 
 /// What an object of a type counts for where its memory is limited, in bytes; null stands for an unknown type.

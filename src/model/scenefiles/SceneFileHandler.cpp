@@ -1,10 +1,13 @@
 #include "model/scenefiles/SceneFileHandler.h"
 
 #include "model/scenefiles/SceneFileFrame.h"
+#include "model/scenefiles/SceneText.h"
 #include "model/utils/FileReplacement.h"
 #include "model/utils/knCachedStream.h"
+#include "model/utils/knFile.h"
 #include "model/utils/knLog.h"
 
+#include <algorithm>
 #include <new>
 #include <streambuf>
 
@@ -27,19 +30,59 @@ bool writeFailed(char const* fileName, std::string const& why) {
 }
 
 NodePtr readFailed(char const* fileName, SceneFileProblem const& problem) {
-  std::string const place =
-      " (byte " + std::to_string(problem.offset) + (problem.inContents ? " of its contents)" : ")");
+  std::string const line = problem.line > 0 ? "line " + std::to_string(problem.line) + ", " : "";
+  std::string const place = " (" + line + "byte " + std::to_string(problem.offset) +
+                            (problem.inContents ? " of its contents)" : ")");
   knLog::error((sceneName(fileName) + " can't be read: " + problem.what + place).c_str());
+  return {};
+}
+
+using Warnings = std::vector<std::string>;
+
+NodePtr readBinary(std::istream& stream, SceneFileProblem& problem, Warnings& warnings) {
+  SceneContents contents;
+  return readSceneFrame(stream, contents, problem) ? getSceneContents(contents, problem, warnings)
+                                                   : NodePtr();
+}
+
+/// All that is left of a stream. False when it can't be read to its end.
+bool readAll(std::istream& stream, std::string& text) {
+  while (stream) {
+    std::size_t const had = text.size();
+    text.resize(std::max(FileBufferSize, 2 * had));
+    stream.read(text.data() + had, static_cast<std::streamsize>(text.size() - had));
+    text.resize(had + static_cast<std::size_t>(stream.gcount()));
+  }
+  if (stream.bad()) return false;
+  stream.clear(std::ios::eofbit);
+  return true;
+}
+
+NodePtr readText(std::istream& stream, SceneFileProblem& problem, Warnings& warnings) {
+  std::string text;
+  if (!readAll(stream, text)) {
+    problem = {"it can't be read on", text.size(), false};
+    return {};
+  }
+  SceneContents contents;
+  SceneTextPlaces places;
+  if (getSceneText(text, contents, places, problem)) {
+    NodePtr const root = getSceneContents(contents, problem, warnings);
+    if (root) return root;
+    problem.offset = places.find(problem.offset);
+    problem.inContents = false;
+  }
+  problem.line = lineOf(text, problem.offset);
   return {};
 }
 
 NodePtr readGraph(std::istream& stream, char const* fileName) {
   SceneFileProblem problem;
-  std::vector<std::string> warnings;
+  Warnings warnings;
   NodePtr root;
   try {
-    SceneContents contents;
-    if (readSceneFrame(stream, contents, problem)) root = getSceneContents(contents, problem, warnings);
+    bool const isText = beginsSceneText(stream.peek());
+    root = isText ? readText(stream, problem, warnings) : readBinary(stream, problem, warnings);
   } catch (std::bad_alloc const&) {
     problem = {"there is not enough memory", 0, false};
   }
@@ -57,14 +100,28 @@ NodePtr runOperations(NodePtr root, GraphOpSeq const* operations) {
   return root;
 }
 
+SceneFileForm formOf(char const* fileName) {
+  bool const isText = fileName != nullptr && knFile::getExtension(fileName) == "json";
+  return isText ? SceneFileForm::Text : SceneFileForm::Binary;
+}
+
+bool writeText(SceneContents const& contents, std::ostream& stream, SceneFileProblem& problem) {
+  std::string const text = putSceneText(contents, problem);
+  stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+  stream.flush();
+  return stream.good();
+}
+
 /// Why the graph can't be written; empty when it is.
-std::string writeGraph(NodePtr const& root, std::ostream& stream, bool compress) {
+std::string writeGraph(NodePtr const& root, std::ostream& stream, SceneFileForm form, bool compress) {
   if (!root.isAlive()) return "there is no scene";
   try {
     SceneFileProblem problem;
     SceneContents const contents = putSceneContents(root, problem);
     if (contents.bytes.empty()) return problem.what;
-    return writeSceneFrame(stream, contents, compress) ? "" : "the stream failed";
+    bool const isWritten = form == SceneFileForm::Text ? writeText(contents, stream, problem)
+                                                       : writeSceneFrame(stream, contents, compress);
+    return isWritten ? problem.what : "the stream failed";
   } catch (std::bad_alloc const&) {
     return "there is not enough memory";
   }
@@ -98,7 +155,7 @@ SceneFileHandler& SceneFileHandler::the() {
 
 bool SceneFileHandler::write(NodePtr const& root, std::ostream& stream, char const* fileName,
                              unsigned int compress) {
-  std::string const why = writeGraph(root, stream, compress != 0);
+  std::string const why = writeGraph(root, stream, formOf(fileName), compress != 0);
   return why.empty() || writeFailed(fileName, why);
 }
 
@@ -108,14 +165,14 @@ NodePtr SceneFileHandler::read(std::istream& stream, char const* fileName, Graph
   return runOperations(readGraph(stream, file != nullptr ? file->getName().c_str() : fileName), graphOpSeq);
 }
 
-bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress) {
+bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress, SceneFileForm form) {
   if (!root.isAlive()) return writeFailed(fileName.c_str(), "there is no scene");
   FileReplacement file(fileName);
   std::string why;
   if (file.isGood()) {
     ReplacementBuffer buffer(file);
     std::ostream stream(&buffer);
-    why = writeGraph(root, stream, compress);
+    why = writeGraph(root, stream, form == SceneFileForm::ByName ? formOf(fileName.c_str()) : form, compress);
   }
   if (why.empty() && file.commit()) return true;
   return writeFailed(fileName.c_str(), file.isGood() ? why : file.reason());

@@ -16,6 +16,13 @@ inline namespace knscene {
 /// got. An empty operation is passed over. The root has no reference taken.
 using GraphOpSeq = std::vector<std::function<NodePtr(NodePtr const&)>>;
 
+/// How a scene file is written. Readers find out by themselves.
+enum class SceneFileForm {
+  ByName,  ///< `Text` for names that end in ".json", `Binary` for all others
+  Binary,  ///< small and fast
+  Text,    ///< JSON, for reading and comparing
+};
+
 /// Writes scene graphs to streams and reads them back.
 ///
 /// A file holds the root and everything that it holds references to, directly or through others: the
@@ -39,15 +46,15 @@ class KNSCENE_API SceneFileHandler {
   static SceneFileHandler& the();
   virtual ~SceneFileHandler() = default;
 
-  /// Writes the graph below `root`, compressed unless `compress` is 0, and flushes the stream. `fileName` is
-  /// for messages only and may be null. False, with one error line in knLog, when the root is null or dead,
-  /// when containers hold each other in a circle, and when the stream fails; what was written then is of no
-  /// use.
+  /// Writes the graph below `root` in the form that `fileName` tells (see SceneFileForm), the binary one compressed
+  /// unless `compress` is 0, and flushes the stream. `fileName` is not opened; it may be null. False, with one error line
+  /// in knLog, when the root is null or dead, when containers hold each other in a circle, when a text can't hold what a
+  /// host's own type of content holds, and when the stream fails; what was written then is of no use.
   virtual bool write(NodePtr const& root, std::ostream& stream, char const* fileName, unsigned int compress);
 
-  /// Reads what `write` wrote and gives the root, without a reference taken. `fileName` is for messages only, where
-  /// the stream is no file with a name of its own, and may be null; the stream is left behind the
-  /// scene. Anything damaged gives null, one error line in knLog that says what and where, and leaves nothing
+  /// Reads what `write` wrote, in either form, and gives the root, without a reference taken. `fileName` is for messages
+  /// only, where the stream is no file with a name of its own, and may be null. The stream is left behind a binary scene;
+  /// a text reaches to its end. Anything damaged gives null, one error line in knLog that says what and where, and leaves nothing
   /// behind: no stream content is harmful. Memory stays below 256 MiB and 8192 times the size of the file,
   /// whatever the file claims; a host's types above 2 kB can take more.
   virtual NodePtr read(std::istream& stream, char const* fileName,
@@ -55,9 +62,11 @@ class KNSCENE_API SceneFileHandler {
 };
 
 /// Writes a file in one step, as FileReplacement does it: the file of that name is either complete and new, or
-/// what it was before. False, with one error line in knLog that says why, when the file can't be written.
-KNSCENE_API bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress);
-/// Reads a file, with the default operations. Null, with one error line in knLog, when that fails.
+/// what it was before. False, with one error line in knLog that says why, when the file can't be written. A text is not
+/// compressed.
+KNSCENE_API bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress,
+                               SceneFileForm form = SceneFileForm::ByName);
+/// Reads a file in either form, with the default operations. Null, with one error line in knLog, when that fails.
 KNSCENE_API NodePtr loadSceneFile(std::string const& fileName);
 
 }  // namespace knscene

@@ -1,3 +1,4 @@
+#include "model/scenefiles/ContentLayout.h"
 #include "model/scenefiles/OwnershipGraph.h"
 #include "model/scenefiles/SceneFileContents.h"
 
@@ -25,7 +26,7 @@ class ContentsWriter {
     for (Stored const& stored : _containers) {
       if (!putValues(stored, out)) return {};
     }
-    return {out.takeBytes(), _objectMemory};
+    return {out.takeBytes(), _objectMemory, _hiddenHandles};
   }
 
  private:
@@ -38,8 +39,11 @@ class ContentsWriter {
     UInt32 typeNumber;
   };
 
-  FieldWriter makeWriter() const {
-    return FieldWriter([this](FieldContainerPtr const& handle) { return numberOf(handle); });
+  FieldWriter makeWriter() {
+    return FieldWriter([this](FieldContainerPtr const& handle) {
+      _wroteHandle = true;
+      return numberOf(handle);
+    });
   }
 
   /// From 1 up; 0 for null and for what is not part of the file.
@@ -107,7 +111,11 @@ class ContentsWriter {
     FieldWriter values = makeWriter();
     for (FieldDescription const* const field : _types[stored.typeNumber].fields) {
       std::size_t const before = values.bytes().size();
+      _wroteHandle = false;
       field->getField(*stored.container)->write(values);
+      if (_wroteHandle && layoutOf(field->getFieldType().getContentType().getName()).empty()) {
+        _hiddenHandles = field->getName().str();
+      }
       std::size_t const length = values.bytes().size() - before;
       if (length > std::numeric_limits<UInt32>::max()) {
         _problem.what = "field '" + field->getName().str() + "' is too large";
@@ -126,6 +134,8 @@ class ContentsWriter {
   std::unordered_map<FieldContainerPtr, UInt32> _numbers;
   OwnershipGraph _graph;
   UInt64 _objectMemory = 0;
+  bool _wroteHandle = false;
+  std::string _hiddenHandles;
 };
 
 }  // namespace

@@ -78,6 +78,12 @@ inline std::string saved(osg::NodePtr const& root, unsigned int compress) {
   return stream.str();
 }
 
+inline std::string savedText(osg::NodePtr const& root) {
+  std::ostringstream stream;
+  EXPECT_TRUE(osg::SceneFileHandler::the().write(root, stream, "test.json", 0));
+  return stream.str();
+}
+
 inline osg::NodePtr loaded(std::string const& bytes) {
   std::istringstream stream(bytes);
   return osg::SceneFileHandler::the().read(stream, "test");

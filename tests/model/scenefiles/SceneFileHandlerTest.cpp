@@ -113,8 +113,8 @@ void expectSameGraph(NodePtr const& expected, NodePtr const& actual) {
 }
 
 void expectSameAfterLoading(NodePtr const& root) {
-  for (unsigned int const compress : {0U, 1U}) {
-    NodePtr const copy = loaded(saved(root, compress));
+  for (std::string const& file : {saved(root, 0), saved(root, 1), savedText(root)}) {
+    NodePtr const copy = loaded(file);
     expectSameGraph(root, copy);
     copy.subRef();
   }
@@ -138,8 +138,11 @@ void fill(FieldContainer& container, FieldDescription const& field, NodePtr cons
   for (int i = 0; i < 3; ++i) {
     if (content == "string") bytes += text("text " + std::to_string(i));
     if (content == "AttachmentSlot") bytes += std::string{static_cast<char>(i), '\0'} + number(1);
-    for (int b = 0; b < 64 && content != "string" && content != "AttachmentSlot"; ++b)
-      bytes += static_cast<char>(random());
+    for (int b = 0; b < 64 && content != "string" && content != "AttachmentSlot"; ++b) {
+      auto byte = static_cast<UInt8>(random());
+      if (b % 4 == 3 && (byte & 0x7F) == 0x7F) --byte;  // what a NaN holds is not kept in texts
+      bytes += static_cast<char>(byte);
+    }
   }
   FieldReader reader(bytes, [&](UInt32) {
     return field.getRole() == FieldRole::Owned ? makeFitting(field) : FieldContainerPtr(known);
@@ -267,10 +270,12 @@ TEST_F(SceneFileHandlerTest, TreesOfAnyDepth) {
   }
   chain.back()->setTravMask(5);
   Held const root(chain[0]);
-  Held const copy(loaded(saved(*root, 1)));
-  NodePtr bottom = copy;
-  while (bottom->getNChildren() > 0) bottom = bottom->getChild(0);
-  EXPECT_EQ(bottom->getTravMask(), 5U);
+  for (std::string const& file : {saved(*root, 1), savedText(*root)}) {
+    Held const copy(loaded(file));
+    NodePtr bottom = copy;
+    while (bottom->getNChildren() > 0) bottom = bottom->getChild(0);
+    EXPECT_EQ(bottom->getTravMask(), 5U);
+  }
 }
 
 TEST_F(SceneFileHandlerTest, StreamsAreLeftBehindTheSceneAndAsTheyWereWithoutOne) {
