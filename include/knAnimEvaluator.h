@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+class FlightTree;
 struct GatheredChunk;
 struct WriteRule;
 
@@ -165,6 +166,7 @@ class KNANIM_API knAnimEvaluator {
 
  private:
   friend struct knAnimEvaluatorAccess;  ///< tests
+  friend class FlightTree;              ///< notes the owners of the curves that it makes
 
   /// What one apply has for a camera. A vector counts once its flag is false.
   struct FromAtUpData {
@@ -234,6 +236,8 @@ class KNANIM_API knAnimEvaluator {
 
   osg::FieldContainerPtr findAimInScene(osg::AnimCurvePtr const& curve);
   void rebuildParentMap(osg::NodePtr const& root);
+  /// Those of a camera's nodes that a rebuilt map would name as owners of the camera's flights.
+  knContainerSet findOwnersOfFlights(osg::UberCameraPtr const& camera) const;
   void createAnimParentMap(osg::NodePtr const& root, ParentMap& parentMap);
   void createAnimParentMapR(osg::NodePtr const& node, ParentMap& parentMap);
   void getAnimParentsR(osg::NodePtr const& animNode, osg::FieldContainerPtr const& parent,
@@ -248,10 +252,12 @@ class KNANIM_API knAnimEvaluator {
   std::vector<knCurveData> _curveData;       ///< the records of the running evaluation
   knIdTable<osg::BitVector> _changedFields;  ///< fields written and not yet announced
   int _writePhases = 0;                      ///< how many have begun and not ended
-  bool _hostRan = false;               ///< since curves were last gathered: they may say something else now
-  ParentMap _animParentMap;            ///< survives evaluations
-  knIdTable<osg::UInt32> _curveMap;    ///< by curve id: the place of its first record in `_curveData`
-  TimeShapeCacheMap _timeShapeCaches;  ///< of the running evaluation
+  bool _hostRan = false;        ///< since curves were last gathered: they may say something else now
+  ParentMap _animParentMap;     ///< survives evaluations
+  osg::NodePtr _parentMapRoot;  ///< of the scene that the map was made for
+  osg::UInt64 _parentMapRebuilds = 0;
+  knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
+  TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation
   std::set<osg::AnimNodePtr> _playingNodes;  ///< survive evaluations, as do
   std::set<osg::AnimNodePtr> _pendingNodes;  ///< those that begin at the end of the next pass
   float _time = 0.F;                         ///< of the last evaluation of a scene

@@ -1,10 +1,9 @@
 #include "camera/CameraChannels.h"
-#include "camera/CameraRoot.h"
+#include "camera/FlightTree.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/constraint/knConstraintManager.h"
 #include "model/fields/FieldContainerFactory.h"
-#include "model/fields/Ref.h"
 #include "model/math/MatrixTools.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/scenegraph/Group.h"
@@ -41,25 +40,24 @@ struct CurveNames {
   char const* channel;
 };
 
-/// Makes a curve from one value to another and hangs it below `parent`.
-void addFlightCurve(AnimNodePtr const& parent, std::string const& name, osg::UInt32 index,
-                    CurveNames const& names, float from, float to, float duration) {
-  osg::Ref<osg::AnimNode> const node =
-      knAnimManager::the()->createChannelCurveNode({}, name, index, names.suffix, names.channel);
+/// Makes a curve from one value to another and hangs it into a tree.
+void addFlightCurve(FlightTree& tree, std::string const& name, osg::UInt32 index, CurveNames const& names,
+                    float from, float to, float duration) {
+  osg::Ref<osg::AnimNode> const node = FlightTree::makeCurveNode(name, index, names.suffix, names.channel);
   if (!node.isAlive()) return;
   createFromToControlPoints(osg::dcast<AnimCurvePtr>(node->getCore()), from, to, duration, 2);
-  if (parent.isAlive() && node.isAlive()) parent->addChild(node.get());
+  tree.add(node);
 }
 
 /// Which duration flights have: not 0, not negative. One that is not a number is none, either.
 bool isDuration(float duration) { return duration > 0; }
 
-void addTranslationCurves(AnimNodePtr const& animNode, std::string const& name, Vec3f const& from,
-                          Vec3f const& to, float duration) {
+void addTranslationCurves(FlightTree& tree, std::string const& name, Vec3f const& from, Vec3f const& to,
+                          float duration) {
   static constexpr CurveNames names[] = {{"X", "tx"}, {"Y", "ty"}, {"Z", "tz"}};
-  if (!animNode.isAlive() || !isDuration(duration)) return;
-  for (osg::UInt32 i = 0; i < 3; ++i) addFlightCurve(animNode, name, i, names[i], from[i], to[i], duration);
-  announce(animNode, osg::Node::ChildrenFieldMask);
+  if (!tree.isAlive() || !isDuration(duration)) return;
+  for (osg::UInt32 i = 0; i < 3; ++i) addFlightCurve(tree, name, i, names[i], from[i], to[i], duration);
+  tree.announceChildren();
 }
 
 /// The translation that brings what a transform turns around to a place in the world.
@@ -96,22 +94,21 @@ Pnt3f upTargetPlace(FlightEnd const& end, osg::UberCamera const& camera, NodePtr
 }
 
 /// Keeps the targets of an aim constraint in step with a flight; a camera without one gets no such curves.
-void createAimAnimationCurves(AnimNodePtr const& animNode, UberCameraPtr const& camera, FlightEnd const& end,
-                              float duration) {
-  if (!camera.isAlive() || !animNode.isAlive() || !isDuration(duration)) return;
+void addAimCurves(FlightTree& tree, UberCameraPtr const& camera, FlightEnd const& end, float duration) {
+  if (!camera.isAlive() || !tree.isAlive() || !isDuration(duration)) return;
   auto const constraint = knConstraintManager::findAimConstraintForTarget(camera);
   if (!constraint) return;
   NodePtr const aimNode = constraint->getAimNode();
   auto const* const aim = coreOf<osg::Transform3D>(aimNode);
   if (aim == nullptr) return;
   Vec3f const aimPlace = translationTo(worldPoint(end.at, end, *camera), aimNode, *aim);
-  addTranslationCurves(animNode, "aimTranslation", aim->getTranslation(), aimPlace, duration);
+  addTranslationCurves(tree, "aimTranslation", aim->getTranslation(), aimPlace, duration);
   if (!camera.isAlive()) return;
   NodePtr const upNode = constraint->getUpVectorNode();
   auto const* const up = coreOf<osg::Transform3D>(upNode);
   if (up == nullptr) return;
   Vec3f const upPlace = translationTo(upTargetPlace(end, *camera, upNode), upNode, *up);
-  addTranslationCurves(animNode, "upTranslation", up->getTranslation(), upPlace, duration);
+  addTranslationCurves(tree, "upTranslation", up->getTranslation(), upPlace, duration);
 }
 
 osg::FieldContainerPtr containerOf(osg::UInt32 id) {
@@ -194,25 +191,84 @@ Vec3f anglesToward(osg::UberCamera const& camera, Pnt3f const& at, Vec3f const& 
   return angles;
 }
 
-void startFlight(AnimNodePtr const& root) { knAnimEvaluator::the()->enqueue(root, true); }
-
-}  // namespace
-
-AnimNodePtr prepareCameraAnimationRoot(UberCameraPtr const& camera) {
-  AnimNodePtr root = camera->getAnimationRoot();
-  if (!root.isAlive()) {
-    root = osg::AnimNodeBase::create();
-    root->setCore(osg::GroupBase::create());
-    announce(root, osg::Node::CoreFieldMask);
-    camera->setAnimationRoot(root);
-    announce(camera, osg::UberCameraBase::AnimationRootFieldMask);
+/// Channels are paired by their places. A value is read before its curve is made: reading can run code of the host's.
+void addViewpointCurves(FlightTree& tree, std::vector<knOSGChannelData> const& starts,
+                        std::vector<knOSGChannelData> const& ends, float duration,
+                        std::vector<std::string> const& ignored) {
+  if (!tree.isAlive() || starts.empty() || starts.size() != ends.size() || !isDuration(duration)) return;
+  knAnimManager const& manager = *knAnimManager::the();
+  for (std::size_t i = 0; i < starts.size(); ++i) {
+    knOSGChannelData const& channel = starts[i];
+    if (manager.ignoreChannel(channel.fieldName) || std::ranges::count(ignored, channel.fieldName) > 0)
+      continue;
+    float const start = presentValue(channel);
+    float const end = presentValue(ends[i]);
+    osg::Ref<osg::AnimNode> const node = FlightTree::makeCurveNode(channel);
+    AnimCurvePtr const curve = node.isAlive() ? osg::dcast<AnimCurvePtr>(node->getCore()) : AnimCurvePtr();
+    if (!curve) continue;
+    addPlainKey(curve, 0, start, 2, 2);
+    addPlainKey(curve, duration, end, 2, 2);
+    validateCameraCurveTangents(curve);
+    announce(curve, osg::AnimCurveBase::ControlPointsFieldMask);
+    tree.add(node);
   }
-  knAnimManager::the()->stopCameraAnimation(camera);
-  if (!root.isAlive()) return {};
-  root->clearChildren();
-  announce(root, osg::Node::ChildrenFieldMask);
-  return root.isAlive() ? root : AnimNodePtr();
+  tree.announceChildren();
 }
+
+void addFromAtUpCurves(FlightTree& tree, UberCameraPtr const& camera, FlightEnd const& end, float duration) {
+  if (!tree.isAlive() || !camera.isAlive() || !isDuration(duration)) return;
+  static constexpr CurveNames fromNames[] = {{"X", "fx"}, {"Y", "fy"}, {"Z", "fz"}};
+  static constexpr CurveNames atNames[] = {{"X", "ax"}, {"Y", "ay"}, {"Z", "az"}};
+  static constexpr CurveNames upNames[] = {{"X", "ux"}, {"Y", "uy"}, {"Z", "uz"}};
+  Pnt3f from;
+  Pnt3f at;
+  Vec3f up;
+  camera->getFromAtUp(from, at, up, Camera::LocalSpace);
+  for (osg::UInt32 i = 0; i < 3; ++i)
+    addFlightCurve(tree, "from", i, fromNames[i], from[i], end.from[i], duration);
+  for (osg::UInt32 i = 0; i < 3; ++i) addFlightCurve(tree, "at", i, atNames[i], at[i], end.at[i], duration);
+  for (osg::UInt32 i = 0; i < 3; ++i) addFlightCurve(tree, "up", i, upNames[i], up[i], end.up[i], duration);
+  tree.announceChildren();
+}
+
+void addFrustumSidesCurves(FlightTree& tree, UberCameraPtr const& camera, osg::Vec4f const& sides,
+                           float duration) {
+  if (!tree.isAlive() || !camera.isAlive() || !isDuration(duration)) return;
+  // The names of the third and fourth are those of older releases, which files and hosts know; the value index tells
+  // the four apart.
+  static constexpr CurveNames names[] = {{"X", "fsx"}, {"Y", "fsy"}, {"Y", "fsy"}, {"W", "fsz"}};
+  osg::Vec4f const present = camera->getFrustumSides();
+  for (osg::UInt32 i = 0; i < 4; ++i)
+    addFlightCurve(tree, "frustumSides", i, names[i], present[i], sides[i], duration);
+  tree.announceChildren();
+}
+
+void addRotationCurves(FlightTree& tree, UberCameraPtr const& camera, Vec3f const& rotation, float duration) {
+  if (!tree.isAlive() || !camera.isAlive() || !isDuration(duration)) return;
+  static constexpr CurveNames names[] = {{"X", "rx"}, {"Y", "ry"}, {"Z", "rz"}};
+  Vec3f const present = camera->getEulerRotation();
+  for (osg::UInt32 i = 0; i < 3; ++i) {
+    addFlightCurve(tree, "eulerRotation", i, names[i], present[i], shortWay(present[i], rotation[i]),
+                   duration);
+  }
+  tree.announceChildren();
+}
+
+FlightTree prepareFlight(UberCameraPtr const& camera, UberCameraPtr const& target, float duration,
+                         std::vector<std::string> const& ignored) {
+  FlightTree tree = FlightTree::prepare(camera);
+  std::vector<knOSGChannelData> from;
+  std::vector<knOSGChannelData> to;
+  getCameraChannelData(camera, from);
+  getCameraChannelData(target, to);
+  addViewpointCurves(tree, from, to, duration, ignored);
+  if (!target.isAlive()) return tree;
+  FlightEnd const end{target->getFrom(Camera::LocalSpace), target->getAt(Camera::LocalSpace),
+                      target->getUp(Camera::LocalSpace), Camera::LocalSpace};
+  addAimCurves(tree, camera, end, duration);
+  return tree;
+}
+}  // namespace
 
 void createFromToControlPoints(AnimCurvePtr const& curve, float from, float to, float duration,
                                osg::UInt32 tangentType) {
@@ -237,21 +293,8 @@ AnimNodePtr knAnimManager::prepareCameraAnimation(UberCameraPtr const& camera, U
                                                   float duration,
                                                   std::vector<std::string> const& ignoredFields) {
   if (!camera.isAlive()) return {};
-  UberCameraPtr const flying = camera;
-  UberCameraPtr const target = viewpoint;
-  std::vector<std::string> const ignored = ignoredFields;
-  AnimNodePtr const root = prepareCameraAnimationRoot(flying);
-  std::vector<knOSGChannelData> from;
-  std::vector<knOSGChannelData> to;
-  getCameraChannelData(flying, from);
-  getCameraChannelData(target, to);
-  createViewpointAnimationCurves(root, from, to, duration, ignored);
-  if (target.isAlive()) {
-    FlightEnd const end{target->getFrom(Camera::LocalSpace), target->getAt(Camera::LocalSpace),
-                        target->getUp(Camera::LocalSpace), Camera::LocalSpace};
-    createAimAnimationCurves(root, flying, end, duration);
-  }
-  return root;
+  return prepareFlight(UberCameraPtr(camera), UberCameraPtr(viewpoint), duration, std::vector(ignoredFields))
+      .root();
 }
 
 void knAnimManager::createViewpointAnimationCurves(AnimNodePtr const& animNode,
@@ -259,83 +302,35 @@ void knAnimManager::createViewpointAnimationCurves(AnimNodePtr const& animNode,
                                                    std::vector<knOSGChannelData> const& toChannels,
                                                    float duration,
                                                    std::vector<std::string> const& ignoredFields) {
-  if (!animNode.isAlive() || fromChannels.empty() || fromChannels.size() != toChannels.size()) return;
-  if (!isDuration(duration)) return;
-  AnimNodePtr const parent = animNode;
-  std::vector<knOSGChannelData> const starts = fromChannels;
-  std::vector<knOSGChannelData> const ends = toChannels;
-  std::vector<std::string> const ignored = ignoredFields;
-  for (std::size_t i = 0; i < starts.size(); ++i) {
-    knOSGChannelData const& channel = starts[i];
-    if (ignoreChannel(channel.fieldName) || std::ranges::count(ignored, channel.fieldName) > 0) continue;
-    osg::Ref<osg::AnimNode> const node = createChannelCurveNode(channel, {});
-    AnimCurvePtr const curve = node.isAlive() ? osg::dcast<AnimCurvePtr>(node->getCore()) : AnimCurvePtr();
-    if (!curve) continue;
-    addPlainKey(curve, 0, presentValue(channel), 2, 2);
-    addPlainKey(curve, duration, presentValue(ends[i]), 2, 2);
-    validateCameraCurveTangents(curve);
-    announce(curve, osg::AnimCurveBase::ControlPointsFieldMask);
-    if (parent.isAlive() && node.isAlive()) parent->addChild(node.get());
-  }
-  announce(parent, osg::Node::ChildrenFieldMask);
+  FlightTree tree(animNode);
+  addViewpointCurves(tree, std::vector(fromChannels), std::vector(toChannels), duration,
+                     std::vector(ignoredFields));
 }
 
 void knAnimManager::createFromAtUpCurves(AnimNodePtr const& animNode, UberCameraPtr const& camera,
                                          Pnt3f const& from, Pnt3f const& at, Vec3f const& up,
                                          float duration) {
-  if (!animNode.isAlive() || !camera.isAlive() || !isDuration(duration)) return;
-  static constexpr CurveNames fromNames[] = {{"X", "fx"}, {"Y", "fy"}, {"Z", "fz"}};
-  static constexpr CurveNames atNames[] = {{"X", "ax"}, {"Y", "ay"}, {"Z", "az"}};
-  static constexpr CurveNames upNames[] = {{"X", "ux"}, {"Y", "uy"}, {"Z", "uz"}};
-  AnimNodePtr const parent = animNode;
-  Pnt3f const toFrom = from;
-  Pnt3f const toAt = at;
-  Vec3f const toUp = up;
-  Pnt3f presentFrom;
-  Pnt3f presentAt;
-  Vec3f presentUp;
-  camera->getFromAtUp(presentFrom, presentAt, presentUp, Camera::LocalSpace);
-  for (osg::UInt32 i = 0; i < 3; ++i)
-    addFlightCurve(parent, "from", i, fromNames[i], presentFrom[i], toFrom[i], duration);
-  for (osg::UInt32 i = 0; i < 3; ++i)
-    addFlightCurve(parent, "at", i, atNames[i], presentAt[i], toAt[i], duration);
-  for (osg::UInt32 i = 0; i < 3; ++i)
-    addFlightCurve(parent, "up", i, upNames[i], presentUp[i], toUp[i], duration);
-  announce(parent, osg::Node::ChildrenFieldMask);
+  FlightTree tree(animNode);
+  addFromAtUpCurves(tree, UberCameraPtr(camera), {from, at, up, Camera::LocalSpace}, duration);
 }
 
 void knAnimManager::createFrustumSidesCurves(AnimNodePtr const& animNode, UberCameraPtr const& camera,
                                              osg::Vec4f const& sides, float duration) {
-  if (!animNode.isAlive() || !camera.isAlive() || !isDuration(duration)) return;
-  // The names of the third and fourth are those of older releases, which files and hosts know; the value index tells
-  // the four apart.
-  static constexpr CurveNames names[] = {{"X", "fsx"}, {"Y", "fsy"}, {"Y", "fsy"}, {"W", "fsz"}};
-  AnimNodePtr const parent = animNode;
-  osg::Vec4f const to = sides;
-  osg::Vec4f const present = camera->getFrustumSides();
-  for (osg::UInt32 i = 0; i < 4; ++i) {
-    addFlightCurve(parent, "frustumSides", i, names[i], present[i], to[i], duration);
-  }
-  announce(parent, osg::Node::ChildrenFieldMask);
+  FlightTree tree(animNode);
+  addFrustumSidesCurves(tree, UberCameraPtr(camera), osg::Vec4f(sides), duration);
 }
 
 void knAnimManager::createRotationCurves(AnimNodePtr const& animNode, UberCameraPtr const& camera,
                                          Vec3f rotation, float duration) {
-  if (!animNode.isAlive() || !camera.isAlive() || !isDuration(duration)) return;
-  static constexpr CurveNames names[] = {{"X", "rx"}, {"Y", "ry"}, {"Z", "rz"}};
-  AnimNodePtr const parent = animNode;
-  Vec3f const present = camera->getEulerRotation();
-  for (osg::UInt32 i = 0; i < 3; ++i) {
-    addFlightCurve(parent, "eulerRotation", i, names[i], present[i], shortWay(present[i], rotation[i]),
-                   duration);
-  }
-  announce(parent, osg::Node::ChildrenFieldMask);
+  FlightTree tree(animNode);
+  addRotationCurves(tree, UberCameraPtr(camera), rotation, duration);
 }
 
 void knAnimManager::animateCamera(UberCameraPtr const& camera, UberCameraPtr const& viewpoint, float duration,
                                   std::vector<std::string> const& ignoredFields) {
-  AnimNodePtr const root = prepareCameraAnimation(camera, viewpoint, duration, ignoredFields);
-  startFlight(root);
+  if (!camera.isAlive()) return;
+  prepareFlight(UberCameraPtr(camera), UberCameraPtr(viewpoint), duration, std::vector(ignoredFields))
+      .start();
 }
 
 void knAnimManager::animateCamera(UberCameraPtr const& camera, NodePtr const& trackNode,
@@ -345,9 +340,9 @@ void knAnimManager::animateCamera(UberCameraPtr const& camera, NodePtr const& tr
   UberCameraPtr const flying = camera;
   NodePtr const track = trackNode;
   std::vector<std::string> const ignored = ignoredFields;
-  AnimNodePtr const root = prepareCameraAnimationRoot(flying);
-  createCameraTrackAnimationCurves(root, track, ignored);
-  startFlight(root);
+  FlightTree tree = FlightTree::prepare(flying);
+  addTrackCurves(tree, track, ignored);
+  tree.start();
 }
 
 void knAnimManager::animateCamera(UberCameraPtr const& camera,
@@ -362,11 +357,11 @@ void knAnimManager::animateCamera(UberCameraPtr const& camera,
   end.from = {place(0, 3), place(1, 3), place(2, 3)};
   end.at = place.multMatrixPnt({0, 0, -flying->getAtDistance()});
   end.up = isGiven(up, 3) ? flying->vectorToLocal(up) : place.multMatrixVec({0, 1, 0});
-  AnimNodePtr const root = prepareCameraAnimationRoot(flying);
-  createFromAtUpCurves(root, flying, end.from, end.at, end.up, duration);
-  createAimAnimationCurves(root, flying, end, duration);
-  if (isGiven(sides, 4)) createFrustumSidesCurves(root, flying, sides, duration);
-  startFlight(root);
+  FlightTree tree = FlightTree::prepare(flying);
+  addFromAtUpCurves(tree, flying, end, duration);
+  addAimCurves(tree, flying, end, duration);
+  if (isGiven(sides, 4)) addFrustumSidesCurves(tree, flying, sides, duration);
+  tree.start();
 }
 
 void knAnimManager::animateCamera(UberCameraPtr const& camera, Pnt3f const& at, Vec3f const& up,
@@ -380,10 +375,10 @@ void knAnimManager::animateCamera(UberCameraPtr const& camera, Pnt3f const& at, 
   if (isGiven(up, 3)) end.up = up;
   // Told in the camera's own space: parents that stretch or mirror turn right angles of the world into others.
   Vec3f const angles = anglesToward(*flying, flying->pointToLocal(end.at), flying->vectorToLocal(end.up));
-  AnimNodePtr const root = prepareCameraAnimationRoot(flying);
-  createRotationCurves(root, flying, angles, duration);
-  createAimAnimationCurves(root, flying, end, duration);
-  startFlight(root);
+  FlightTree tree = FlightTree::prepare(flying);
+  addRotationCurves(tree, flying, angles, duration);
+  addAimCurves(tree, flying, end, duration);
+  tree.start();
 }
 
 void knAnimManager::animateCamera(UberCameraPtr const& camera, Pnt3f const& from, Pnt3f const& at,
@@ -391,15 +386,15 @@ void knAnimManager::animateCamera(UberCameraPtr const& camera, Pnt3f const& from
   if (!camera.isAlive()) return;
   UberCameraPtr const flying = camera;
   FlightEnd const end{from, at, up, Camera::LocalSpace};
-  AnimNodePtr const root = prepareCameraAnimationRoot(flying);
-  createFromAtUpCurves(root, flying, end.from, end.at, end.up, duration);
-  createAimAnimationCurves(root, flying, end, duration);
+  FlightTree tree = FlightTree::prepare(flying);
+  addFromAtUpCurves(tree, flying, end, duration);
+  addAimCurves(tree, flying, end, duration);
   if (!flying.isAlive()) return;
   float const presentFov = flying->getFov();
   float const presentRoll = flying->getRoll();
   // Unlike the others, these two are made whatever the duration is.
-  addFlightCurve(root, "fov", 0, {"", "fov"}, presentFov, fov, duration);
-  addFlightCurve(root, "roll", 0, {"", "roll"}, presentRoll, roll, duration);
-  announce(root, osg::Node::ChildrenFieldMask);
-  startFlight(root);
+  addFlightCurve(tree, "fov", 0, {"", "fov"}, presentFov, fov, duration);
+  addFlightCurve(tree, "roll", 0, {"", "roll"}, presentRoll, roll, duration);
+  tree.announceChildren();
+  tree.start();
 }

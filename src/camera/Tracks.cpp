@@ -1,8 +1,8 @@
 #include "camera/CameraChannels.h"
+#include "camera/FlightTree.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/constraint/knConstraintManager.h"
-#include "model/fields/Ref.h"
 #include "model/scenedata/knUberCameraPool.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimTreeCloning.h"
@@ -218,23 +218,28 @@ AnimNodePtr knAnimManager::createCameraTrackBlock(NodePtr const& trackNode) {
 
 void knAnimManager::createCameraTrackAnimationCurves(AnimNodePtr const& animNode, NodePtr const& trackNode,
                                                      std::vector<std::string> const& ignoredFields) {
-  if (!animNode.isAlive() || trackOf(trackNode) == nullptr) return;
+  FlightTree tree(animNode);
+  addTrackCurves(tree, NodePtr(trackNode), std::vector(ignoredFields));
+}
+
+void addTrackCurves(FlightTree& tree, NodePtr const& trackNode,
+                    std::vector<std::string> const& ignoredFields) {
+  if (!tree.isAlive() || trackOf(trackNode) == nullptr) return;
   UberCameraPtr const camera = knUberCameraUtils::findParentUberCamera(trackNode);
   if (!camera) return;
-  AnimNodePtr const parent = animNode;
-  NodePtr const track = trackNode;
-  std::vector<std::string> const ignored = ignoredFields;
+  knAnimManager& manager = *knAnimManager::the();
   std::vector<knOSGChannelData> channels;
   getCameraChannelData(camera, channels);
   appendAimChannels(camera, channels);
   for (knOSGChannelData const& channel : channels) {
-    if (ignoreChannel(channel.fieldName) || std::ranges::count(ignored, channel.fieldName) > 0) continue;
-    osg::Ref<osg::AnimNode> const node = createChannelCurveNode(channel, {});
+    if (manager.ignoreChannel(channel.fieldName) || std::ranges::count(ignoredFields, channel.fieldName) > 0)
+      continue;
+    osg::Ref<osg::AnimNode> const node = FlightTree::makeCurveNode(channel);
     if (!node.isAlive()) continue;
-    updateCameraTrackAnimationCurve(osg::dcast<AnimCurvePtr>(node->getCore()), track);
-    if (parent.isAlive() && node.isAlive()) parent->addChild(node.get());
+    manager.updateCameraTrackAnimationCurve(osg::dcast<AnimCurvePtr>(node->getCore()), trackNode);
+    tree.add(node);
   }
-  announce(parent, osg::Node::ChildrenFieldMask);
+  tree.announceChildren();
 }
 
 void knAnimManager::updateCameraTrackAnimationCurve(AnimCurvePtr const& curve, NodePtr const& trackNode) {

@@ -6,8 +6,10 @@
 #include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TimeShapeCache.h"
+#include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
+#include <array>
 #include <unordered_set>
 
 using osg::AnimNodePtr;
@@ -98,6 +100,28 @@ void knAnimEvaluator::rebuildParentMap(NodePtr const& root) {
   ParentMap parentMap;
   createAnimParentMap(root, parentMap);
   _animParentMap.swap(parentMap);
+  _parentMapRoot = root;
+  ++_parentMapRebuilds;
+}
+
+knContainerSet knAnimEvaluator::findOwnersOfFlights(osg::UberCameraPtr const& camera) const {
+  std::array<NodePtr, 3> roots{_parentMapRoot};
+  if (osg::MaterialPoolPtr const pool = knSceneData::getMaterialPool(); pool.isAlive()) {
+    roots[1] = pool->getCameraRoot();
+    roots[2] = pool->getSceneplateRoot();
+  }
+  auto const isReached = [&](NodePtr node) {
+    for (; node.isAlive(); node = node->getParent()) {
+      if (hasCore<osg::CameraTrack>(node) && animationRootOf(node)) return false;
+      if (std::ranges::find(roots, node) != roots.end()) return true;
+    }
+    return false;
+  };
+  knContainerSet owners;
+  for (NodePtr const& node : camera->getParents()) {
+    if (isReached(node)) owners.insert(FieldContainerPtr(node));
+  }
+  return owners;
 }
 
 void knAnimEvaluator::createAnimParentMap(NodePtr const& root, ParentMap& parentMap) {

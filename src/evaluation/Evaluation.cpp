@@ -29,6 +29,8 @@ knAnimEvaluator& knAnimEvaluator::operator=(knAnimEvaluator const& other) {
   _curveData = other._curveData;
   _changedFields = other._changedFields;
   _animParentMap = other._animParentMap;
+  _parentMapRoot = other._parentMapRoot;
+  ++_parentMapRebuilds;
   _curveMap = other._curveMap;
   _timeShapeCaches = other._timeShapeCaches;
   _playingNodes = other._playingNodes;

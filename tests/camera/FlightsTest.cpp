@@ -51,6 +51,57 @@ TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
   }
 }
 
+/// Flights tell who owns their curves, and a look at the whole scene finds the same; edits of the host's come between.
+TEST_F(FlightsTest, OwnersAreKnownWithoutALookAtTheScene) {
+  using Access = knAnimEvaluatorAccess;
+  NodePtr const other = addNode(UberCamera::create(), parent);
+  NodePtr const track = addNode(CameraTrack::create(), cameraNode);
+  UberCameraPtr const viewpoint = coreOf<UberCamera>(addNode(UberCamera::create(), track));
+  Held<AnimNodePtr> const strange(newAnimNode(Group::create()));
+  std::vector<std::function<void(UberCameraPtr const&)>> const flights{
+      [&](auto& flying) { manager.animateCamera(flying, viewpoint, 1, {}); },
+      [&](auto& flying) { manager.animateCamera(flying, point(3), vector(1), 1); },
+      [&](auto& flying) {
+        manager.animateCamera(flying, Matrix(), {1, 1, 1, 1}, {}, 1);
+      },
+      [&](auto& flying) { manager.animateCamera(flying, point(3), point(3), vector(1), 40, 0, 1); },
+      [&](auto& flying) { manager.animateCamera(flying, track, {}); },
+      [&](auto& flying) { manager.animateCameraTurntable(flying); },
+  };
+  std::vector<std::function<void()>> const edits{
+      [&] { addNode(coreOf<UberCamera>(other), parent); },
+      [&] { parent->subChild(other); },
+      [&] { parent->addChild(other); },
+      [&] { track->addChild(other); },
+      [&] { flight()->addChild(newAnimNode(flight()->getChild(0)->getCore())); },
+      [&] { animate(cameraNode, newAnimNode(flight()->getChild(0)->getCore())); },
+      [&] { strange->addChild(flight()); },
+      [&] { strange->subChild(flight()); },
+      [&] {
+        animate(track, newCurveNode("from", 0, {{0, 0}}));
+      },
+      [&] { camera->setAnimationRoot(newAnimNode(Group::create())); },
+  };
+  Held<NodePtr> const keptNode(other);
+  UberCameraPtr const second = coreOf<UberCamera>(other);
+  int kept = 0;
+  for (int times = 0; times < 400; ++times) {
+    auto const any = [&](auto const& list) {
+      return list[static_cast<std::size_t>((number(1) + 1) * 0.4999F * static_cast<float>(list.size()))];
+    };
+    if (times % 4 == 0 && flight().isAlive() && flight()->getNChildren() > 0) any(edits)();
+    if (times % 3 == 0) knAnimEvaluator::the()->updateSceneAnimParentMap(root());
+    any(flights)(times % 2 == 0 ? camera : second);
+    if (AnimNode::_changed) continue;
+    ++kept;
+    auto const known = Access::parents();
+    Access::updateParents();
+    EXPECT_EQ(known.size(), Access::parents().size()) << times;
+    EXPECT_TRUE(known == Access::parents()) << times;
+  }
+  EXPECT_GT(kept, 100);
+}
+
 TEST_F(FlightsTest, TurningToAPointLooksAtItInTheEnd) {
   for (int times = 0; times < 60; ++times) {
     // Parents that stretch and mirror too.
