@@ -1,0 +1,79 @@
+// A ball bounces while its curve is edited: keys are moved, added and dropped, and the next frame shows it.
+#include <knAnimManager.h>
+#include <knFramePlayer.h>
+#include <model/fields/FieldContainer.h>
+#include <model/scenedata/knSceneDataManager.h>
+#include <model/scenegraph/Transform3D.h>
+
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+double now = 0;  // the host's clock in seconds
+osg::NodePtr ball;
+
+osg::AnimCurvePtr makeBounce() {
+  knAnimManager& manager = *knAnimManager::the();
+  osg::AnimNodePtr const node = manager.createChannelCurveNode({}, "translation", 1, "Y", "translation");
+  osg::AnimCurvePtr const curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
+  for (osg::Pnt2f const& key : {osg::Pnt2f(0, 0), osg::Pnt2f(1, 4), osg::Pnt2f(2, 0)}) {
+    curve->addPoint(key, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false, true);
+  }
+  manager.addAnimation(ball, node);
+  return curve;
+}
+
+/// One pass of the host's loop.
+float passAt(double time) {
+  now = time;
+  knFramePlayer::the().tick();
+  knFramePlayer::the().apply();
+  float const height = osg::dcast<osg::Transform3DPtr>(ball->getCore())->getTranslation().y();
+  std::printf("%4.2f s: %5.2f\n", time, static_cast<double>(height));
+  return height;
+}
+
+bool isNear(float a, float b) { return std::abs(a - b) < 1e-3F; }
+
+}  // namespace
+
+int main() {
+  knAnimManager& manager = *knAnimManager::the();
+  knSceneDataManager::beginScene();
+  knAnimManager::setSimulationTimeCB([] { return now; });
+  manager.setFPS(20);
+  ball = osg::Node::create();
+  ball->setCore(osg::Transform3D::create());
+  knSceneDataManager::getSceneData(0)->getRoot()->addChild(ball);
+  osg::AnimCurvePtr const curve = makeBounce();
+
+  knFramePlaybackParams params;
+  params.loop = true;
+  params.rangeEnd = 39;  // two seconds
+  params.fps = 20;
+  knFramePlayer::the().start(params, false, nullptr);
+
+  bool isRight = isNear(passAt(0), 0) && isNear(passAt(1), 4) && isNear(passAt(2.5), 2);
+
+  // Move a key: write the field and announce it. The next frame shows it.
+  curve->getControlPoints()[1].setY(6);
+  osg::announce(curve, osg::AnimCurveBase::ControlPointsFieldMask);
+  isRight = isNear(passAt(3), 6) && isRight;
+
+  // Add a key: addPoint keeps the keys in order. The first flag replaces a key at exactly that time.
+  curve->addPoint({0.5F, 5}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, true, true);
+  osg::announce(curve, osg::AnimCurveBase::ControlPointsFieldMask);
+  isRight = isNear(passAt(4.5), 5) && isRight;
+
+  // No new frame, no evaluation: while the player stands still, ask for one.
+  knFramePlayer::the().stop(nullptr);
+  curve->addPoint({0.5F, 2}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, true, true);
+  osg::announce(curve, osg::AnimCurveBase::ControlPointsFieldMask);
+  manager.reevaluateAnimations(false);
+  isRight = isNear(osg::dcast<osg::Transform3DPtr>(ball->getCore())->getTranslation().y(), 2) && isRight;
+
+  knAnimManager::setSimulationTimeCB(nullptr);
+  knSceneDataManager::endScene();
+  return isRight ? 0 : 1;
+}
