@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -36,7 +37,7 @@ float angleOf(osg::NodePtr const& door) {
 
 int main() {
   namespace fs = std::filesystem;
-  fs::path const folder = fs::temp_directory_path() / "knOpenSGAnim-example";
+  fs::path const folder = fs::temp_directory_path() / ("knOpenSGAnim-" + std::to_string(getpid()));
   fs::create_directories(folder);
   std::string const sceneFile = folder / "house.osb";
   std::string const animationFile = folder / "open.osb";
