@@ -12,66 +12,8 @@ namespace {
 /// Half-width of the band around zero in which discriminants, roots and values count as zero.
 constexpr double Tolerance = 0.000001;
 
-/// The cubic of a segment's normalised time, a s^3 + b s^2 + c s = u. The inner control points are given in widths of
-/// the segment.
-struct TimeCubic {
-  double a, b, c, u;
-
-  TimeCubic(double a1, double a2, double time) : u(time) {
-    double const d = a2 - a1;
-    double const e = d - a1;
-    a = ((1.0 - a2) - d) - e;
-    b = 3.0 * e;
-    c = 3.0 * a1;
-  }
-};
-
-/// t^3 + p t + q = 0, whose roots are the segment's parameters plus the shift.
-struct DepressedCubic {
-  double p;
-  double q;
-  double discriminant;
-  double shift;
-};
-
-/// A vanishing cubic term is not guarded against: the divisions make the discriminant not-a-number.
-DepressedCubic depress(TimeCubic const& k) {
-  double const a3 = 3.0 * k.a;
-  DepressedCubic cubic;
-  cubic.p = (k.c * a3 - k.b * k.b) / (k.a * a3);
-  cubic.q = (2.0 * k.b * k.b * k.b) / (27.0 * k.a * k.a * k.a) - (k.c * k.b) / (k.a * a3) - k.u / k.a;
-  double const p3 = cubic.p / 3.0;
-  double const q2 = cubic.q / 2.0;
-  cubic.discriminant = p3 * p3 * p3 + q2 * q2;
-  cubic.shift = k.b / a3;
-  return cubic;
-}
-
-/// The same with one division in place of seven, exact to a few units in the last place: for where these do not count.
-DepressedCubic depressQuickly(TimeCubic const& k) {
-  double const inverse = 1.0 / k.a;
-  double const b = k.b * inverse;
-  double const c = k.c * inverse;
-  double const b3 = b * (1.0 / 3.0);
-  DepressedCubic cubic;
-  cubic.p = c - b * b3;
-  cubic.q = b3 * (2.0 * b3 * b3 - c) - k.u * inverse;
-  double const p3 = cubic.p * (1.0 / 3.0);
-  double const q2 = cubic.q * 0.5;
-  cubic.discriminant = p3 * p3 * p3 + q2 * q2;
-  cubic.shift = b3;
-  return cubic;
-}
-
-/// Whether the roots of depressQuickly can stand for the exact ones: the discriminant is far from zero, where the
-/// regions meet, and where two roots draw together and rounding costs most.
-bool isWellConditioned(TimeCubic const& k, DepressedCubic const& cubic) {
-  constexpr double SmallCubicTerm = 0.001;
-  constexpr double SmallDiscriminant = 0.001;
-  double const p = std::fabs(cubic.p);
-  double const scale = 1.0 + p * p * p + cubic.q * cubic.q;
-  return std::fabs(k.a) > SmallCubicTerm && std::fabs(cubic.discriminant) > SmallDiscriminant * scale;
-}
+constexpr double SmallCubicTerm = 0.001;
+constexpr double SmallDiscriminant = 0.001;
 
 /// r^(-1/3) to double precision for a normal, positive r. A fifth-degree polynomial in the mantissa is good to
 /// 6e-6, one step of third order does the rest. No division and no branch.
@@ -177,9 +119,75 @@ bool rootNearDouble(DepressedCubic const& cubic, double& root) {
   return inside(root);
 }
 
-bool findRoot(TimeCubic const& timeCubic, double& root) {
-  DepressedCubic cubic = depressQuickly(timeCubic);
-  if (!isWellConditioned(timeCubic, cubic)) cubic = depress(timeCubic);
+double derivative(double p0, double p1, double p2, double p3, double s) {
+  double const t = 1.0 - s;
+  return t * t * (p1 - p0) + 2.0 * s * t * (p2 - p1) + s * s * (p3 - p2);
+}
+
+double secondDerivative(double p0, double p1, double p2, double p3, double s) {
+  return (1.0 - s) * (p2 - 2.0 * p1 + p0) + s * (p3 - 2.0 * p2 + p1);
+}
+
+}  // namespace
+
+/// The control points are sums of floats, as the keys store them.
+SegmentSolver::SegmentSolver(SegmentKeys const& k) noexcept
+    : _points{{k.ax, k.ay},
+              {static_cast<double>(k.ax + k.aoutX), static_cast<double>(k.ay + k.aoutY)},
+              {static_cast<double>(k.bx + k.binX), static_cast<double>(k.by + k.binY)},
+              {k.bx, k.by}},
+      _width(_points[3].x - _points[0].x) {
+  double const a1 = (_points[1].x - _points[0].x) / _width;
+  double const a2 = (_points[2].x - _points[0].x) / _width;
+  double const d = a2 - a1;
+  double const e = d - a1;
+  _a = ((1.0 - a2) - d) - e;
+  _b = 3.0 * e;
+  _c = 3.0 * a1;
+
+  // One division in place of seven, exact to a few units in the last place: for where these do not count.
+  _inverse = 1.0 / _a;
+  double const b = _b * _inverse;
+  double const c = _c * _inverse;
+  double const b3 = b * (1.0 / 3.0);
+  _p = c - b * b3;
+  _q0 = b3 * (2.0 * b3 * b3 - c);
+  _shift = b3;
+  double const p3 = _p * (1.0 / 3.0);
+  _cube = p3 * p3 * p3;
+  double const p = std::fabs(_p);
+  _scale = 1.0 + p * p * p;
+  _hasCubicTerm = std::fabs(_a) > SmallCubicTerm;
+}
+
+[[gnu::always_inline]] inline DepressedCubic SegmentSolver::depress(double u) const noexcept {
+  double const q = _q0 - u * _inverse;
+  double const q2 = q * 0.5;
+  return {_p, q, _cube + q2 * q2, _shift};
+}
+
+/// A vanishing cubic term is not guarded against: the divisions make the discriminant not-a-number.
+DepressedCubic SegmentSolver::depressExactly(double u) const noexcept {
+  double const a3 = 3.0 * _a;
+  DepressedCubic cubic;
+  cubic.p = (_c * a3 - _b * _b) / (_a * a3);
+  cubic.q = (2.0 * _b * _b * _b) / (27.0 * _a * _a * _a) - (_c * _b) / (_a * a3) - u / _a;
+  double const p3 = cubic.p / 3.0;
+  double const q2 = cubic.q / 2.0;
+  cubic.discriminant = p3 * p3 * p3 + q2 * q2;
+  cubic.shift = _b / a3;
+  return cubic;
+}
+
+/// The quick form can stand for the exact one where the discriminant is far from zero: there the regions meet, and two
+/// roots draw together and rounding costs most.
+[[gnu::always_inline]] inline bool SegmentSolver::findRoot(float time, double& root) const noexcept {
+  // At the two keys the normalised time is exactly 0 and 1.
+  double const u = (time - _points[0].x) / _width;
+  DepressedCubic cubic = depress(u);
+  bool const isWellConditioned =
+      _hasCubicTerm && std::fabs(cubic.discriminant) > SmallDiscriminant * (_scale + cubic.q * cubic.q);
+  if (!isWellConditioned) cubic = depressExactly(u);
   if (cubic.discriminant >= Tolerance) {
     root = singleRoot(cubic);
     return true;
@@ -188,28 +196,40 @@ bool findRoot(TimeCubic const& timeCubic, double& root) {
   return rootNearDouble(cubic, root);
 }
 
-}  // namespace
-
-bool solveSegment(SegmentKeys const& k, float time, float& value) noexcept {
-  double const start = k.ax;
-  double const width = k.bx - start;
-  if (width == 0.0) {
-    value = k.ay;
+[[gnu::flatten]] bool SegmentSolver::value(float time, float& value) const noexcept {
+  if (_width == 0.0) {
+    value = static_cast<float>(_points[0].y);
     return true;
   }
-
-  // The control points are sums of floats, as the keys store them.
-  float const p1x = k.ax + k.aoutX;
-  float const p2x = k.bx + k.binX;
-  double const y1 = k.ay + k.aoutY;
-  double const y2 = k.by + k.binY;
-  // At the two keys the normalised time is exactly 0 and 1.
-  TimeCubic const cubic((p1x - start) / width, (p2x - start) / width, (time - start) / width);
   double s;
-  if (!findRoot(cubic, s)) return false;
-
+  if (!findRoot(time, s)) return false;
   double const t = 1.0 - s;
-  double const v = s * s * s * k.by + t * 3.0 * s * s * y2 + t * t * 3.0 * s * y1 + t * t * t * k.ay;
+  double const v = s * s * s * _points[3].y + t * 3.0 * s * s * _points[2].y +
+                   t * t * 3.0 * s * _points[1].y + t * t * t * _points[0].y;
   value = std::fabs(v) >= Tolerance ? static_cast<float>(v) : 0.0f;
   return true;
+}
+
+bool SegmentSolver::parameter(float time, double& s) const noexcept {
+  return _width != 0.0 && findRoot(time, s);
+}
+
+bool SegmentSolver::slope(float time, double& slope) const noexcept {
+  double s;
+  if (_width == 0.0 || !findRoot(time, s)) return false;
+  auto const& [p0, p1, p2, p3] = _points;
+  double const x = derivative(p0.x, p1.x, p2.x, p3.x, s);
+  double const y = derivative(p0.y, p1.y, p2.y, p3.y, s);
+  slope = y / x;
+  constexpr double Rest = 1e-9;
+  if (std::fabs(x) > Rest * std::fabs(_width)) return true;
+  double const x2 = secondDerivative(p0.x, p1.x, p2.x, p3.x, s);
+  double const y2 = secondDerivative(p0.y, p1.y, p2.y, p3.y, s);
+  double const height = std::fabs(p3.y - p0.y) + std::fabs(p1.y - p0.y) + std::fabs(p2.y - p0.y);
+  if (std::fabs(y) <= Rest * height && x2 != 0.0) slope = y2 / x2;
+  return true;
+}
+
+[[gnu::flatten]] bool solveSegment(SegmentKeys const& k, float time, float& value) noexcept {
+  return SegmentSolver(k).value(time, value);
 }

@@ -27,3 +27,43 @@ struct SegmentKeys {
 /// Rounding grows as the cubic term shrinks: 1e-5 of the value range is kept down to a cubic term
 /// of about 1e-4. Pure and thread-safe; about as expensive as three arc cosines.
 [[nodiscard]] bool solveSegment(SegmentKeys const& k, float time, float& value) noexcept;
+
+/// t^3 + p t + q = 0, whose roots are a segment's parameters plus the shift.
+struct DepressedCubic {
+  double p;
+  double q;
+  double discriminant;
+  double shift;
+};
+
+/// What of a segment's solution does not depend on the time, computed once: for many times in one segment. Gives the
+/// bits that solveSegment gives.
+class SegmentSolver {
+ public:
+  explicit SegmentSolver(SegmentKeys const& keys) noexcept;
+
+  /// See solveSegment.
+  [[nodiscard]] bool value(float time, float& value) const noexcept;
+  /// The derivative of the value by the time, per second; infinite where the segment stands upright. Where value and
+  /// time both rest, at an end without tangent, it is the one that the segment leaves or reaches that end with.
+  [[nodiscard]] bool slope(float time, double& slope) const noexcept;
+  /// The curve parameter at a time; see solveSegment. False also for a segment without width.
+  [[nodiscard]] bool parameter(float time, double& s) const noexcept;
+
+ private:
+  struct Point {
+    double x, y;
+  };
+  DepressedCubic depress(double u) const noexcept;
+  DepressedCubic depressExactly(double u) const noexcept;
+  bool findRoot(float time, double& root) const noexcept;
+
+  Point _points[4];
+  double _width;
+  double _a, _b, _c;       ///< the segment's normalised time, a s^3 + b s^2 + c s = u
+  double _inverse;         ///< 1 / a
+  double _p, _q0, _shift;  ///< of the depressed cubic, t^3 + p t + q = 0, but for the part of q that is u / a
+  double _cube;            ///< (p/3)^3
+  double _scale;           ///< what the discriminant is measured against, but for its part in q
+  bool _hasCubicTerm;
+};

@@ -1,0 +1,76 @@
+#include "knCurves.h"
+
+#include <algorithm>
+#include <cmath>
+
+using osg::AnimCurvePtr;
+using osg::CCPnt;
+using osg::Int32;
+using osg::UInt32;
+
+namespace {
+
+using Keys = std::vector<CCPnt>;
+
+bool hasKey(AnimCurvePtr const& curve, UInt32 index) {
+  return curve.isAlive() && index < std::as_const(*curve).getControlPoints().size();
+}
+
+/// Makes tangents anew that follow their neighbours, of the keys beside a place where one came or went.
+void followAround(osg::AnimCurve& curve, std::size_t place) {
+  std::size_t const count = std::as_const(curve).getControlPoints().size();
+  std::size_t const end = std::min(place + 2, count);
+  for (std::size_t i = place > 0 ? place - 1 : 0; i < end; ++i) {
+    CCPnt const key = std::as_const(curve).getControlPoints()[i];
+    if (key.inFollows()) curve.computeIntangent(static_cast<UInt32>(i), -1);
+    if (key.outFollows()) curve.computeOuttangent(static_cast<UInt32>(i), -1);
+  }
+}
+
+void tell(AnimCurvePtr const& curve) { announce(curve, osg::AnimCurveBase::ControlPointsFieldMask); }
+
+}  // namespace
+
+bool knCurves::removePoint(AnimCurvePtr const& curveArgument, UInt32 index) {
+  AnimCurvePtr const curve = curveArgument;
+  if (!hasKey(curve, index)) return false;
+  Keys& keys = curve->getControlPoints().getValues();
+  keys.erase(keys.begin() + index);
+  followAround(*curve, index);
+  tell(curve);
+  return true;
+}
+
+Int32 knCurves::movePoint(AnimCurvePtr const& curve, UInt32 index, osg::Pnt2f const& position) {
+  if (!hasKey(curve, index)) return -1;
+  CCPnt key = std::as_const(*curve).getControlPoints()[index];
+  key.setX(position.x());
+  key.setY(position.y());
+  return setPoint(curve, index, key);
+}
+
+Int32 knCurves::setPoint(AnimCurvePtr const& curveArgument, UInt32 index, CCPnt const& keyArgument) {
+  AnimCurvePtr const curve = curveArgument;
+  CCPnt const key = keyArgument;
+  if (!hasKey(curve, index) || !std::isfinite(key.x())) return -1;
+  Keys& keys = curve->getControlPoints().getValues();
+  auto const earlier = [](CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); };
+  auto const from = keys.begin() + index;
+  auto place = from;
+  if (key.x() != from->x()) {
+    // Without the key that moves, and no other one touched but those that it passes.
+    if (key.x() < from->x()) {
+      place = std::upper_bound(keys.begin(), from, key, earlier);
+      std::rotate(place, from, from + 1);
+    } else {
+      place = std::upper_bound(from + 1, keys.end(), key, earlier) - 1;
+      std::rotate(from, from + 1, place + 1);
+    }
+  }
+  *place = key;
+  auto const newIndex = static_cast<std::size_t>(place - keys.begin());
+  followAround(*curve, index);
+  followAround(*curve, newIndex);
+  tell(curve);
+  return static_cast<Int32>(newIndex);
+}
