@@ -1,4 +1,4 @@
-#include "evaluation/CurveEvaluation.h"
+#include "evaluation/PlacedSegment.h"
 #include "knCurves.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ void keepCubicTerm(Handles& handles, double width, double least) {
 /// How far a part of a segment is from the whole, where that is looked at.
 double differenceOf(CCPnt const& a, CCPnt const& b, SegmentSolver const& whole) {
   constexpr int Samples = 24;
-  SegmentSolver const part(CurveEvaluation::placeSegment(a, b, false, 1.F, 0.F));
+  SegmentSolver const part(placeSegment(a, b, false, 1.F, 0.F));
   double largest = 0.0;
   for (int i = 1; i < Samples; ++i) {
     float const time = std::lerp(a.x(), b.x(), static_cast<float>(i) / Samples);
@@ -92,7 +92,7 @@ Parts divideAt(Parts parts, SegmentKeys const& k, double s, double leastCubicTer
 /// one is taken that changes the shape least.
 bool divide(Parts& parts) {
   constexpr double LeastCubicTerms[] = {0.0003, 0.0012, 0.005};
-  SegmentKeys const k = CurveEvaluation::placeSegment(parts.a, parts.b, false, 1.F, 0.F);
+  SegmentKeys const k = placeSegment(parts.a, parts.b, false, 1.F, 0.F);
   SegmentSolver const whole(k);
   // With its inner points between its ends a segment never turns back in time.
   auto const isInside = [&](float x) { return x >= k.ax && x <= k.bx; };
@@ -138,13 +138,13 @@ Int32 knCurves::insertPoint(AnimCurvePtr const& curveArgument, float time) {
   Parts parts{*(next - 1), {}, *next};
   auto& [a, key, b] = parts;
   key = CCPnt({time, a.y()}, {}, {}, b.inType(), a.outType());
-  SegmentKeys const k = CurveEvaluation::placeSegment(a, b, false, 1.F, 0.F);
+  SegmentKeys const k = placeSegment(a, b, false, 1.F, 0.F);
   bool const isLine = curve->getForceLinearInterpolation() || isStraight(a, b);
   if (isLine) {
-    key = CCPnt({time, CurveEvaluation::onLine(k, time)}, {}, {}, osg::LinearTangent, osg::LinearTangent);
+    key = CCPnt({time, onLine(k, time)}, {}, {}, osg::LinearTangent, osg::LinearTangent);
     key.setIntangent({}, true);
     key.setOuttangent({}, true);
-  } else if (!CurveEvaluation::holdsValue(k) && !divide(parts)) {
+  } else if (!holdsValue(k) && !divide(parts)) {
     return -1;
   }
 
