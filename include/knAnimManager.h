@@ -13,8 +13,6 @@
 #include "model/sceneext/AnimBlock.h"
 #include "model/scenegraph/Traverse.h"
 
-#include <tbb/blocked_range.h>
-
 #include <functional>
 #include <map>
 #include <optional>
@@ -805,10 +803,15 @@ class KNANIM_API knAnimComputeCurveValueTask {
   /// `time` is kept and never read: each record has its own.
   knAnimComputeCurveValueTask(std::vector<knCurveData>* data, float time) : _data(data), _time(time) {}
 
-  /// Computes the records of the range in order of index.
-  void operator()(tbb::blocked_range<unsigned int> const& range) const;
+  /// Computes the records of the range, a tbb::blocked_range as a rule, in order of index.
+  template <class Range>
+  void operator()(Range const& range) const {
+    compute(range.begin(), range.end());
+  }
 
  private:
+  void compute(unsigned int first, unsigned int end) const;
+
   std::vector<knCurveData>* _data;
   [[maybe_unused]] float _time;
 };
@@ -824,8 +827,13 @@ class KNANIM_API knAnimCurvePointReductionTask {
  public:
   explicit knAnimCurvePointReductionTask(std::vector<knCurvePointsRecord>* records) : _records(records) {}
 
-  void operator()(tbb::blocked_range<unsigned int> const& range) const;
+  template <class Range>
+  void operator()(Range const& range) const {
+    reduce(range.begin(), range.end());
+  }
 
  private:
+  void reduce(unsigned int first, unsigned int end) const;
+
   std::vector<knCurvePointsRecord>* _records;
 };

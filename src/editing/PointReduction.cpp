@@ -85,14 +85,14 @@ void knAnimManager::douglasPeuckerPointReduction(MField<Pnt2f> const& points, fl
          [](Pnt2f const& p, Pnt2f const& a, Pnt2f const& b) { return perpendicularDistance(p, a, b); });
 }
 
-void knAnimCurvePointReductionTask::operator()(tbb::blocked_range<unsigned int> const& range) const {
-  for (unsigned int i = range.begin(); i != range.end(); ++i) {
+void knAnimCurvePointReductionTask::reduce(unsigned int first, unsigned int end) const {
+  for (unsigned int i = first; i != end; ++i) {
     knCurvePointsRecord& record = (*_records)[i];
     if (!record.curve.isAlive()) continue;
     MField<Pnt2f> points;
     record.curve->points(points);
     // In floats throughout, unlike the form for points: both are meant.
-    reduce(points.getValues(), CurveTolerance, record.points.getValues(), distanceFromLine<float>);
+    ::reduce(points.getValues(), CurveTolerance, record.points.getValues(), distanceFromLine<float>);
   }
 }
 

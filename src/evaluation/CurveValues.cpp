@@ -208,8 +208,8 @@ void computeCurveValue(CurvePlacement const& placement, AnimCurve const& curve, 
   compute(placement, curve, result);
 }
 
-void knAnimComputeCurveValueTask::operator()(tbb::blocked_range<unsigned int> const& range) const {
-  for (unsigned int i = range.begin(); i != range.end(); ++i) computeCurveValue((*_data)[i]);
+void knAnimComputeCurveValueTask::compute(unsigned int first, unsigned int end) const {
+  for (unsigned int i = first; i != end; ++i) computeCurveValue((*_data)[i]);
 }
 
 void knAnimManager::computeCurveValues(std::vector<knCurveData>& data, float time) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <tbb/blocked_range.h>
 #include <thread>
 
 namespace CurveValuesTest {

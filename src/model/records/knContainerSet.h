@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <initializer_list>
 #include <iterator>
-#include <memory>
 #include <set>
 #include <utility>
 #include <vector>
@@ -88,7 +87,8 @@ class knContainerSet {
   knContainerSet& operator=(knContainerSet const& other) {
     if (this == &other) return *this;
     _one = other._one;
-    _many = other._many != nullptr ? std::make_unique<Many>(*other._many) : nullptr;
+    Many* const copy = other._many != nullptr ? new Many(*other._many) : nullptr;
+    delete std::exchange(_many, copy);
     return *this;
   }
   knContainerSet& operator=(knContainerSet&& other) noexcept {
@@ -97,7 +97,7 @@ class knContainerSet {
     swap(other);
     return *this;
   }
-  ~knContainerSet() = default;
+  ~knContainerSet() { delete _many; }
   operator std::set<value_type>() const { return {begin(), end()}; }
 
   const_iterator begin() const {
@@ -246,7 +246,7 @@ class knContainerSet {
   [[gnu::noinline]] std::pair<const_iterator, bool> insertAmongMany(value_type handle) {
     if (_many == nullptr) {
       if (_one && handle == _one) return {begin(), false};
-      _many = std::make_unique<Many>();
+      _many = new Many;
       if (_one) _many->flat.push_back(_one);
       _many->size = _many->flat.size();
     }
@@ -279,6 +279,6 @@ class knContainerSet {
     _many->chunks.insert(_many->chunks.begin() + number + 1, std::move(high));
   }
 
-  value_type _one;              ///< the only handle, null for none, until there is `_many`
-  std::unique_ptr<Many> _many;  ///< all handles, once there were two
+  value_type _one;        ///< the only handle, null for none, until there is `_many`
+  Many* _many = nullptr;  ///< all handles, once there were two; a bare pointer, for light headers
 };

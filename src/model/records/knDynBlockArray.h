@@ -2,14 +2,10 @@
 
 #include "model/utils/knAlignedMemory.h"
 
-#include <tbb/spin_rw_mutex.h>
-
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <new>
 #include <type_traits>
 
@@ -53,7 +49,7 @@ class knDynBlockArray {
       write(index, value);
       return index;
     }
-    tbb::spin_rw_mutex::scoped_lock const lock(_lock, true);
+    SpinGuard const guard(_lock);
     while (block >= _publishedBlocks.load(std::memory_order_relaxed) && addBlock()) {
     }
     write(index, value);
@@ -85,6 +81,22 @@ class knDynBlockArray {
   }
 
  private:
+  class SpinGuard {
+   public:
+    explicit SpinGuard(std::atomic_flag& flag) : _flag(flag) {
+      while (_flag.test_and_set(std::memory_order_acquire)) _flag.wait(true, std::memory_order_relaxed);
+    }
+    SpinGuard(SpinGuard const&) = delete;
+    SpinGuard& operator=(SpinGuard const&) = delete;
+    ~SpinGuard() {
+      _flag.clear(std::memory_order_release);
+      _flag.notify_one();
+    }
+
+   private:
+    std::atomic_flag& _flag;
+  };
+
   /// Heads the entries of a block table.
   struct alignas(16) Table {
     std::uint64_t capacity;
@@ -112,7 +124,7 @@ class knDynBlockArray {
     void* const memory = Memory::allocate(sizeof(Table) + capacity * sizeof(T*), _tableAlignment);
     if (memory == nullptr) return nullptr;
     auto* const table = new (memory) Table{capacity, nullptr};
-    std::uninitialized_fill_n(table->entries(), capacity, nullptr);
+    for (std::uint64_t i = 0; i < capacity; ++i) new (table->entries() + i) T*(nullptr);
     return table;
   }
 
@@ -130,7 +142,7 @@ class knDynBlockArray {
     void* const memory = Memory::allocate(_blockSize * sizeof(T), _blockAlignment);
     if (memory == nullptr) std::fputs("allocation failed\n", stderr);
     T* const block = static_cast<T*>(memory);
-    if (block != nullptr) std::uninitialized_value_construct_n(block, _blockSize);
+    for (std::uint64_t i = 0; block != nullptr && i < _blockSize; ++i) new (block + i) T();
     _table.load(std::memory_order_relaxed)->entries()[_blockCount] = block;
     ++_blockCount;
     _publishedBlocks.store(_blockCount, std::memory_order_release);
@@ -141,12 +153,13 @@ class knDynBlockArray {
   /// is cleared; all retired tables together are smaller than the current one.
   bool growTable() {
     Table* const old = _table.load(std::memory_order_relaxed);
-    Table* const grown = allocateTable(std::max<std::uint64_t>(1, 2 * _tableCapacity));
+    Table* const grown = allocateTable(_tableCapacity > 0 ? 2 * _tableCapacity : 1);
     if (grown == nullptr) {
       std::fputs("allocation failed\n", stderr);
       return false;
     }
-    if (old != nullptr) std::copy_n(old->entries(), _tableCapacity, grown->entries());
+    for (std::uint64_t i = 0; old != nullptr && i < _tableCapacity; ++i)
+      grown->entries()[i] = old->entries()[i];
     grown->retired = old;
     _tableCapacity = grown->capacity;
     _table.store(grown, std::memory_order_release);
@@ -167,7 +180,7 @@ class knDynBlockArray {
     _blockCount = 0;
   }
 
-  tbb::spin_rw_mutex _lock;  // taken as writer, only to add blocks
+  std::atomic_flag _lock;  // taken only to add blocks
   std::atomic<std::uint64_t> _size = 0;
   std::atomic<std::uint64_t> _publishedBlocks = 0;  // those that may be used without the lock
   std::uint64_t const _blockAlignment;

@@ -1,9 +1,11 @@
 #include "model/sceneext/AnimNode.h"
 
+#include "model/fields/Ref.h"
 #include "model/scenegraph/Cloning.h"
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 namespace osg {
 inline namespace knscene {
@@ -43,23 +45,23 @@ struct TimeRangeUsers::Counts {
 };
 
 TimeRangeUsers::TimeRangeUsers() = default;
-TimeRangeUsers::~TimeRangeUsers() = default;
+TimeRangeUsers::~TimeRangeUsers() { delete _counts; }
 
 void TimeRangeUsers::add(AnimObjectPtr const& user) {
-  if (!_counts) _counts = std::make_unique<Counts>();
+  if (_counts == nullptr) _counts = new Counts;
   ++_counts->byUser[user];
 }
 
 void TimeRangeUsers::sub(AnimObjectPtr const& user) {
-  if (!_counts) return;
+  if (_counts == nullptr) return;
   auto const found = _counts->byUser.find(user);
   if (found == _counts->byUser.end() || --found->second > 0) return;
   _counts->byUser.erase(found);
-  if (_counts->byUser.empty()) _counts.reset();
+  if (_counts->byUser.empty()) delete std::exchange(_counts, nullptr);
 }
 
 void TimeRangeUsers::timeRangeChanged() const {
-  if (!_counts) return;
+  if (_counts == nullptr) return;
   for (auto const& [user, count] : _counts->byUser) {
     if (user.isAlive()) user->timeRangeChanged();
   }
@@ -234,14 +236,18 @@ BoxVolume AnimNode::getWorldVolume() const {
   return volume;
 }
 
-void AnimNode::unshare(std::string const& name) {
+void AnimNode::unshare(std::string const& nameArgument) {
+  NodePtr const self(this);
+  std::string const name = nameArgument;
   NodeCorePtr const core = getCore();
   if (!core.isAlive() || core->getParents().size() < 2) return;
-  NodeCorePtr const copy = dcast<NodeCorePtr>(deepCopyContainer(core, ""));
-  if (AnimObject* const object = dcastTo<AnimObject>(copy); object != nullptr && !name.empty()) {
+  Ref<NodeCore> const copy = dcast<NodeCorePtr>(deepCopyContainer(core, ""));
+  // A host's own kind of core is made by its code, and told when it is filled.
+  if (!self.isAlive() || !copy.isAlive()) return;
+  if (AnimObject* const object = dcastTo<AnimObject>(copy.get()); object != nullptr && !name.empty()) {
     object->setName(name);
   }
-  setCore(copy);
+  setCore(copy.get());
 }
 
 void AnimNode::unshareTree(std::string const& nameArgument) {

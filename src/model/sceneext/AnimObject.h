@@ -3,7 +3,6 @@
 #include "model/scenegraph/Node.h"
 
 #include <atomic>
-#include <memory>
 #include <optional>
 
 namespace osg {
@@ -82,7 +81,7 @@ class KNSCENE_API TimeRangeUsers {
 
  private:
   struct Counts;
-  std::unique_ptr<Counts> _counts;
+  Counts* _counts = nullptr;
 };
 
 }  // namespace knscene
