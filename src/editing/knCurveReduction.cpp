@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <span>
 #include <tbb/parallel_for.h>
 
 using osg::AnimCurve;
@@ -31,7 +32,7 @@ struct Piece {
   EvaluatedSegment segment;
 };
 
-bool ascends(std::vector<CCPnt> const& keys) {
+bool ascends(std::span<CCPnt const> keys) {
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (!std::isfinite(keys[i].x()) || (i > 0 && !(keys[i - 1].x() < keys[i].x()))) return false;
   }
@@ -100,7 +101,7 @@ class Reducer {
   }
 
   AnimCurve const& _curve;
-  std::vector<CCPnt> const& _keys;
+  std::span<CCPnt const> const _keys;
   double const _tolerance;
   double _allowance = 0.0;  ///< of the run that is worked on
   std::vector<EvaluatedSegment> _segments;
@@ -278,7 +279,7 @@ void Reducer::removeHeldKeys() {
 }
 
 knCurveReductionResult Reducer::assemble(std::vector<CCPnt>& keys) const {
-  std::vector<CCPnt> all = _keys;
+  std::vector<CCPnt> all(_keys.begin(), _keys.end());
   for (Piece const& piece : _pieces) {
     all[piece.first].setOuttangent(piece.from.outtangent());
     all[piece.last].setIntangent(piece.to.intangent());
@@ -304,7 +305,7 @@ knCurveReductionResult Reducer::assemble(std::vector<CCPnt>& keys) const {
 knCurveReductionResult knCurveReduction::compute(AnimCurve const& curve, float tolerance,
                                                  std::vector<UInt32> const& pinned,
                                                  std::vector<CCPnt>& keys) {
-  std::vector<CCPnt> const& all = curve.getControlPoints().getValues();
+  auto const& all = curve.getControlPoints().getValues();
   bool const isTolerance = std::isfinite(tolerance) && tolerance >= 0.F;
   if (isTolerance && all.size() > 2 && ascends(all)) return Reducer(curve, tolerance, pinned).run(keys);
   keys = all;

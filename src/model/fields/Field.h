@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/fields/FieldDataTraits.h"
+#include "model/fields/TwoEndedList.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -85,12 +86,12 @@ class SField final : public Field {
   T _value{};
 };
 
-/// A field with a list of values, stored side by side. Bools are packed as in std::vector<bool>: their references are
+/// A field with a list of values, stored side by side, in a std::vector or in what `ListOf` names. Bools are packed as in std::vector<bool>: their references are
 /// its proxies, and there is no `data`.
 template <class T>
 class MField final : public Field {
  public:
-  using StoredType = std::vector<T>;
+  using StoredType = typename ListOf<T>::Type;
   using Reference = typename StoredType::reference;
   using ConstReference = typename StoredType::const_reference;
 
@@ -103,8 +104,8 @@ class MField final : public Field {
     return type;
   }
 
-  std::vector<T>& getValues() { return _values; }
-  std::vector<T> const& getValues() const { return _values; }
+  StoredType& getValues() { return _values; }
+  StoredType const& getValues() const { return _values; }
 
   std::size_t size() const { return _values.size(); }
   bool empty() const { return _values.empty(); }
@@ -130,7 +131,7 @@ class MField final : public Field {
   }
   bool isEqual(Field const& other) const override {
     if (!(other.getType() == getClassType())) return false;
-    std::vector<T> const& theirs = static_cast<MField const&>(other)._values;
+    StoredType const& theirs = static_cast<MField const&>(other)._values;
     return std::equal(_values.begin(), _values.end(), theirs.begin(), theirs.end(),
                       FieldDataTraits<T>::isEqual);
   }
@@ -161,7 +162,7 @@ class MField final : public Field {
     value = read;
   }
 
-  std::vector<T> _values;
+  StoredType _values;
 };
 
 }  // namespace knscene

@@ -70,28 +70,25 @@ void AnimCurve::followNeighbours(std::size_t index) {
 void AnimCurve::addPoints(MField<Pnt2f> const& points) {
   auto& keys = _fControlPoints.getValues();
   std::size_t const former = keys.size();
-  std::size_t const wanted = former + points.size();
-  // At least twice the room, or one point at a time would move all keys each time.
-  if (wanted > keys.capacity()) keys.reserve(std::max(wanted, 2 * former));
+  std::vector<CCPnt> added;
+  added.reserve(points.size());
   for (Pnt2f const& point : points) {
-    if (std::isfinite(point.x())) keys.push_back(newLinearKey(point));
+    if (std::isfinite(point.x())) added.push_back(newLinearKey(point));
   }
-  if (keys.size() == former) return;
-  auto const firstNew = keys.begin() + static_cast<std::ptrdiff_t>(former);
-  if (!std::is_sorted(firstNew, keys.end(), earlier)) std::stable_sort(firstNew, keys.end(), earlier);
+  if (added.empty()) return;
+  if (!std::is_sorted(added.begin(), added.end(), earlier)) std::ranges::stable_sort(added, earlier);
   // Among equal times the new keys come after the former ones.
   std::vector<std::size_t> places;
-  places.reserve(keys.size() - former);
-  auto place = keys.begin();
-  if (former == 0 || !earlier(*firstNew, *std::prev(firstNew))) place = firstNew;
-  for (auto key = firstNew; key != keys.end(); ++key) {
-    place = std::upper_bound(place, firstNew, *key, earlier);
-    places.push_back(static_cast<std::size_t>((place - keys.begin()) + (key - firstNew)));
+  places.reserve(added.size());
+  auto place = former > 0 && earlier(added.front(), keys.back()) ? keys.begin() : keys.end();
+  for (CCPnt const& key : added) {
+    place = std::upper_bound(place, keys.end(), key, earlier);
+    places.push_back(static_cast<std::size_t>(place - keys.begin()) + places.size());
   }
-  if (places.front() < former) {
-    std::inplace_merge(keys.begin() + static_cast<std::ptrdiff_t>(places.front()), firstNew, keys.end(),
-                       earlier);
-  }
+  bool const areNeighbours = places.back() - places.front() == places.size() - 1;
+  keys.insert(areNeighbours ? keys.begin() + places.front() : keys.end(), added.begin(), added.end());
+  if (!areNeighbours)
+    std::inplace_merge(keys.begin() + places.front(), keys.begin() + former, keys.end(), earlier);
   for (std::size_t const newPlace : places) followNeighbours(newPlace);
   timeRangeChanged();
 }

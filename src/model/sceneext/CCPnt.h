@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/fields/FieldDataTraits.h"
+#include "model/fields/TwoEndedList.h"
 
 namespace osg {
 inline namespace knscene {
@@ -81,6 +82,12 @@ class CCPnt {
   UInt8 _outType = 0;
   bool _inFollows = false;
   bool _outFollows = false;
+};
+
+/// Keys are also put in before the first one, one by one.
+template <>
+struct ListOf<CCPnt> {
+  using Type = TwoEndedList<CCPnt>;
 };
 
 template <>

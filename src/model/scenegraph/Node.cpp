@@ -1,7 +1,9 @@
 #include "model/scenegraph/Node.h"
 
 #include <algorithm>
+#include <mutex>
 #include <unordered_set>
+#include <utility>
 
 namespace osg {
 inline namespace knscene {
@@ -22,8 +24,7 @@ void NodeCore::animationMarkChanged() {
 }
 
 void NodeCore::onDestroy() {
-  std::vector<NodePtr> const parents = std::move(_fParents.getValues());
-  _fParents.clear();
+  auto const parents = std::exchange(_fParents.getValues(), {});
   for (NodePtr const& parent : parents) {
     if (!parent.isAlive()) continue;
     if (parent->_carriesAnimation) Node::_changed = true;
@@ -83,20 +84,24 @@ NodePtr Node::getChild(UInt32 index) const {
 
 Int32 Node::findChild(NodePtr const& child) const {
   if (!child.isAlive() || child->getParent() != NodePtr(this)) return -1;
+  renumberIfClosed();
   return static_cast<Int32>(placeOf(*child));
 }
 
 /// A child knows where it stood when it was counted last. What came and went since has moved it by so many places at
-/// most, so the search goes outwards from there.
+/// most, so the search goes outwards from there. Gaps count as places.
 std::size_t Node::placeOf(Node const& child) const {
   NodePtr const wanted(&child);
-  std::size_t const count = _fChildren.size();
+  auto const& children = _fChildren.getValues();
+  std::size_t const count = children.getPlaceCount();
   if (count == 0) return count;
   auto const noted = static_cast<Int32>(child._placeAmongSiblings - _placeShift);
   std::size_t const guess = std::min(static_cast<std::size_t>(std::max(noted, 0)), count - 1);
   for (std::size_t distance = 0; distance < count; ++distance) {
-    if (distance <= guess && _fChildren[guess - distance] == wanted) return guess - distance;
-    if (guess + distance < count && _fChildren[guess + distance] == wanted) return guess + distance;
+    std::size_t const below = guess - distance;
+    std::size_t const above = guess + distance;
+    if (distance <= guess && children.atPlace(static_cast<UInt32>(below)) == wanted) return below;
+    if (above < count && children.atPlace(static_cast<UInt32>(above)) == wanted) return above;
   }
   return count;
 }
@@ -107,16 +112,30 @@ void Node::numberChildren(std::size_t first) {
   }
 }
 
-/// Of the children before and after, the fewer are left with a number that is wrong by one.
+/// Counts the children again when somebody has closed the gaps between them since, who may be a reader on any thread.
+void Node::renumberIfClosed() const {
+  if (!_hasLeftGaps.load(std::memory_order_acquire)) return;
+  static std::mutex mutex;
+  std::lock_guard const lock(mutex);
+  if (!_hasLeftGaps.load(std::memory_order_relaxed)) return;
+  const_cast<Node*>(this)->numberChildren(0);
+  _hasLeftGaps.store(false, std::memory_order_release);
+}
+
+/// Leaves a gap, so that nobody else has to move: where children go one after the other, the gaps are closed once.
 void Node::eraseChild(Node const& child) {
   constexpr UInt32 MostMoved = 256;
   auto& children = _fChildren.getValues();
-  std::size_t const place = placeOf(child);
-  if (place == children.size()) return;
-  UInt32 const ahead = child._placeAmongSiblings - _placeShift - static_cast<UInt32>(place) + MostMoved;
-  children.erase(children.begin() + static_cast<std::ptrdiff_t>(place));
-  if (place < children.size() / 2) ++_placeShift;
-  if (ahead > 2 * MostMoved) numberChildren(0);
+  if (!children.hasGaps()) renumberIfClosed();
+  auto const place = static_cast<UInt32>(placeOf(child));
+  if (place == children.getPlaceCount()) return;
+  UInt32 const ahead = child._placeAmongSiblings - _placeShift - place + MostMoved;
+  _placeShift += children.takeAtPlace(place);
+  if (children.hasGaps()) _hasLeftGaps.store(true, std::memory_order_relaxed);
+  bool const isMostlyGaps = children.getPlaceCount() - children.size() > children.size() + MostMoved;
+  if (ahead <= 2 * MostMoved && !isMostlyGaps) return;
+  numberChildren(0);
+  _hasLeftGaps.store(false, std::memory_order_relaxed);
 }
 
 bool Node::canAdopt(NodePtr const& child) const {
@@ -160,10 +179,15 @@ void Node::insertChild(UInt32 index, NodePtr const& childArgument) {
   if (!canAdopt(child)) return;
   NodePtr const formerParent = detach(*child);
   auto& children = _fChildren.getValues();
-  std::size_t const place = std::min<std::size_t>(index, children.size());
-  if (place < children.size() / 2) --_placeShift;
-  children.insert(children.begin() + static_cast<std::ptrdiff_t>(place), child);
-  child->_placeAmongSiblings = static_cast<UInt32>(place) + _placeShift;
+  if (index >= children.size()) {
+    children.push_back(child);
+    child->_placeAmongSiblings = children.getPlaceCount() - 1 + _placeShift;
+  } else {
+    children.insert(children.begin() + index, child);
+    renumberIfClosed();
+    if (index < children.size() / 2) --_placeShift;
+    child->_placeAmongSiblings = index + _placeShift;
+  }
   link(*child);
   StructureCounter::advance();
   tellMoved(child, formerParent, NodePtr(this));
@@ -210,6 +234,7 @@ void Node::addChildren(std::vector<NodePtr> const& arguments) {
   std::ranges::sort(formerParents);
   formerParents.erase(std::unique(formerParents.begin(), formerParents.end()), formerParents.end());
   for (NodePtr const& parent : formerParents) parent->eraseUnlinked();
+  renumberIfClosed();
   std::size_t const first = _fChildren.size();
   auto& children = _fChildren.getValues();
   children.insert(children.end(), added.begin(), added.end());
@@ -224,7 +249,10 @@ void Node::addChildren(std::vector<NodePtr> const& arguments) {
 /// Children that were unlinked still stand in the list.
 void Node::eraseUnlinked() {
   NodePtr const self(this);
-  std::erase_if(_fChildren.getValues(), [&](NodePtr const& child) { return child->getParent() != self; });
+  auto& children = _fChildren.getValues();
+  children.erase(std::remove_if(children.begin(), children.end(),
+                                [&](NodePtr const& child) { return child->getParent() != self; }),
+                 children.end());
   numberChildren(0);
 }
 
@@ -252,8 +280,7 @@ void Node::subChildren(std::vector<NodePtr> const& arguments) {
 }
 
 void Node::clearChildren() {
-  std::vector<NodePtr> const children = std::move(_fChildren.getValues());
-  _fChildren.clear();
+  std::vector<NodePtr> const children = std::exchange(_fChildren.getValues(), {});
   for (NodePtr const& child : children) unlink(*child);
   giveUp(NodePtr(this), children);
 }
@@ -273,7 +300,7 @@ bool Node::replaceChildBy(NodePtr const& oldArgument, NodePtr const& newArgument
   if (findChild(oldChild) < 0 || !canAdopt(newChild)) return false;
   if (oldChild == newChild) return true;
   NodePtr const formerParent = detach(*newChild);
-  std::size_t const place = placeOf(*oldChild);
+  auto const place = static_cast<std::size_t>(findChild(oldChild));
   _fChildren[place] = newChild;
   newChild->_placeAmongSiblings = static_cast<UInt32>(place) + _placeShift;
   unlink(*oldChild);
@@ -380,12 +407,14 @@ BoxVolume Node::getWorldVolume() const {
 // --- Life ---------------------------------------------------------------------------------------------------------
 
 void Node::fieldsAssigned() {
-  Inherited::fieldsAssigned();
   NodePtr const self(this);
+  Inherited::fieldsAssigned();
+  if (!self.isAlive()) return;
   linkCore();
   updateOwnMark();
   std::vector<NodePtr> refused;
-  std::erase_if(_fChildren.getValues(), [&](NodePtr const& child) {
+  auto& children = _fChildren.getValues();
+  auto const kept = std::remove_if(children.begin(), children.end(), [&](NodePtr const& child) {
     // A file can name a node as the child of several, or of itself; the first parent keeps it.
     bool const isRefused = !child.isAlive() || child->getParent().isAlive() || !canAdopt(child);
     if (isRefused) {
@@ -395,6 +424,7 @@ void Node::fieldsAssigned() {
     }
     return isRefused;
   });
+  children.erase(kept, children.end());
   numberChildren(0);
   for (UInt32 i = 0; self.isAlive() && i < getNChildren(); ++i) tellMoved(getChild(i), {}, {});
   tellMoved({}, {}, self);

@@ -5,6 +5,7 @@
 #include "model/scenegraph/Attachment.h"
 #include "model/scenegraph/Name.h"
 
+#include <atomic>
 #include <span>
 
 namespace osg {
@@ -92,6 +93,9 @@ class KNSCENE_API Node : public AttachmentContainer {
   /// addChild would refuse the new one.
   bool replaceChildBy(NodePtr const& oldChild, NodePtr const& newChild);
 
+  /// Whether the node's name is to be unlike those of all other nodes that say so here: animation nodes do.
+  virtual bool keepsNameApart() const { return false; }
+
   /// The matrix from the space below this node to the world: the cores of all ancestors and the node's own.
   Matrix getToWorld() const;
   /// The world box around what the cores at and below this node occupy; empty when they occupy nothing. A node of an
@@ -125,6 +129,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   bool isBelow(Node const& node) const;
   std::size_t placeOf(Node const& child) const;
   void numberChildren(std::size_t first);
+  void renumberIfClosed() const;
   void link(Node& child);
   void unlink(Node& child);
   static NodePtr detach(Node& child);
@@ -146,6 +151,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   UInt32 _placeAmongUsers = 0;     ///< in the core's list of its nodes, while that holds this node
   bool _carriesAnimation = false;  ///< an attachment or the core of this very node marks animation
   bool _countsAsAnimated = false;
+  mutable std::atomic<bool> _hasLeftGaps = false;  ///< in the list of children, since they were numbered
 };
 
 }  // namespace knscene

@@ -59,8 +59,8 @@ void giveForm(CurveForm const& form, osg::AnimCurve& curve, osg::AnimNode& node)
   curve.setPostInfinityMode(form.after);
   auto& points = curve.getControlPoints().getValues();
   for (BezierKey const& key : form.keys) {
-    points.emplace_back(osg::Pnt2f(key.time, key.value), osg::Vec2f(key.in[0], key.in[1]),
-                        osg::Vec2f(key.out[0], key.out[1]), key.inType, key.outType);
+    points.push_back(osg::CCPnt({key.time, key.value}, {key.in[0], key.in[1]}, {key.out[0], key.out[1]},
+                                key.inType, key.outType));
   }
   node.setOffset({form.offset, 0});
   node.setScale(form.scale);
