@@ -1,50 +1,17 @@
 #include "manager/UniqueNames.h"
 
 #include "knAnimManager.h"
-#include "model/fields/FieldContainerFactory.h"
+#include "model/scenegraph/NameRegister.h"
 
-namespace {
-
-/// The first free name: `name`, or the name with a number behind it, from `counter` on, which is moved past it.
-template <class IsTaken>
-std::string firstFree(std::string const& name, unsigned int& counter, IsTaken isTaken) {
-  if (!isTaken(name)) return name;
-  std::string candidate;
-  do {
-    candidate = name + '_' + std::to_string(counter++);
-  } while (isTaken(candidate));
-  return candidate;
-}
-
-std::vector<std::string> namesOfAnimations() {
-  std::vector<std::string> names;
-  for (osg::FieldContainerPtr const& container :
-       *osg::FieldContainerFactory::the().getFieldContainerStore()) {
-    if (!container.isAlive() || osg::dcastTo<osg::AnimNode>(container) == nullptr) continue;
-    char const* const name = osg::NodeUtils::getName(osg::dcast<osg::NodePtr>(container));
-    if (name != nullptr) names.emplace_back(name);
-  }
-  return names;
-}
-
-}  // namespace
+#include <string_view>
+#include <unordered_set>
 
 std::string UniqueNames::make(std::string const& name) {
   auto const& callback = knAnimManager::_getUniqueNameCB;
   if (!callback) return name;
-  _made.push_back(callback.target<NumberedName>() != nullptr ? number(name) : askHost(name));
+  if (callback.target<NumberedName>() != nullptr) return osg::NameRegister::the().findFree(name);
+  _made.push_back(askHost(name));
   return _made.back();
-}
-
-std::string UniqueNames::number(std::string const& name) {
-  if (_taken.empty()) {
-    for (std::string& one : namesOfAnimations()) _taken.insert(std::move(one));
-    _taken.insert(_made.begin(), _made.end());
-  }
-  unsigned int& counter = _counters.try_emplace(name, 2).first->second;
-  std::string result = firstFree(name, counter, [&](std::string const& one) { return _taken.contains(one); });
-  _taken.insert(result);
-  return result;
 }
 
 std::string UniqueNames::askHost(std::string const& nameArgument) {
@@ -53,7 +20,7 @@ std::string UniqueNames::askHost(std::string const& nameArgument) {
   std::string const name = nameArgument;
   // It may also change the list.
   if (_names.empty() || _names.size() != _namesLeft) {
-    _names = namesOfAnimations();
+    _names = osg::NameRegister::the().getNames();
     _names.insert(_names.end(), _made.begin(), _made.end());
   }
   std::size_t const before = _names.size();
@@ -65,6 +32,9 @@ std::string UniqueNames::askHost(std::string const& nameArgument) {
 
 std::string NumberedName::operator()(std::string const& name, std::vector<std::string>& names) const {
   std::unordered_set<std::string_view> const taken(names.begin(), names.end());
-  unsigned int counter = 2;
-  return firstFree(name, counter, [&](std::string_view one) { return taken.contains(one); });
+  if (!taken.contains(name)) return name;
+  for (unsigned int counter = 2;; ++counter) {
+    std::string candidate = name + '_' + std::to_string(counter);
+    if (!taken.contains(candidate)) return candidate;
+  }
 }

@@ -64,14 +64,43 @@ TEST_F(SceneHostTest, AHostThatSetsNothingHasAWorkingLibrary) {
   EXPECT_EQ(knAnimManager::_enableSimCB, nullptr) << "the other half of the switch is the host's too";
 }
 
+/// Against a look at all nodes: names come, are given anew, written without a word, and go with their nodes.
+TEST_F(SceneHostTest, NumbersAreTheFirstFreeOnesWhateverBecomesOfNames) {
+  std::mt19937 random(7);
+  std::vector<AnimNodePtr> nodes;
+  for (int step = 0; step < 3000; ++step) {
+    std::string const base = std::array{"door", "gate", "door_2"}[random() % 3];
+    std::set<std::string> taken;
+    for (AnimNodePtr const& node : nodes) taken.insert(nameOf(node));
+    std::string expected = base;
+    for (int i = 2; taken.contains(expected); ++i) expected = base + '_' + std::to_string(i);
+    ASSERT_EQ(UniqueNames().make(base), expected) << step;
+    std::size_t const place = nodes.empty() ? 0 : random() % nodes.size();
+    NamePtr const name =
+        nodes.empty() ? NamePtr() : dcast<NamePtr>(nodes[place]->findAttachment(Name::_type.getGroupId()));
+    switch (nodes.empty() ? 0 : random() % 6) {
+      default:
+        nodes.push_back(AnimNode::create());
+        nodes.back().addRef();
+        NodeUtils::setName(nodes.back(), expected, random() % 2 == 0);
+        break;
+      case 3:
+        name->getName() = base + "_" + std::to_string(random() % 9);
+        break;
+      case 4:
+        NodeUtils::setName(nodes[place], base + "_" + std::to_string(random() % 9), true);
+        break;
+      case 5:
+        if (random() % 2 == 0) nodes[place]->subAttachment(name);
+        nodes[place].subRef();
+        nodes.erase(nodes.begin() + static_cast<std::ptrdiff_t>(place));
+    }
+  }
+  for (AnimNodePtr const& node : nodes) node.subRef();
+}
+
 /// Names that are made together look at the scene once; a host that takes names out of the list finds them there again.
-TEST_F(SceneHostTest, NamesAreUniqueAmongThoseMadeTogether) {
-  animate(addNode(Group::create()), newBlock("door_2"));
-  animate(addNode(Group::create()), newBlock("door"));
-  UniqueNames numbered;
-  Names made;
-  for (char const* const name : {"door", "door", "gate", "gate", ""}) made.push_back(numbered.make(name));
-  EXPECT_EQ(made, (Names{"door_3", "door_4", "gate", "gate_2", ""}));
+TEST_F(SceneHostTest, HostsSeeTheNamesMadeTogether) {
   std::vector<std::size_t> counts;
   knAnimManager::setGetUniqueNameCB([&](std::string const& name, Names& names) {
     counts.push_back(static_cast<std::size_t>(std::count(names.begin(), names.end(), "new")));

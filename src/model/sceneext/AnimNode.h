@@ -95,6 +95,8 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   /// somewhere, is given another root, or dies.
   std::span<AttachmentPtr const> getRootedAttachments() const { return _rootedAttachments; }
 
+  bool keepsNameApart() const override { return true; }
+
   /// Gives the node a core of its own, where it shares one. The text, when not empty, becomes the name of the
   /// copy. Inactive or hidden nodes are no exception. What the core owns is copied with it.
   void unshare(std::string const& name);

@@ -1,9 +1,66 @@
 #include "model/scenegraph/Name.h"
 
+#include "model/scenegraph/NameRegister.h"
+#include "model/scenegraph/Node.h"
+
+#include <algorithm>
+
 namespace osg {
 inline namespace knscene {
 
 KN_CONTAINER_TYPE(NameBase, Name, "Name")
+
+std::string& Name::getName() {
+  NameRegister::the().handOut(*this);
+  return NameBase::getName();
+}
+
+void Name::setName(std::string const& name) {
+  NameBase::setName(name);
+  _isHandedOut = false;
+  updateRegister();
+}
+
+bool Name::isNameOf(AttachmentContainerPtr const& container) const {
+  Node const* const node = dcastTo<Node>(container);
+  return node != nullptr && node->keepsNameApart() &&
+         node->findAttachment(_type.getGroupId()) == AttachmentPtr(this);
+}
+
+/// One that is not registered can have become a node's name only by the container that came last.
+void Name::updateRegister() {
+  auto const& parents = getParents();
+  bool const isWanted =
+      _placeInRegister == NotRegistered
+          ? !parents.empty() && isNameOf(parents.back())
+          : std::ranges::any_of(parents, [this](auto const& parent) { return isNameOf(parent); });
+  if (isWanted || _placeInRegister != NotRegistered) NameRegister::the().update(*this, isWanted);
+}
+
+void Name::changed(BitVector const& mask, UInt32 origin) {
+  NameBase::changed(mask, origin);
+  updateRegister();
+}
+
+void Name::followChange(BitVector const& mask) {
+  NameBase::followChange(mask);
+  updateRegister();
+}
+
+void Name::parentsChanged() {
+  NameBase::parentsChanged();
+  updateRegister();
+}
+
+void Name::fieldsAssigned() {
+  NameBase::fieldsAssigned();
+  updateRegister();
+}
+
+void Name::onDestroy() {
+  if (_placeInRegister != NotRegistered) NameRegister::the().update(*this, false);
+  NameBase::onDestroy();
+}
 
 char const* NodeUtils::getName(AttachmentContainerPtr const& container) {
   if (!container.isAlive()) return nullptr;

@@ -15,7 +15,32 @@ class KNSCENE_API NameBase : public Attachment {
   KN_CONTAINER_END
 };
 
-class KNSCENE_API Name : public NameBase {};
+class KNSCENE_API Name : public NameBase {
+ public:
+  std::string const& getName() const { return NameBase::getName(); }
+  /// For writing: nothing is taken for granted about the text afterwards, until it is set anew.
+  std::string& getName();
+  void setName(std::string const& name);
+  /// Whether this is the name of a node that keeps its name apart from those of others (Node::keepsNameApart).
+  bool isNameOf(AttachmentContainerPtr const& container) const;
+
+  void changed(BitVector const& mask, UInt32 origin) override;
+  void followChange(BitVector const& mask) override;
+
+ protected:
+  void parentsChanged() override;
+  void fieldsAssigned() override;
+  void onDestroy() override;
+
+ private:
+  friend class NameRegister;
+  static constexpr std::size_t NotRegistered = static_cast<std::size_t>(-1);
+
+  void updateRegister();
+
+  std::size_t _placeInRegister = NotRegistered;
+  bool _isHandedOut = false;  ///< for writing, since it was set last
+};
 
 using NamePtr = Name::Ptr;
 

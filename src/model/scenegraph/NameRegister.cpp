@@ -1,0 +1,112 @@
+#include "model/scenegraph/NameRegister.h"
+
+#include "model/scenegraph/Node.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+namespace osg {
+inline namespace knscene {
+
+NameRegister& NameRegister::the() {
+  static auto* const names = new NameRegister;
+  return *names;
+}
+
+void NameRegister::update(Name& name, bool isWanted) {
+  if (name._placeInRegister != Name::NotRegistered) {
+    Entry& entry = _entries[name._placeInRegister];
+    bool const isSame = isWanted && entry.counted->first == std::as_const(name).getName();
+    if (isSame) return;
+    discount(entry);
+    if (!isWanted) {
+      entry = _entries.back();
+      entry.name->_placeInRegister = std::exchange(name._placeInRegister, Name::NotRegistered);
+      if (entry.name == &name) name._placeInRegister = Name::NotRegistered;
+      _entries.pop_back();
+      return;
+    }
+    count(entry);
+    return;
+  }
+  if (!isWanted) return;
+  name._placeInRegister = _entries.size();
+  _entries.push_back({&name, nullptr});
+  count(_entries.back());
+}
+
+void NameRegister::count(Entry& entry) {
+  entry.counted = &*_counts.try_emplace(std::as_const(*entry.name).getName(), 0).first;
+  ++entry.counted->second;
+}
+
+void NameRegister::discount(Entry const& entry) {
+  if (--entry.counted->second > 0) return;
+  std::string const text = entry.counted->first;
+  _counts.erase(text);
+  giveBack(text);
+}
+
+/// Nobody has this name any more: it may be a number behind another one.
+void NameRegister::giveBack(std::string const& text) {
+  _numbers.erase(text);
+  std::size_t const line = text.rfind('_');
+  if (line == std::string::npos) return;
+  auto const numbers = _numbers.find(text.substr(0, line));
+  if (numbers == _numbers.end()) return;
+  unsigned int number = 0;
+  auto const [end, error] = std::from_chars(text.data() + line + 1, text.data() + text.size(), number);
+  bool const isNumber = error == std::errc() && end == text.data() + text.size() && text[line + 1] != '0';
+  if (isNumber && number >= 2 && number < numbers->second.next) numbers->second.free.insert(number);
+}
+
+void NameRegister::handOut(Name& name) {
+  if (std::exchange(name._isHandedOut, true)) return;
+  _handedOut.push_back(NamePtr(&name));
+}
+
+void NameRegister::readAgain() {
+  std::erase_if(_handedOut, [](NamePtr const& name) { return !name.isAlive() || !name->_isHandedOut; });
+  for (NamePtr const& name : _handedOut) {
+    if (name->_placeInRegister != Name::NotRegistered) update(*name, true);
+  }
+}
+
+bool NameRegister::contains(std::string const& text) {
+  readAgain();
+  return _counts.contains(text);
+}
+
+std::string NameRegister::findFree(std::string const& name) {
+  readAgain();
+  if (!_counts.contains(name)) return name;
+  Numbers& numbers = _numbers[name];
+  auto const numbered = [&](unsigned int number) { return name + '_' + std::to_string(number); };
+  while (!numbers.free.empty()) {
+    std::string candidate = numbered(*numbers.free.begin());
+    if (!_counts.contains(candidate)) return candidate;
+    numbers.free.erase(numbers.free.begin());
+  }
+  std::string candidate = numbered(numbers.next);
+  while (_counts.contains(candidate)) candidate = numbered(++numbers.next);
+  return candidate;
+}
+
+std::vector<std::string> NameRegister::getNames() {
+  readAgain();
+  std::vector<std::pair<UInt32, std::string const*>> named;
+  for (Entry const& entry : _entries) {
+    for (AttachmentContainerPtr const& parent : entry.name->getParents()) {
+      if (entry.name->isNameOf(parent)) named.emplace_back(parent.getContainerId(), &entry.counted->first);
+    }
+  }
+  std::ranges::sort(named);
+  std::vector<std::string> names;
+  names.reserve(named.size());
+  for (auto const& [id, name] : named) names.push_back(*name);
+  return names;
+}
+
+}  // namespace knscene
+}  // namespace osg
