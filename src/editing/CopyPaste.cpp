@@ -1,5 +1,6 @@
 // Copying, cutting and pasting animation trees. Whoever hears of a step (a `changed` handler, a callback, the receiver
 // of a message) may change or destroy anything, the copy buffer included: each operation goes on with lists of its own.
+#include "editing/CurveDataRefresh.h"
 #include "editing/FreeRows.h"
 #include "editing/PasteRule.h"
 #include "knAnimManager.h"
@@ -222,7 +223,7 @@ void pasteOnEach(std::vector<Target> const targets, MakePaste makePaste, bool no
 /// What a paste ends with, unless it had nothing to do: the message tells that it ran, not that an entry got through.
 void finish(Paste::Outcome outcome, bool notify) {
   if (outcome == Paste::Outcome::NothingDone) return;
-  if (outcome == Paste::Outcome::OnContainer) knAnimManager::the()->updateSceneAnimCurveData();
+  if (outcome == Paste::Outcome::OnContainer) CurveDataRefresh::isDue();
   if (notify) tellPasted();
 }
 

@@ -1,7 +1,9 @@
 // Who shares an animation with whom, and how to end it.
+#include "editing/CurveDataRefresh.h"
 #include "evaluation/SceneMaterials.h"
 #include "evaluation/TreeWalk.h"
 #include "knAnimManager.h"
+#include "manager/UniqueNames.h"
 #include "model/fields/Ref.h"
 #include "model/geometry/Geometry.h"
 #include "model/scenedata/SceneRoots.h"
@@ -94,12 +96,13 @@ void knAnimManager::unshareFrom(AnimNodePtr& animationArgument, osg::FieldContai
 }
 
 void knAnimManager::unshareClipsR(AnimNodePtr const& root) {
-  osg::traverse(root, [this](NodePtr const& node) {
+  UniqueNames names;
+  osg::traverse(root, [&names](NodePtr const& node) {
     AnimNodePtr const animation = osg::dcast<AnimNodePtr>(node);
     if (!animation || !animation->getCore().isAlive()) return Action::Skip;
     if (hasCore<osg::AnimClip>(animation)) {
       animation->unshare("");
-      osg::NodeUtils::setName(animation, getUniqueName(nameOf(animation)), true);
+      osg::NodeUtils::setName(animation, names.make(nameOf(animation)), true);
     }
     return Action::Continue;
   });
@@ -117,6 +120,7 @@ void knAnimManager::createDuplicatesFromShared(MaterialPtr& materialArgument) {
 /// A node with nothing to copy prints the warning of copyFrom, and is given what the buffer held before. That is meant:
 /// clearing the buffer first would take away what a host has put there for such nodes.
 void knAnimManager::createDuplicatesFromSharedR(NodePtr& root) {
+  CurveDataRefresh const refresh;
   osg::traverse(root, [this](NodePtr const& argument) {
     NodePtr const node = argument;
     osg::Ref<osg::AnimAttachment> const former = getAnimAttachment(node);

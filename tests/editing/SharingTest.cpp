@@ -108,7 +108,18 @@ TEST_F(SharingTest, DeepTreesAndDeadHandles) {
   NodePtr node = addNode(Transform3D::create());
   NodePtr const other = addNode(Transform3D::create());
   other->addAttachment(AnimAttachment::create());
-  AnimNodePtr tree = animate(node, newChain(100'000, AnimClip::create()));
+  AnimNodePtr tree =
+      animate(node, newChain(100'000, newFieldCurve("translation", 0, {{0, 0}, {1, 1}, {2, 2}})));
+  manager.renameCurves(node, {{"translation", "scale.Y"}});
+  manager.updateSceneChannelNames(root());
+  std::vector<AnimNodePtr> curves;
+  manager.getAnimCurveNodes(knAnimManager::getAnimAttachment(node)->getAnimationRoot(), curves, false, false,
+                            true);
+  ASSERT_EQ(curves.size(), 1U);
+  EXPECT_EQ(curveOf(curves[0])->getName(), "scale");
+  manager.douglasPeuckerPointReduction({curveOf(curves[0])});
+  EXPECT_EQ(curveOf(curves[0])->getControlPoints().size(), 2U);
+  curves[0]->setCore(AnimClip::create());
   manager.copy(tree, {});
   EXPECT_EQ(manager.clonePasteTo(node, false, false).size() + manager.pasteTo(node, false, false).size(), 0U)
       << "a group is nothing to be pasted on a node";

@@ -109,6 +109,8 @@ void knUtils::Subscription::end() {
   if (_id != 0) registry->remove(std::exchange(_id, 0));
 }
 
+bool knUtils::hasReceivers() { return registry != nullptr && !registry->isEmpty(); }
+
 void knUtils::call(char const* name, knMessage& message, int channel) {
   if (isHeard(name)) registry->deliver(name, message, channel);
 }

@@ -1,0 +1,21 @@
+#include "editing/CurveDataRefresh.h"
+
+#include "knAnimManager.h"
+#include "model/utils/knUtils.h"
+
+#include <utility>
+
+int CurveDataRefresh::_depth = 0;
+bool CurveDataRefresh::_isDue = false;
+
+CurveDataRefresh::~CurveDataRefresh() {
+  if (--_depth == 0 && std::exchange(_isDue, false)) knAnimManager::the()->updateSceneAnimCurveData();
+}
+
+void CurveDataRefresh::isDue() {
+  if (_depth > 0 && !knUtils::hasReceivers()) {
+    _isDue = true;
+  } else {
+    knAnimManager::the()->updateSceneAnimCurveData();
+  }
+}
