@@ -9,6 +9,8 @@ namespace {
 
 constexpr float kRowHeight = 50.F;
 
+float heightOf(std::size_t row) { return kRowHeight * static_cast<float>(row); }
+
 }  // namespace
 
 FreeRows::FreeRows(osg::NodePtr const& parent, osg::AnimNodePtr const& ignore) {
@@ -20,11 +22,14 @@ FreeRows::FreeRows(osg::NodePtr const& parent, osg::AnimNodePtr const& ignore) {
 }
 
 void FreeRows::add(osg::AnimNodePtr const& animation) {
-  float const row = animation->getOffset().y();
-  if (std::isnan(row)) return;
+  float const height = animation->getOffset().y();
+  if (std::isnan(height)) return;
   Span span{};
   knAnimManager::the()->getBounds(animation, span.start, span.end);
-  _rows[row].push_back(span);
+  _rows[height].push_back(span);
+  float const row = height / kRowHeight;
+  if (row >= 0.F && row < static_cast<float>(_leaves) && row == std::floor(row))
+    note(static_cast<std::size_t>(row));
 }
 
 bool FreeRows::collide(Span const& taken, Span const& wanted) {
@@ -33,15 +38,55 @@ bool FreeRows::collide(Span const& taken, Span const& wanted) {
          (wanted.start < taken.start && taken.end < wanted.end);
 }
 
-float FreeRows::find(float start, float end) const {
+bool FreeRows::isTakenOnAll(Span const& common, Span const& wanted) {
+  return common.start <= common.end && collide(common, wanted);
+}
+
+bool FreeRows::isFree(std::size_t row, Span const& wanted) const {
+  auto const taken = _rows.find(heightOf(row));
+  return taken == _rows.end() ||
+         std::ranges::none_of(taken->second, [&](Span const& span) { return collide(span, wanted); });
+}
+
+/// Renews what the rows share, from one row upwards.
+void FreeRows::note(std::size_t row) {
+  std::size_t place = _leaves + row;
+  auto const taken = _rows.find(heightOf(row));
+  if (taken == _rows.end()) return;
+  auto const length = [](Span const& span) { return span.end - span.start; };
+  Span const longest = *std::ranges::max_element(taken->second, {}, length);
+  _common[place] = longest.start <= longest.end ? longest : Nowhere;  // not for times that are no numbers
+  while ((place /= 2) > 0) {
+    Span const& a = _common[2 * place];
+    Span const& b = _common[2 * place + 1];
+    _common[place] = {std::max(a.start, b.start), std::min(a.end, b.end)};
+  }
+}
+
+void FreeRows::grow() {
+  _leaves = std::max<std::size_t>(64, 2 * _leaves);
+  _common.assign(2 * _leaves, Nowhere);
+  for (std::size_t row = 0; row < _leaves; ++row) note(row);
+}
+
+/// How many rows from `row` on are known to be taken.
+std::size_t FreeRows::skip(std::size_t row, Span const& wanted) const {
+  std::size_t place = _leaves + row;
+  std::size_t count = 0;
+  for (std::size_t below = 1; isTakenOnAll(_common[place], wanted); below *= 2) {
+    count = below;
+    if (place % 2 != 0) break;
+    place /= 2;
+  }
+  return count;
+}
+
+float FreeRows::find(float start, float end) {
   Span const wanted{start, end};
-  float row = 0.F;
-  while (true) {
-    auto const taken = _rows.find(row);
-    if (taken == _rows.end()) return row;
-    bool const isFree = std::none_of(taken->second.begin(), taken->second.end(),
-                                     [&](Span const& span) { return collide(span, wanted); });
-    if (isFree) return row;
-    row += kRowHeight;
+  for (std::size_t row = 0;;) {
+    if (row >= _leaves) grow();
+    std::size_t const taken = skip(row, wanted);
+    if (taken == 0 && isFree(row, wanted)) return heightOf(row);
+    row += std::max<std::size_t>(taken, 1);
   }
 }

@@ -97,10 +97,12 @@ TEST_F(CopyPasteTest, FreeRows) {
   for (int round = 0; round < 300; ++round) {
     AnimNodePtr const clip = addClip("clip");
     std::vector<AnimNodePtr> children;
-    for (int i = pick(9); i > 0; --i) {
+    bool const isFull = round % 15 == 0;
+    for (int i = isFull ? 250 : pick(9); i > 0; --i) {
       float const start = static_cast<float>(pick(20));
-      children.push_back(newBlock("b", start, start + static_cast<float>(pick(6))));
-      children.back()->setOffset({static_cast<float>(pick(5)), rows[pick(8)]});
+      children.push_back(newBlock("b", start, start + static_cast<float>(pick(isFull ? 30 : 6))));
+      float const row = isFull ? 50.F * static_cast<float>(pick(100)) : rows[pick(8)];
+      children.back()->setOffset({static_cast<float>(pick(5)), row});
       clip->addChild(children.back());
     }
     clip->addChild(Node::create());
