@@ -23,7 +23,12 @@ void callHost() {
   if (onHostCall) onHostCall();
 }
 
-#define HOST_TYPE(Name, Parent)                                   \
+#define HOST_OVERRIDE(Parent, name) \
+  void name() override {            \
+    Parent::name();                 \
+    callHost();                     \
+  }
+#define HOST_TYPE(Name, Parent, ...)                              \
   class Name : public Parent {                                    \
     KN_CONTAINER(Name, Name, Parent)                              \
     KN_CONTAINER_END                                              \
@@ -31,17 +36,23 @@ void callHost() {
       Parent::changed(mask, origin);                              \
       callHost();                                                 \
     }                                                             \
+    HOST_OVERRIDE(Parent, fieldsAssigned)                         \
+    __VA_ARGS__                                                   \
   };                                                              \
   KN_CONTAINER_TYPE(Name, Name, #Name)
+#define HOST_NODE_TYPE(Name, Parent)                                                          \
+  HOST_TYPE(Name, Parent,                                                                     \
+            HOST_OVERRIDE(Parent, attachmentsChanged) HOST_OVERRIDE(Parent, structureChanged) \
+                HOST_OVERRIDE(Parent, parentChanged))
 
-HOST_TYPE(HostNode, Node)
-HOST_TYPE(HostTransform, Transform3D)
+HOST_NODE_TYPE(HostNode, Node)
+HOST_NODE_TYPE(HostAnimNode, AnimNode)
+HOST_TYPE(HostTransform, Transform3D, HOST_OVERRIDE(Transform3D, attachmentsChanged))
 HOST_TYPE(HostGeometry, Geometry)
-HOST_TYPE(HostMaterial, Material)
+HOST_TYPE(HostMaterial, Material, HOST_OVERRIDE(Material, attachmentsChanged))
 HOST_TYPE(HostCamera, UberCamera)
-HOST_TYPE(HostAnimNode, AnimNode)
 HOST_TYPE(HostCurve, AnimCurve)
-HOST_TYPE(HostAttachment, AnimAttachment)
+HOST_TYPE(HostAttachment, AnimAttachment, HOST_OVERRIDE(AnimAttachment, parentsChanged))
 
 namespace HostAttackTest {
 
@@ -67,6 +78,7 @@ struct Arguments {
   std::vector<AnimCurvePtr> curves;
   std::vector<knCurveData> records;
   std::set<FieldContainerPtr> owners;
+  std::set<unsigned int> ids;
   knOSGChannelData channel;
   std::string name = "block";
   std::string suffix = "X";
@@ -436,6 +448,7 @@ Operation const operations[] = {
     OPERATION(manager().setAllBlocksInactive(a.node)),
     OPERATION(manager().verifyToKeld60R(a.root)),
     OPERATION(manager().verifyClipStructure()),
+    OPERATION(manager().verifyClipStructureByNodeR(a.animationRoot->getChild(0), a.ids)),
     {"renameCurves",
      [](Arguments& a) {
        manager().renameCurves(a.node, {{"translation", "scale.Y"}});
@@ -471,6 +484,20 @@ Operation const operations[] = {
        manager().animateCamera(camera, Pnt3f(1, 2, 3), Vec3f(), 2);
        manager().animateCamera(camera, Matrix(), {1, 1, 1, 1}, {}, 2);
        manager().animateCamera(camera, {}, {1, 0, 0}, {0, 1, 0}, 40, 3, 2);
+     }},
+    {"animateCamera, onto a track",
+     [](Arguments& a) {
+       UberCameraPtr const camera = a.camera, fresh = HostCamera::create();
+       NodePtr const track = Node::create();
+       track->setCore(CameraTrack::create());
+       for (int i = 0; i < 2; ++i) {
+         track->addChild(Node::create());
+         track->getChild(static_cast<UInt32>(i))->setCore(HostCamera::create());
+       }
+       a.cameraNode->addChild(track);
+       if (track.isAlive() && camera.isAlive()) manager().animateCamera(camera, track, {});
+       if (track.isAlive() && fresh.isAlive()) manager().animateCamera(fresh, track, {});
+       drop(fresh);
      }},
     OPERATION(manager().animateCameraTurntable(a.camera)),
     {"track",

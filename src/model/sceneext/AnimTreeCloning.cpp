@@ -1,5 +1,6 @@
 #include "model/sceneext/AnimTreeCloning.h"
 
+#include "model/fields/Ref.h"
 #include "model/scenegraph/Cloning.h"
 #include "model/scenegraph/Traverse.h"
 
@@ -24,13 +25,17 @@ void stopPlaying(NodePtr const& node) {
   animNode->setPausing(false);
 }
 
+/// The host's overrides may end both nodes, and change what hangs on them.
 NodePtr cloneNode(NodePtr const& source, bool withAttachments) {
   NodePtr const copy = dcast<NodePtr>(source->getType().createFieldContainer());
+  if (!source.isAlive() || !copy.isAlive()) return copy;
+  auto const attachments = source->getAttachments().getValues();
   copyPlainFields(*source, *copy);
   stopPlaying(copy);
   copy->setCore(source->getCore());
   if (!withAttachments) return copy;
-  for (AttachmentSlot const& slot : source->getAttachments()) {
+  for (AttachmentSlot const& slot : attachments) {
+    if (!copy.isAlive()) break;
     bool const isName = dcast<NamePtr>(slot.attachment) != nullptr;
     copy->addAttachment(
         isName ? dcast<AttachmentPtr>(deepCopyContainer(slot.attachment, "")) : slot.attachment,
@@ -41,12 +46,13 @@ NodePtr cloneNode(NodePtr const& source, bool withAttachments) {
 
 }  // namespace
 
-NodePtr cloneAnimTree(NodePtr const& source, bool withAttachments) {
+NodePtr cloneAnimTree(NodePtr const& sourceArgument, bool withAttachments) {
   struct Pair {
     NodePtr source;
     NodePtr copy;
   };
-  if (!source.isAlive()) return {};
+  if (!sourceArgument.isAlive()) return {};
+  NodePtr const source = sourceArgument;
   std::vector<Pair> open{{source, cloneNode(source, withAttachments)}};
   NodePtr const root = open.front().copy;
   while (!open.empty()) {
@@ -55,12 +61,12 @@ NodePtr cloneAnimTree(NodePtr const& source, bool withAttachments) {
     // Overrides of the host's may change both trees meanwhile.
     for (UInt32 i = 0; pair.source.isAlive() && pair.copy.isAlive() && i < pair.source->getNChildren(); ++i) {
       NodePtr const child = pair.source->getChild(i);
-      NodePtr const copy = cloneNode(child, withAttachments);
-      pair.copy->addChild(copy);
-      open.push_back({child, copy});
+      Ref<Node> const copy = cloneNode(child, withAttachments);
+      if (pair.copy.isAlive()) pair.copy->addChild(copy.get());
+      open.push_back({child, copy.get()});
     }
   }
-  return root;
+  return root.isAlive() ? root : NodePtr();
 }
 
 AnimNodePtr deepCloneAnimTree(AnimNodePtr const& source, std::string const& shareTypes) {

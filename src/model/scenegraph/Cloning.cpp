@@ -61,7 +61,7 @@ class Copier {
     if (isNew) {
       place->second = source->getType().createFieldContainer();
       _pairs.push_back({source, place->second});
-      noteOwnMakings(*place->second);
+      if (place->second.isAlive()) noteOwnMakings(*place->second);
     }
     return place->second;
   }
@@ -82,6 +82,8 @@ class Copier {
   }
 
   void copyFields(Pair const& pair, FieldRole role) {
+    // Containers of the host's own kinds are made by its code.
+    if (!pair.source.isAlive() || !pair.copy.isAlive()) return;
     for (FieldDescription const& description : pair.source->getType().getFieldDescriptions()) {
       if (description.getRole() != role) continue;
       Field& target = *description.getField(*pair.copy);
