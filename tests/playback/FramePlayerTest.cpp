@@ -18,6 +18,8 @@ class FramePlayerTest : public SceneStage {
     _listener = knUtils::listenToAll([this](std::string_view, knMessage& message, int) {
       if (auto const* const frame = message.get<double>("frame"))
         sent += "frame " + std::to_string(std::lround(*frame)) + ' ';
+      if (auto const* const user = message.get<void*>("user"))
+        sent += *user == this ? "user this " : "user none ";
       if (auto const* const loop = message.get<int>("loop")) sent += "loop " + std::to_string(*loop) + ' ';
     });
   }
@@ -89,6 +91,12 @@ TEST_F(FramePlayerTest, TheFirstApplyDelivers) {
     EXPECT_EQ(passAt(0), "");
   }
   EXPECT_EQ(player.getPlaybackParams().startTime, 100.0);
+}
+
+TEST_F(FramePlayerTest, TellsWhoPlaysWhenThatIsSomebodyElse) {
+  for (int i = 0; i < 2; ++i) player.start({.fps = 25}, true, this);
+  for (int i = 0; i < 2; ++i) player.stop(nullptr);
+  EXPECT_EQ(sent, "user this user none ");
 }
 
 TEST_F(FramePlayerTest, InternallyItMovesTheTimeline) {

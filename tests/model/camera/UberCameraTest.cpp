@@ -177,6 +177,8 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   _camera->setFrustumSides({-1, 2, -3, 4});
   Matrix const projection = _camera->getProjection(1);
   EXPECT_LT(apart(projection.multFullMatrixPnt({20, -30, -10}), {1, -1, 0.98F}), 0.03F);
+  _camera->setSkewFactor(0.5F);
+  EXPECT_EQ(_camera->getProjection(1)(0, 1), 0.5F * projection(0, 0)) << "x goes along with y";
 }
 
 TEST_F(UberCameraTest, FogLiesBelowItsRange) {

@@ -20,6 +20,8 @@ FieldContainerFactory& factory() { return FieldContainerFactory::the(); }
 TEST_F(FieldContainerFactoryTest, PlacesAndIdsAreUsedAgainLongAfterADeathAndOldHandlesStayDead) {
   Mark::Ptr const dead = Mark::create();
   UInt32 const id = dead.getContainerId();
+  ChangeList noted;
+  noted.addChanged(dead, Mark::MarksFieldMask);
   dead.subRef();
   std::size_t const longest =
       factory().getFieldContainerStore()->size() + 3 * FieldContainerFactory::RestOfIds + 2;
@@ -36,6 +38,8 @@ TEST_F(FieldContainerFactoryTest, PlacesAndIdsAreUsedAgainLongAfterADeathAndOldH
   EXPECT_GE(deaths, FieldContainerFactory::RestOfIds);
   EXPECT_LE(factory().getFieldContainerStore()->size(), longest);
   EXPECT_EQ(next.getStoreAddress(), dead.getStoreAddress());
+  noted.addChanged(next, Mark::MarksFieldMask);
+  EXPECT_TRUE(noted.getEntries().size() == 2 && noted.getEntries()[1].container == next);
   EXPECT_EQ(factory().getContainer(id), next);
   for (UInt32 const none : {0U, static_cast<UInt32>(factory().getFieldContainerStore()->size()), 0xFFFFFFFFU})
     EXPECT_EQ(factory().getContainer(none), nullptr) << none;
