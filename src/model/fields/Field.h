@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -142,12 +143,21 @@ class MField final : public Field {
     }
   }
   void write(FieldWriter& writer) const override {
+    writer.reserve(sizeof(UInt32) + _values.size() * FieldDataTraits<T>::MinBytes);
     writer.put(static_cast<UInt32>(_values.size()));
-    for (ConstReference value : _values) FieldDataTraits<T>::write(writer, value);
+    if constexpr (requires { FieldDataTraits<T>::writeAll(writer, std::span<T const>(_values)); }) {
+      FieldDataTraits<T>::writeAll(writer, std::span<T const>(_values));
+    } else {
+      for (ConstReference value : _values) FieldDataTraits<T>::write(writer, value);
+    }
   }
   void read(FieldReader& reader) override {
     _values.resize(reader.getCount(FieldDataTraits<T>::MinBytes));
-    for (auto&& value : _values) readOne(reader, value);
+    if constexpr (requires { FieldDataTraits<T>::readAll(reader, std::span<T>(_values)); }) {
+      FieldDataTraits<T>::readAll(reader, std::span<T>(_values));
+    } else {
+      for (auto&& value : _values) readOne(reader, value);
+    }
   }
   void visitHandles(HandleVisitor const& visitor) override {
     for (auto&& value : _values) detail::visitHandlesIn(value, visitor);

@@ -3,6 +3,7 @@
 #include "model/fields/FieldContainerPtr.h"
 #include "model/utils/Export.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -25,6 +26,11 @@ class KNSCENE_API FieldWriter {
     char bytes[sizeof(T)];
     std::memcpy(bytes, &value, sizeof(T));
     _bytes.append(bytes, sizeof(T));
+  }
+  /// Makes room for so many more bytes at once.
+  void reserve(std::size_t size) {
+    std::size_t const wanted = _bytes.size() + size;
+    if (wanted > _bytes.capacity()) _bytes.reserve(std::max(wanted, 2 * _bytes.capacity()));
   }
   void putBytes(void const* data, std::size_t size) { _bytes.append(static_cast<char const*>(data), size); }
   void putText(std::string_view text);

@@ -3,6 +3,9 @@
 #include "model/fields/FieldDataTraits.h"
 #include "model/fields/TwoEndedList.h"
 
+#include <algorithm>
+#include <array>
+
 namespace osg {
 inline namespace knscene {
 
@@ -99,28 +102,51 @@ struct FieldDataTraits<CCPnt> {
     detail::putNumbers(numbers, text);
     text += ' ' + std::to_string(key.inType()) + ' ' + std::to_string(key.outType());
   }
-  static void write(FieldWriter& writer, CCPnt const& key) {
-    for (Real32 const number : {key.x(), key.y(), key.inX(), key.inY(), key.outX(), key.outY()})
-      writer.put(number);
-    writer.put(static_cast<UInt8>(key.inType()));
-    writer.put(static_cast<UInt8>(key.outType()));
-    writer.put(static_cast<UInt8>(key.inFollows()));
-    writer.put(static_cast<UInt8>(key.outFollows()));
+  static void write(FieldWriter& writer, CCPnt const& key) { writeAll(writer, {&key, 1}); }
+  static void read(FieldReader& reader, CCPnt& key) { readAll(reader, {&key, 1}); }
+  static void writeAll(FieldWriter& writer, std::span<CCPnt const> keys) {
+    std::array<char, BlockSize * MinBytes> block;
+    while (!keys.empty()) {
+      std::size_t const count = std::min(keys.size(), BlockSize);
+      for (std::size_t i = 0; i < count; ++i) put(keys[i], block.data() + i * MinBytes);
+      writer.putBytes(block.data(), count * MinBytes);
+      keys = keys.subspan(count);
+    }
   }
-  static void read(FieldReader& reader, CCPnt& key) {
-    Real32 n[6];
-    for (Real32& number : n) number = reader.get<Real32>();
-    UInt8 const inType = reader.get<UInt8>();
-    UInt8 const outType = reader.get<UInt8>();
-    key = CCPnt({n[0], n[1]}, {}, {}, inType, outType);
-    key.setIntangent({n[2], n[3]}, reader.get<UInt8>() != 0);
-    key.setOuttangent({n[4], n[5]}, reader.get<UInt8>() != 0);
+  static void readAll(FieldReader& reader, std::span<CCPnt> keys) {
+    std::array<char, BlockSize * MinBytes> block;
+    while (!keys.empty()) {
+      std::size_t const count = std::min(keys.size(), BlockSize);
+      reader.getBytes(block.data(), count * MinBytes);
+      for (std::size_t i = 0; i < count; ++i) get(keys[i], block.data() + i * MinBytes);
+      keys = keys.subspan(count);
+    }
   }
   static bool isEqual(CCPnt const& a, CCPnt const& b) {
     return FieldDataTraits<Pnt2f>::isEqual(a.point(), b.point()) &&
            FieldDataTraits<Vec2f>::isEqual(a.intangent(), b.intangent()) &&
            FieldDataTraits<Vec2f>::isEqual(a.outtangent(), b.outtangent()) && a.inType() == b.inType() &&
            a.outType() == b.outType() && a.inFollows() == b.inFollows() && a.outFollows() == b.outFollows();
+  }
+
+ private:
+  static constexpr std::size_t BlockSize = 128;  ///< keys that are packed at a time
+
+  static void put(CCPnt const& key, char* bytes) {
+    Real32 const numbers[] = {key.x(), key.y(), key.inX(), key.inY(), key.outX(), key.outY()};
+    UInt8 const rest[] = {static_cast<UInt8>(key.inType()), static_cast<UInt8>(key.outType()),
+                          static_cast<UInt8>(key.inFollows()), static_cast<UInt8>(key.outFollows())};
+    std::memcpy(bytes, numbers, sizeof(numbers));
+    std::memcpy(bytes + sizeof(numbers), rest, sizeof(rest));
+  }
+  static void get(CCPnt& key, char const* bytes) {
+    Real32 n[6];
+    UInt8 rest[4];
+    std::memcpy(n, bytes, sizeof(n));
+    std::memcpy(rest, bytes + sizeof(n), sizeof(rest));
+    key = CCPnt({n[0], n[1]}, {}, {}, rest[0], rest[1]);
+    key.setIntangent({n[2], n[3]}, rest[2] != 0);
+    key.setOuttangent({n[4], n[5]}, rest[3] != 0);
   }
 };
 

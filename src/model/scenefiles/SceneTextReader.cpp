@@ -1,4 +1,5 @@
 #include "model/scenefiles/SceneText.h"
+#include "model/scenefiles/TextPieces.h"
 
 // Sizes as large as those of the standard containers.
 #define RAPIDJSON_NO_SIZETYPEDEFINE
@@ -10,6 +11,7 @@ using SizeType = std::size_t;
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <unordered_map>
@@ -24,81 +26,6 @@ using Stream = rapidjson::StringStream;
 
 /// The writer nests objects 64 deep.
 constexpr std::size_t DeepestObject = 1000;
-
-template <class T>
-void append(T value, std::string& bytes) {
-  FieldWriter out(nullptr);
-  out.put(value);
-  bytes += out.bytes();
-}
-
-// --- Pieces of values ---------------------------------------------------------------------------------------------
-
-template <class T>
-bool putNumber(std::string_view text, std::string& bytes) {
-  T value{};
-  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return false;
-  bytes.append(reinterpret_cast<char const*>(&value), sizeof(T));
-  return true;
-}
-
-/// False when the piece is none for numbers, or the number none for the piece.
-bool putNumberFor(ContentPiece piece, std::string_view text, std::string& bytes) {
-  switch (piece) {
-    case ContentPiece::Unsigned8:
-      return putNumber<UInt8>(text, bytes);
-    case ContentPiece::Unsigned16:
-      return putNumber<UInt16>(text, bytes);
-    case ContentPiece::Signed32:
-      return putNumber<Int32>(text, bytes);
-    case ContentPiece::Unsigned32:
-      return putNumber<UInt32>(text, bytes);
-    case ContentPiece::Signed64:
-      return putNumber<Int64>(text, bytes);
-    case ContentPiece::Unsigned64:
-      return putNumber<UInt64>(text, bytes);
-    case ContentPiece::Float32:
-      return putNumber<Real32>(text, bytes);
-    case ContentPiece::Float64:
-      return putNumber<Real64>(text, bytes);
-    default:
-      return false;
-  }
-}
-
-template <class T>
-bool putSpecial(std::string_view text, std::string& bytes) {
-  using Limits = std::numeric_limits<T>;
-  if (text == "nan") {
-    append(Limits::quiet_NaN(), bytes);
-  } else if (text == "inf") {
-    append(Limits::infinity(), bytes);
-  } else if (text == "-inf") {
-    append(-Limits::infinity(), bytes);
-  } else {
-    return false;
-  }
-  return true;
-}
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
-std::optional<std::string> fromHex(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size() / 2);
-  for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-    int const high = hexDigit(text[i]);
-    int const low = hexDigit(text[i + 1]);
-    if (high < 0 || low < 0) return std::nullopt;
-    bytes += static_cast<char>(high * 16 + low);
-  }
-  if (text.size() % 2 != 0) return std::nullopt;
-  return bytes;
-}
 
 // --- The reader ---------------------------------------------------------------------------------------------------
 
@@ -250,7 +177,7 @@ class TextHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TextH
   bool endValue();
   template <class T>
   bool putRaw(T number) {
-    append(number, bytes());
+    appendNumber(number, bytes());
     return endPiece();
   }
   bool putText(std::string_view text);
@@ -304,7 +231,7 @@ bool TextHandler::RawNumber(char const* text, std::size_t size, bool) {
   if (isInValue()) {
     if (!isAtElement()) return refuse();
     Value& to = value();
-    return putNumberFor(to.layout[to.piece], number, bytes()) ? endPiece() : refuse();
+    return takeNumber(to.layout[to.piece], number, bytes()) ? endPiece() : refuse();
   }
   if (_at != At::Version) return refuse();
   UInt32 version = 0;
@@ -330,7 +257,7 @@ bool TextHandler::String(char const* text, std::size_t size, bool) {
       return setId(std::string(given));
     case At::Reference:
       _open.back().fixups.push_back({_open.back().object, bytes().size(), std::string(given), _objectStart});
-      append(UInt32{0}, bytes());
+      appendNumber(UInt32{0}, bytes());
       return goTo(At::PartEnd);
     case At::Hex:
       return putHex(given);
@@ -414,7 +341,7 @@ bool TextHandler::StartArray() {
   if (to.isMulti && !to.isInList) {
     to.isInList = true;
     to.countPlace = bytes().size();
-    append(UInt32{0}, bytes());
+    appendNumber(UInt32{0}, bytes());
     return true;
   }
   if (to.layout.size() < 2 || to.isInTuple) return refuse();
@@ -509,7 +436,7 @@ bool TextHandler::beginObject(std::string const& typeName) {
   if (_open.size() >= DeepestObject) return fail("it is nested too deep");
   if (_records.size() >= std::numeric_limits<UInt32>::max() - 1) return fail("it has too many objects");
   auto const object = static_cast<UInt32>(_records.size());
-  if (!_open.empty()) append(object + 1, bytes());
+  if (!_open.empty()) appendNumber(object + 1, bytes());
   _records.push_back({type->second, _objectStart, {}});
   _open.emplace_back();
   _open.back().object = object;
@@ -575,7 +502,7 @@ bool TextHandler::assemble(Open& open) {
       return fail("it stands for more than it has room for");
     }
     _starts.push_back(tableSize + values.size());
-    append(static_cast<UInt32>(value.size()), lengths);
+    appendNumber(static_cast<UInt32>(value.size()), lengths);
     values += value;
   }
   for (Fixup& fixup : open.fixups) {
@@ -673,19 +600,7 @@ bool TextHandler::endValue() {
 /// A text, or one of the numbers that JSON has no way to write.
 bool TextHandler::putText(std::string_view text) {
   if (!isAtElement()) return refuse();
-  Value& to = value();
-  switch (to.layout[to.piece]) {
-    case ContentPiece::Text:
-      append(static_cast<UInt32>(text.size()), bytes());
-      bytes().append(text);
-      return endPiece();
-    case ContentPiece::Float32:
-      return putSpecial<Real32>(text, bytes()) ? endPiece() : refuse();
-    case ContentPiece::Float64:
-      return putSpecial<Real64>(text, bytes()) ? endPiece() : refuse();
-    default:
-      return refuse();
-  }
+  return takeString(value().layout[value().piece], text, bytes()) ? endPiece() : refuse();
 }
 
 /// The bytes of a text that is no UTF-8, or of a whole value.
@@ -694,7 +609,7 @@ bool TextHandler::putHex(std::string_view text) {
   if (!given) return fail("these are no bytes in hexadecimal");
   Value& to = value();
   if (isAtPiece(ContentPiece::Text)) {
-    append(static_cast<UInt32>(given->size()), bytes());
+    appendNumber(static_cast<UInt32>(given->size()), bytes());
   } else if (to.isInList || to.isInTuple) {
     return fail("no bytes are expected here");
   } else {

@@ -1,10 +1,8 @@
 #include "model/fields/FieldContainerFactory.h"
 #include "model/fields/Ref.h"
 #include "model/scenefiles/SceneText.h"
+#include "model/scenefiles/TextPieces.h"
 
-#include <charconv>
-#include <cmath>
-#include <cstring>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -18,134 +16,6 @@ constexpr std::size_t DeepestNesting = 64;
 /// What is not longer than this stands on one line.
 constexpr std::size_t LineLength = 110;
 constexpr std::size_t NumbersInARow = 16;
-
-template <class T>
-T numberAt(std::string_view bytes, std::size_t place) {
-  T value{};
-  std::memcpy(&value, bytes.data() + place, sizeof(T));
-  return value;
-}
-
-// --- Texts and numbers --------------------------------------------------------------------------------------------
-
-/// The length of the UTF-8 character at the beginning of a text; 0 when there is none.
-std::size_t utf8Length(std::string_view text) {
-  auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  unsigned const first = byte(0);
-  if (first < 0x80) return 1;
-  std::size_t const length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
-  // No longer than needed, no surrogates, nothing past the last character.
-  unsigned const second = byte(1);
-  bool const isAllowed = (first != 0xE0 || second >= 0xA0) && (first != 0xED || second < 0xA0) &&
-                         (first != 0xF0 || second >= 0x90) && (first != 0xF4 || second < 0x90);
-  return isAllowed ? length : 0;
-}
-
-bool isUtf8(std::string_view text) {
-  while (!text.empty()) {
-    std::size_t const length = utf8Length(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
-  }
-  return true;
-}
-
-void putHex(std::string_view bytes, std::string& out) {
-  constexpr char Digits[] = "0123456789abcdef";
-  out += "{\"$hex\": \"";
-  for (char const each : bytes) {
-    auto const byte = static_cast<unsigned char>(each);
-    out += Digits[byte >> 4];
-    out += Digits[byte & 15];
-  }
-  out += "\"}";
-}
-
-void putQuoted(std::string_view text, std::string& out) {
-  out += '"';
-  for (char const c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (c == '\n') {
-      out += "\\n";
-    } else if (c == '\t') {
-      out += "\\t";
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      constexpr char Digits[] = "0123456789abcdef";
-      out += "\\u00";
-      out += static_cast<char>('0' + (c >> 4));
-      out += Digits[c & 15];
-    } else {
-      out += c;
-    }
-  }
-  out += '"';
-}
-
-/// Bytes that are no UTF-8, as names of older releases, stand as they are.
-void putText(std::string_view text, std::string& out) {
-  if (isUtf8(text)) {
-    putQuoted(text, out);
-  } else {
-    putHex(text, out);
-  }
-}
-
-/// Numbers are as short as they can be without becoming others.
-template <class T>
-void putNumber(std::string_view bytes, std::string& out) {
-  T const value = numberAt<T>(bytes, 0);
-  if constexpr (std::is_floating_point_v<T>) {
-    if (!std::isfinite(value)) {
-      out += std::isnan(value) ? "\"nan\"" : value > 0 ? "\"inf\"" : "\"-inf\"";
-      return;
-    }
-  }
-  char buffer[32];
-  out.append(buffer, std::to_chars(buffer, buffer + sizeof(buffer), value).ptr);
-}
-
-void putPiece(ContentPiece piece, std::string_view bytes, std::string& out) {
-  switch (piece) {
-    case ContentPiece::Flag:
-      out += bytes[0] != 0 ? "true" : "false";
-      break;
-    case ContentPiece::Unsigned8:
-      putNumber<UInt8>(bytes, out);
-      break;
-    case ContentPiece::Unsigned16:
-      putNumber<UInt16>(bytes, out);
-      break;
-    case ContentPiece::Signed32:
-      putNumber<Int32>(bytes, out);
-      break;
-    case ContentPiece::Unsigned32:
-      putNumber<UInt32>(bytes, out);
-      break;
-    case ContentPiece::Signed64:
-      putNumber<Int64>(bytes, out);
-      break;
-    case ContentPiece::Unsigned64:
-      putNumber<UInt64>(bytes, out);
-      break;
-    case ContentPiece::Float32:
-      putNumber<Real32>(bytes, out);
-      break;
-    case ContentPiece::Float64:
-      putNumber<Real64>(bytes, out);
-      break;
-    case ContentPiece::Text:
-      putText(bytes.substr(sizeof(UInt32)), out);
-      break;
-    case ContentPiece::Handle:
-      break;  // an object stands in its place
-  }
-}
 
 std::size_t pieceSizeAt(ContentPiece piece, std::string_view bytes, std::size_t place) {
   std::size_t const size = pieceSize(piece);
