@@ -4,8 +4,10 @@
 #include "support/LogCapture.h"
 #include "support/SceneStage.h"
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 namespace kntest {
 namespace AnimationFilesTest {
@@ -88,10 +90,15 @@ TEST_F(AnimationFilesTest, TreesPlayOnAnotherOwnerOfTheSameType) {
   EXPECT_EQ(placeOf(target).y(), 3);
   EXPECT_NE(placeOf(target).x(), 0);
 
-  NodePtr const third = addNode(Transform3D::create());
-  ASSERT_TRUE(save(source, "a.json") && load(third, "a.json"));
-  evaluate(0.5F);
-  EXPECT_EQ(placeOf(third), placeOf(source));
+  // The stored files are of this very animation, and are never written again.
+  ASSERT_TRUE(save(source, "a.json"));
+  std::string const stored = KN_TEST_DATA_DIR "/animation-v1";
+  for (std::string const& file : {path("a.json"), stored + ".osb", stored + ".json"}) {
+    NodePtr const third = addNode(Transform3D::create());
+    ASSERT_TRUE(manager.loadAnimationsTo(third, file.c_str(), false)) << file;
+    evaluate(0.5F);
+    EXPECT_EQ(placeOf(third), placeOf(source)) << file;
+  }
 
   // One tree alone, under the name of an older kind of file.
   AnimNodePtr const block = manager.find("walk");
@@ -100,6 +107,37 @@ TEST_F(AnimationFilesTest, TreesPlayOnAnotherOwnerOfTheSameType) {
   NodePtr const other = addNode(Transform3D::create());
   EXPECT_TRUE(load(other, "b.kdp"));
   EXPECT_EQ(animationNames(other).size(), 1U);
+}
+
+TEST_F(AnimationFilesTest, RandomTreesPlayTheSameFromBothForms) {
+  std::mt19937 random(29);
+  auto const upTo = [&random](UInt32 end) { return static_cast<UInt32>(random() % end); };
+  auto const number = [&random](float most) {
+    return std::uniform_real_distribution<float>(-most, most)(random);
+  };
+  for (char const* const name : {"r.osb", "r.json", "r.osb", "r.json"}) {
+    NodePtr const source = addNode(Transform3D::create());
+    for (UInt32 component = 0; component < 3; ++component) {
+      AnimNodePtr const curveNode = newCurveNode("translation", component, {});
+      for (int key = 0; key < 40; ++key) {
+        curveOf(curveNode)->addPoint({number(4), number(1e6F)}, {number(1) - 1, number(9)},
+                                     {number(1) + 1, number(9)}, upTo(5), upTo(5), false, upTo(2) == 0);
+      }
+      curveOf(curveNode)->setPreInfinityMode(upTo(6));
+      curveOf(curveNode)->setPostInfinityMode(upTo(6));
+      AnimNodePtr const block = animate(source, newGroup<AnimBlock>({curveNode}));
+      block->setOffset({number(2), number(2)});
+      block->setScale(number(2));
+      block->setPostCycles(static_cast<Int32>(upTo(4)) - 1);
+    }
+    NodePtr const target = addNode(Transform3D::create());
+    ASSERT_TRUE(save(source, name) && load(target, name));
+    for (int times = 0; times < 50; ++times) {
+      evaluate(number(12));
+      ASSERT_EQ(std::memcmp(placeOf(source).data(), placeOf(target).data(), sizeof(Vec3f)), 0) << name;
+    }
+    root()->clearChildren();
+  }
 }
 
 TEST_F(AnimationFilesTest, AMaterialStandsInForItsGroup) {

@@ -15,8 +15,8 @@ using SceneFileDamageTest = SceneTest;
 
 constexpr std::size_t HeaderSize = 40;
 
-/// A node with two children, one core under two nodes, and one attachment on two.
-std::string smallFile(unsigned int compress) {
+/// A node with two children, one core under two nodes, and one attachment on two, in some form.
+std::string smallFile(std::function<std::string(NodePtr const&)> const& save) {
   Held const root(Node::create());
   Transform3DPtr const core = Transform3DBase::create();
   core->setTranslation({1, 2, 3});
@@ -28,7 +28,10 @@ std::string smallFile(unsigned int compress) {
     child->addAttachment(mark);
   }
   NodeUtils::setName(*root, "root", false);
-  return saved(*root, compress);
+  return save(*root);
+}
+std::string smallFile(unsigned int compress) {
+  return smallFile([compress](NodePtr const& root) { return saved(root, compress); });
 }
 
 void expectSound(NodePtr const& root) {
@@ -94,6 +97,20 @@ TEST_F(SceneFileDamageTest, EveryFlippedBitIsNoticedOrWithoutEffect) {
       EXPECT_TRUE(saved(*root, 0) == plain) << bit;
     }
   }
+}
+
+TEST_F(SceneFileDamageTest, DamagedTextsAreRefusedOrSound) {
+  std::string const text = smallFile(&savedText);
+  for (std::size_t size = 0; size + 1 < text.size(); ++size)
+    ASSERT_FALSE(survives(text.substr(0, size))) << size;
+  std::size_t accepted = 0;
+  for (std::size_t bit = 0; bit < text.size() * 8; ++bit) {
+    std::string damaged = text;
+    damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+    accepted += survives(damaged) ? 1 : 0;
+    if (HasFailure()) FAIL() << "bit " << bit;
+  }
+  EXPECT_GT(accepted, 100U) << "other numbers and names are as good";
 }
 
 TEST_F(SceneFileDamageTest, ContentsThatPassTheChecksumMayBeAnything) {

@@ -5,8 +5,13 @@
 #include "model/scenegraph/Transform3D.h"
 #include "model/utils/knCachedStream.h"
 
+#include <csignal>
 #include <filesystem>
+#include <poll.h>
 #include <random>
+#include <set>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -168,8 +173,11 @@ TEST_F(SceneFileHandlerTest, EveryTypeKeepsEveryField) {
 }
 
 // A stored file is never written again; what later formats add goes into files of their own.
-TEST_F(SceneFileHandlerTest, FilesOfAllVersionsCanBeRead) {
-  Held const root(loadSceneFile(KN_TEST_DATA_DIR "/scene-v1.bin"));
+class StoredFileTest : public SceneTest, public testing::WithParamInterface<char const*> {};
+INSTANTIATE_TEST_SUITE_P(OfAllVersions, StoredFileTest, testing::Values("scene-v1.bin", "scene-v1.json"));
+
+TEST_P(StoredFileTest, CanBeRead) {
+  Held const root(loadSceneFile(KN_TEST_DATA_DIR "/" + std::string(GetParam())));
   EXPECT_STREQ(NodeUtils::getName(*root), "Wurzel \xC3\xA4");
   ASSERT_EQ(root->getNChildren(), 2U);
   NodePtr const first = root->getChild(0), second = root->getChild(1);
@@ -385,6 +393,40 @@ TEST_F(SceneFileSavingTest, AFileIsReplacedAsAWhole) {
   EXPECT_EQ(fileCount(), 1);
   EXPECT_EQ(log.lines().size(), 2U);
   link->setOwned({});
+}
+
+TEST_F(SceneFileSavingTest, AFullDiskLeavesTheFormerFile) {
+  ASSERT_TRUE(save(1, name));
+  rlimit former{};
+  ::getrlimit(RLIMIT_FSIZE, &former);
+  auto* const formerHandler = std::signal(SIGXFSZ, SIG_IGN);
+  LogCapture log;
+  for (rlim_t size = 0; size < std::filesystem::file_size(name); size += 5) {
+    rlimit const full{size, former.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    bool const isSaved = save(3, name);
+    ::setrlimit(RLIMIT_FSIZE, &former);
+    ASSERT_TRUE(!isSaved && storedMask() == 1 && fileCount() == 1) << size;
+  }
+  std::signal(SIGXFSZ, formerHandler);
+  EXPECT_TRUE(log.contains("File too large"));
+}
+
+TEST_F(SceneFileSavingTest, AProcessThatIsKilledLeavesOneWholeFile) {
+  ASSERT_TRUE(save(1, name));
+  std::mt19937 random(23);
+  std::set<UInt32> masks;
+  for (int times = 0; times < 200; ++times) {
+    pid_t const child = ::fork();
+    for (UInt32 mask = 2; child == 0; ++mask) save(mask, name);
+    ::poll(nullptr, 0, static_cast<int>(random() % 4));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    masks.insert(storedMask());
+    ASSERT_FALSE(masks.contains(0)) << times;
+  }
+  EXPECT_GT(masks.size(), 1U);
+  ASSERT_TRUE(save(1, name));
 }
 
 }  // namespace SceneFileHandlerTest
