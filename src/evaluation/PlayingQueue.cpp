@@ -42,6 +42,26 @@ double wrapRun(AnimNode const& node, Span span, double time) {
   return time - std::floor(elapsed / static_cast<double>(length)) * static_cast<double>(length);
 }
 
+/// The curves of trees that have several, as flights do, a step at a time like trees of one.
+void prefetchChildren(AnimNodePtr const& tree, std::size_t step) {
+  if (!tree.isAlive()) return;
+  for (osg::NodePtr const& child : std::as_const(*tree).getChildren()) {
+    if (step == 0) {
+      __builtin_prefetch(child.getStoreAddress());
+      continue;
+    }
+    auto const* const node = osg::dcastTo<AnimNode>(child);
+    if (node == nullptr) continue;
+    if (step == 1) {
+      prefetchSpan(node->getCore(), node->getLastEvaluationTime());
+    } else if (step == 2) {
+      __builtin_prefetch(node->getCore().getStoreAddress());
+    } else if (auto const* const curve = osg::dcastTo<osg::AnimCurve>(node->getCore())) {
+      prefetchSpan(curve->getName(), curve->getColor());
+    }
+  }
+}
+
 void markAsStopped(AnimNodePtr const& node) {
   node->setPlaying(false);
   node->setUsePlayRange(false);
@@ -162,6 +182,7 @@ void knAnimEvaluator::prefetchTrees(std::vector<AnimNodePtr> const& trees, std::
     return entry != _animParentMap.end() && !entry->second.empty() ? *entry->second.begin()
                                                                    : osg::FieldContainerPtr();
   };
+  for (std::size_t step = 0; step < Steps; ++step) prefetchChildren(ahead(step), step);
   if (AnimNodePtr const tree = ahead(0); tree.isAlive()) {
     prefetchSpan(std::as_const(*tree).getCore(), std::as_const(*tree).getLastEvaluationTime());
   }
