@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr unsigned int CurveCount = 10'000;
+constexpr unsigned int MostCurves = 10'000;
 constexpr float Fps = 30.F;
 
 struct CurveSet {
@@ -21,11 +21,11 @@ struct CurveSet {
   float length;
 
   /// Distinct curves with keys at random distances and values, half of them straight, half smooth.
-  explicit CurveSet(unsigned int keyCount) : length(static_cast<float>(keyCount - 1)) {
+  CurveSet(unsigned int keyCount, unsigned int curveCount) : length(static_cast<float>(keyCount - 1)) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> jitter(-0.3F, 0.3F);
     std::uniform_real_distribution<float> value(-100.F, 100.F);
-    for (unsigned int i = 0; i < CurveCount; ++i) {
+    for (unsigned int i = 0; i < curveCount; ++i) {
       osg::AnimNodePtr const node = osg::AnimNodeBase::create();
       osg::AnimCurvePtr const curve = osg::AnimCurveBase::create();
       node.addRef();
@@ -57,19 +57,21 @@ struct CurveSet {
 };
 
 CurveSet& curves(unsigned int keyCount) {
-  static CurveSet few(10);
-  static CurveSet many(1000);
-  return keyCount == 10 ? few : many;
+  static CurveSet few(10, MostCurves);
+  static CurveSet more(100, MostCurves);
+  static CurveSet many(1000, 2'000);
+  return keyCount == 10 ? few : keyCount == 100 ? more : many;
 }
 
-void reportPerRecord(benchmark::State& state) {
-  state.counters["per_record"] = benchmark::Counter(
-      CurveCount, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+void reportPerRecord(benchmark::State& state, std::size_t records = MostCurves) {
+  state.counters["per_record"] =
+      benchmark::Counter(static_cast<double>(records),
+                         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void computeOne(CurveSet& set) {
   knAnimComputeCurveValueTask const task(&set.records, 0.F);
-  task(tbb::blocked_range<unsigned int>(0, CurveCount, 1));
+  task(tbb::blocked_range<unsigned int>(0, static_cast<unsigned int>(set.records.size()), 1));
 }
 
 void yardstickArcCosine(benchmark::State& state) {
@@ -86,7 +88,7 @@ void yardstickEmptyTask(benchmark::State& state) {
                                     static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
     tbb::parallel_for(
-        tbb::blocked_range<unsigned int>(0, CurveCount, 1),
+        tbb::blocked_range<unsigned int>(0, MostCurves, 1),
         [](auto const& range) { benchmark::DoNotOptimize(&range); }, tbb::simple_partitioner());
   }
   reportPerRecord(state);
@@ -129,13 +131,19 @@ void yardstickNewtonLoop(benchmark::State& state) {
 }
 BENCHMARK(yardstickNewtonLoop);
 
+/// Other times in each pass: a host that jumps, as in scrubbing and baking.
 void oneRecordRandomTimes(benchmark::State& state) {
-  CurveSet& set = curves(10);
-  set.setRandomTimes(1);
-  for (auto _ : state) computeOne(set);
-  reportPerRecord(state);
+  CurveSet& set = curves(static_cast<unsigned int>(state.range(0)));
+  unsigned int seed = 1;
+  for (auto _ : state) {
+    state.PauseTiming();
+    set.setRandomTimes(seed++);
+    state.ResumeTiming();
+    computeOne(set);
+  }
+  reportPerRecord(state, set.records.size());
 }
-BENCHMARK(oneRecordRandomTimes);
+BENCHMARK(oneRecordRandomTimes)->Arg(10)->Arg(100)->Arg(1000);
 
 /// Ten and a thousand keys, each pass one frame on.
 void oneRecordFrameByFrame(benchmark::State& state) {
@@ -147,9 +155,9 @@ void oneRecordFrameByFrame(benchmark::State& state) {
     state.ResumeTiming();
     computeOne(set);
   }
-  reportPerRecord(state);
+  reportPerRecord(state, set.records.size());
 }
-BENCHMARK(oneRecordFrameByFrame)->Arg(10)->Arg(1000);
+BENCHMARK(oneRecordFrameByFrame)->Arg(10)->Arg(100)->Arg(1000);
 
 void computeCurveValues(benchmark::State& state) {
   tbb::global_control const threads(tbb::global_control::max_allowed_parallelism,

@@ -3,6 +3,7 @@
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/fields/ChangeList.h"
+#include "model/light/UberLight.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/scenegraph/Group.h"
 
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <tbb/global_control.h>
 
 /// The stages of an evaluation, one by one.
 struct knAnimEvaluatorAccess {
@@ -110,6 +112,48 @@ void setCurrentFrame(benchmark::State& state) {
   playFrames(state);
 }
 BENCHMARK(setCurrentFrame)->Arg(100)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+/// The same on one thread.
+void onOneThread(benchmark::State& state) {
+  tbb::global_control const threads(tbb::global_control::max_allowed_parallelism, 1);
+  beginScene(static_cast<int>(state.range(0)), 0, false);
+  playFrames(state);
+}
+BENCHMARK(onOneThread)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+/// A node joins and another one leaves before each frame, so that nothing can be kept from the last.
+void editStorm(benchmark::State& state) {
+  beginScene(static_cast<int>(state.range(0)), 1, false);
+  osg::NodePtr const root = knSceneDataManager::getSceneData(0)->getRoot();
+  osg::ChangeList& changes = *osg::WinThreadBase::getCurrentChangeList();
+  int frame = 0;
+  for (auto _ : state) {
+    root->subChild(root->getChild(root->getNChildren() - 1));
+    root->addChild(osg::Node::create());
+    knAnimManager::the()->setCurrentFrame(static_cast<double>(frame), true, false);
+    changes.clear();
+    frame = (frame + 1) % FrameCount;
+  }
+  reportPerChannel(state, static_cast<double>(state.range(0)));
+  knSceneDataManager::endScene();
+}
+BENCHMARK(editStorm)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+/// One keyed light before all transforms, which runs host code in each frame: what that makes of the rest.
+void behindKeyedLight(benchmark::State& state) {
+  beginScene(0, 0, false);
+  std::mt19937 random(11);
+  osg::NodePtr const root = knSceneDataManager::getSceneData(0)->getRoot();
+  osg::NodePtr const light = osg::Node::create();
+  light->setCore(osg::UberLightBase::create());
+  osg::AnimAttachmentPtr const attachment = osg::AnimAttachmentBase::create();
+  attachment->addAnimation(makeCurveNode({"intensity", "intensity"}, 0, random));
+  light->addAttachment(attachment);
+  root->addChild(light);
+  for (int i = 0; i < state.range(0); ++i) root->addChild(makeAnimatedTransform(random));
+  playFrames(state);
+}
+BENCHMARK(behindKeyedLight)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void besideStaticNodes(benchmark::State& state) {
   beginScene(static_cast<int>(state.range(0)), 1'000'000, state.range(1) != 0);

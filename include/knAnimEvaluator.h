@@ -183,10 +183,16 @@ class KNANIM_API knAnimEvaluator {
   };
   using CameraData = std::map<osg::UberCameraPtr, FromAtUpData>;
   using SortedCaches = std::vector<std::pair<osg::AnimNodePtr, std::set<osg::GeometryPtr>>>;
-  /// Memory that is kept from one gathering to the next; nothing in it outlives the walk that filled it.
+  /// What is kept from one gathering to the next: memory, and a plan of the scene.
   struct GatheringBuffers;
+  class PlannedEvaluation;
+  class Aside;
 
+  bool evaluateByPlan(std::vector<osg::MaterialPtr> const& materials);
+  void finishScene(float time);
   void gatherAnimData(bool motionBlurOnly, bool keepEmpty, bool computeValues);
+  void gatherSections(std::vector<osg::MaterialPtr> const& materials, std::size_t first, bool motionBlurOnly,
+                      bool keepEmpty, bool computeValues);
   void findAnimatedMaterials(std::vector<osg::MaterialPtr> const& materials);
   void gatherOwners(bool motionBlurOnly, bool keepEmpty, bool computeValues);
   void mergeChunk(GatheredChunk& chunk, std::size_t firstOwner);
@@ -228,6 +234,7 @@ class KNANIM_API knAnimEvaluator {
   void writeCamera(osg::UberCameraPtr const& camera, WriteRule const& rule, FieldWrite const& write,
                    CameraData* cameraData);
   void setOSGFieldValues(std::vector<knCurveData> const& data, bool commit);
+  void writeOne(knCurveData const& record, bool commit);
   void writeRecords(std::vector<knCurveData> const& data);
   void setLegacyCameraFromAtUp(CameraData const& cameraData);
   void markParents(knContainerSet const& parents, knContainerSet const& aims);
@@ -252,6 +259,7 @@ class KNANIM_API knAnimEvaluator {
   std::vector<knCurveData> _curveData;       ///< the records of the running evaluation
   knIdTable<osg::BitVector> _changedFields;  ///< fields written and not yet announced
   int _writePhases = 0;                      ///< how many have begun and not ended
+  bool _isAsking = false;                    ///< owners, which may come back here, while curves are gathered
   bool _hostRan = false;        ///< since curves were last gathered: they may say something else now
   ParentMap _animParentMap;     ///< survives evaluations
   osg::NodePtr _parentMapRoot;  ///< of the scene that the map was made for
@@ -261,6 +269,7 @@ class KNANIM_API knAnimEvaluator {
   std::set<osg::AnimNodePtr> _playingNodes;  ///< survive evaluations, as do
   std::set<osg::AnimNodePtr> _pendingNodes;  ///< those that begin at the end of the next pass
   float _time = 0.F;                         ///< of the last evaluation of a scene
+  bool _keepsPlans = true;                   ///< of the scene; see GatheringBuffers
   bool _blockSequenceEvaluation = false;
   bool _blockSceneplateEvaluation = false;
   std::unique_ptr<GatheringBuffers> _buffers;

@@ -54,11 +54,12 @@ AnimOwner::Kind AnimOwner::kindOf(osg::NodeCorePtr const& core) {
 }
 
 void AnimOwner::findAim(osg::AnimCurve const& curve, FieldContainerPtr& aim, Parents& parents) const {
+  // Who was asked for a curve before this one may have destroyed them.
+  if (_kind == Kind::Nothing || !_owner.isAlive() || (_core && !_core.isAlive())) return;
   if (_kind == Kind::Material) {
     findAimOfMaterial(curve, aim, parents);
     return;
   }
-  if (_kind == Kind::Nothing) return;
   if (curve.getChannelName() == "visible") {
     aim = _owner;
     return;

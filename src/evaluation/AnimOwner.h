@@ -14,6 +14,9 @@ class AnimOwner {
   /// takes its channels itself. Others ask operations of the host's classes.
   bool isPlain() const { return _kind == Kind::PlainCore || _kind == Kind::NoCore; }
 
+  /// Its core, null where it has none or is no node.
+  osg::NodeCorePtr const& getCore() const { return _core; }
+
   /// The container that a curve of this owner writes to; `aim` is left alone where there is none to be found. What
   /// must hear of it is appended to `parents`.
   void findAim(osg::AnimCurve const& curve, osg::FieldContainerPtr& aim,

@@ -2,6 +2,7 @@
 
 #include "evaluation/AnimOwner.h"
 #include "evaluation/CurveValue.h"
+#include "evaluation/SegmentBatch.h"
 #include "evaluation/WriteRule.h"
 #include "model/sceneext/TimeShapeCache.h"
 
@@ -132,13 +133,9 @@ class Batch {
   }
 
   void take(AnimNodePtr const& node, AnimOwner const& owner, std::size_t ownerPlace) const {
-    if (_choice.motionBlurOnly && !node->getMotionBlur()) return;
-    AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore());
-    if (!curve) {
-      if (isCache(node->getCore().findType())) _chunk.caches.emplace_back(node, ownerPlace);
-      return;
-    }
-    if (!_choice.keepEmpty && curve->isEmpty()) return;
+    auto const [curve, isCache] = findPart(*node, _choice.motionBlurOnly, _choice.keepEmpty);
+    if (isCache) _chunk.caches.emplace_back(node, ownerPlace);
+    if (!curve) return;
     bool const isFurther = _animated[ownerPlace].isFurther || node->isFurtherUserOfCore();
     if (_choice.computeValues && !isFurther) prefetchKeys(*curve);
     knCurveData& record = _chunk.records.emplace_back(node, curve);
@@ -157,9 +154,18 @@ class Batch {
   void computeValues(std::size_t firstRecord) const {
     // Owners with very many curves would keep one worker busy and the others idle: theirs are left for all.
     bool const isLeft = _chunk.records.size() > MostComputed;
+    SegmentBatch batch;
     for (std::size_t i = firstRecord; i < _chunk.records.size(); ++i) {
       if (isLeft) _chunk.isUncomputed[i] = 1;
-      if (_chunk.isUncomputed[i] == 0) computeCurveValue(_chunk.records[i]);
+      knCurveData& record = _chunk.records[i];
+      if (_chunk.isUncomputed[i] != 0 || record.curve->isEmpty()) continue;
+      CurveResult result{record.value, record.time, record.cycleValueOffset};
+      SegmentKeys segment;
+      bool const isOpen = findCurveValue(*record.node, *record.curve, result, segment);
+      record.value = result.value;
+      record.time = result.time;
+      record.cycleValueOffset = result.cycleValueOffset;
+      if (isOpen) batch.add(segment, result.time, result.value, 0.F, record.value);
     }
   }
 

@@ -31,6 +31,18 @@ struct GatheredChunk {
 
 bool isCache(osg::FieldContainerType const* core);
 
+/// What a node of an animation tree brings to an evaluation: a curve, a cache of shapes, or neither.
+struct TreePart {
+  osg::AnimCurvePtr curve;
+  bool isCache = false;
+};
+inline TreePart findPart(osg::AnimNode const& node, bool motionBlurOnly, bool keepEmpty) {
+  if (motionBlurOnly && !node.getMotionBlur()) return {};
+  auto const curve = osg::dcast<osg::AnimCurvePtr>(node.getCore());
+  if (!curve) return {{}, isCache(node.getCore().findType())};
+  return keepEmpty || !curve->isEmpty() ? TreePart{curve} : TreePart{};
+}
+
 /// Fills in what the owners from `first` to `last` bring along. A curve's value is computed for one of the nodes that
 /// share it at most. For any thread: it reads the scene and writes the chunk.
 void gatherChunk(GatherChoice const& choice, std::vector<AnimatedOwner> const& animated, std::size_t first,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "evaluation/SegmentSolver.h"
 #include "model/records/knCurveData.h"
 
 /// The three numbers of a record that its computation reads and writes.
@@ -31,6 +32,10 @@ struct CurvePlacement {
 
 /// Computes a curve with keys; see knAnimManager::computeCurveValues. Any thread.
 void computeCurveValue(CurvePlacement const& placement, osg::AnimCurve const& curve, CurveResult& result);
+/// The same at an active node, but for the solving of a smooth segment: true when solveSegment, with the result's time
+/// and value, is to follow. Any thread.
+bool findCurveValue(osg::AnimNode const& node, osg::AnimCurve const& curve, CurveResult& result,
+                    SegmentKeys& segment);
 /// Computes one record. Any thread.
 void computeCurveValue(knCurveData& record);
 

@@ -2,13 +2,16 @@
 #include "evaluation/PlacedSegment.h"
 #include "knAnimManager.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <tbb/parallel_for.h>
 
 namespace {
 
 using osg::AnimCurve;
+using osg::AnimNode;
 using osg::CCPnt;
 
 // All arithmetic is in floats, in the order written: results are compared bit by bit with earlier releases. Only
@@ -63,33 +66,78 @@ bool ascend(CCPnt const* keys, unsigned int n) {
   return true;
 }
 
-/// Playback stays in a segment, or steps into the next. So the segment of the last evaluation is looked at first; that
-/// spares the other keys, most of which are not in the cache. Keys that are out of order have no hint: the answer must
-/// not depend on what was asked before.
-KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
+/// Looks for the only segment in which a time lies strictly, among keys that ascend, from the segment `lo` outwards in
+/// growing steps. No answer for a time on a key, or outside.
+std::optional<unsigned int> searchFrom(CCPnt const* keys, unsigned int n, unsigned int lo, float t) {
+  unsigned int hi = lo;
+  for (unsigned int step = 1; keys[hi].x() < t; step *= 2) {
+    if (hi + 1 == n) return {};
+    lo = hi;
+    hi = std::min(hi + step, n - 1);
+  }
+  for (unsigned int step = 1; !(keys[lo].x() < t); step *= 2) {
+    if (lo == 0) return {};
+    hi = lo;
+    lo -= std::min(step, lo);
+  }
+  // Branches: the processor reads ahead of them, where it would wait for each step of a computed choice.
+  while (hi - lo > 1) {
+    unsigned int const middle = lo + (hi - lo) / 2;
+    if (keys[middle].x() < t) {
+      lo = middle;
+    } else [[unlikely]] {
+      hi = middle;
+    }
+  }
+  return t < keys[hi].x() ? std::optional(lo) : std::nullopt;
+}
+
+/// The only segment in which a time lies strictly, where the keys are known to ascend. Playback stays in the segment of
+/// the last evaluation, or steps into the next, so these are looked at first; that spares the other keys, most of which
+/// are not in the cache. A time that jumps is looked for from where it would stand among keys at equal distances.
+std::optional<unsigned int> findSegment(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
   unsigned int const hint = curve.getSegmentHint();
+  if (hint == AnimCurve::NoSegment) return {};
   for (unsigned int lo = hint; lo <= hint + 1 && lo + 1 < n; ++lo) {
-    // Strictly between two sorted keys there is only one answer, the bisection's.
     if (!(keys[lo].x() < t && t < keys[lo + 1].x())) continue;
     if (lo != hint) curve.setSegmentHint(lo);
-    return {lo, lo + 1};
+    return lo;
   }
+  float const guess = curve.guessPlace(t);
+  auto const last = static_cast<float>(n - 2);
+  auto const first = static_cast<unsigned int>(guess > 0.F ? std::min(guess, last) : 0.F);
+  std::optional<unsigned int> const lo = searchFrom(keys, n, first, t);
+  if (lo) curve.setSegmentHint(*lo);
+  return lo;
+}
+
+/// The bisection's answer. Keys that are out of order have no hint: it must not depend on what was asked before.
+KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
   KeyPlace const place = n <= ShortCurve ? countKeys(keys, n, t) : bisect(keys, n, t);
-  if (hint != AnimCurve::NoSegment || ascend(keys, n)) curve.setSegmentHint(place.lo);
+  if (curve.getSegmentHint() == AnimCurve::NoSegment) {
+    if (!ascend(keys, n)) return place;
+    curve.setPlaces(keys[0].x(), static_cast<float>(n - 1) / (keys[n - 1].x() - keys[0].x()));
+  }
+  curve.setSegmentHint(place.lo);
   return place;
 }
 
-/// The value of a segment. False leaves the value as it is.
-bool evaluateSegment(AnimCurve const& curve, SegmentKeys const& k, float time, float& value) {
+KeyPlace findPlace(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
+  if (auto const lo = findSegment(curve, keys, n, t)) return {*lo, *lo + 1};
+  return findKeys(curve, keys, n, t);
+}
+
+/// The value of a segment; true when it is to be solved for it.
+bool needsSolving(AnimCurve const& curve, SegmentKeys const& k, float time, float& value) {
   if (curve.getForceLinearInterpolation()) {
     value = onLine(k, time);
-    return true;
+    return false;
   }
   if (holdsValue(k)) {
     value = k.ay;
-    return true;
+    return false;
   }
-  return solveSegment(k, time, value);
+  return true;
 }
 
 float extrapolate(CurvePlacement const& placement, CCPnt const& key, bool post, float time) {
@@ -161,51 +209,77 @@ template <class Result>
   return isFound;
 }
 
-/// For a record, or what stands for one: copying its numbers and calling another function would cost a sixth more.
-template <class Result>
-[[gnu::always_inline]] inline void compute(CurvePlacement const& placement, AnimCurve const& curve,
-                                           Result& result) {
+/// The value of a curve with keys, but for the solving of a smooth segment: true when that is to follow. For a record, or
+/// what stands for one: copying its numbers and calling another function would cost a sixth more. `getPlacement` is
+/// asked outside the curve only.
+template <class Placement, class Result>
+[[gnu::always_inline]] inline bool find(float xoff, float xscale, Placement const& getPlacement,
+                                        AnimCurve const& curve, Result& result, SegmentKeys& segment) {
   auto const& points = curve.getControlPoints();
   CCPnt const* const keys = points.data();
   auto const n = static_cast<unsigned int>(points.size());
   if (n == 1) {
     result.value = keys[0].y();
-    return;
+    return false;
   }
 
-  float const xoff = placement.totalOffset;
-  float const xscale = placement.totalScale;
+  auto const toCurveTime = [&](float time) { return xscale == 1.F ? time - xoff : (time - xoff) / xscale; };
+  if (xscale > 0.F) {
+    // Between two keys that stand before and after the time when they are placed, so do the first and the last.
+    if (auto const lo = findSegment(curve, keys, n, toCurveTime(result.time))) {
+      segment = placeSegment(keys[*lo], keys[*lo + 1], false, xscale, xoff);
+      if (segment.ax <= result.time && result.time <= segment.bx)
+        return needsSolving(curve, segment, result.time, result.value);
+    }
+  }
   CCPnt const& start = xscale > 0.F ? keys[0] : keys[n - 1];
   CCPnt const& end = xscale > 0.F ? keys[n - 1] : keys[0];
   if (start.x() * xscale + xoff > result.time) {
-    if (leave(result, placement, curve, false)) return;
+    if (leave(result, getPlacement(), curve, false)) return false;
   } else if (result.time > end.x() * xscale + xoff) {
-    if (leave(result, placement, curve, true)) return;
+    if (leave(result, getPlacement(), curve, true)) return false;
   }
 
-  float const time = result.time;
-  KeyPlace const place = findKeys(curve, keys, n, placement.toCurveTime(time));
+  KeyPlace const place = findPlace(curve, keys, n, toCurveTime(result.time));
   bool const flipped = xscale < 0.F;
   unsigned int const hi = place.hi < n ? place.hi : n - 1;
   if (place.lo == hi) {
     result.value = keys[hi].y();
-    return;
+    return false;
   }
-  SegmentKeys const k =
-      placeSegment(keys[flipped ? hi : place.lo], keys[flipped ? place.lo : hi], flipped, xscale, xoff);
+  segment = placeSegment(keys[flipped ? hi : place.lo], keys[flipped ? place.lo : hi], flipped, xscale, xoff);
+  return needsSolving(curve, segment, result.time, result.value);
+}
+
+template <class Result>
+void solve(SegmentKeys const& segment, Result& result) {
   float value = result.value;
-  if (evaluateSegment(curve, k, time, value)) result.value = value;
+  if (solveSegment(segment, result.time, value)) result.value = value;
 }
 
 }  // namespace
 
 void computeCurveValue(knCurveData& record) {
   if (!record.node.isAlive() || !record.node->isActive() || !record.curve.isAlive()) return;
-  if (!record.curve->isEmpty()) compute(CurvePlacement(*record.node), *record.curve, record);
+  AnimNode const& node = *record.node;
+  AnimCurve const& curve = *record.curve;
+  if (curve.isEmpty()) return;
+  SegmentKeys segment;
+  auto const getPlacement = [&] { return CurvePlacement(node); };
+  if (find(node.getTotalOffset(), node.getTotalScale(), getPlacement, curve, record, segment))
+    solve(segment, record);
 }
 
 void computeCurveValue(CurvePlacement const& placement, AnimCurve const& curve, CurveResult& result) {
-  compute(placement, curve, result);
+  SegmentKeys segment;
+  auto const getPlacement = [&] { return placement; };
+  if (find(placement.totalOffset, placement.totalScale, getPlacement, curve, result, segment))
+    solve(segment, result);
+}
+
+bool findCurveValue(AnimNode const& node, AnimCurve const& curve, CurveResult& result, SegmentKeys& segment) {
+  auto const getPlacement = [&] { return CurvePlacement(node); };
+  return find(node.getTotalOffset(), node.getTotalScale(), getPlacement, curve, result, segment);
 }
 
 void knAnimComputeCurveValueTask::compute(unsigned int first, unsigned int end) const {
@@ -214,6 +288,8 @@ void knAnimComputeCurveValueTask::compute(unsigned int first, unsigned int end) 
 
 void knAnimManager::computeCurveValues(std::vector<knCurveData>& data, float time) {
   if (data.empty()) return;
+  // Nothing to share out: trees of one curve play by thousands.
+  if (data.size() == 1) return computeCurveValue(data.front());
   // A context of its own keeps cancellations elsewhere out of this loop.
   tbb::task_group_context context(tbb::task_group_context::isolated);
   tbb::parallel_for(tbb::blocked_range<unsigned int>(0, static_cast<unsigned int>(data.size()), 1),

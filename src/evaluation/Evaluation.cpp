@@ -1,6 +1,7 @@
 #include "evaluation/CurveValue.h"
 #include "evaluation/FieldWrite.h"
 #include "evaluation/GatheringBuffers.h"
+#include "evaluation/SceneMaterials.h"
 #include "evaluation/WriteOrder.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
@@ -54,7 +55,44 @@ void knAnimEvaluator::setGetSceneMaterialsCB(std::function<void(std::vector<osg:
   _getSceneMaterialsCB = std::move(callback);
 }
 
+/// Owners that are asked while curves are gathered may evaluate: what was gathered so far waits aside meanwhile.
+class knAnimEvaluator::Aside {
+ public:
+  explicit Aside(knAnimEvaluator& evaluator) : _evaluator(evaluator), _isNeeded(evaluator._isAsking) {
+    if (!_isNeeded) return;
+    _buffers = std::make_unique<GatheringBuffers>();
+    exchange();
+  }
+  Aside(Aside const&) = delete;
+  Aside& operator=(Aside const&) = delete;
+  ~Aside() {
+    if (_isNeeded) exchange();
+  }
+
+ private:
+  void exchange() {
+    _evaluator._buffers.swap(_buffers);
+    _evaluator._curveData.swap(_curveData);
+    std::swap(_evaluator._curveMap, _curveMap);
+    _evaluator._timeShapeCaches.swap(_timeShapeCaches);
+    std::swap(_evaluator._isAsking, _isAsking);
+    std::swap(_evaluator._hostRan, _hostRan);
+    std::swap(_evaluator._time, _time);
+  }
+
+  knAnimEvaluator& _evaluator;
+  bool const _isNeeded;
+  std::unique_ptr<GatheringBuffers> _buffers;
+  std::vector<knCurveData> _curveData;
+  knIdTable<osg::UInt32> _curveMap;
+  TimeShapeCacheMap _timeShapeCaches;
+  bool _isAsking = false;
+  bool _hostRan = false;
+  float _time = 0.F;
+};
+
 void knAnimEvaluator::freeMemory() {
+  Aside const aside(*this);
   _curveData = std::vector<knCurveData>();
   _curveMap.freeMemory();
   _timeShapeCaches.clear();
@@ -72,23 +110,40 @@ void knAnimEvaluator::emptyRecords() {
 // --- The scene ----------------------------------------------------------------------------------------------------
 
 void knAnimEvaluator::evaluate(float time, bool, std::vector<knCurveData> filter) {
+  Aside const aside(*this);
   _time = time;
   if (!materialRoot().isAlive()) return;
+  // First of all: the host may edit anything here, even evaluate.
+  std::vector<osg::MaterialPtr> const materials = findSceneMaterials();
+  _time = time;
+  if (filter.empty()) {
+    if (evaluateByPlan(materials)) return;
+    emptyRecords();
+    gatherSections(materials, 0, false, false, true);
+    finishScene(time);
+    return;
+  }
+  emptyRecords();
   // A filter compares with records that were never computed.
-  gatherAnimData(false, false, filter.empty());
-  if (!filter.empty()) keepMatching(_curveData, filter);
+  gatherSections(materials, 0, false, false, false);
+  keepMatching(_curveData, filter);
+  std::vector<knCurveData> data = takeRecords();
+  _timeShapeCaches.clear();
+  knAnimManager::the()->computeCurveValues(data, time);
+  setOSGFieldValues(data, true);
+  giveBackRecords(std::move(data));
+}
+
+/// What follows on gathering.
+void knAnimEvaluator::finishScene(float time) {
   std::vector<std::size_t> const uncomputed = std::exchange(_buffers->uncomputed, {});
   // Setters announce while fields are written: whoever hears of it may come back here and finds no half-used list.
   std::vector<knCurveData> data = takeRecords();
-  if (!filter.empty()) {
-    knAnimManager::the()->computeCurveValues(data, time);
-  } else {
-    tbb::parallel_for(std::size_t{0}, uncomputed.size(),
-                      [&](std::size_t i) { computeCurveValue(data[uncomputed[i]]); });
-  }
+  tbb::parallel_for(std::size_t{0}, uncomputed.size(),
+                    [&](std::size_t i) { computeCurveValue(data[uncomputed[i]]); });
   TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
   setOSGFieldValues(data, true);
-  if (filter.empty()) evaluateTimeShapeCaches(caches, time);
+  evaluateTimeShapeCaches(caches, time);
   giveBackRecords(std::move(data));
 }
 
@@ -135,6 +190,7 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr node, float time, bool motionBlur
                                    bool collectCameras) {
   // The host was asked for its materials, where owners were looked for.
   if (!node.isAlive()) return;
+  Aside const aside(*this);
   emptyRecords();
   std::set<AnimNodePtr> sequences;
   getFullAnimDataR(node, time, sequences, motionBlurOnly);
@@ -179,6 +235,22 @@ std::vector<std::size_t> knAnimEvaluator::sortCurves(std::vector<knCurveData> co
   knWriteOrder order;
   for (knCurveData const& record : data) order.add(record.node, record.time);
   return order.get();
+}
+
+void knAnimEvaluator::setOSGFieldValue(osg::AnimCurvePtr const& curve, float value, bool commit) {
+  if (!curve.isAlive()) return;
+  Aside const aside(*this);
+  osg::UInt32 const id = curve.getContainerId();
+  gatherAnimData(false, true, false);
+  osg::UInt32 const* const place = _curveMap.find(id);
+  if (place == nullptr) {
+    emptyRecords();
+    return;
+  }
+  knCurveData record = _curveData[*place];
+  emptyRecords();
+  record.value = value;
+  writeOne(record, commit);
 }
 
 // --- The manager's entries ----------------------------------------------------------------------------------------

@@ -90,6 +90,33 @@ osg::Int32 roundToInt(float value) {
 
 osg::Int32 truncateToInt(float value) { return toInt(static_cast<double>(value)); }
 
+float* findComponent(Field& field, WriteRule::Content content, osg::UInt32 i) {
+  using Content = WriteRule::Content;
+  auto const in = [i](auto& vector) { return i < std::size_t{vector.Size} ? &vector[i] : nullptr; };
+  switch (content) {
+    case Content::Vec2f:
+      return in(valueOf<osg::Vec2f>(field));
+    case Content::Vec3f:
+      return in(valueOf<osg::Vec3f>(field));
+    case Content::Vec4f:
+      return in(valueOf<osg::Vec4f>(field));
+    case Content::Pnt2f:
+      return in(valueOf<osg::Pnt2f>(field));
+    case Content::Pnt3f:
+      return in(valueOf<osg::Pnt3f>(field));
+    case Content::Pnt4f:
+      return in(valueOf<osg::Pnt4f>(field));
+    case Content::Color3f:
+      return in(valueOf<osg::Color3f>(field));
+    case Content::Color4f:
+      return in(valueOf<osg::Color4f>(field));
+    case Content::Real32:
+      return &valueOf<osg::Real32>(field);
+    default:
+      return nullptr;
+  }
+}
+
 bool writeToField(Field& field, WriteRule::Content content, osg::UInt32 i, osg::UInt32 vertexIndex,
                   float value, bool inDegrees) {
   using Content = WriteRule::Content;

@@ -8,6 +8,9 @@
 bool writeToField(osg::Field& field, WriteRule::Content content, osg::UInt32 valueIndex,
                   osg::UInt32 vertexIndex, float value, bool inDegrees);
 
+/// The float that writeToField stores a value in as it comes; null where it does more than that, or refuses.
+float* findComponent(osg::Field& field, WriteRule::Content content, osg::UInt32 valueIndex);
+
 /// To the nearest whole number, halves away from zero. What fits no 32 bits, NaN included, gives the lowest one.
 osg::Int32 roundToInt(float value);
 /// The same cut off towards zero.

@@ -204,18 +204,7 @@ void knAnimEvaluator::setOSGFieldValue(knOSGChannelData const& channel, float va
   if (commit) commitChangedFields();
 }
 
-void knAnimEvaluator::setOSGFieldValue(osg::AnimCurvePtr const& curve, float value, bool commit) {
-  if (!curve.isAlive()) return;
-  osg::UInt32 const id = curve.getContainerId();
-  gatherAnimData(false, true, false);
-  osg::UInt32 const* const place = _curveMap.find(id);
-  if (place == nullptr) {
-    emptyRecords();
-    return;
-  }
-  knCurveData record = _curveData[*place];
-  emptyRecords();
-  record.value = value;
+void knAnimEvaluator::writeOne(knCurveData const& record, bool commit) {
   WritePhase const phase(*this, true, commit);
   setOSGFieldValue(record, nullptr);
   if (commit) commitChangedFields();

@@ -34,13 +34,20 @@ void knAnimEvaluator::gatherAnimData(bool motionBlurOnly, bool keepEmpty, bool c
   std::vector<osg::MaterialPtr> const materials = findSceneMaterials();
   _time = time;
   emptyRecords();
+  gatherSections(materials, 0, motionBlurOnly, keepEmpty, computeValues);
+}
+
+/// The scene, its sceneplates, its materials, from one of these on.
+void knAnimEvaluator::gatherSections(std::vector<osg::MaterialPtr> const& materials, std::size_t first,
+                                     bool motionBlurOnly, bool keepEmpty, bool computeValues) {
   auto const gatherBelow = [&](NodePtr const& root) {
     _buffers->animated.clear();
     findAnimatedNodes(root, _buffers->pending, _buffers->animated);
     gatherOwners(motionBlurOnly, keepEmpty, computeValues);
   };
-  gatherBelow(sceneRoot());
-  gatherBelow(knSceneDataManager::getSceneplateRoot(0));
+  if (first <= 0) gatherBelow(sceneRoot());
+  if (first <= 1) gatherBelow(knSceneDataManager::getSceneplateRoot(0));
+  if (first > 2) return;
   findAnimatedMaterials(materials);
   gatherOwners(motionBlurOnly, keepEmpty, computeValues);
 }
@@ -79,8 +86,10 @@ void knAnimEvaluator::gatherOwners(bool motionBlurOnly, bool keepEmpty, bool com
   std::size_t recordCount = _curveData.size();
   for (std::size_t chunk = 0; chunk < chunkCount; ++chunk) recordCount += chunks[chunk].records.size();
   _curveData.reserve(recordCount);
+  _isAsking = true;
   for (std::size_t chunk = 0; chunk < chunkCount; ++chunk)
     mergeChunk(chunks[chunk], chunk * GatheredChunk::Size);
+  _isAsking = false;
   _buffers->shared.moveTo(_curveData);
 }
 
@@ -93,6 +102,8 @@ void knAnimEvaluator::mergeChunk(GatheredChunk& chunk, std::size_t firstOwner) {
     for (; place < chunk.ends[i]; ++place) {
       knCurveData& record = chunk.records[place];
       if (record.aims.empty()) {
+        // Who was asked before may have destroyed it.
+        if (!record.curve.isAlive()) continue;
         if (!owner) owner.emplace(animated[firstOwner + i].owner);
         FieldContainerPtr aim;
         parents.clear();
@@ -120,16 +131,14 @@ void knAnimEvaluator::getAnimDataR(AnimNodePtr const& tree, FieldContainerPtr co
 
 void knAnimEvaluator::getAnimDataFromNode(AnimNodePtr const& node, FieldContainerPtr const& container,
                                           bool motionBlurOnly, bool keepEmpty) {
-  if (!node.isAlive() || (motionBlurOnly && !node->getMotionBlur())) return;
-  if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore())) {
-    if (!keepEmpty && curve->isEmpty()) return;
-    FieldContainerPtr aim;
-    std::vector<FieldContainerPtr> parents;
-    computeAim(curve, container, aim, parents);
-    addCurve(node, curve, _time, aim, parents);
-  } else if (isCache(node->getCore().findType())) {
-    addCache(node, container);
-  }
+  if (!node.isAlive()) return;
+  TreePart const part = findPart(*node, motionBlurOnly, keepEmpty);
+  if (part.isCache) addCache(node, container);
+  if (!part.curve) return;
+  FieldContainerPtr aim;
+  std::vector<FieldContainerPtr> parents;
+  computeAim(part.curve, container, aim, parents);
+  addCurve(node, part.curve, _time, aim, parents);
 }
 
 void knAnimEvaluator::addCurve(AnimNodePtr const& node, AnimCurvePtr const& curve, float time,

@@ -1,3 +1,4 @@
+#include "evaluation/FieldWrite.h"
 #include "evaluation/SceneWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
@@ -141,19 +142,21 @@ void knAnimEvaluator::loop() {
   if (_playingNodes.empty() && _pendingNodes.empty()) return;
   updateSceneAnimParentMap(sceneRoot());
   double const now = knAnimManager::getSimulationTime();
-  _changedFields.clear();
   // Whoever hears of what is written may change the queue and destroy trees: the pass goes over a list of its own, and
   // looks at each tree again.
   std::vector<AnimNodePtr> const playing(_playingNodes.begin(), _playingNodes.end());
   std::vector<AnimNodePtr> finished;
-  for (std::size_t i = 0; i < playing.size(); ++i) {
-    prefetchTrees(playing, i);
-    AnimNodePtr const& node = playing[i];
-    // Leaving the queue ends playing: only what does not play any more needs to be looked for.
-    if (!node.isAlive() || (!node->getPlaying() && !_playingNodes.contains(node))) continue;
-    if (step(node, now)) finished.push_back(node);
+  {
+    WritePhase const phase(*this, true, true);
+    for (std::size_t i = 0; i < playing.size(); ++i) {
+      prefetchTrees(playing, i);
+      AnimNodePtr const& node = playing[i];
+      // Leaving the queue ends playing: only what does not play any more needs to be looked for.
+      if (!node.isAlive() || (!node->getPlaying() && !_playingNodes.contains(node))) continue;
+      if (step(node, now)) finished.push_back(node);
+    }
+    commitChangedFields();
   }
-  commitChangedFields();
   send("evaluatedAnimationObjects", "count", static_cast<unsigned long>(_playingNodes.size()));
   for (AnimNodePtr const& node : finished) dequeue(node, true);
   startPending();

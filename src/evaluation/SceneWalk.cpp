@@ -13,7 +13,7 @@ AnimatedOwner makeAnimatedOwner(osg::FieldContainerPtr const& owner,
 }
 
 void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
-                       std::vector<AnimatedOwner>& animated) {
+                       std::vector<AnimatedOwner>& animated, std::vector<osg::GeometryPtr>* gates) {
   if (!root.isAlive()) return;
   pending.assign(1, root);
   while (!pending.empty()) {
@@ -25,8 +25,10 @@ void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pend
       if (attachment->getAnimationRoot().isAlive()) animated.push_back(makeAnimatedOwner(node, attachment));
     }
     auto const* const geometry = osg::dcastTo<osg::Geometry>(node->getCore());
-    if (geometry != nullptr && geometry->isComponent()) continue;
     auto const children = node->getAnimatedChildren();
+    if (geometry != nullptr && !children.empty() && gates != nullptr)
+      gates->push_back(osg::dcast<osg::GeometryPtr>(node->getCore()));
+    if (geometry != nullptr && geometry->isComponent()) continue;
     pending.insert(pending.end(), children.rbegin(), children.rend());
   }
 }

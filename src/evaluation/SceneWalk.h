@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/AnimAttachment.h"
 
 #include <vector>
@@ -18,9 +19,10 @@ AnimatedOwner makeAnimatedOwner(osg::FieldContainerPtr const& owner,
 
 /// Appends the nodes at and below `root` whose attachment has an animation root. Camera tracks are passed over with all
 /// below them, and so is what hangs below a component geometry. The cost follows what carries animation, not what
-/// the scene holds; trees may be of any depth. `pending` is scratch memory.
+/// the scene holds; trees may be of any depth. `pending` is scratch memory. `gates`, where it is given, receives the
+/// geometries that have such nodes below them: whether those count can change without a word.
 void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
-                       std::vector<AnimatedOwner>& animated);
+                       std::vector<AnimatedOwner>& animated, std::vector<osg::GeometryPtr>* gates = nullptr);
 
 /// Asks for memory ahead of its use, from one object to the end of another one behind it. Scenes are larger than
 /// caches, and walks spend most of their time waiting. Always inline, as whatever calls it and does nothing else: a

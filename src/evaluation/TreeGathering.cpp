@@ -10,11 +10,9 @@ using osg::FieldContainerPtr;
 
 void knAnimEvaluator::getFullAnimDataR(AnimNodePtr const& tree, float treeTime,
                                        std::set<AnimNodePtr>& sequences, bool motionBlurOnly) {
-  struct Pending {
-    AnimNodePtr node;
-    float time;
-  };
-  std::vector<Pending> pending{{tree, treeTime}};
+  using Pending = GatheringBuffers::PendingOfTree;
+  std::vector<Pending>& pending = _buffers->pendingOfTree;
+  pending.assign(1, {tree, treeTime});
   while (!pending.empty()) {
     auto [node, time] = pending.back();
     pending.pop_back();

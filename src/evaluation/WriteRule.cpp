@@ -121,7 +121,9 @@ WriteRule const* findForGood(FieldContainerType const& type, std::string const& 
   rule.mayCallHost = mayCallHost(rule, type);
   if (rule.kind == Kind::Skip) return &skip;
   std::lock_guard const lock(mutex);
-  return &rules.try_emplace(std::move(key), rule).first->second;
+  auto const entry = rules.try_emplace(std::move(key), rule).first;
+  entry->second.name = &entry->first.second;
+  return &entry->second;
 }
 
 }  // namespace

@@ -59,7 +59,8 @@ struct WriteRule {
   bool mayCallHost = false;  ///< writing runs what a host's class, or a callback, may have brought
   osg::FieldDescription const* field = nullptr;   ///< with Kind::Field
   osg::BitVector mask;                            ///< of that field
-  osg::FieldContainerType const* type = nullptr;  ///< of the container; null in a rule that skips
+  osg::FieldContainerType const* type = nullptr;  ///< of the container; null in a rule that skips, as is
+  std::string const* name = nullptr;              ///< the field's name
 
   /// The rule for a field name on a type, made at the first call and good for ever. Any thread.
   static WriteRule const& find(osg::FieldContainerType const& type, std::string const& name);

@@ -50,6 +50,10 @@ struct knAnimEvaluatorAccess {
     evaluator().setOSGFieldValues(records, commit);
   }
   static void writeAlone(knCurveData const& record) { evaluator().setOSGFieldValue(record, nullptr); }
+  /// Whether scene evaluations may keep plans, and what they keep.
+  static bool& keepsPlans() { return evaluator()._keepsPlans; }
+  static auto& buffers() { return *evaluator()._buffers; }
+  static auto const& marks() { return evaluator()._changedFields.entries(); }
   static void commit() { evaluator().commitChangedFields(); }
   static void clearMarks() { evaluator()._changedFields.clear(); }
   static std::size_t markCount() { return evaluator()._changedFields.size(); }

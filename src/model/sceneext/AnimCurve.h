@@ -22,18 +22,26 @@ enum InfinityMode : UInt32 {
 class KNSCENE_API AnimCurveBase : public AnimObject {
   KN_CONTAINER(AnimCurveBase, AnimCurve, AnimObject)
  public:
-  /// The keys, ascending in time. Whoever writes them directly keeps them so, and announces the field.
-  KN_MFIELD(CCPnt, ControlPoints, controlPoints)
-  KN_SFIELD(UInt32, PreInfinityMode, preInfinityMode, ConstantInfinity)
-  KN_SFIELD(UInt32, PostInfinityMode, postInfinityMode, ConstantInfinity)
-  /// Segments are straight lines, tangents are ignored.
-  KN_SFIELD(bool, ForceLinearInterpolation, forceLinearInterpolation, false)
-  /// The component of the field that the curve writes (0 to 3), or the number of a bit plus 10.
-  KN_SFIELD(UInt32, ValueIndex, valueIndex, 0U)
-  /// The vertex that a vertex curve moves.
-  KN_SFIELD(UInt32, VertexIndex, vertexIndex, 0U)
+  // What each evaluation reads comes first, beside the name, the last field of AnimObject.
   /// The channel's name; with the suffix it finds a channel's curve.
   KN_SFIELD(std::string, ChannelName, channelName)
+  /// The component of the field that the curve writes (0 to 3), or the number of a bit plus 10.
+  KN_SFIELD(UInt32, ValueIndex, valueIndex, 0U)
+  /// Segments are straight lines, tangents are ignored.
+  KN_SFIELD(bool, ForceLinearInterpolation, forceLinearInterpolation, false)
+  /// The keys, ascending in time. Whoever writes them directly keeps them so, and announces the field.
+  KN_MFIELD(CCPnt, ControlPoints, controlPoints)
+
+ protected:
+  mutable std::atomic<UInt32> _segmentHint = 0xFFFFFFFFU;
+  mutable std::atomic<Real32> _firstTime = 0.F;
+  mutable std::atomic<Real32> _keyRate = 0.F;
+
+ public:
+  KN_SFIELD(UInt32, PreInfinityMode, preInfinityMode, ConstantInfinity)
+  KN_SFIELD(UInt32, PostInfinityMode, postInfinityMode, ConstantInfinity)
+  /// The vertex that a vertex curve moves.
+  KN_SFIELD(UInt32, VertexIndex, vertexIndex, 0U)
   /// The component of the channel, such as "X" or "R".
   KN_SFIELD(std::string, Suffix, suffix)
   /// The curve was made from a camera shot, and its first key follows the camera.
@@ -95,6 +103,15 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   /// is set only by who has seen that the keys ascend. Any thread.
   UInt32 getSegmentHint() const { return _segmentHint.load(std::memory_order_relaxed); }
   void setSegmentHint(UInt32 segment) const { _segmentHint.store(segment, std::memory_order_relaxed); }
+  /// Where a time would stand among keys at equal distances, as a fraction of their indices: where to begin a search.
+  /// By the keys as they were when they were looked at last; may be any number.
+  Real32 guessPlace(Real32 time) const {
+    return (time - _firstTime.load(std::memory_order_relaxed)) * _keyRate.load(std::memory_order_relaxed);
+  }
+  void setPlaces(Real32 firstTime, Real32 keysPerSecond) const {
+    _firstTime.store(firstTime, std::memory_order_relaxed);
+    _keyRate.store(keysPerSecond, std::memory_order_relaxed);
+  }
 
   /// Kept by cores that hold this curve without being nodes, as vertex curves do.
   TimeRangeUsers& getTimeRangeUsers() { return _timeRangeUsers; }
@@ -110,7 +127,6 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   void followNeighbours(std::size_t index);
   void tellTimeRangeUsers() const override { _timeRangeUsers.timeRangeChanged(); }
 
-  mutable std::atomic<UInt32> _segmentHint = NoSegment;
   TimeRangeUsers _timeRangeUsers;
 };
 

@@ -143,6 +143,7 @@ void AttachmentContainer::onDestroy() {
     unlink(slot);
     attachments.push_back(slot.attachment);
   }
+  StructureCounter::advance();
   for (AttachmentPtr const& attachment : attachments) {
     if (attachment.isAlive()) attachment->parentsChanged();
   }

@@ -343,7 +343,8 @@ void Node::strikeOff(Node const& child) {
 }
 
 void Node::updateAnimationMark() {
-  // Upwards only as far as the answer changes.
+  // Upwards only as far as the answer changes, which it can where a class of the host's says so, with no other change.
+  StructureCounter::advance();
   for (Node* node = this; node != nullptr;) {
     bool const animated = node->_carriesAnimation || !node->_animatedChildren.empty();
     if (animated == node->_countsAsAnimated) return;
@@ -426,6 +427,7 @@ void Node::fieldsAssigned() {
   });
   children.erase(kept, children.end());
   numberChildren(0);
+  StructureCounter::advance();
   for (UInt32 i = 0; self.isAlive() && i < getNChildren(); ++i) tellMoved(getChild(i), {}, {});
   tellMoved({}, {}, self);
   for (NodePtr const& child : refused) child.subRef();

@@ -50,10 +50,23 @@ class KNSCENE_API Node : public AttachmentContainer {
   KN_CONTAINER(Node, Node, AttachmentContainer)
  public:
   KN_SFIELD_READ(NodeCorePtr, Core, core, Owned)
-  /// 0xFFFFFFFF means active; any other value means inactive to all that evaluates animations.
-  KN_SFIELD(UInt32, TravMask, travMask, 0xFFFFFFFFU)
   KN_MFIELD_READ(NodePtr, Children, children, Owned)
   KN_SFIELD_READ(NodePtr, Parent, parent, Derived)
+
+ private:
+  std::vector<NodePtr> _animatedChildren;
+  UInt32 _placeShift = 0;          ///< what the places that the children know are ahead of the true ones
+  UInt32 _placeAmongSiblings = 0;  ///< in the parent's children, as far as the parent has kept count
+  UInt32 _placeAmongAnimated = 0;  ///< in the parent's _animatedChildren, while _countsAsAnimated
+  UInt32 _placeAmongUsers = 0;     ///< in the core's list of its nodes, while that holds this node
+  bool _carriesAnimation = false;  ///< an attachment or the core of this very node marks animation
+  bool _countsAsAnimated = false;
+  mutable std::atomic<bool> _hasLeftGaps = false;  ///< in the list of children, since they were numbered
+
+ public:
+  // Last: evaluations read it together with the first fields of AnimNode, which follow.
+  /// 0xFFFFFFFF means active; any other value means inactive to all that evaluates animations.
+  KN_SFIELD(UInt32, TravMask, travMask, 0xFFFFFFFFU)
   KN_CONTAINER_END
 
   static constexpr UInt16 ParentEntryPosition = ParentFieldId;
@@ -143,15 +156,6 @@ class KNSCENE_API Node : public AttachmentContainer {
   void strikeOff(Node const& child);
   void updateOwnMark();
   void updateAnimationMark();
-
-  std::vector<NodePtr> _animatedChildren;
-  UInt32 _placeShift = 0;          ///< what the places that the children know are ahead of the true ones
-  UInt32 _placeAmongSiblings = 0;  ///< in the parent's children, as far as the parent has kept count
-  UInt32 _placeAmongAnimated = 0;  ///< in the parent's _animatedChildren, while _countsAsAnimated
-  UInt32 _placeAmongUsers = 0;     ///< in the core's list of its nodes, while that holds this node
-  bool _carriesAnimation = false;  ///< an attachment or the core of this very node marks animation
-  bool _countsAsAnimated = false;
-  mutable std::atomic<bool> _hasLeftGaps = false;  ///< in the list of children, since they were numbered
 };
 
 }  // namespace knscene

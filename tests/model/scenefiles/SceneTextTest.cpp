@@ -46,8 +46,8 @@ TEST_F(SceneTextTest, ATextHasTheShapeOfTheTree) {
   "Node": {
    "attachments": {"content": "AttachmentSlot", "list": true},
    "core": {"content": "NodeCorePtr"},
-   "travMask": {"content": "UInt32", "default": 4294967295},
-   "children": {"content": "NodePtr", "list": true}},
+   "children": {"content": "NodePtr", "list": true},
+   "travMask": {"content": "UInt32", "default": 4294967295}},
   "Name": {
    "name": {"content": "string"}},
   "Group": {
