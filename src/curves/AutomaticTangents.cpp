@@ -13,6 +13,8 @@ using osg::Vec2f;
 
 namespace {
 
+using Keys = osg::MField<CCPnt>::StoredType;
+
 constexpr double Reach = 0.4;
 /// A segment whose end slopes are at most three times its own, with tangents of a third, is monotone. Tangents that
 /// reach further count for more in proportion.
@@ -26,7 +28,7 @@ struct Segment {
   double slope() const { return rise / width; }
 };
 
-Segment segmentBetween(std::vector<CCPnt> const& keys, std::size_t i) {
+Segment segmentBetween(Keys const& keys, std::size_t i) {
   if (i + 1 >= keys.size()) return {};
   Segment segment;
   segment.width = static_cast<double>(keys[i + 1].x()) - keys[i].x();
@@ -63,7 +65,7 @@ Vec2f tangentInto(CCPnt const& key, CCPnt const& other, Segment const& segment, 
   return vector;
 }
 
-void setVectors(std::vector<CCPnt>& keys, std::size_t i, knTangents tangents) {
+void setVectors(Keys& keys, std::size_t i, knTangents tangents) {
   Segment const before = i > 0 ? segmentBetween(keys, i - 1) : Segment();
   Segment const after = segmentBetween(keys, i);
   double const slope = slopeAtKey(before, after, tangents);

@@ -10,7 +10,7 @@ using osg::UInt32;
 
 namespace {
 
-using Keys = std::vector<CCPnt>;
+using Keys = osg::MField<CCPnt>::StoredType;
 
 bool hasKey(AnimCurvePtr const& curve, UInt32 index) {
   return curve.isAlive() && index < std::as_const(*curve).getControlPoints().size();

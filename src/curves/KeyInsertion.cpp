@@ -128,7 +128,7 @@ bool isStraight(CCPnt const& a, CCPnt const& b) {
 Int32 knCurves::insertPoint(AnimCurvePtr const& curveArgument, float time) {
   AnimCurvePtr const curve = curveArgument;
   if (!curve.isAlive() || !std::isfinite(time)) return -1;
-  std::vector<CCPnt> const& present = std::as_const(*curve).getControlPoints().getValues();
+  auto const& present = std::as_const(*curve).getControlPoints().getValues();
   auto const next = std::lower_bound(present.begin(), present.end(), time,
                                      [](CCPnt const& key, float t) { return key.x() < t; });
   auto const index = next - present.begin();
@@ -148,7 +148,7 @@ Int32 knCurves::insertPoint(AnimCurvePtr const& curveArgument, float time) {
     return -1;
   }
 
-  std::vector<CCPnt>& keys = curve->getControlPoints().getValues();
+  auto& keys = curve->getControlPoints().getValues();
   keys[static_cast<std::size_t>(index) - 1] = a;
   keys[static_cast<std::size_t>(index)] = b;
   keys.insert(keys.begin() + index, key);
