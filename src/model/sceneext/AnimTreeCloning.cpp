@@ -69,7 +69,8 @@ NodePtr cloneAnimTree(NodePtr const& sourceArgument, bool withAttachments) {
   return root.isAlive() ? root : NodePtr();
 }
 
-AnimNodePtr deepCloneAnimTree(AnimNodePtr const& source, std::string const& shareTypes) {
+AnimNodePtr deepCloneAnimTree(AnimNodePtr const& sourceArgument, std::string const& shareTypes) {
+  AnimNodePtr const source = sourceArgument;
   AnimNodePtr const copy = dcast<AnimNodePtr>(deepCopyContainer(source, shareTypes));
   if (copy == source) return copy;  // nodes are shared: there is no copy to be stopped
   traverse(copy, [](NodePtr const& node) {
