@@ -30,6 +30,8 @@ TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
     camera->setRotationOrientationAsEuler(vector(180));
     target->setViewByFromAtUp(point(20), point(20), vector(1));
     target->setRoll(number(90));
+    target->setFov(times % 2 == 0 ? 45 : 60 + number(40));
+    announce(target, UberCamera::FovFieldMask);
     target->getTonemappingSettings()->setExposure(1 + number(1));
     simulationTime() = 100;
     manager.animateCamera(camera, target, 2, {});
@@ -45,6 +47,7 @@ TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
     EXPECT_LT(length(camera->getFrom() - target->getFrom()), 1e-4F);
     EXPECT_LT(length(camera->getAt() - target->getAt()), 1e-4F);
     EXPECT_LT(length(camera->getUp() - target->getUp()), 1e-4F);
+    EXPECT_NEAR(camera->getFov(), target->getFov(), 1e-4F) << "whatever became of the angles of view";
     EXPECT_FLOAT_EQ(camera->getTonemappingSettings()->getExposure(),
                     target->getTonemappingSettings()->getExposure());
     EXPECT_FALSE(knAnimEvaluator::the()->isPlaying(flight()));

@@ -189,22 +189,19 @@ void UberCamera::store(State const& values) {
   _inStep = values;
 }
 
+/// Angles that were written stay as they are, and move no lens: curves write in degrees what they read in radians, so
+/// that a flight, which takes them along with `Fov`, would leave a lens of another kind behind.
 void UberCamera::settleOptics(State& values, State const& before) {
-  double const written = values.fieldOfView[1];
-  if (values.fieldOfView[1] != before.fieldOfView[1]) {
-    if (isOpening(written)) values.fov = static_cast<Real32>(written / RadiansPerDegree);
-    return;
-  }
   double const vertical = values.fov * RadiansPerDegree;
   if (values.fov == before.fov || !isOpening(vertical)) return;
-  values.fieldOfView[1] = static_cast<Real32>(vertical);
-  if (values.fieldOfView[0] != before.fieldOfView[0]) return;
+  if (!(values.fieldOfView == before.fieldOfView)) return;
   // The shape of the picture stays: the tangents keep their ratio.
   double const horizontal = before.fieldOfView[0];
-  double const shape = isOpening(horizontal) && isOpening(written)
-                           ? std::tan(horizontal / 2.0) / std::tan(written / 2.0)
-                           : 1.0;
+  double const former = before.fieldOfView[1];
+  double const shape =
+      isOpening(horizontal) && isOpening(former) ? std::tan(horizontal / 2.0) / std::tan(former / 2.0) : 1.0;
   values.fieldOfView[0] = static_cast<Real32>(2.0 * std::atan(shape * std::tan(vertical / 2.0)));
+  values.fieldOfView[1] = static_cast<Real32>(vertical);
 }
 
 /// `orientation`, `rotation` and `roll` are those of the former view: what the new one leaves open is taken from it.
@@ -398,6 +395,7 @@ void UberCamera::setFocalLength(Real32 millimetres) {
   State const before = takeWrites();
   double const twice = 2.0 * millimetres;
   setFieldOfView({2.0 * std::atan(sensor[0] / twice), 2.0 * std::atan(sensor[1] / twice)});
+  setFov(static_cast<Real32>(2.0 * std::atan(sensor[1] / twice) / RadiansPerDegree));
   takeWrites();
   announceSince(before);
 }

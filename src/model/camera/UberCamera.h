@@ -26,7 +26,7 @@ class KNSCENE_API UberCameraBase : public PerspectiveCamera {
   /// The distance between from and at, above 0. While these two coincide, the last one that was.
   KN_SFIELD(Real32, AtDistance, atDistance, 1.F)
 
-  /// The full horizontal and vertical angles of view in radians, above 0 and below pi.
+  /// The full horizontal and vertical angles of view in radians, above 0 and below pi. They follow `Fov`.
   KN_SFIELD(Vec2f, FieldOfView, fieldOfView)
   /// Width and height of the sensor in millimetres.
   KN_SFIELD(Vec2f, SensorSize, sensorSize, Vec2f(36, 24))
@@ -69,8 +69,8 @@ class KNSCENE_API UberCameraBase : public PerspectiveCamera {
 /// kept in step. The operations below bring both up to date and announce every field that they changed, in one
 /// go, and none where nothing changed. The getters below tell what follows from all that was written, also from fields
 /// that were written directly and not announced yet; the fields of the other side follow with the announcement, with
-/// any mask. Where both sides were written directly, from, at and up win; a rotation wins against a roll. Angles of view
-/// and `Fov` go together alike; `Fov` is the vertical one, and `FieldOfView` wins.
+/// any mask. Where both sides were written directly, from, at and up win; a rotation wins against a roll. Pictures go
+/// by `Fov`; `FieldOfView` follows it in its shape, keeps what is written into it all the same, and changes no picture.
 ///
 /// Moving the transform takes `at` along at its distance. From and at in one place, an up vector along the line
 /// of sight, and values that are not finite leave the camera a valid orientation: the former one, or one near it.

@@ -282,6 +282,66 @@ void defineEdit(CLI::App& command, EditOptions& options) {
           "SECONDS: move all animations in time; PATTERN=SECONDS: the curves that fit");
 }
 
+void defineShootPictures(CLI::App& command, ShootOptions& options) {
+  char const* const group = "Pictures";
+  addOutput(command, "--strip", options.strip, "Draw frames side by side into a .png or .svg file")
+      ->group(group);
+  command.add_option("--strip-frames", options.stripFrames, "Number of frames in the strip")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->group(group);
+  addOutput(command, "--plan", options.plan,
+            "Draw way, viewpoints and frusta from above into a .png or .svg file")
+      ->group(group);
+  addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
+      ->group(group);
+  addOutput(command, "--film", options.film, "Make a film, as walk.mp4; needs ffmpeg")->group(group);
+  command.add_option("--size", options.size, "Width and height of frames and film in pixels")
+      ->capture_default_str()
+      ->group(group);
+  command
+      .add_option("--motion-blur", options.motionBlur, "Samples over the time of the shutter for each frame")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 256))
+      ->group(group);
+  command.add_option("--shutter", options.shutter, "How long the shutter is open, in seconds")
+      ->capture_default_str()
+      ->group(group);
+}
+
+void defineShoot(CLI::App& command, ShootOptions& options) {
+  command.add_option("MODEL", options.model, "The model")->required();
+  command.add_option("--move", options.move, "By what the camera moves: track, flight, shot or turntable")
+      ->capture_default_str()
+      ->check(CLI::IsMember({"track", "flight", "shot", "turntable"}));
+  command.add_option("--camera", options.cameras, "A camera of the model as a viewpoint. May be given again")
+      ->allow_extra_args(false);
+  command
+      .add_option("--view", options.views,
+                  "A viewpoint FROM:AT or FROM:AT:UP, as 4,2,5:0,1,0. May be given again [all cameras of "
+                  "the model, or four places around it]")
+      ->allow_extra_args(false);
+  command.add_option("--animation", options.animation,
+                     "Number (from 1) or name of the animation that plays meanwhile [the first]");
+  command
+      .add_option("--seconds", options.seconds,
+                  "From one viewpoint to the next, or once around with the turntable")
+      ->capture_default_str();
+  command.add_option("--pause", options.pause, "Seconds at each viewpoint")->capture_default_str();
+  command
+      .add_option(
+          "--fade", options.fade,
+          "Seconds in which the exposure comes up: at each viewpoint of a track, at the begin of a shot")
+      ->capture_default_str();
+  command.add_option("--exposure", options.exposures,
+                     "The exposure at each viewpoint, as 1,0.3,2; the last one counts for the rest [1]");
+  command.add_option("--fov", options.fov, "Vertical angle of view in degrees [the cameras', or 40]");
+  command.add_option("--near", options.near, "What is nearer is not seen [a little]");
+  command.add_option("--far", options.far, "What is farther is not seen [far enough]");
+  command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
+  defineShootPictures(command, options);
+}
+
 /// Standard output is an output like any other: what got lost on the way must not pass for success.
 ExitCode checkOutput(ExitCode code, Terminal terminal) {
   errno = 0;
@@ -305,6 +365,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   GetOptions getOptions;
   SetOptions setOptions;
   ReduceOptions reduceOptions;
+  ShootOptions shootOptions;
   EditOptions editOptions;
   CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
   CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
@@ -313,6 +374,8 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   CLI::App& getCommand = *app.add_subcommand("get", "Print the value of one channel");
   CLI::App& setCommand = *app.add_subcommand(
       "set", "Write a value to one channel in memory, and tell what that does; the file stays as it is");
+  CLI::App& shootCommand =
+      *app.add_subcommand("shoot", "Move a camera through viewpoints, and draw what it sees");
   CLI::App& reduceCommand =
       *app.add_subcommand("reduce", "Find few keys that give the same curves within a tolerance");
   CLI::App& editCommand = *app.add_subcommand(
@@ -324,6 +387,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   defineGet(getCommand, getOptions);
   defineSet(setCommand, setOptions);
   defineReduce(reduceCommand, reduceOptions);
+  defineShoot(shootCommand, shootOptions);
   defineEdit(editCommand, editOptions);
   try {
     app.parse(count, arguments);
@@ -344,6 +408,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
                         : getCommand.parsed()      ? get(getOptions, terminal)
                         : setCommand.parsed()      ? set(setOptions, terminal)
                         : reduceCommand.parsed()   ? reduce(reduceOptions, terminal)
+                        : shootCommand.parsed()    ? shoot(shootOptions, terminal)
                         : editCommand.parsed()     ? edit(editOptions, terminal)
                                                    : info(infoOptions, terminal);
   return checkOutput(code, terminal);

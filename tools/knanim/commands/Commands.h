@@ -32,6 +32,9 @@ ExitCode reduce(ReduceOptions const& options, Terminal terminal);
 /// Copies, shares, removes, renames, scales and moves animations of a model's scene, and prints what became of it.
 ExitCode edit(EditOptions const& options, Terminal terminal);
 
+/// Moves a camera through viewpoints by a camera track, flights, shots or the turntable, and draws what it sees.
+ExitCode shoot(ShootOptions const& options, Terminal terminal);
+
 /// Carries out a command line as the program's main function gets it.
 ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal);
 

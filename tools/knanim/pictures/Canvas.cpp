@@ -29,7 +29,7 @@ cairo_surface_t* makeSurface(PictureFormat format, double width, double height, 
   return surface;
 }
 
-std::optional<std::string> encodeIndexed(cairo_surface_t* surface) {
+std::vector<std::uint32_t> pixelsOf(cairo_surface_t* surface) {
   cairo_surface_flush(surface);
   auto const width = static_cast<std::size_t>(cairo_image_surface_get_width(surface));
   auto const height = static_cast<std::size_t>(cairo_image_surface_get_height(surface));
@@ -39,7 +39,12 @@ std::optional<std::string> encodeIndexed(cairo_surface_t* surface) {
   for (std::size_t row = 0; row < height; ++row)
     std::memcpy(pixels.data() + row * width, data + row * stride, width * sizeof(std::uint32_t));
   for (std::uint32_t& pixel : pixels) pixel &= 0xFFFFFFU;
-  return encodeIndexedPng(pixels, static_cast<std::uint32_t>(width));
+  return pixels;
+}
+
+std::optional<std::string> encodeIndexed(cairo_surface_t* surface) {
+  auto const width = static_cast<std::uint32_t>(cairo_image_surface_get_width(surface));
+  return encodeIndexedPng(pixelsOf(surface), width);
 }
 
 }  // namespace
@@ -161,6 +166,46 @@ void Canvas::drawDots(std::vector<Point> const& centers, double radius, Color co
     cairo_set_line_width(_cairo, radius * 0.4);
     cairo_stroke(_cairo);
   }
+}
+
+/// Pictures hold light raised to the power of 1 / 2.2.
+void Canvas::expose(Box const& box, double factor) {
+  constexpr double kGamma = 2.2;
+  if (factor == 1 || std::isnan(factor)) return;
+  double const scale = std::pow(std::max(factor, 0.0), 1 / kGamma);
+  if (scale < 1) {
+    fillBox(box, {0, 0, 0, 1 - scale});
+    return;
+  }
+  // Dodging divides by what is left of white.
+  cairo_set_operator(_cairo, CAIRO_OPERATOR_COLOR_DODGE);
+  double const gray = 1 - 1 / scale;
+  fillBox(box, {gray, gray, gray});
+  cairo_set_operator(_cairo, CAIRO_OPERATOR_OVER);
+}
+
+std::vector<std::uint32_t> Canvas::pixels() const { return pixelsOf(_surface); }
+
+void Canvas::drawPixels(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box) {
+  if (width == 0 || pixels.size() < width) return;
+  std::size_t const height = pixels.size() / width;
+  cairo_surface_t* const image =
+      cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height));
+  if (cairo_surface_status(image) == CAIRO_STATUS_SUCCESS) {
+    auto const stride = static_cast<std::size_t>(cairo_image_surface_get_stride(image));
+    for (std::size_t row = 0; row < height; ++row) {
+      std::memcpy(cairo_image_surface_get_data(image) + row * stride, pixels.data() + row * width,
+                  width * sizeof(std::uint32_t));
+    }
+    cairo_surface_mark_dirty(image);
+    cairo_save(_cairo);
+    cairo_translate(_cairo, box.left, box.top);
+    cairo_scale(_cairo, box.width() / static_cast<double>(width), box.height() / static_cast<double>(height));
+    cairo_set_source_surface(_cairo, image, 0, 0);
+    cairo_paint(_cairo);
+    cairo_restore(_cairo);
+  }
+  cairo_surface_destroy(image);
 }
 
 void Canvas::clip(Box const& box) {

@@ -68,6 +68,13 @@ class Canvas {
   void fillDisc(Point center, double radius, Color color);
   /// Dots with a white rim.
   void drawDots(std::vector<Point> const& centers, double radius, Color color);
+  /// Multiplies the light within the box: 0 makes it black, above 1 it becomes brighter as far as it can.
+  void expose(Box const& box, double factor);
+  /// The pixels of a picture of points as 0xRRGGBB, in rows from the top.
+  std::vector<std::uint32_t> pixels() const;
+  std::size_t pixelWidth() const { return static_cast<std::size_t>(cairo_image_surface_get_width(_surface)); }
+  /// Draws such pixels, `width` in a row, into a box.
+  void drawPixels(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box);
   /// Keeps what is drawn until `unclip` within the box.
   void clip(Box const& box);
   void unclip();

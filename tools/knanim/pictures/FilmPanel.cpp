@@ -3,6 +3,7 @@
 #include "knanim/scene/ClosedSurface.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace knanim {
@@ -264,17 +265,19 @@ void PanelPainter::drawMeshShadows() {
   for (SceneMesh const& shown : _figure.meshes())
     faces += _figure.content().meshes[shown.mesh].faceSizes.size();
   if (faces > kMostShadowedFaces) return;
+  std::vector<osg::Pnt3f> shadow;
   std::vector<Point> corners;
   for (std::size_t i = 0; i < _frame.pose.meshes.size(); ++i) {
     ImportedMesh const& mesh = _figure.content().meshes[_figure.meshes()[i].mesh];
     std::size_t first = 0;
     for (osg::UInt32 const size : mesh.faceSizes) {
+      shadow.clear();
       corners.clear();
-      for (std::size_t k = first; size > 2 && k < first + size; ++k) {
-        if (auto const at = place(onGround(_frame.pose.meshes[i][mesh.indices[k]]))) corners.push_back(*at);
-      }
+      for (std::size_t k = first; size > 2 && k < first + size; ++k)
+        shadow.push_back(onGround(_frame.pose.meshes[i][mesh.indices[k]]));
       first += size;
-      if (size > 2 && corners.size() == size) _canvas.fillPolygon(corners, kShadow, 0.6, kShadow);
+      for (SeenPoint const& seen : _frame.view.seePart(shadow)) corners.push_back(place(seen));
+      if (corners.size() > 2) _canvas.fillPolygon(corners, kShadow, 0.6, kShadow);
     }
   }
 }
@@ -310,14 +313,16 @@ void PanelPainter::addFaces(std::size_t index, std::vector<SeenFace>& faces) con
     corners.clear();
     for (std::size_t k = first; k < first + size; ++k) {
       osg::Pnt3f const& vertex = vertices[mesh.indices[k]];
-      auto const at = place(vertex);
-      if (!at) break;
-      face.corners.push_back(*at);
-      face.depth += _frame.view.see(vertex)->depth / size;
       corners.push_back(vertex);
     }
     first += size;
-    if (corners.size() != size || (size > 2 && outwards * turnOf(face.corners) > 0)) continue;
+    std::vector<SeenPoint> const part = _frame.view.seePart(corners);
+    for (SeenPoint const& seen : part) {
+      face.corners.push_back(place(seen));
+      face.depth += seen.depth / static_cast<double>(part.size());
+    }
+    if (part.size() < std::min<std::size_t>(size, 3)) continue;
+    if (size > 2 && outwards * turnOf(face.corners) > 0) continue;
     face.color = mix(faceColor(meshIndex, corners), kBackground, fade(face.depth) * 0.45);
     faces.push_back(std::move(face));
   }
@@ -342,6 +347,48 @@ void PanelPainter::drawMeshes() {
   }
 }
 
+void drawMoment(FilmFrame const& frame, SceneFigure const& figure, FilmStage const& stage, Box const& box,
+                Canvas& canvas) {
+  PanelPainter(frame, figure, stage, box, canvas).paint();
+  canvas.expose(box, frame.exposure);
+}
+
+/// Several moments on one piece of film: the mean of their pixels.
+class Blend {
+ public:
+  explicit Blend(Box const& box) : _box(box) {}
+
+  void add(FilmFrame const& frame, SceneFigure const& figure, FilmStage const& stage) {
+    Box const whole{0, 0, _box.width(), _box.height()};
+    Canvas single(PictureFormat::Png, whole.width(), whole.height());
+    drawMoment(frame, figure, stage, whole, single);
+    std::vector<std::uint32_t> const pixels = single.pixels();
+    _width = single.pixelWidth();
+    _sums.resize(pixels.size());
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      for (unsigned k = 0; k < 3; ++k) _sums[i][k] += pixels[i] >> (8 * k) & 0xFFU;
+    }
+    ++_count;
+  }
+
+  void draw(Canvas& canvas) const {
+    std::vector<std::uint32_t> mean;
+    mean.reserve(_sums.size());
+    for (auto const& sum : _sums) {
+      std::uint32_t pixel = 0;
+      for (unsigned k = 0; k < 3; ++k) pixel |= (sum[k] + _count / 2) / _count << (8 * k);
+      mean.push_back(pixel);
+    }
+    canvas.drawPixels(mean, _width, _box);
+  }
+
+ private:
+  Box _box;
+  std::vector<std::array<std::uint32_t, 3>> _sums;
+  std::size_t _width = 0;
+  std::uint32_t _count = 0;
+};
+
 }  // namespace
 
 FilmStage::FilmStage(std::span<FilmFrame const> frames, SceneFigure const& figure) {
@@ -364,7 +411,14 @@ FilmStage::FilmStage(std::span<FilmFrame const> frames, SceneFigure const& figur
 
 void drawFilmPanel(FilmFrame const& frame, SceneFigure const& figure, FilmStage const& stage, Box const& box,
                    Canvas& canvas) {
-  PanelPainter(frame, figure, stage, box, canvas).paint();
+  if (frame.blend.empty()) {
+    drawMoment(frame, figure, stage, box, canvas);
+    return;
+  }
+  Blend blend(box);
+  blend.add(frame, figure, stage);
+  for (FilmFrame const& moment : frame.blend) blend.add(moment, figure, stage);
+  blend.draw(canvas);
 }
 
 }  // namespace knanim

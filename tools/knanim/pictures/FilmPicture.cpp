@@ -109,12 +109,12 @@ void useFittedView(FilmPicture& film, SceneFigure const& figure) {
 }
 
 bool drawFilm(FilmPicture const& film, SceneFigure const& figure, PictureFormat format, std::string& bytes,
-              std::string& message) {
+              std::string& message, FilmStage const* given) {
   Layout const layout(film.frames.size(), film.panelAspect);
   double const bottom = film.frames.empty() ? kHeader : layout.box(film.frames.size() - 1).bottom + kCaption;
   Canvas canvas(format, kWidth, bottom + kMargin / 2);
   drawHeader(film, canvas);
-  FilmStage const stage(film.frames, figure);
+  FilmStage const stage = given != nullptr ? *given : FilmStage(film.frames, figure);
   for (std::size_t i = 0; i < film.frames.size(); ++i) {
     Box const box = layout.box(i);
     drawFilmPanel(film.frames[i], figure, stage, box, canvas);

@@ -9,6 +9,8 @@
 
 namespace knanim {
 
+struct FilmStage;
+
 /// One moment of a film.
 struct FilmFrame {
   long long frame = 0;
@@ -16,7 +18,9 @@ struct FilmFrame {
   Pose pose;
   std::vector<std::vector<osg::Pnt3f>> trails;  ///< the ways of some joints up to this moment
   PictureView view;
-  std::string label;  ///< in front of the frame's number; may be empty
+  std::string label;             ///< in front of the frame's number; may be empty
+  double exposure = 1;           ///< multiplies the light
+  std::vector<FilmFrame> blend;  ///< further moments that are laid over this one, all of the same weight
 };
 
 /// Frames side by side, each with its number and time below.
@@ -37,9 +41,9 @@ double filmAspect(std::span<osg::Pnt3f const> points, osg::Vec3f const& directio
 /// Gives all frames one view from aside, in which everything that they show has room, and the panels their aspect.
 void useFittedView(FilmPicture& film, SceneFigure const& figure);
 
-/// Draws a film on a ground of squares at the lowest point of all poses. False with a `message` when it cannot
+/// Draws a film on a ground of squares at the lowest point of all poses, or on the one of `stage`. False with a `message` when it cannot
 /// be drawn, as for want of memory.
 bool drawFilm(FilmPicture const& film, SceneFigure const& figure, PictureFormat format, std::string& bytes,
-              std::string& message);
+              std::string& message, FilmStage const* stage = nullptr);
 
 }  // namespace knanim

@@ -54,7 +54,8 @@ osg::UberCameraPtr makeCamera(ImportedCamera const& source) {
   camera->setViewByFromAtUp(osg::Pnt3f(source.from), osg::Pnt3f(source.at), source.up);
   float const vertical = 2 * std::atan(std::tan(source.fieldOfView / 2) / source.aspect);
   camera->setFieldOfView({source.fieldOfView, vertical});
-  osg::announce(camera, osg::UberCamera::FieldOfViewFieldMask);
+  camera->setFov(vertical * 180 / std::numbers::pi_v<float>);
+  osg::announce(camera, osg::UberCamera::FieldOfViewFieldMask | osg::UberCamera::FovFieldMask);
   return camera;
 }
 

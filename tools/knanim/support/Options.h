@@ -134,4 +134,28 @@ struct EditOptions {
   std::size_t stripFrames = 8;
 };
 
+struct ShootOptions {
+  std::string model;
+  std::string animation;       ///< the one that plays meanwhile: number or name; empty for the first one
+  std::string move = "track";  ///< "track", "flight", "shot" or "turntable"
+  std::vector<std::string> cameras;          ///< of the model, as viewpoints
+  std::vector<std::string> views;            ///< FROM:AT or FROM:AT:UP
+  double seconds = 3;                        ///< from one viewpoint to the next
+  double pause = 0;                          ///< at a viewpoint
+  double fade = 0;                           ///< in which the exposure comes up
+  std::string exposures;                     ///< at the viewpoints, as 1,0.3,2
+  std::optional<double> fov = std::nullopt;  ///< vertically, in degrees
+  std::optional<double> near = std::nullopt;
+  std::optional<double> far = std::nullopt;
+  double framesPerSecond = 30;
+  int motionBlur = 1;     ///< samples for each frame
+  double shutter = 0.02;  ///< how long it is open, in seconds
+  std::string size = "640x360";
+  std::string frames;  ///< a folder; empty for none
+  std::string film;    ///< empty for none
+  std::string strip;   ///< empty for none
+  std::size_t stripFrames = 8;
+  std::string plan;  ///< a picture from above; empty for none
+};
+
 }  // namespace knanim

@@ -1,0 +1,140 @@
+#include "knanim/support/FilmEncoder.h"
+
+#include "knanim/support/Text.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <spawn.h>
+#include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace knanim {
+namespace {
+
+constexpr char const* kProgram = "ffmpeg";
+
+/// While one lives, a pipe that nobody reads makes a write fail, and not the process end.
+class NoPipeSignal {
+ public:
+  NoPipeSignal() {
+    struct sigaction ignored = {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignored, &_former);
+  }
+  ~NoPipeSignal() { sigaction(SIGPIPE, &_former, nullptr); }
+  NoPipeSignal(NoPipeSignal const&) = delete;
+  NoPipeSignal& operator=(NoPipeSignal const&) = delete;
+
+ private:
+  struct sigaction _former = {};
+};
+
+/// The same folder and ending, so that the program knows the kind of film.
+std::string partialPath(std::filesystem::path const& path) {
+  std::string const name = path.stem().string() + ".part" + std::to_string(getpid());
+  return (path.parent_path() / (name + path.extension().string())).string();
+}
+
+}  // namespace
+
+bool FilmEncoder::isInstalled() {
+  char const* const path = std::getenv("PATH");
+  std::string_view rest = path != nullptr ? path : "";
+  while (!rest.empty()) {
+    std::size_t const end = rest.find(':');
+    std::string const file = std::string(rest.substr(0, end)) + '/' + kProgram;
+    if (access(file.c_str(), X_OK) == 0) return true;
+    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+  }
+  return false;
+}
+
+FilmEncoder::FilmEncoder(std::string path, std::size_t width, std::size_t height, double framesPerSecond)
+    : _path(std::move(path)), _partial(partialPath(_path)) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    fail(std::strerror(errno));
+    return;
+  }
+  std::string const size = std::to_string(width) + 'x' + std::to_string(height);
+  std::string const rate = shortest(framesPerSecond);
+  // "file:" takes any name as a name.
+  std::vector<std::string> words = {
+      kProgram,   "-loglevel", "error",  "-nostdin", "-y",      "-f",
+      "rawvideo", "-pix_fmt",  "bgr0",   "-s",       size,      "-framerate",
+      rate,       "-i",        "pipe:0", "-pix_fmt", "yuv420p", "file:" + _partial};
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
+  int const error = posix_spawnp(&_process, kProgram, &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(ends[0]);
+  _pipe = ends[1];
+  if (error != 0) {
+    _process = -1;
+    fail(std::string(kProgram) + ": " + std::strerror(error));
+  }
+}
+
+FilmEncoder::~FilmEncoder() {
+  if (_pipe >= 0) close(_pipe);
+  wait();
+  std::error_code ignored;
+  std::filesystem::remove(_partial, ignored);
+}
+
+void FilmEncoder::fail(std::string reason) {
+  if (_message.empty()) _message = "cannot write " + printable(_path) + ": " + std::move(reason);
+}
+
+int FilmEncoder::wait() {
+  if (_process < 0) return 0;
+  int status = 0;
+  while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
+  }
+  _process = -1;
+  return status;
+}
+
+bool FilmEncoder::add(std::vector<std::uint32_t> const& pixels) {
+  if (!_message.empty()) return false;
+  NoPipeSignal const quiet;
+  auto const* bytes = reinterpret_cast<char const*>(pixels.data());
+  std::size_t left = pixels.size() * sizeof(std::uint32_t);
+  while (left > 0) {
+    ssize_t const written = write(_pipe, bytes, left);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      fail(errno == EPIPE ? std::string(kProgram) + " has ended" : std::strerror(errno));
+      return false;
+    }
+    bytes += written;
+    left -= static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+bool FilmEncoder::commit() {
+  if (_pipe >= 0) close(_pipe);
+  _pipe = -1;
+  int const status = wait();
+  if (status != 0) fail(std::string(kProgram) + " failed");
+  if (!_message.empty()) return false;
+  std::error_code error;
+  std::filesystem::rename(_partial, _path, error);
+  if (error) fail(error.message());
+  return _message.empty();
+}
+
+}  // namespace knanim
