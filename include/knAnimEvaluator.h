@@ -223,6 +223,11 @@ class KNANIM_API knAnimEvaluator {
   std::vector<knCurveData> takeRecords();
   void giveBackRecords(std::vector<knCurveData>&& data);
 
+  /// The handle tells whether the container that was marked still has its id.
+  struct FieldMark {
+    osg::FieldContainerPtr container;
+    osg::BitVector mask;
+  };
   struct FieldWrite;
   class WritePhase;
 
@@ -256,13 +261,13 @@ class KNANIM_API knAnimEvaluator {
   void addAnimParentsByNodeR(osg::NodePtr const& animNode, osg::FieldContainerPtr const& parent);
   void removeAnimParentsByNodeR(osg::NodePtr const& animNode);
 
-  std::vector<knCurveData> _curveData;       ///< the records of the running evaluation
-  knIdTable<osg::BitVector> _changedFields;  ///< fields written and not yet announced
-  int _writePhases = 0;                      ///< how many have begun and not ended
-  bool _isAsking = false;                    ///< owners, which may come back here, while curves are gathered
-  bool _hostRan = false;        ///< since curves were last gathered: they may say something else now
-  ParentMap _animParentMap;     ///< survives evaluations
-  osg::NodePtr _parentMapRoot;  ///< of the scene that the map was made for
+  std::vector<knCurveData> _curveData;  ///< the records of the running evaluation
+  knIdTable<FieldMark> _changedFields;  ///< fields written and not yet announced
+  int _writePhases = 0;                 ///< how many have begun and not ended
+  bool _isAsking = false;               ///< owners, which may come back here, while curves are gathered
+  bool _hostRan = false;                ///< since curves were last gathered: they may say something else now
+  ParentMap _animParentMap;             ///< survives evaluations
+  osg::NodePtr _parentMapRoot;          ///< of the scene that the map was made for
   osg::UInt64 _parentMapRebuilds = 0;
   knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
   TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation

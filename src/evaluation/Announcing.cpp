@@ -76,24 +76,20 @@ void knAnimEvaluator::markParents(knContainerSet const& parents, knContainerSet 
 }
 
 void knAnimEvaluator::markFieldChanged(FieldContainerPtr const& container, osg::BitVector const& mask) {
-  _changedFields.insert(container.getContainerId(), {}).first |= mask;
+  if (!container.isAlive()) return;
+  FieldMark& mark = _changedFields.insert(container.getContainerId(), {container, {}}).first;
+  if (mark.container != container) mark = {container, {}};
+  mark.mask |= mask;
 }
 
 void knAnimEvaluator::commitChangedFields() {
-  struct Change {
-    FieldContainerPtr container;
-    osg::BitVector mask;
-  };
   // By rank, from -1 up. Whoever hears of a change may write and commit: nothing here is looked at after that.
-  std::array<std::vector<Change>, 4> changes;
-  auto const& factory = osg::FieldContainerFactory::the();
-  for (auto const& [id, mask] : _changedFields.entries()) {
-    FieldContainerPtr const container = factory.getContainer(id);
-    if (!container.isAlive()) continue;
-    auto const rank = static_cast<std::size_t>(changeOrderRank(*container.findType()) + 1);
-    changes[rank].push_back({container, mask});
+  std::array<std::vector<FieldMark>, 4> changes;
+  for (auto const& [id, mark] : _changedFields.entries()) {
+    if (!mark.container.isAlive()) continue;
+    changes[static_cast<std::size_t>(changeOrderRank(*mark.container.findType()) + 1)].push_back(mark);
   }
   for (auto const& ofRank : changes) {
-    for (Change const& change : ofRank) announce(change.container, change.mask);
+    for (FieldMark const& change : ofRank) announce(change.container, change.mask);
   }
 }

@@ -35,12 +35,12 @@ class knAnimEvaluator::WritePhase {
     if (!_keepsOuter) return;
     std::swap(_outer, _evaluator._changedFields);
     if (_commits) return;
-    for (auto const& [id, mask] : _outer.entries()) _evaluator._changedFields.insert(id, {}).first |= mask;
+    for (auto const& [id, mark] : _outer.entries()) _evaluator.markFieldChanged(mark.container, mark.mask);
   }
 
  private:
   knAnimEvaluator& _evaluator;
-  knIdTable<osg::BitVector> _outer;
+  knIdTable<FieldMark> _outer;
   bool const _keepsOuter;
   bool const _commits;
 };

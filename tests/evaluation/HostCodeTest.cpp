@@ -77,6 +77,19 @@ TEST_F(HostCodeTest, AnEvaluationWithinAnotherKeepsItsMarks) {
   }
 }
 
+TEST_F(HostCodeTest, AnEvaluationBetweenPlayingTreesKeepsTheirMarks) {
+  NodePtr const before = addNode(Transform3D::create()), other = addNode(Transform3D::create());
+  AnimNodePtr const first = animate(before, newCurveNode("translation", 0, {{0, 1}, {1, 1}}));
+  AnimNodePtr const second = animate(owner, newCurveNode("eulerRotation", 0, {{0, 90}, {1, 90}}));
+  AnimNodePtr const within = animate(other, newCurveNode("translation", 1, {{0, 0}, {1, 8}}));
+  listener->onChange = [&] { manager.evaluateByTime(within, 0.5F, true, true, false); };
+  for (AnimNodePtr const& tree : {first, second}) manager.enqueue(tree, true);
+  knAnimEvaluator::the()->loop();
+  EXPECT_EQ(placeOf(other), Vec3f(0, 4, 0));
+  EXPECT_TRUE(isAnnounced(before->getCore(), Transform3D::TranslationFieldMask));
+  manager.dequeueAll();
+}
+
 /// A block on very many objects, in any order: each of them is moved.
 TEST_F(HostCodeTest, ABlockSharedByVeryMany) {
   AnimNodePtr const block = newGroup<AnimBlock>({newCurveNode("translation", 0, {{0, 0}, {1, 8}})});

@@ -397,9 +397,9 @@ class World {
     note(std::to_string(_changes.getAnnouncementCount()));
     for (auto const& [container, mask] : _changes.getEntries())
       note(nameOf(container) + ' ' + std::to_string(mask.low()) + ' ' + std::to_string(mask.high()));
-    for (auto const& [id, mask] : Access::marks()) {
-      FieldContainerPtr const container = FieldContainerFactory::the().getContainer(id);
-      if (container.isAlive()) note("mark " + nameOf(container) + ' ' + std::to_string(mask.low()));
+    for (auto const& [id, mark] : Access::marks()) {
+      if (mark.container.isAlive())
+        note("mark " + nameOf(mark.container) + ' ' + std::to_string(mark.mask.low()));
     }
     _changes.clear();
   }

@@ -58,8 +58,8 @@ struct knAnimEvaluatorAccess {
   static void clearMarks() { evaluator()._changedFields.clear(); }
   static std::size_t markCount() { return evaluator()._changedFields.size(); }
   static osg::BitVector markOf(osg::FieldContainerPtr const& container) {
-    osg::BitVector const* const mask = evaluator()._changedFields.find(container.getContainerId());
-    return mask != nullptr ? *mask : osg::BitVector();
+    auto const* const mark = evaluator()._changedFields.find(container.getContainerId());
+    return mark != nullptr ? mark->mask : osg::BitVector();
   }
 };
 
