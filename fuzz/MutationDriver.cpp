@@ -1,16 +1,20 @@
 // Drives a fuzz target where the compiler brings no driver of its own: inputs of the corpus, changed at random.
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
+extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
 
 namespace {
 
@@ -125,13 +129,36 @@ class Mutator {
   std::mt19937 _random;
 };
 
-/// Kept for the case that the target ends the process.
-void keep(std::string const& name, std::string const& input) {
-  std::ofstream(name, std::ios::binary).write(input.data(), static_cast<std::streamsize>(input.size()));
+// --- The input at hand, for the case that it ends the process -----------------------------------------------------
+
+std::string keptName;
+std::string const* current = nullptr;
+
+void keepCurrent() {
+  if (current == nullptr) return;
+  int const file = ::open(keptName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  [[maybe_unused]] ssize_t const written = ::write(file, current->data(), current->size());
+  ::close(file);
+}
+
+void keepCurrentAndEnd(int signal) {
+  keepCurrent();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+void keepWhatEndsTheProcess(std::string name) {
+  keptName = std::move(name);
+  if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(&keepCurrent);
+  // Under a sanitizer, other signals than this are its own.
+  std::signal(SIGABRT, &keepCurrentAndEnd);
+  if (__sanitizer_set_death_callback == nullptr) std::signal(SIGSEGV, &keepCurrentAndEnd);
 }
 
 void run(std::string const& input) {
+  current = &input;
   LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(input.data()), input.size());
+  current = nullptr;
 }
 
 }  // namespace
@@ -143,20 +170,17 @@ int main(int count, char** arguments) {
     std::fprintf(stderr, "usage: %s [-max_total_time=SECONDS] [-runs=N] [-seed=N] CORPUS\n", arguments[0]);
     return 2;
   }
+  keepWhatEndsTheProcess("crash-" + std::filesystem::path(arguments[0]).filename().string());
   for (std::string const& input : inputs) run(input);
   Mutator mutator(inputs, options.seed);
-  std::string const kept = "crash-" + std::filesystem::path(arguments[0]).filename().string();
   auto const start = std::chrono::steady_clock::now();
   std::chrono::duration<double> passed{};
   unsigned long long done = 0;
   for (; options.runs == 0 || done < options.runs; ++done) {
     passed = std::chrono::steady_clock::now() - start;
     if (options.seconds > 0 && passed.count() > options.seconds) break;
-    std::string const input = mutator.next();
-    keep(kept, input);
-    run(input);
+    run(mutator.next());
   }
-  std::filesystem::remove(kept);
   std::fprintf(stderr, "Done %llu runs in %.0f s\n", done, passed.count());
   return 0;
 }
