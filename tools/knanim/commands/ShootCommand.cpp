@@ -139,6 +139,7 @@ void Shoot::lookAround() {
   _stage.emplace(frames, _figure);
   // Cameras go around: there is ground to stand on wherever they may be.
   _stage->radius *= 2.2F;
+  _stage->gridStep *= 2;
 }
 
 MoveSettings Shoot::settings() const {

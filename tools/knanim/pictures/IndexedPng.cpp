@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kMostColors = 256;
 constexpr std::size_t kMostDistinctColors = 40'000;
 constexpr double kMostApproximated = 0.04;  ///< share of the pixels
+constexpr double kMostMisshown = 0.0004;    ///< share of those that would get another colour altogether
+constexpr int kOtherColor = 3 * 20 * 20;    ///< from here on, as a distance
 
 using Counts = std::unordered_map<std::uint32_t, std::size_t>;
 
@@ -59,6 +61,15 @@ std::uint8_t nearest(std::vector<std::uint32_t> const& palette, std::uint32_t co
   return static_cast<std::uint8_t>(found - palette.begin());
 }
 
+/// Thin lines in a colour of their own are few pixels, and must not take on that of what is around them.
+bool showsAll(std::vector<std::uint32_t> const& palette, Counts const& counts, std::size_t pixels) {
+  std::size_t misshown = 0;
+  for (auto const& [color, count] : counts) {
+    if (distance(palette[nearest(palette, color)], color) >= kOtherColor) misshown += count;
+  }
+  return static_cast<double>(misshown) <= kMostMisshown * static_cast<double>(pixels);
+}
+
 void append(std::string& bytes, std::uint32_t number) {
   for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFFU);
 }
@@ -93,7 +104,7 @@ std::optional<std::string> encodeIndexedPng(std::span<std::uint32_t const> pixel
   Counts const counts = countColors(pixels);
   if (counts.empty()) return std::nullopt;
   std::vector<std::uint32_t> const palette = choosePalette(counts, pixels.size());
-  if (palette.empty()) return std::nullopt;
+  if (palette.empty() || !showsAll(palette, counts, pixels.size())) return std::nullopt;
 
   std::string const rows = indexRows(pixels, width, counts, palette);
   uLongf size = compressBound(static_cast<uLong>(rows.size()));
