@@ -1,0 +1,56 @@
+#include "knanim/playing/CameraMove.h"
+
+#include "knanim/pictures/CameraPlan.h"
+#include "knanim/scene/AnimatedScene.h"
+
+#include <gtest/gtest.h>
+
+namespace knanim {
+namespace {
+
+std::vector<Viewpoint> someViewpoints() {
+  return {{.name = "a", .from = {0, 1, 5}, .fov = 40},
+          {.name = "b", .from = {6, 2, 1}, .at = {1, 0, 0}, .fov = 55, .exposure = 0.5F},
+          {.name = "c", .from = {1, 3, -4}, .up = {0, 1, 1}, .fov = 40}};
+}
+
+TEST(CameraMoveTest, EachWayPassesItsViewpointsAndComesBackFromSamples) {
+  for (MoveKind const kind : {MoveKind::Track, MoveKind::Flight, MoveKind::Shot, MoveKind::Turntable}) {
+    AnimatedScene const scene{ImportedModel()};
+    CameraMove move(someViewpoints(), {.kind = kind, .seconds = 2, .pause = 0.5, .shutterSpeed = 10});
+    std::vector<double> const arrivals = move.arrivals();
+    std::size_t next = 0;
+    for (int frame = 0; frame <= 20 * move.duration() + 0.1; ++frame) {
+      double const time = frame / 20.0;
+      move.showAt(time);
+      osg::Pnt3f const from = move.camera().getFrom();
+      if (next < arrivals.size() && std::abs(time - arrivals[next]) < 1e-6) {
+        bool const isTurntable = kind == MoveKind::Turntable;
+        Viewpoint const& viewpoint = move.viewpoints()[isTurntable ? 0 : next];
+        // A shot takes up the camera where the frame before has left it.
+        EXPECT_LT(osg::length(from - viewpoint.from), kind == MoveKind::Shot ? 0.05F : 1e-4F) << next;
+        if (kind != MoveKind::Shot) EXPECT_NEAR(move.camera().getFov(), viewpoint.fov, 1e-4F);
+        ++next;
+      }
+      if (frame % 10 != 5) continue;
+      move.showSample(0.5F);
+      EXPECT_EQ(move.camera().getFrom() == from, kind != MoveKind::Turntable && frame % 50 >= 40) << frame;
+      move.endSamples();
+      EXPECT_LT(osg::length(move.camera().getFrom() - from), 1e-5F);
+    }
+    EXPECT_EQ(next, arrivals.size());
+  }
+}
+
+TEST(CameraMoveTest, FacesAreCutOffAtThePlanesOfTheView) {
+  PictureView const view = PictureView::through(osg::Matrix(), {-1, 1, -1, 1}, 0, 2, 10, 1);
+  std::vector<osg::Pnt3f> const face{{0, 0, 5}, {1, 0, -4}, {0, 1, -40}};
+  std::vector<SeenPoint> const part = view.seePart(face);
+  ASSERT_EQ(part.size(), 5U);
+  for (SeenPoint const& point : part) EXPECT_TRUE(point.depth > 1.999 && point.depth < 10.001) << point.depth;
+  EXPECT_TRUE(view.seePart(std::vector<osg::Pnt3f>{{0, 0, 5}, {1, 0, 4}, {0, 1, -1}}).empty());
+  EXPECT_EQ(view.seePart(std::vector<osg::Pnt3f>{{0, 0, -4}, {0, 0, -40}}).size(), 2U);
+}
+
+}  // namespace
+}  // namespace knanim
