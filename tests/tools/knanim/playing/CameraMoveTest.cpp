@@ -9,15 +9,20 @@ namespace knanim {
 namespace {
 
 std::vector<Viewpoint> someViewpoints() {
-  return {{.name = "a", .from = {0, 1, 5}, .fov = 40},
-          {.name = "b", .from = {6, 2, 1}, .at = {1, 0, 0}, .fov = 55, .exposure = 0.5F},
-          {.name = "c", .from = {1, 3, -4}, .up = {0, 1, 1}, .fov = 40}};
+  return {{"a", {0, 1, 5}, {0, 0, 0}, {0, 1, 0}, 40, 1},
+          {"b", {6, 2, 1}, {1, 0, 0}, {0, 1, 0}, 55, 0.5F},
+          {"c", {1, 3, -4}, {0, 0, 0}, {0, 1, 1}, 40, 1}};
 }
 
 TEST(CameraMoveTest, EachWayPassesItsViewpointsAndComesBackFromSamples) {
   for (MoveKind const kind : {MoveKind::Track, MoveKind::Flight, MoveKind::Shot, MoveKind::Turntable}) {
     AnimatedScene const scene{ImportedModel()};
-    CameraMove move(someViewpoints(), {.kind = kind, .seconds = 2, .pause = 0.5, .shutterSpeed = 10});
+    MoveSettings settings;
+    settings.kind = kind;
+    settings.seconds = 2;
+    settings.pause = 0.5;
+    settings.shutterSpeed = 10;
+    CameraMove move(someViewpoints(), settings);
     std::vector<double> const arrivals = move.arrivals();
     std::size_t next = 0;
     for (int frame = 0; frame <= 20 * move.duration() + 0.1; ++frame) {
@@ -29,7 +34,9 @@ TEST(CameraMoveTest, EachWayPassesItsViewpointsAndComesBackFromSamples) {
         Viewpoint const& viewpoint = move.viewpoints()[isTurntable ? 0 : next];
         // A shot takes up the camera where the frame before has left it.
         EXPECT_LT(osg::length(from - viewpoint.from), kind == MoveKind::Shot ? 0.05F : 1e-4F) << next;
-        if (kind != MoveKind::Shot) EXPECT_NEAR(move.camera().getFov(), viewpoint.fov, 1e-4F);
+        if (kind != MoveKind::Shot) {
+          EXPECT_NEAR(move.camera().getFov(), viewpoint.fov, 1e-4F);
+        }
         ++next;
       }
       if (frame % 10 != 5) continue;
