@@ -14,6 +14,7 @@ void FieldWriter::putText(std::string_view text) {
 }
 
 void FieldReader::getBytes(void* target, std::size_t size) {
+  if (size == 0) return;  // nothing for an empty list, which has no memory to name
   if (_failed || size > _bytes.size() - _position) {
     _failed = true;
     std::memset(target, 0, size);
