@@ -87,8 +87,8 @@ class SField final : public Field {
   T _value{};
 };
 
-/// A field with a list of values, stored side by side, in a std::vector or in what `ListOf` names. Bools are packed as in std::vector<bool>: their references are
-/// its proxies, and there is no `data`.
+/// A field with a list of values, stored side by side, in a std::vector or in what `ListOf` names. Bools are packed as in
+/// std::vector<bool>: their references are its proxies, and there is no `data`.
 template <class T>
 class MField final : public Field {
  public:

@@ -34,7 +34,10 @@ class TwoEndedList {
   using const_reference = T const&;
   using iterator = T*;
   using const_iterator = T const*;
+  using reverse_iterator = std::reverse_iterator<iterator>;
+  using const_reverse_iterator = std::reverse_iterator<const_iterator>;
   using size_type = std::size_t;
+  using difference_type = std::ptrdiff_t;
 
   TwoEndedList() = default;
   TwoEndedList(std::initializer_list<T> values) { append(values.begin(), values.end()); }
@@ -66,6 +69,12 @@ class TwoEndedList {
   iterator end() { return settled() + _size; }
   const_iterator begin() const { return settled(); }
   const_iterator end() const { return settled() + _size; }
+  const_iterator cbegin() const { return begin(); }
+  const_iterator cend() const { return end(); }
+  reverse_iterator rbegin() { return reverse_iterator(end()); }
+  reverse_iterator rend() { return reverse_iterator(begin()); }
+  const_reverse_iterator rbegin() const { return const_reverse_iterator(end()); }
+  const_reverse_iterator rend() const { return const_reverse_iterator(begin()); }
   T& operator[](std::size_t index) { return assert(index < _size), settled()[index]; }
   T const& operator[](std::size_t index) const { return assert(index < _size), settled()[index]; }
   T& front() { return (*this)[0]; }
@@ -82,6 +91,23 @@ class TwoEndedList {
     --_after;
     setCounts(_size + 1, getPlaceCount() + 1);
   }
+  template <class... Arguments>
+  T& emplace_back(Arguments&&... arguments) {
+    push_back(T(std::forward<Arguments>(arguments)...));
+    return back();
+  }
+  template <std::input_iterator From>
+  void assign(From first, From last) {
+    TwoEndedList fresh;
+    for (; first != last; ++first) fresh.push_back(*first);
+    swap(fresh);
+  }
+  void assign(std::initializer_list<T> values) { assign(values.begin(), values.end()); }
+  void assign(std::size_t count, T const& value) {
+    TwoEndedList fresh;
+    fresh.resize(count, value);
+    swap(fresh);
+  }
   void pop_back() { erase(end() - 1); }
   iterator insert(const_iterator place, T value) { return insert(place, &value, &value + 1); }
   template <std::forward_iterator From>
@@ -95,10 +121,11 @@ class TwoEndedList {
   iterator erase(const_iterator place) { return erase(place, place + 1); }
   iterator erase(const_iterator first, const_iterator last);
   void clear() { erase(begin(), end()); }
-  void resize(std::size_t size) {
+  void resize(std::size_t size, T const& value = T()) {
     if (size < _size) erase(begin() + size, end());
+    T const kept = value;
     reserve(size);
-    while (_size < size) push_back({});
+    while (_size < size) push_back(kept);
   }
   /// Room for so many values without moving any, as long as they are put at the end.
   void reserve(std::size_t size) {
