@@ -193,14 +193,16 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr node, float time, bool motionBlur
   Aside const aside(*this);
   emptyRecords();
   std::set<AnimNodePtr> sequences;
+  _isAsking = true;
   getFullAnimDataR(node, time, sequences, motionBlurOnly);
+  _isAsking = false;
   auto const byCurve = [](knCurveData const& a, knCurveData const& b) { return a.curveId < b.curveId; };
   if (!std::is_sorted(_curveData.begin(), _curveData.end(), byCurve)) {
     std::stable_sort(_curveData.begin(), _curveData.end(), byCurve);
   }
   std::vector<knCurveData> data = takeRecords();
   TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
-  float const lastTime = node->getLastEvaluationTime();
+  float const lastTime = node.isAlive() ? node->getLastEvaluationTime() : time;
   bool const isClip = hasCore<osg::AnimClip>(node);
   knAnimManager::the()->computeCurveValues(data, time);
   WritePhase const phase(*this, commit && (isClip || !data.empty()), commit);

@@ -3,6 +3,7 @@
 #include "evaluation/FieldContents.h"
 
 #include "model/geometry/Geometry.h"
+#include "model/scenegraph/Transform3D.h"
 
 #include <limits>
 
@@ -81,15 +82,7 @@ bool storeVertex(Field& field, osg::UInt32 component, osg::UInt32 vertex, float 
   return true;
 }
 
-}  // namespace
-
-osg::Int32 roundToInt(float value) {
-  double const wide = static_cast<double>(value);
-  return toInt(wide < 0.0 ? wide - 0.5 : wide + 0.5);
-}
-
-osg::Int32 truncateToInt(float value) { return toInt(static_cast<double>(value)); }
-
+/// The float that writeToField stores a value in as it comes; null where it does more than that, or refuses.
 float* findComponent(Field& field, WriteRule::Content content, osg::UInt32 i) {
   using Content = WriteRule::Content;
   auto const in = [i](auto& vector) { return i < std::size_t{vector.Size} ? &vector[i] : nullptr; };
@@ -116,6 +109,34 @@ float* findComponent(Field& field, WriteRule::Content content, osg::UInt32 i) {
       return nullptr;
   }
 }
+
+}  // namespace
+
+float* findPlace(osg::FieldContainerPtr const& aim, WriteRule const& rule, osg::UInt32 index) {
+  using Kind = WriteRule::Kind;
+  if (rule.name == nullptr) return nullptr;
+  if (rule.kind == Kind::Field && rule.angles == WriteRule::Angles::None)
+    return findComponent(*rule.field->getField(*aim), rule.content, index);
+  // Classes derived from the transform may do anything when they are turned.
+  if (aim.findType() != &osg::Transform3DBase::_type || index >= osg::Vec3f::Size) return nullptr;
+  auto& transform = *osg::dcastTo<osg::Transform3D>(aim);
+  if (rule.kind == Kind::EulerRotation) return &transform.getEulerRotation()[index];
+  if (rule.kind == Kind::EulerRotationOrientation) return &transform.getEulerRotationOrientation()[index];
+  return nullptr;
+}
+
+osg::BitVector const& turnMask(WriteRule const& rule) {
+  return rule.kind == WriteRule::Kind::EulerRotation
+             ? osg::Transform3DBase::EulerRotationFieldMask
+             : osg::Transform3DBase::EulerRotationOrientationFieldMask;
+}
+
+osg::Int32 roundToInt(float value) {
+  double const wide = static_cast<double>(value);
+  return toInt(wide < 0.0 ? wide - 0.5 : wide + 0.5);
+}
+
+osg::Int32 truncateToInt(float value) { return toInt(static_cast<double>(value)); }
 
 bool writeToField(Field& field, WriteRule::Content content, osg::UInt32 i, osg::UInt32 vertexIndex,
                   float value, bool inDegrees) {

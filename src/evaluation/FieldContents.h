@@ -8,8 +8,11 @@
 bool writeToField(osg::Field& field, WriteRule::Content content, osg::UInt32 valueIndex,
                   osg::UInt32 vertexIndex, float value, bool inDegrees);
 
-/// The float that writeToField stores a value in as it comes; null where it does more than that, or refuses.
-float* findComponent(osg::Field& field, WriteRule::Content content, osg::UInt32 valueIndex);
+/// The float that a value by such a rule is stored in as it comes, in a field or as an angle of a transform that
+/// announces it at once; null where writing takes more than that, or refuses.
+float* findPlace(osg::FieldContainerPtr const& aim, WriteRule const& rule, osg::UInt32 valueIndex);
+/// With such a place: the field that is announced at once.
+osg::BitVector const& turnMask(WriteRule const& rule);
 
 /// To the nearest whole number, halves away from zero. What fits no 32 bits, NaN included, gives the lowest one.
 osg::Int32 roundToInt(float value);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "evaluation/ChunkGathering.h"
+#include "evaluation/PlayingPlan.h"
 #include "evaluation/ScenePlan.h"
 #include "knAnimEvaluator.h"
 
@@ -59,6 +60,7 @@ struct knAnimEvaluator::GatheringBuffers {
   std::vector<osg::FieldContainerPtr> parents;
   SharedAims shared;
   std::vector<std::size_t> uncomputed;  ///< the places of records whose values are still to be computed
+  std::unique_ptr<PlayingPlan> playing;
   std::unique_ptr<ScenePlan>
       plan;  ///< of the last evaluation of the scene, while it may be good for the next
   osg::UInt64 structure = ~osg::UInt64{0};  ///< the count of structural changes at that evaluation

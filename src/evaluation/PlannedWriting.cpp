@@ -1,6 +1,8 @@
 // A frame by a plan: values go where the plan says, in the order of gathering.
 #include "evaluation/PlannedEvaluation.h"
 
+#include "evaluation/FieldContents.h"
+
 #include "model/fields/FieldContainerFactory.h"
 
 using osg::AnimCurve;
@@ -52,9 +54,7 @@ void knAnimEvaluator::PlannedEvaluation::writeTargets(UInt32 first, UInt32 end) 
     if (written.marks.none()) _marked.push_back(aim);
     written.marks |= rule.mask;
   } else {
-    announce(written.container, rule.kind == WriteRule::Kind::EulerRotation
-                                    ? osg::Transform3DBase::EulerRotationFieldMask
-                                    : osg::Transform3DBase::EulerRotationOrientationFieldMask);
+    announce(written.container, turnMask(rule));
   }
 }
 

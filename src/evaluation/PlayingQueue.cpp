@@ -1,4 +1,6 @@
+#include "evaluation/FieldContents.h"
 #include "evaluation/FieldWrite.h"
+#include "evaluation/GatheringBuffers.h"
 #include "evaluation/SceneWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
@@ -63,6 +65,23 @@ void prefetchChildren(AnimNodePtr const& tree, std::size_t step) {
   }
 }
 
+/// Evaluates a tree whose value is computed; true when that was its last time. `mark` notes a field that was written.
+template <class Mark>
+bool write(AnimNodePtr const& node, PlayingPlan::Tree const& tree, Mark mark) {
+  if (tree.isPausing) return false;
+  if (tree.writes && *tree.place != tree.value) {
+    *tree.place = tree.value;
+    if (tree.rule->kind == WriteRule::Kind::Field) {
+      mark(tree.aim, tree.rule->mask);
+    } else {
+      announce(tree.aim, turnMask(*tree.rule));
+    }
+  }
+  node->setLastEvaluationTime(tree.moment.time);
+  announce(node, AnimNodeBase::LastEvaluationTimeFieldMask);
+  return tree.moment.isOver;
+}
+
 void markAsStopped(AnimNodePtr const& node) {
   node->setPlaying(false);
   node->setUsePlayRange(false);
@@ -70,6 +89,15 @@ void markAsStopped(AnimNodePtr const& node) {
 }
 
 }  // namespace
+
+PlayingPlan::Moment findMoment(AnimNode const& node, double now) {
+  osg::Pnt2f const range = node.getPlayRange();
+  Span const span = node.getUsePlayRange() ? Span{range.x(), range.y()} : spanOf(node);
+  double const time = wrapRun(node, span, (now - node.getStartTime()) + static_cast<double>(span.start));
+  bool const isOver = time > static_cast<double>(span.end);
+  // The last value is that of the end, not of the moment when the end was noticed.
+  return {isOver ? span.end : static_cast<float>(time), isOver};
+}
 
 // --- Entering and leaving -----------------------------------------------------------------------------------------
 
@@ -146,17 +174,28 @@ void knAnimEvaluator::loop() {
   // looks at each tree again.
   std::vector<AnimNodePtr> const playing(_playingNodes.begin(), _playingNodes.end());
   std::vector<AnimNodePtr> finished;
+  // Out of the way of whoever comes back here.
+  std::unique_ptr<PlayingPlan> plan = std::exchange(_buffers->playing, nullptr);
+  if (plan == nullptr) plan = std::make_unique<PlayingPlan>();
+  if (_keepsPlans) plan->look(playing, _animParentMap, now);
   {
     WritePhase const phase(*this, true, true);
+    auto const mark = [this](auto const& container, auto const& mask) { markFieldChanged(container, mask); };
     for (std::size_t i = 0; i < playing.size(); ++i) {
-      prefetchTrees(playing, i);
       AnimNodePtr const& node = playing[i];
       // Leaving the queue ends playing: only what does not play any more needs to be looked for.
       if (!node.isAlive() || (!node->getPlaying() && !_playingNodes.contains(node))) continue;
+      if (_keepsPlans && plan->isReady(i)) {
+        if (write(node, plan->tree(i), mark)) finished.push_back(node);
+        continue;
+      }
+      prefetchTrees(playing, i);
+      plan->spoil();
       if (step(node, now)) finished.push_back(node);
     }
     commitChangedFields();
   }
+  if (_buffers->playing == nullptr) _buffers->playing = std::move(plan);
   send("evaluatedAnimationObjects", "count", static_cast<unsigned long>(_playingNodes.size()));
   for (AnimNodePtr const& node : finished) dequeue(node, true);
   startPending();
@@ -213,12 +252,8 @@ void knAnimEvaluator::prefetchTrees(std::vector<AnimNodePtr> const& trees, std::
 /// Evaluates a tree at its own time; true when that was its last.
 bool knAnimEvaluator::step(AnimNodePtr const& node, double now) {
   if (!node.isAlive() || !node->getCore().isAlive() || node->getPausing()) return false;
-  osg::Pnt2f const range = node->getPlayRange();
-  Span const span = node->getUsePlayRange() ? Span{range.x(), range.y()} : spanOf(*node);
-  double const time = wrapRun(*node, span, (now - node->getStartTime()) + static_cast<double>(span.start));
-  bool const isOver = time > static_cast<double>(span.end);
-  // The last value is that of the end, not of the moment when the end was noticed.
-  evaluateObject(node, isOver ? span.end : static_cast<float>(time), false, false, false);
+  auto const [time, isOver] = findMoment(*node, now);
+  evaluateObject(node, time, false, false, false);
   return isOver;
 }
 

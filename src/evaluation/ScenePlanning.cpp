@@ -25,20 +25,6 @@ UInt32 countOf(std::vector<T> const& list) {
   return static_cast<UInt32>(list.size());
 }
 
-/// The float that a value by such a rule is stored in as it comes, null where writing takes more than that.
-float* findPlace(FieldContainerPtr const& aim, WriteRule const& rule, UInt32 index) {
-  using Kind = WriteRule::Kind;
-  if (rule.name == nullptr) return nullptr;
-  if (rule.kind == Kind::Field && rule.angles == WriteRule::Angles::None)
-    return findComponent(*rule.field->getField(*aim), rule.content, index);
-  // Classes derived from the transform may do anything when they are turned.
-  if (aim.findType() != &osg::Transform3DBase::_type || index >= osg::Vec3f::Size) return nullptr;
-  auto& transform = *osg::dcastTo<osg::Transform3D>(aim);
-  if (rule.kind == Kind::EulerRotation) return &transform.getEulerRotation()[index];
-  if (rule.kind == Kind::EulerRotationOrientation) return &transform.getEulerRotationOrientation()[index];
-  return nullptr;
-}
-
 ScenePlan::Kind kindOf(WriteRule const& rule) {
   return rule.kind == WriteRule::Kind::Field ? ScenePlan::Kind::Direct : ScenePlan::Kind::Turn;
 }

@@ -21,6 +21,8 @@ void knAnimEvaluator::getFullAnimDataR(AnimNodePtr const& tree, float treeTime,
     if (!motionBlurOnly || node->getMotionBlur()) {
       time = wrapByCycles(*node, time);
       addToTree(node, time, sequences);
+      // Owners that were asked may have done anything.
+      if (!node.isAlive()) continue;
     }
     auto const& children = node->getChildren();
     for (std::size_t i = children.size(); i-- > 0;) {
@@ -61,7 +63,9 @@ void knAnimEvaluator::addCurveOfTree(AnimNodePtr const& node, AnimCurvePtr const
   std::vector<FieldContainerPtr>& parents = _buffers->parents;
   aims.clear();
   parents.clear();
-  for (FieldContainerPtr const& owner : entry->second) {
+  // A copy: who is asked may have the map made anew.
+  knContainerSet const owners = entry->second;
+  for (FieldContainerPtr const& owner : owners) {
     FieldContainerPtr aim;
     std::size_t const parentCount = parents.size();
     computeAim(curve, owner, aim, parents);

@@ -40,8 +40,9 @@ class PlanGeometry : public osg::Geometry {
   KN_CONTAINER(PlanGeometry, PlanGeometry, osg::Geometry)
   KN_CONTAINER_END
   osg::Transform3DPtr getTransform() const override {
+    osg::Transform3DPtr const transform = osg::Geometry::getTransform();
     PlanHost::tell("asked", *this);
-    return osg::Geometry::getTransform();
+    return transform;
   }
 };
 KN_CONTAINER_TYPE(PlanGeometry, PlanGeometry, "TestPlanGeometry")
@@ -68,11 +69,14 @@ class World {
     });
     addOwner(made(Transform3D::create()), knSceneDataManager::getSceneData(0)->getRoot());
     animate(_owners[0], newTree(0));
+    now = 0;
+    knAnimManager::setSimulationTimeCB([] { return now; });
     for (int i = 0; i < 9; ++i) addOwner();
     for (int i = 0; i < 14; ++i) addAnimation();
   }
   ~World() {
     PlanHost::called = {};
+    knAnimEvaluator::the()->dequeueAll();
     WinThreadBase::setCurrentChangeList(_formerList);
     knSceneDataManager::endScene();
     clearCallbacks();
@@ -86,11 +90,17 @@ class World {
     for (int i = 0; i < steps; ++i) {
       for (unsigned edits = pick(3); edits-- > 0;) edit();
       if (pick(4) == 0) _actions = pick(3);
-      evaluate();
+      if (pick(3) == 0) {
+        play();
+      } else {
+        evaluate();
+      }
       _actions = 0;
       look();
     }
   }
+  inline static double now = 0;
+  inline static unsigned passes = 0;   ///< of the playing queue
   inline static unsigned planned = 0;  ///< evaluations that left a plan
 
   std::string const& story() const { return _story; }
@@ -131,6 +141,20 @@ class World {
         break;
       default:
         edit();
+    }
+  }
+  /// A few passes over trees that play, most of them of one curve.
+  void play() {
+    for (unsigned i = pick(4); i-- > 0;) {
+      AnimNodePtr const tree = oneOf(_trees);
+      if (tree.isAlive() && pick(6) == 0) tree->getPausing() = !tree->getPausing();
+      if (tree.isAlive() && tree->getCore().isAlive()) knAnimEvaluator::the()->enqueue(tree, true);
+    }
+    for (unsigned pass = pick(5); pass-- > 0;) {
+      now += static_cast<double>(number());
+      if (pick(2) == 0) editSilently();
+      knAnimEvaluator::the()->loop();
+      if (Access::buffers().playing != nullptr) ++passes;
     }
   }
   void evaluate() {
@@ -418,7 +442,7 @@ class World {
   std::vector<MaterialPtr> _held;
 };
 
-constexpr unsigned SeedCount = 400;
+constexpr unsigned SeedCount = 250;
 
 std::string storyOf(unsigned seed, bool keepsPlans) {
   while (true) {
