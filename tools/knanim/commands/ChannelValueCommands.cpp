@@ -2,6 +2,7 @@
 #include "knanim/commands/Commands.h"
 #include "knanim/pictures/PlotPicture.h"
 #include "knanim/pictures/StillPicture.h"
+#include "knanim/saving/SceneSaving.h"
 #include "knanim/scene/ChannelPath.h"
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/support/Console.h"
@@ -114,9 +115,11 @@ ExitCode set(SetOptions const& options, Terminal terminal) {
   auto const value = readValue(options.value);
   if (auto const* failure = std::get_if<Failure>(&value)) return report(*failure, terminal);
   if (auto const failure = checkImage(options)) return report(*failure, terminal);
+  if (auto const failure = checkSceneOutput(options.out, {&options.scene.model, 1}))
+    return report(*failure, terminal);
   auto const loaded = LoadedScene::load(options.scene, terminal);
   if (auto const* failure = std::get_if<Failure>(&loaded)) return report(*failure, terminal);
-  LoadedScene const& scene = *std::get<std::unique_ptr<LoadedScene>>(loaded);
+  LoadedScene& scene = *std::get<std::unique_ptr<LoadedScene>>(loaded);
   SceneObjects const objects(scene.scene());
   auto const found = findChannel(objects, options.path);
   if (auto const* failure = std::get_if<Failure>(&found)) return report(*failure, terminal);
@@ -125,6 +128,9 @@ ExitCode set(SetOptions const& options, Terminal terminal) {
   Change const change = write(channel, std::get<float>(value));
   std::fprintf(terminal.output, "%s\n", scene.title().c_str());
   print(channel, change, std::get<float>(value), terminal.output);
+  if (!options.out.empty()) {
+    if (auto const failure = saveScene(scene, options.out, {}, terminal)) return report(*failure, terminal);
+  }
   if (options.image.empty()) return ExitCode::Ok;
   std::fflush(terminal.output);
   if (channel.channel.fieldName == "visible") warn("hidden nodes are drawn too", terminal);

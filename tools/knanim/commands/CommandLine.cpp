@@ -1,8 +1,8 @@
+#include "knanim/commands/CommandList.h"
 #include "knanim/commands/Commands.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/Interruption.h"
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
 
@@ -12,7 +12,7 @@ namespace {
 char const* const kFooter =
     "Exit codes:\n"
     "  0  all went well\n"
-    "  1  failed for a reason that has no code of its own, or interrupted\n"
+    "  1  failed for a reason that has no code of its own, or interrupted; diff: there are differences\n"
     "  2  the command line cannot be carried out\n"
     "  3  the model is missing or cannot be read\n"
     "  4  the file is not a model of a known format\n"
@@ -22,14 +22,6 @@ char const* const kFooter =
     "A table or picture that cannot be written whole leaves the old file as it was.\n"
     "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
     "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
-
-/// An option that names a file to write.
-CLI::Option* addOutput(CLI::App& command, std::string const& name, std::string& path,
-                       std::string const& help) {
-  return command.add_option(name, path, help)->check([](std::string const& given) {
-    return given.empty() ? std::string("needs the name of a file") : std::string();
-  });
-}
 
 void definePictures(CLI::App& command, PlayOptions& options) {
   char const* const group = "Pictures";
@@ -180,6 +172,7 @@ void defineSet(CLI::App& command, SetOptions& options) {
   command.add_option("PATH", options.path, kPathHelp)->required();
   command.add_option("VALUE", options.value, "The number to write, as 12 or -0.5")->required();
   addOutput(command, "--image", options.image, "Draw the scene afterwards into a .png or .svg file");
+  addOut(command, options.out);
 }
 
 void defineReduce(CLI::App& command, ReduceOptions& options) {
@@ -197,6 +190,7 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
       "--points", options.points,
       "Drop points by their distance instead (Douglas-Peucker at 0.0001), which bounds no value");
   command.add_flag("--all", options.all, "List all curves, however many");
+  addOut(command, options.out);
   CLI::Option* const plot =
       command.add_option("--plot", options.plot, "Draw old and new curves into a .png or .svg file");
   plot->group("Pictures");
@@ -206,33 +200,6 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
       ->allow_extra_args(false)
       ->needs(plot)
       ->group("Pictures");
-}
-
-void defineSource(CLI::App& command, PasteOptions& options) {
-  char const* const group = "Pasting";
-  command
-      .add_option("--source-animation", options.animation,
-                  "Number (from 1) or name of the animation that is pasted [the first]")
-      ->group(group);
-  command
-      .add_option("--map", options.map,
-                  "A file of \"source = target\" lines for nodes of other names; a * stands for the same "
-                  "characters on both sides")
-      ->group(group);
-  command
-      .add_option("--only", options.only,
-                  "Paste the nodes of the source whose name fits; may be given again [all]")
-      ->allow_extra_args(false)
-      ->group(group);
-  command
-      .add_flag(
-          "--retarget", options.retarget,
-          "Fit the animation to where the nodes of the target stand, how long its bones are and how it rests")
-      ->group(group);
-  command
-      .add_flag("--replace", options.replace,
-                "Remove the animations that the nodes had, which otherwise stay, switched off")
-      ->group(group);
 }
 
 /// An option that adds a step, in the order of the command line.
@@ -254,7 +221,8 @@ void defineEdit(CLI::App& command, EditOptions& options) {
   command.add_flag("--all", options.all, "Tell all that there is to say of a step");
   command.add_option("--fps", options.framesPerSecond, "Frames per second of the strip")
       ->capture_default_str();
-  defineSource(command, options.paste);
+  addPasteOptions(command, options.paste);
+  addOut(command, options.out);
   CLI::Option* const strip = addOutput(command, "--strip", options.strip,
                                        "Draw frames of before and after into a .png or .svg file");
   strip->group("Pictures");
@@ -351,44 +319,79 @@ ExitCode checkOutput(ExitCode code, Terminal terminal) {
   return report({ExitCode::OutputUnwritable, "cannot write to standard output" + reason}, terminal);
 }
 
+ExitCode playAsAsked(PlayOptions const& given, Terminal terminal) {
+  PlayOptions options = given;
+  options.clips = options.clips || !options.clipsPlot.empty();
+  return play(options, terminal);
+}
+
+void addCommands(CommandList& commands) {
+  commands.add<PlayOptions>("play", "Evaluate an animation frame by frame", &definePlay, &playAsAsked);
+  commands.add<InfoOptions>("info", "Describe what is in a model", &defineInfo, &info);
+  commands.add<QueueOptions>("queue", "Play several models at once, each on its own clock", &defineQueue,
+                             &queue);
+  commands.add<ChannelsOptions>("channels", "List what can be keyed, with its values", &defineChannels,
+                                &channels);
+  commands.add<GetOptions>("get", "Print the value of one channel", &defineGet, &get);
+  commands.add<SetOptions>("set", "Write a value to one channel of the scene, and tell what that does",
+                           &defineSet, &set);
+  commands.add<ReduceOptions>("reduce", "Find few keys that give the same curves within a tolerance",
+                              &defineReduce, &reduce);
+  commands.add<ShootOptions>("shoot", "Move a camera through viewpoints, and draw what it sees", &defineShoot,
+                             &shoot);
+  commands.add<EditOptions>(
+      "edit", "Copy, paste, share, remove, rename, scale and move animations, and show what became of it",
+      &defineEdit, &edit);
+  addFileCommands(commands);
+}
+
 }  // namespace
+
+CLI::Option* addOutput(CLI::App& command, std::string const& name, std::string& path,
+                       std::string const& help) {
+  return command.add_option(name, path, help)->check([](std::string const& given) {
+    return given.empty() ? std::string("needs the name of a file") : std::string();
+  });
+}
+
+void addOut(CLI::App& command, std::string& path) {
+  addOutput(command, "--out", path, "Write the scene afterwards: .osb, .json, .gltf or .glb");
+}
+
+void addPasteOptions(CLI::App& command, PasteOptions& options) {
+  char const* const group = "Pasting";
+  command
+      .add_option("--source-animation", options.animation,
+                  "Number (from 1) or name of the animation that is pasted [the first]")
+      ->group(group);
+  command
+      .add_option("--map", options.map,
+                  "A file of \"source = target\" lines for nodes of other names; a * stands for the same "
+                  "characters on both sides")
+      ->group(group);
+  command
+      .add_option("--only", options.only,
+                  "Paste the nodes of the source whose name fits; may be given again [all]")
+      ->allow_extra_args(false)
+      ->group(group);
+  command
+      .add_flag(
+          "--retarget", options.retarget,
+          "Fit the animation to where the nodes of the target stand, how long its bones are and how it rests")
+      ->group(group);
+  command
+      .add_flag("--replace", options.replace,
+                "Remove the animations that the nodes had, which otherwise stay, switched off")
+      ->group(group);
+}
 
 ExitCode runCommandLine(int count, char const* const* arguments, Terminal terminal) {
   CLI::App app("Imports animated models, plays them and shows what is in them.", "knanim");
   app.set_version_flag("--version", std::string("knanim ") + KNANIM_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);
-  PlayOptions playOptions;
-  InfoOptions infoOptions;
-  QueueOptions queueOptions;
-  ChannelsOptions channelsOptions;
-  GetOptions getOptions;
-  SetOptions setOptions;
-  ReduceOptions reduceOptions;
-  ShootOptions shootOptions;
-  EditOptions editOptions;
-  CLI::App& playCommand = *app.add_subcommand("play", "Evaluate an animation frame by frame");
-  CLI::App& infoCommand = *app.add_subcommand("info", "Describe what is in a model");
-  CLI::App& queueCommand = *app.add_subcommand("queue", "Play several models at once, each on its own clock");
-  CLI::App& channelsCommand = *app.add_subcommand("channels", "List what can be keyed, with its values");
-  CLI::App& getCommand = *app.add_subcommand("get", "Print the value of one channel");
-  CLI::App& setCommand = *app.add_subcommand(
-      "set", "Write a value to one channel in memory, and tell what that does; the file stays as it is");
-  CLI::App& shootCommand =
-      *app.add_subcommand("shoot", "Move a camera through viewpoints, and draw what it sees");
-  CLI::App& reduceCommand =
-      *app.add_subcommand("reduce", "Find few keys that give the same curves within a tolerance");
-  CLI::App& editCommand = *app.add_subcommand(
-      "edit", "Copy, paste, share, remove, rename, scale and move animations, and show what became of it");
-  definePlay(playCommand, playOptions);
-  defineInfo(infoCommand, infoOptions);
-  defineQueue(queueCommand, queueOptions);
-  defineChannels(channelsCommand, channelsOptions);
-  defineGet(getCommand, getOptions);
-  defineSet(setCommand, setOptions);
-  defineReduce(reduceCommand, reduceOptions);
-  defineShoot(shootCommand, shootOptions);
-  defineEdit(editCommand, editOptions);
+  CommandList commands(app);
+  addCommands(commands);
   try {
     app.parse(count, arguments);
   } catch (CLI::Success const& request) {
@@ -401,16 +404,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
     return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
   }
   InterruptionGuard const guard;
-  playOptions.clips = playOptions.clips || !playOptions.clipsPlot.empty();
-  ExitCode const code = playCommand.parsed()       ? play(playOptions, terminal)
-                        : queueCommand.parsed()    ? queue(queueOptions, terminal)
-                        : channelsCommand.parsed() ? channels(channelsOptions, terminal)
-                        : getCommand.parsed()      ? get(getOptions, terminal)
-                        : setCommand.parsed()      ? set(setOptions, terminal)
-                        : reduceCommand.parsed()   ? reduce(reduceOptions, terminal)
-                        : shootCommand.parsed()    ? shoot(shootOptions, terminal)
-                        : editCommand.parsed()     ? edit(editOptions, terminal)
-                                                   : info(infoOptions, terminal);
+  ExitCode const code = commands.run(terminal);
   return checkOutput(code, terminal);
 }
 

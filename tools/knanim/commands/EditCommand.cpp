@@ -2,11 +2,13 @@
 #include "knanim/editing/SceneEditing.h"
 #include "knanim/pictures/FilmShooting.h"
 #include "knanim/pictures/PlotPicture.h"
+#include "knanim/saving/SceneSaving.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -76,11 +78,13 @@ std::optional<Failure> check(EditOptions const& options) {
   if (modifies && !pastes)
     return Failure{ExitCode::Usage,
                    "--source-animation, --map, --only, --retarget and --replace require --paste"};
+  std::array<std::string, 2> const inputs = {options.model, paste.source};
+  if (auto failure = checkSceneOutput(options.out, inputs)) return failure;
   if (options.strip.empty()) return std::nullopt;
   if (!pictureFormat(options.strip))
     return Failure{ExitCode::Usage,
                    "the name of a picture ends in .png or .svg, unlike " + printable(options.strip)};
-  for (std::string const& model : {options.model, paste.source}) {
+  for (std::string const& model : inputs) {
     std::error_code error;
     if (std::filesystem::equivalent(options.strip, model, error))
       return Failure{ExitCode::Usage, "the output would replace the model " + printable(model)};
@@ -211,6 +215,9 @@ ExitCode edit(EditOptions const& options, Terminal terminal) {
            grouped(before.curves) + " before, " + grouped(after.curves) + " after");
   printRow(terminal.output, "keys", grouped(before.keys) + " before, " + grouped(after.keys) + " after");
   printRow(terminal.output, "time", describe(before.span) + " before, " + describe(after.span) + " after");
+  if (!options.out.empty()) {
+    if (auto const failure = saveScene(*loaded, options.out, {}, terminal)) return report(*failure, terminal);
+  }
   if (options.strip.empty()) return ExitCode::Ok;
   auto const failure = drawStrip(options, std::move(loaded), former, terminal);
   return failure ? report(*failure, terminal) : ExitCode::Ok;

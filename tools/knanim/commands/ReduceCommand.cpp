@@ -1,5 +1,6 @@
 #include "knanim/commands/Commands.h"
 #include "knanim/pictures/ReductionPlot.h"
+#include "knanim/saving/SceneSaving.h"
 #include "knanim/scene/ChannelChoice.h"
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/scene/SceneReduction.h"
@@ -117,9 +118,11 @@ std::optional<Failure> writePicture(PlotPicture const& picture, std::string cons
 
 ExitCode reduce(ReduceOptions const& options, Terminal terminal) {
   if (auto const failure = checkPicture(options)) return report(*failure, terminal);
+  if (auto const failure = checkSceneOutput(options.out, {&options.model, 1}))
+    return report(*failure, terminal);
   auto const loaded = LoadedScene::load({options.model, options.animation}, terminal);
   if (auto const* failure = std::get_if<Failure>(&loaded)) return report(*failure, terminal);
-  LoadedScene const& scene = *std::get<std::unique_ptr<LoadedScene>>(loaded);
+  LoadedScene& scene = *std::get<std::unique_ptr<LoadedScene>>(loaded);
   ImportedModel const& model = scene.model();
   if (model.curves.empty())
     return report({ExitCode::NoAnimation, printable(options.model) + " has no curves to reduce"}, terminal);
@@ -146,6 +149,9 @@ ExitCode reduce(ReduceOptions const& options, Terminal terminal) {
   if (!options.plot.empty()) {
     if (auto const failure = writePicture(plot.draw(title, wanted), options.plot, terminal.output))
       return report(*failure, terminal);
+  }
+  if (!options.out.empty()) {
+    if (auto const failure = saveScene(scene, options.out, {}, terminal)) return report(*failure, terminal);
   }
   printCurves(model, reduction, wanted, options.all, terminal.output);
   return ExitCode::Ok;

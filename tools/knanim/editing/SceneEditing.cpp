@@ -55,6 +55,11 @@ void moveInTime(osg::AnimNodePtr const& node, float seconds) {
   osg::announce(node, osg::AnimNodeBase::OffsetFieldMask);
 }
 
+void switchOff(osg::AnimNodePtr const& tree) {
+  tree->setTravMask(0);
+  osg::announce(tree, osg::Node::TravMaskFieldMask);
+}
+
 /// A curve that several nodes share is written once.
 std::vector<osg::AnimCurvePtr> distinctCurves(AnimatedScene const& scene,
                                               std::vector<std::size_t> const& curves) {
@@ -116,7 +121,7 @@ void SceneEditing::copyOnto(osg::NodePtr const& source, osg::NodePtr const& targ
   for (std::size_t i = 0; i < pasted.size() && pasted.size() == copied.size(); ++i)
     osg::NodeUtils::setName(pasted[i], nameOf(copied[i]), true);
   for (osg::AnimNodePtr const& tree : former)
-    isReplaced ? manager.subAnimation(target, tree) : manager.setTreeActive(tree, false);
+    isReplaced ? manager.subAnimation(target, tree) : switchOff(tree);
 }
 
 void SceneEditing::refresh() {

@@ -35,6 +35,8 @@ struct BezierKey {
   std::array<float, 2> out = {0, 0};  ///< the out tangent
   std::uint8_t inType = 0;
   std::uint8_t outType = 0;
+
+  friend bool operator==(BezierKey const&, BezierKey const&) = default;
 };
 
 /// A curve as the library has it, with the placement of its node.
@@ -46,6 +48,8 @@ struct CurveForm {
   float offset = 0;  ///< of the node and all above it
   float scale = 1;
   std::int32_t cycles = 0;
+
+  friend bool operator==(CurveForm const&, CurveForm const&) = default;
 };
 
 /// One component of one channel of one node. Keys ascend strictly in time, all numbers are finite, there is
@@ -94,7 +98,9 @@ struct ImportedNode {
   std::array<double, 3> translation = {0, 0, 0};
   std::array<double, 3> rotation = {0, 0, 0};  ///< degrees, Rz * Ry * Rx
   std::array<double, 3> scale = {1, 1, 1};
-  std::vector<std::string> tags;  ///< as "role = door"
+  std::array<double, 3> orientation = {0, 0, 0};  ///< degrees: the frame that the rotation turns in
+  std::array<double, 3> pivot = {0, 0, 0};        ///< what the rotation leaves in place
+  std::vector<std::string> tags;                  ///< as "role = door"
 };
 
 /// What an animation is made of, without its keys.
@@ -141,6 +147,8 @@ struct ImportedModel {
   std::vector<ImportedMorph> morphs;
   /// What was wrong with the file, one line each.
   std::vector<std::string> warnings;
+  /// The file of the library's own that holds the scene which this describes; empty for all other models.
+  std::string stored;
 
   /// "node.channel.suffix" of a curve.
   std::string curveName(ImportedCurve const& curve) const;

@@ -2,6 +2,7 @@
 
 #include "knanim/import/ModelReader.h"
 #include "knanim/import/ModelTransfer.h"
+#include "knanim/import/StoredModel.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
 
@@ -208,17 +209,25 @@ Failure ModelFile::Importer::whyItEnded() {
                                    : "the importer ended");
 }
 
-ModelFile::ModelFile(std::unique_ptr<Importer> importer) : _importer(std::move(importer)) {}
+ModelFile::ModelFile() = default;
 ModelFile::ModelFile(ModelFile&& other) noexcept = default;
 ModelFile& ModelFile::operator=(ModelFile&& other) noexcept = default;
 ModelFile::~ModelFile() = default;
 
 std::variant<ModelFile, Failure> ModelFile::open(std::string const& path) {
+  ModelFile file;
+  if (isStoredModel(path)) {
+    auto stored = StoredModel::open(path);
+    if (auto* failure = std::get_if<Failure>(&stored)) return std::move(*failure);
+    file._stored = std::make_unique<StoredModel>(std::move(std::get<StoredModel>(stored)));
+    file._model = file._stored->model();
+    return file;
+  }
   auto const size = checkModelFile(path);
   if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
   auto started = Importer::start(path);
   if (auto* failure = std::get_if<Failure>(&started)) return std::move(*failure);
-  ModelFile file(std::move(std::get<std::unique_ptr<Importer>>(started)));
+  file._importer = std::move(std::get<std::unique_ptr<Importer>>(started));
   auto model = file._importer->ask<ImportedModel>({Part::Model});
   if (auto* failure = std::get_if<Failure>(&model)) return std::move(*failure);
   file._model = std::move(std::get<ImportedModel>(model));
@@ -247,10 +256,12 @@ std::variant<std::size_t, Failure> ModelFile::findAnimation(std::string const& c
 }
 
 std::variant<ImportedModel, Failure> ModelFile::load(std::size_t animation) const {
+  if (_stored) return _stored->load(animation);
   return _importer->ask<ImportedModel>({Part::Animation, animation});
 }
 
 std::variant<ModelContent, Failure> ModelFile::loadContent() const {
+  if (_stored) return _stored->loadContent();
   return _importer->ask<ModelContent>({Part::Content});
 }
 

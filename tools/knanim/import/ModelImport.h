@@ -10,12 +10,14 @@
 
 namespace knanim {
 
-/// A model file that has been read by a process of its own, which lives as long as this and is asked for the parts
+class StoredModel;
+
+/// A model file: one of the library's own, or one that has been read by a process of its own, which lives as long as this and is asked for the parts
 /// of the model. A file that makes the importers crash, or keeps them busy without end, does no harm here. Nothing
 /// is thrown.
 class ModelFile {
  public:
-  /// Reads a file of any format that Assimp knows. Fails with `FileUnreadable`, with `NotAModel`, also when the
+  /// Reads a file of any format that Assimp knows, or of the library's own by its extension. Fails with `FileUnreadable`, with `NotAModel`, also when the
   /// importer crashed, and with `Failed` when interrupted.
   static std::variant<ModelFile, Failure> open(std::string const& path);
 
@@ -39,9 +41,10 @@ class ModelFile {
 
  private:
   class Importer;
-  explicit ModelFile(std::unique_ptr<Importer> importer);
+  ModelFile();
 
-  std::unique_ptr<Importer> _importer;
+  std::unique_ptr<Importer> _importer;   ///< null for a stored one
+  std::unique_ptr<StoredModel> _stored;  ///< null for all others
   ImportedModel _model;
 };
 

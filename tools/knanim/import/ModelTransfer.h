@@ -50,8 +50,8 @@ void visitMembers(Model& morph, Visit visit) {
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedNode>
 void visitMembers(Model& node, Visit visit) {
-  auto& [name, parent, depth, inTree, translation, rotation, scale, tags] = node;
-  visit(name, parent, depth, inTree, translation, rotation, scale, tags);
+  auto& [name, parent, depth, inTree, translation, rotation, scale, orientation, pivot, tags] = node;
+  visit(name, parent, depth, inTree, translation, rotation, scale, orientation, pivot, tags);
 }
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, AnimationSummary>
@@ -70,8 +70,8 @@ void visitMembers(Model& summary, Visit visit) {
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedModel>
 void visitMembers(Model& model, Visit visit) {
-  auto& [summary, nodes, animation, curves, morphs, warnings] = model;
-  visit(summary, nodes, animation, curves, morphs, warnings);
+  auto& [summary, nodes, animation, curves, morphs, warnings, stored] = model;
+  visit(summary, nodes, animation, curves, morphs, warnings, stored);
 }
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedMaterial>

@@ -4,6 +4,7 @@
 #include "knanim/import/EulerAngles.h"
 #include "knanim/import/KeyRepairs.h"
 #include "knanim/import/MorphConversion.h"
+#include "knanim/support/NameBook.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -13,7 +14,6 @@
 #include <sstream>
 #include <tuple>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace knanim {
 namespace {
@@ -21,23 +21,6 @@ namespace {
 constexpr double kGuessedTicksPerSecond = 25;
 /// Where FBX files keep what users wrote.
 constexpr char const* kUserProperties = "UserProperties";
-
-/// Hands out names that have not been given before.
-class NameBook {
- public:
-  std::string makeUnique(std::string const& wanted) {
-    std::string const& base = wanted.empty() ? kUnnamed : wanted;
-    std::string name = base;
-    while (!_given.insert(name).second)
-      name = base + '#' + std::to_string(++_last.try_emplace(base, 1).first->second);
-    return name;
-  }
-
- private:
-  static inline std::string const kUnnamed = "unnamed";
-  std::unordered_set<std::string> _given;
-  std::unordered_map<std::string, std::size_t> _last;
-};
 
 bool isUsable(double time, aiVector3D const& value) { return std::abs(time) <= FLT_MAX && isFinite(value); }
 

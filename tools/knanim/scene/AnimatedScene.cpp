@@ -2,14 +2,18 @@
 
 #include "knAnimEvaluator.h"
 #include "knanim/import/ShapeCaches.h"
+#include "knanim/import/StoredContent.h"
+#include "knanim/import/StoredModel.h"
 #include "knanim/scene/AnimationTrees.h"
 #include "knanim/scene/HungCurves.h"
 #include "knanim/scene/SceneContent.h"
+#include "knanim/support/Text.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/scenegraph/Group.h"
 
 #include <algorithm>
 #include <map>
+#include <stdexcept>
 
 namespace knanim {
 namespace {
@@ -27,6 +31,10 @@ void connectHost() {
 
 AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& content) {
   connectHost();
+  if (!model.stored.empty()) {
+    adopt(model);
+    return;
+  }
   knSceneDataManager::beginScene();
   _root = knSceneDataManager::getSceneData(0)->getRoot();
   _nodes = makeNodes(model, _root);
@@ -39,7 +47,43 @@ AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& con
 
 AnimatedScene::~AnimatedScene() {
   knAnimManager::the()->clearClipStructure();
+  knAnimManager::the()->clearSceneStructure();
+  knAnimManager::the()->setKeepKeysAtFrame(false);
   knSceneDataManager::endScene();
+}
+
+void AnimatedScene::adopt(ImportedModel const& model) {
+  std::string reason;
+  _root = StoredModel::makeCurrent(model.stored, reason);
+  if (!_root.isAlive()) throw std::runtime_error("cannot read " + printable(model.stored) + ": " + reason);
+  _keepsKeys = knAnimManager::the()->keepKeysAtFrame();
+  knAnimManager::the()->setKeepKeysAtFrame(false);
+  SceneParts const parts = findParts(_root);
+  _nodes = parts.nodes;
+  auto const& animations = model.summary.animations;
+  if (!animations.empty() && animations[model.animation].name != kAllActive && !model.curves.empty())
+    _formerMasks = switchTo(animations[model.animation].name, parts.all);
+  std::vector<std::size_t> const numbers = meshNumbers(parts);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    osg::NodePtr const& node = parts.meshes[i].node;
+    for (osg::AnimNodePtr const& cache : findCaches(node))
+      _caches.push_back({_meshes.size(), cache, osg::dcast<osg::TimeShapeCachePtr>(cache->getCore())});
+    _meshes.push_back({node, numbers[i], false});
+  }
+  for (ScenePart const& part : parts.cameras) {
+    char const* const name = osg::NodeUtils::getName(part.node);
+    _cameras.push_back({printable(name != nullptr ? name : ""), part.node});
+  }
+  ImportedModel found;
+  if (!model.curves.empty()) readCurves(found);
+  if (_nodes.size() != model.nodes.size() || found.curves.size() != model.curves.size())
+    throw std::runtime_error(printable(model.stored) + " changed while it was read");
+}
+
+void AnimatedScene::switchBack() {
+  if (_keepsKeys) knAnimManager::the()->setKeepKeysAtFrame(true);
+  knanim::switchBack(_formerMasks);
+  _formerMasks.clear();
 }
 
 void AnimatedScene::readCurves(ImportedModel& model) {
@@ -54,6 +98,7 @@ void AnimatedScene::readCurves(ImportedModel& model) {
     _curves.push_back(each.curve);
     model.curves.push_back(std::move(described));
   }
+  if (!model.curves.empty() && model.summary.animations.empty()) model.summary.animations.emplace_back();
 }
 
 void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& content) {

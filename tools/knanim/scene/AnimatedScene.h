@@ -3,6 +3,7 @@
 #include "knAnimManager.h"
 #include "knanim/import/ImportedModel.h"
 #include "knanim/import/ModelContent.h"
+#include "knanim/scene/BlockSwitch.h"
 #include "knanim/scene/ModelNodes.h"
 #include "model/sceneext/TimeShapeCache.h"
 
@@ -45,6 +46,8 @@ struct SceneCamera {
 /// structure. One curve may be read by any number of `CurveReader`s while the scene lives.
 class AnimatedScene {
  public:
+  /// The scene of a stored model is loaded again as it is in the file, with the model's animation switched on; throws
+  /// std::runtime_error when that cannot be read any more or is another one now.
   explicit AnimatedScene(ImportedModel const& model, ModelContent const& content = {});
   ~AnimatedScene();
   AnimatedScene(AnimatedScene const&) = delete;
@@ -67,6 +70,9 @@ class AnimatedScene {
     return hangCurves(model, _nodes, false);
   }
 
+  /// Puts back what was switched for the sake of the animation, as before saving. It may be switched again.
+  void switchBack();
+
   /// Looks at what hangs on the nodes by now, after blocks and curves came or went: `curves` and those of the model
   /// become what is active there.
   void readCurves(ImportedModel& model);
@@ -76,6 +82,7 @@ class AnimatedScene {
   void playBaked(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache);
 
  private:
+  void adopt(ImportedModel const& model);
   void hangMorphs(ImportedModel const& model, ModelContent const& content);
   void hangCache(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache,
                  std::string const& name);
@@ -86,6 +93,8 @@ class AnimatedScene {
   std::vector<SceneMesh> _meshes;
   std::vector<SceneCamera> _cameras;
   std::vector<SceneCache> _caches;
+  std::vector<FormerMask> _formerMasks;  ///< what choosing the animation changed
+  bool _keepsKeys = false;               ///< keys of a stored scene would move with the frame rate
 };
 
 /// Evaluates some curves of a scene together. The scene's fields stay as they are.

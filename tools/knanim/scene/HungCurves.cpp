@@ -74,6 +74,25 @@ HungCurves findCurves(std::span<osg::NodePtr const> nodes) {
   return found;
 }
 
+CurveForm formOf(osg::AnimCurve const& curve, osg::AnimNode const& node) {
+  CurveForm form{{},
+                 curve.getForceLinearInterpolation(),
+                 curve.getPreInfinityMode(),
+                 curve.getPostInfinityMode(),
+                 node.getTotalOffset(),
+                 node.getTotalScale(),
+                 node.getPostCycles()};
+  for (osg::CCPnt const& key : curve.getControlPoints().getValues()) {
+    form.keys.push_back({key.x(),
+                         key.y(),
+                         {key.inX(), key.inY()},
+                         {key.outX(), key.outY()},
+                         static_cast<std::uint8_t>(key.inType()),
+                         static_cast<std::uint8_t>(key.outType())});
+  }
+  return form;
+}
+
 ImportedCurve describe(HungCurve const& hung) {
   osg::AnimCurve const& curve = *hung.curve.curve;
   osg::AnimNode const& node = *hung.curve.node;
@@ -83,22 +102,10 @@ ImportedCurve describe(HungCurve const& hung) {
   result.component = static_cast<std::uint8_t>(hung.curve.component);
   result.before = extrapolation(curve.getPreInfinityMode());
   result.after = extrapolation(curve.getPostInfinityMode());
-  result.form = {{},
-                 curve.getForceLinearInterpolation(),
-                 curve.getPreInfinityMode(),
-                 curve.getPostInfinityMode(),
-                 node.getTotalOffset(),
-                 node.getTotalScale(),
-                 node.getPostCycles()};
-  for (osg::CCPnt const& key : curve.getControlPoints().getValues()) {
-    result.form.keys.push_back({key.x(),
-                                key.y(),
-                                {key.inX(), key.inY()},
-                                {key.outX(), key.outY()},
-                                static_cast<std::uint8_t>(key.inType()),
-                                static_cast<std::uint8_t>(key.outType())});
-    double const time = static_cast<double>(key.x()) * node.getTotalScale() + node.getTotalOffset();
-    if (std::isfinite(time) && std::isfinite(key.y())) result.keys.push_back({time, key.y()});
+  result.form = formOf(curve, node);
+  for (BezierKey const& key : result.form.keys) {
+    double const time = static_cast<double>(key.time) * node.getTotalScale() + node.getTotalOffset();
+    if (std::isfinite(time) && std::isfinite(key.value)) result.keys.push_back({time, key.value});
   }
   if (node.getTotalScale() < 0) {
     std::reverse(result.keys.begin(), result.keys.end());

@@ -23,6 +23,9 @@ struct HungCurves {
 /// What hangs on nodes. Linear, for trees of any depth.
 HungCurves findCurves(std::span<osg::NodePtr const> nodes);
 
+/// A curve and the placement of one of its nodes as plain data.
+CurveForm formOf(osg::AnimCurve const& curve, osg::AnimNode const& node);
+
 /// The curve as plain data, with its form. Keys stand where the nodes put them; of several at one time the last
 /// counts. Without keys when the curve has none.
 ImportedCurve describe(HungCurve const& hung);

@@ -39,8 +39,10 @@ std::variant<ImportedModel, Failure> loadAnimation(ModelFile const& file, SceneO
 
 }  // namespace
 
-LoadedScene::LoadedScene(SceneOptions const& options, ImportedModel model, ModelContent content)
+LoadedScene::LoadedScene(SceneOptions const& options, ModelFile file, ImportedModel model,
+                         ModelContent content)
     : _name(printable(std::filesystem::path(options.model).filename().string())),
+      _file(std::move(file)),
       _model(std::move(model)),
       _content(std::move(content)),
       _scene(_model, _content) {}
@@ -48,14 +50,15 @@ LoadedScene::LoadedScene(SceneOptions const& options, ImportedModel model, Model
 std::variant<std::unique_ptr<LoadedScene>, Failure> LoadedScene::load(SceneOptions const& options,
                                                                       Terminal terminal) {
   if (auto failure = checkMoment(options)) return std::move(*failure);
-  auto const opened = ModelFile::open(options.model);
+  auto opened = ModelFile::open(options.model);
   if (auto const* failure = std::get_if<Failure>(&opened)) return *failure;
-  auto const& file = std::get<ModelFile>(opened);
+  auto& file = std::get<ModelFile>(opened);
   auto model = loadAnimation(file, options, terminal);
   if (auto* failure = std::get_if<Failure>(&model)) return std::move(*failure);
   auto content = file.loadContent();
   if (auto* failure = std::get_if<Failure>(&content)) return std::move(*failure);
-  std::unique_ptr<LoadedScene> scene(new LoadedScene(options, std::move(std::get<ImportedModel>(model)),
+  std::unique_ptr<LoadedScene> scene(new LoadedScene(options, std::move(file),
+                                                     std::move(std::get<ImportedModel>(model)),
                                                      std::move(std::get<ModelContent>(content))));
   scene->evaluate(options);
   return scene;
@@ -63,7 +66,8 @@ std::variant<std::unique_ptr<LoadedScene>, Failure> LoadedScene::load(SceneOptio
 
 void LoadedScene::evaluate(SceneOptions const& options) {
   knAnimManager& manager = *knAnimManager::the();
-  manager.setFPS(options.framesPerSecond);
+  // A stored scene has a frame rate of its own.
+  if (_model.stored.empty() || options.frame) manager.setFPS(options.framesPerSecond);
   if (options.time) {
     manager.setCurrentTime(*options.time, true, false);
   } else if (options.frame) {

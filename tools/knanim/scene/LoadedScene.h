@@ -19,6 +19,8 @@ class LoadedScene {
   static std::variant<std::unique_ptr<LoadedScene>, Failure> load(SceneOptions const& options,
                                                                   Terminal terminal);
 
+  /// The file, which is asked for other animations.
+  ModelFile const& file() const { return _file; }
   ImportedModel& model() { return _model; }
   ImportedModel const& model() const { return _model; }
   ModelContent const& content() const { return _content; }
@@ -32,10 +34,11 @@ class LoadedScene {
   std::string title() const;
 
  private:
-  LoadedScene(SceneOptions const& options, ImportedModel model, ModelContent content);
+  LoadedScene(SceneOptions const& options, ModelFile file, ImportedModel model, ModelContent content);
   void evaluate(SceneOptions const& options);
 
   std::string _name;
+  ModelFile _file;
   ImportedModel _model;
   ModelContent _content;
   AnimatedScene _scene;

@@ -17,6 +17,8 @@ osg::NodePtr makeNode(ImportedNode const& source) {
   transform->setTranslation(toVector(source.translation));
   transform->setRotationAsEuler(toVector(source.rotation));
   transform->setScale(toVector(source.scale));
+  transform->setRotationOrientationAsEuler(toVector(source.orientation));
+  transform->setRotatePivot(toVector(source.pivot));
   osg::NodePtr node = osg::Node::create();
   node->setCore(transform);
   osg::NodeUtils::setName(node, source.name, true);
@@ -135,6 +137,14 @@ void SceneCurve::setFieldValue(float value) const {
   bool const moves = kind == ChannelKind::Translation;
   moves ? target->setTranslation(vector) : target->setScale(vector);
   osg::announce(target, moves ? osg::Transform3D::TranslationFieldMask : osg::Transform3D::ScaleFieldMask);
+}
+
+osg::AnimNodePtr makeCurveNode(CurveForm const& form) {
+  osg::AnimNodePtr const node = osg::AnimNodeBase::create();
+  osg::AnimCurvePtr const curve = osg::AnimCurveBase::create();
+  giveForm(form, *curve, *node);
+  node->setCore(curve);
+  return node;
 }
 
 std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent) {

@@ -23,6 +23,9 @@ struct SceneCurve {
   void setFieldValue(float value) const;
 };
 
+/// A curve of a form below a node that hangs on nothing.
+osg::AnimNodePtr makeCurveNode(CurveForm const& form);
+
 /// Nodes with transforms for the nodes of a model, in their order, the first ones below `parent`.
 std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent);
 

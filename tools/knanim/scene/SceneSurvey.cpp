@@ -1,6 +1,7 @@
 #include "knanim/scene/SceneSurvey.h"
 
 #include "knanim/scene/AnimationTrees.h"
+#include "knanim/support/NameBook.h"
 
 #include <algorithm>
 #include <map>
@@ -62,24 +63,30 @@ std::vector<SurveyedName> surveyNames() {
 std::vector<std::string> completeScene(AnimatedScene& scene, ImportedModel const& model,
                                        ModelFile const& file) {
   std::vector<std::string> failures;
+  if (!model.stored.empty()) return failures;
   auto const& animations = model.summary.animations;
+  // Blocks of one name are one animation.
+  NameBook names;
+  if (!animations.empty()) names.makeUnique(animations[model.animation].name);
   for (std::size_t i = 0; i < animations.size(); ++i) {
     bool const isThere = i == model.animation;
+    std::string const name = isThere ? animations[i].name : names.makeUnique(animations[i].name);
     std::vector<SceneCurve> curves;
     if (isThere) {
       curves.assign(scene.curves().begin(), scene.curves().end());
     } else if (animations[i].keys.total() != 0) {
-      auto const loaded = file.load(i);
-      if (auto const* failure = std::get_if<Failure>(&loaded))
+      auto loaded = file.load(i);
+      if (auto const* failure = std::get_if<Failure>(&loaded)) {
         failures.push_back("animation \"" + animations[i].name + "\": " + failure->message);
-      else
+      } else {
+        std::get<ImportedModel>(loaded).summary.animations[i].name = name;
         curves = scene.addAnimation(std::get<ImportedModel>(loaded));
+      }
     }
     bool const hasCaches = isThere && !scene.caches().empty();
     if (curves.empty() && !hasCaches) continue;
     std::vector<SceneCurve> placed;
-    osg::AnimNodePtr const clip =
-        makeClip(animations[i].name.empty() ? "unnamed" : animations[i].name, curves, placed);
+    osg::AnimNodePtr const clip = makeClip(name.empty() ? "unnamed" : name, curves, placed);
     if (hasCaches) {
       for (SceneCache const& each : scene.caches()) clip->addChild(shareCore(each.cache));
     }

@@ -9,7 +9,7 @@
 namespace knanim {
 
 /// Hangs the other animations of the file into the scene of `model`, and puts all of them into the library's
-/// clip structure, one clip for each. Returns what could not be done, one line each.
+/// clip structure, one clip for each. A stored scene has all of that already. Returns what could not be done, one line each.
 std::vector<std::string> completeScene(AnimatedScene& scene, ImportedModel const& model,
                                        ModelFile const& file);
 

@@ -26,7 +26,7 @@ std::vector<osg::Matrix> worldMatrices(ImportedModel const& model, std::span<osg
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     std::size_t const parent = model.nodes[i].parent;
     if (parent != ImportedNode::NoParent) worlds[i] = worlds[parent];
-    nodes[i]->getCore()->accumulateMatrix(worlds[i]);
+    if (nodes[i]->getCore().isAlive()) nodes[i]->getCore()->accumulateMatrix(worlds[i]);
   }
   return worlds;
 }

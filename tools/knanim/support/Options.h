@@ -68,6 +68,12 @@ struct QueueOptions {
   std::size_t stripFrames = 8;
 };
 
+/// How near an export stays to what it has to sample.
+struct ExportOptions {
+  double degrees = 0.01;  ///< between rotations
+  double share = 1e-4;    ///< of the largest value of a translation or scale
+};
+
 /// A model, and the moment at which it is looked at; without one it stands as the file has it.
 struct SceneOptions {
   std::string model;
@@ -94,6 +100,7 @@ struct SetOptions {
   std::string path;
   std::string value;
   std::string image;  ///< a picture of the scene afterwards; empty for none
+  std::string out;    ///< the scene afterwards, as a file; empty for none
 };
 
 struct ReduceOptions {
@@ -104,6 +111,7 @@ struct ReduceOptions {
   std::string plot;                     ///< empty for none
   std::vector<std::string> channels;    ///< in the picture
   bool all = false;                     ///< no limit to the length of the list
+  std::string out;                      ///< the scene afterwards, as a file; empty for none
 };
 
 /// Another model whose animation is pasted.
@@ -132,6 +140,40 @@ struct EditOptions {
   bool all = false;   ///< no limit to what is told of a step
   std::string strip;  ///< a picture of the scene before and after; empty for none
   std::size_t stripFrames = 8;
+  std::string out;  ///< the scene afterwards, as a file; empty for none
+};
+
+struct ConvertOptions {
+  std::string model;
+  std::string animation;  ///< the one that is switched on: number or name; empty for the first one
+  std::string out;
+  std::string object;  ///< only the animations of this node or material; empty for the whole scene
+  bool bakeSkins = false;
+  double framesPerSecond = 30;  ///< of baked skins
+  ExportOptions exporting;
+};
+
+struct LoadOntoOptions {
+  std::string model;
+  std::string file;
+  std::vector<std::string> objects;  ///< patterns of nodes and materials, for the animations of one object
+  PasteOptions paste;                ///< for a file with nodes
+  bool all = false;
+  std::string out;  ///< empty for none
+};
+
+struct DiffOptions {
+  std::string first;
+  std::string second;
+  double tolerance = 0;  ///< of evaluated values, in the units of the channels
+  bool all = false;      ///< no limit to the length of the lists
+};
+
+struct ConvertXmlOptions {
+  std::string model;
+  std::string xml;
+  std::string out;  ///< empty for none
+  std::optional<double> framesPerSecond = std::nullopt;
 };
 
 struct ShootOptions {

@@ -51,7 +51,7 @@ ImportedModel bone(double length, std::array<double, 3> const& rest, bool isAnim
   model.summary.animations.emplace_back().name = "turn";
   model.nodes.resize(2);
   model.nodes[0].name = "root";
-  model.nodes[1] = {"arm", 0, 1, true, {length, 0, 0}, rest, {1, 1, 1}, {}};
+  model.nodes[1] = {"arm", 0, 1, true, {length, 0, 0}, rest, {1, 1, 1}, {}, {}, {}};
   for (std::uint8_t axis = 0; isAnimated && axis < 3; ++axis) {
     model.curves.push_back(
         {1, ChannelKind::Rotation, axis, {}, {}, {{0, rest[axis]}, {1, 20.0 * axis - 70}}});
