@@ -31,15 +31,15 @@ class KNANIM_API knAnimNodeCollector {
 
   /// Adds an entry for every node at and below `node` whose attachment has an active tree: the node's container id,
   /// and the tree's nodes, parents before children, without inactive and hidden branches. Camera tracks are left out
-  /// with all below them, as are the children of component geometries. The walk through the scene passes over what
-  /// carries no animation; then the trees are gone through in parallel. Trees may be of any depth. Null and dead nodes
-  /// add nothing. Main thread.
+  /// with everything below them, and so are the children of component geometries. The walk skips what carries no
+  /// animation, then the trees are walked in parallel. Trees may be of any depth. Null and dead nodes add nothing. Main
+  /// thread.
   static void gatherAnimNodes(osg::NodePtr const& node, Map& map);
 };
 
-/// Runs evaluations: gathers curves, computes their values, writes fields and announces them. Everything enters on
-/// the host's main thread; forks join within the call. Whatever of the host's runs within a call, as handlers of
-/// `changed`, callbacks and receivers of messages, may edit and destroy anything and evaluate again.
+/// Runs evaluations: gathers curves, computes their values, writes fields and announces them. All operations are for
+/// the host's main thread; parallel work is done when they return. Host code that runs within a call (handlers of
+/// `changed`, callbacks, receivers of messages) may edit and destroy anything, and evaluate again.
 class KNANIM_API knAnimEvaluator {
  public:
   using knCurveData = ::knCurveData;
@@ -58,8 +58,8 @@ class KNANIM_API knAnimEvaluator {
 
   // --- Host callbacks -----------------------------------------------------------------------------------------
 
-  /// The scene's material pool. While empty, or when it gives null, the other callback is asked. beginScene fills it in,
-  /// see knAnimManager::fillEmptyCallbacks.
+  /// Gives the scene's material pool. While it is empty, or gives null, the other callback is asked. beginScene fills it
+  /// in, see knAnimManager::fillEmptyCallbacks.
   static void setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()> callback);
   /// Fills in the scene's materials. It may give null, dead and repeated handles.
   static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)> callback);
@@ -80,27 +80,28 @@ class KNANIM_API knAnimEvaluator {
   /// curve when its turn to be written comes.
   void evaluate(float time, bool ignored, std::vector<knCurveData> filter);
 
-  /// Evaluates one tree at `time` (seconds) for all its owners. Each node's `PostCycles` wrap the time on the way
-  /// down. Below a clip, curves write in this order: those that begin later, the soonest last; those that have
-  /// ended, the latest end last; those in progress. So of overlapping clips on one channel one in progress wins, else
-  /// the one that ended last, else the one that begins first. Any other tree writes in ascending container id.
+  /// Evaluates one tree at `time` (seconds) for all its owners. Each node's `PostCycles` wrap the time for what is below
+  /// it. Of overlapping clips below a clip, one in progress wins a channel, else the one that ended last, else the one
+  /// that begins first. For that, curves are written in this order: those that begin later, the soonest last; those
+  /// that have ended, the latest end last; those in progress. Any other tree writes in ascending container id.
   ///
-  /// `motionBlurOnly` leaves out curves whose node takes no part in motion blur. `commit` announces what changed,
-  /// else it waits for the next commit. `checkParentMap` looks for the owners anew when animation trees have changed.
+  /// `motionBlurOnly` leaves out curves whose node takes no part in motion blur. `commit` announces what changed;
+  /// without it the announcement waits for the next commit. `checkParentMap` rebuilds the table of owners when animation
+  /// trees have changed.
   void evaluateObject(osg::AnimNodePtr node, float time, bool motionBlurOnly, bool commit,
                       bool checkParentMap);
-  /// The same without a look for owners, for `parents`; nothing when there are none. They are noted as owners of
-  /// `node` itself until owners are looked for again.
+  /// The same for the owners in `parents`, without consulting the table; nothing when there are none. They are noted as
+  /// owners of `node` itself until the table is rebuilt.
   void evaluateObject(osg::AnimNodePtr node, std::set<osg::FieldContainerPtr> const& parents, float time,
                       bool motionBlurOnly, bool commit);
 
-  /// Returns the memory that evaluations keep for the next one.
+  /// Frees the memory that evaluations keep for the next one.
   void freeMemory();
 
   /// Switches the sequences of object evaluation off and on. On at first.
   void blockSequenceEvaluation(bool block) { _blockSequenceEvaluation = block; }
-  /// Switches the curves that write to a sceneplate itself off and on. On at first. What goes by the sceneplate's node,
-  /// as "visible", and values for a channel are written all the same.
+  /// Switches the curves that write to a sceneplate itself off and on. On at first. What writes to the sceneplate's node,
+  /// such as "visible", and values for a single channel are written all the same.
   void blockSceneplateEvaluation(bool block) { _blockSceneplateEvaluation = block; }
 
   // --- Playing queue ------------------------------------------------------------------------------------------
@@ -108,14 +109,14 @@ class KNANIM_API knAnimEvaluator {
   // changed, and trees destroyed, from any callback and message receiver that runs inside these operations. A tree that
   // is destroyed while it plays is passed over and counted until it is dequeued.
 
-  /// With `start`: begins to play the tree now, anew if it plays already. Without: it begins at the end of the next
-  /// `loop`, and is evaluated first in the one after.
+  /// With `start`, the tree begins to play now, from its start if it plays already. Without, it begins at the end of the
+  /// next `loop` and is first evaluated in the one after that.
   void enqueue(osg::AnimNodePtr const& node, bool start);
-  /// Takes a tree out of the queue. One that was playing fires its finished callbacks when it has `finished`, else loses
-  /// those for a single call; then "dequeuedAnimation" is sent with "animNodeId", an unsigned int. One that was destroyed
-  /// while it was in the queue leaves in silence.
+  /// Takes a tree out of the queue. If it was playing, its finished callbacks are called when it has `finished`, else
+  /// those for a single call are dropped; then "dequeuedAnimation" is sent with "animNodeId", an unsigned int. A tree that
+  /// was destroyed while it was in the queue leaves without a message.
   void dequeue(osg::AnimNodePtr const& node, bool finished);
-  /// Takes all trees out, none of them as finished. What receivers start meanwhile is taken out as well, in silence.
+  /// Takes all trees out, none of them as finished. What receivers start meanwhile is taken out too, without a message.
   void dequeueAll();
   /// Whether a tree with a core of that name plays; a paused one does. Linear in the number of playing trees.
   bool isPlaying(std::string const& name) const;
@@ -154,14 +155,14 @@ class KNANIM_API knAnimEvaluator {
   // --- Aims and owners ----------------------------------------------------------------------------------------
 
   /// Finds the container that a curve of `owner` (a node or a material) writes to, and appends to `parents` the
-  /// containers that must hear of it. `aim` is left as it is where there is nothing to find. Null and dead arguments
-  /// end the call.
+  /// containers that must be told of the change. `aim` is left as it is where there is none. Null and dead arguments end
+  /// the call.
   void computeAim(osg::AnimCurvePtr const& curve, osg::FieldContainerPtr const& owner,
                   osg::FieldContainerPtr& aim, std::vector<osg::FieldContainerPtr>& parents);
-  /// The one container that stands for a curve in reading: the aim for the first owner in handle order; null when
-  /// nothing in the scene holds the curve.
+  /// The container that a curve is read from: the aim for the first owner in handle order; null when nothing in the scene
+  /// holds the curve.
   osg::FieldContainerPtr getFirstAim(osg::AnimCurvePtr const& curve);
-  /// Looks for all owners anew, from `root` on, when animation trees have changed since this was last done.
+  /// Rebuilds the table of owners, from `root` on, when animation trees have changed since the last time.
   void updateSceneAnimParentMap(osg::NodePtr root);
 
  private:

@@ -11,10 +11,10 @@ class KNANIM_API knAnimHelper {
  public:
   knAnimHelper() = delete;
 
-  /// Appends the curves of a channel that stand in the animations of a container, at the top or in blocks and clips;
-  /// any other core ends a branch. Those of one level come in their order, then those of the blocks and clips in it, the
-  /// last of these first. A curve that a shared block holds in two places is found twice. Nothing for a null or dead
-  /// container and for one without animations.
+  /// Appends the curves with that channel name in the animations of a container, at the top or in blocks and clips; any
+  /// other core ends a branch. Those of one level come in their order, then those of the blocks and clips in it, the last
+  /// of these first. A curve that is there in two places is found twice. Nothing for a null or dead container and for one
+  /// without animations.
   static void getAllCurvesByName(osg::AttachmentContainerPtr container, std::string const& channelName,
                                  std::vector<osg::AnimCurvePtr>& out);
 

@@ -21,7 +21,7 @@
 #include <utility>
 #include <vector>
 
-/// The facade of the library and owner of its global state. Operations are for the host's main thread unless they
+/// The main class of the library and owner of its global state. Operations are for the host's main thread unless they
 /// say otherwise.
 class KNANIM_API knAnimManager {
  public:
@@ -46,8 +46,8 @@ class KNANIM_API knAnimManager {
   /// - destroying a node drops the reference that was taken for it;
   /// - all materials are those of the current scene's pool, whatever node is asked for, and the pool is that pool;
   /// - a name that is taken gets a number, "Door_2", "Door_3", and so on;
-  /// - the simulation is a switch of the library's own, on at first, which enableSimulation turns; filled in only where
-  ///   the host has neither half of it;
+  /// - the simulation is a switch of the library's own, on at first, which enableSimulation sets; filled in only where the
+  ///   host has set neither of its two callbacks;
   /// - updating the navigator does nothing, as the scene layer has none.
   /// The clock and the curve editor stay as they are. beginScene calls this; a host that sets the roots of its scene by
   /// hand calls it once itself.
@@ -55,7 +55,7 @@ class KNANIM_API knAnimManager {
 
   /// The simulation clock in seconds. Without it, the process's monotonic counter counts from its first use.
   static void setSimulationTimeCB(double (*callback)()) { _timeCB = callback; }
-  /// Told to let the navigator follow a camera that was moved.
+  /// Called to let the navigator follow a camera that was moved.
   static void setUpdateNavigatorCB(void (*callback)(bool)) { _updateNavCB = callback; }
   static void setEnableSimulationCB(void (*callback)(bool)) { _enableSimCB = callback; }
   /// The host's simulation switch: while it answers false, only evaluations with `force` run.
@@ -64,7 +64,7 @@ class KNANIM_API knAnimManager {
   static void setGetCurveEditorDataCB(void (*callback)(std::vector<knCurveData>&)) {
     _getCEDataCB = callback;
   }
-  /// Destroys a node in the host's way: one that was copied, and that a reference is held of.
+  /// Destroys a copied node, to which a reference is held.
   static void setDestroyNodeCB(std::function<void(osg::NodePtr const&)> callback);
   /// Fills in all materials used below a node. It may give null, dead and repeated handles.
   static void setGetAllMaterialsCB(
@@ -75,7 +75,7 @@ class KNANIM_API knAnimManager {
 
   /// The host's simulation switch; true while the host has none.
   static bool simulationEnabled();
-  /// Passed on to the host; nothing while it has not asked for it.
+  /// These two call the host's callback, or do nothing while it is empty.
   static void enableSimulation(bool on);
   static void updateNavigator(bool on);
 
@@ -104,7 +104,7 @@ class KNANIM_API knAnimManager {
   /// the end: 10 by the constant mode, 2.5 by "cycle" (as time 3.5 is), 12.5 by "cycle relative".
   ///
   /// Each record can be a task of its own, so that curves of very uneven sizes share the cores well. No heap
-  /// allocation per record. One bisection, or for long curves a look at the segment read last, and at most one
+  /// allocation per record. One bisection, or for long curves a check of the segment read last, and at most one
   /// cubic per record.
   void computeCurveValues(std::vector<knCurveData>& data, float time);
 
@@ -122,13 +122,13 @@ class KNANIM_API knAnimManager {
   /// Replaces `curves` by all curves. The motion blur choice is that of the last getAnimCurveData.
   void getAnimCurves(osg::AnimNodePtr const& root, std::vector<osg::AnimCurvePtr>& curves, bool ignoreEmpty,
                      bool ignoreInactive, bool ignoreVertex);
-  /// Replaces `nodes` by the nodes of all curves, a null for a curve that stands under a plain node.
+  /// Replaces `nodes` by the nodes of all curves, with a null for a curve under a plain node.
   void getAnimCurveNodes(osg::AnimNodePtr const& root, std::vector<osg::AnimNodePtr>& nodes, bool ignoreEmpty,
                          bool ignoreInactive, bool ignoreVertex);
   /// The visitor of these walks: continues, or skips what hangs below a node that is left out.
   static osg::Action::ResultE collectAnimData(osg::NodePtr const& node);
-  /// Finds the roots of all animation trees of the scene, its sceneplates and its materials into `_animRoots`. A
-  /// parallel walk that passes over what carries no animation.
+  /// Collects the roots of all animation trees of the scene, its sceneplates and its materials in `_animRoots`. A
+  /// parallel walk that skips what carries no animation.
   void updateSceneAnimCurveData();
   /// Asks the host's curve editor for its selection; nothing without one.
   static void getCurveEditorData(std::vector<knCurveData>& data);
@@ -169,9 +169,9 @@ class KNANIM_API knAnimManager {
   void dequeue(osg::AnimNodePtr const& node);
   void dequeueAll();
   /// Shows the first frame of a tree, or the last, unless the host's simulation is switched off; ends a pause, and takes
-  /// the tree out of the queue. A play range has no part in it.
+  /// the tree out of the queue. A play range is ignored.
   void reset(osg::AnimNodePtr const& node, bool toEnd);
-  /// Stops the clock of a playing tree, and lets it go on where it stood.
+  /// Stops the clock of a playing tree, or lets it go on from where it was stopped.
   void pause(osg::AnimNodePtr const& node, bool paused);
   bool isPlaying(std::string const& name) const;
   bool isPlaying(osg::AnimNodePtr const& node) const;
@@ -286,9 +286,9 @@ class KNANIM_API knAnimManager {
   float getOSGFieldValue(knOSGChannelData const& channel);
   /// What a curve drives on a container; with a null or dead `aim`, on the first container that it drives in the scene.
   float getOSGFieldValue(osg::AnimCurvePtr const& curve, osg::FieldContainerPtr const& aim);
-  /// By a path: "Node.translation.Y" is the second component of "translation". What stands before the first point is
-  /// for the reader; a path without points is the name of a field. Behind the second point the last letter tells the
-  /// component: A or W, B or Z, G or Y for 3, 2, 1, anything else for 0.
+  /// By a path: "Node.translation.Y" is the second component of "translation". What precedes the first dot is for the
+  /// reader; a path without dots is the name of a field. After the second dot the last letter gives the component: A or
+  /// W, B or Z, G or Y for 3, 2, 1, anything else for 0.
   float getOSGFieldValue(unsigned int containerId, std::string const& path);
 
   // --- Attachments --------------------------------------------------------------------------------------------
@@ -315,9 +315,9 @@ class KNANIM_API knAnimManager {
                                         std::string const& channelName, std::string const& suffix);
   osg::AnimNodePtr findChannelCurveNode(knOSGChannelData const& channel,
                                         osg::AnimAttachmentPtr const& attachment);
-  /// Makes a curve for a channel, without keys and with the suffix's colour, under a node called after the channel and
-  /// the suffix, with a point between them. It is added to the attachment, when there is one, without a look whether
-  /// the channel has a curve already: use findChannelCurveNode first.
+  /// Makes a curve for a channel, without keys and with the suffix's colour, under a node that is named after the channel
+  /// and the suffix, with a dot between them. It is added to the attachment, if there is one, even when the channel has
+  /// a curve already: use findChannelCurveNode first.
   osg::AnimNodePtr createChannelCurveNode(knOSGChannelData const& channel,
                                           osg::AnimAttachmentPtr const& attachment);
   /// An empty `channelName` means `name`, that of the field.
@@ -328,8 +328,8 @@ class KNANIM_API knAnimManager {
   void getChannelCurveNodes(osg::AnimAttachmentPtr const& attachment, std::vector<osg::AnimNodePtr>& out);
   /// Those of a node, and of its material where it is a `MaterialGroup`.
   void getChannelCurveNodes(osg::NodePtr const& node, std::vector<osg::AnimNodePtr>& out);
-  /// Makes a curve that hangs on nothing yet. The channel is `name` with `suffix` behind it, and the suffix tells the
-  /// component; the node's name has a point between the two, also before an empty suffix.
+  /// Makes a curve that is not part of any tree yet. The channel is `name` followed by `suffix`, and the suffix gives the
+  /// component; the node's name has a dot between the two, also before an empty suffix.
   std::pair<osg::AnimNodePtr, osg::AnimCurvePtr> createCurve(std::string const& name,
                                                              std::string const& suffix);
 
@@ -338,14 +338,14 @@ class KNANIM_API knAnimManager {
   osg::AnimNodePtr createBlock(osg::AnimAttachmentPtr const& attachment, std::string const& name);
   /// The older form: takes curves without keys as well and `name` as it is, and marks the attachment as not set up.
   void createBlock(osg::NodePtr const& node, std::string const& name);
-  /// Makes a block of curves and adds it to the node's animations. The block is called `name`, its node by a unique
-  /// name. Null and dead curves are passed over.
+  /// Makes a block of curves and adds it to the node's animations. The block is called `name`, its node gets a unique
+  /// name. Null and dead curves are skipped.
   void importBlock(osg::NodePtr const& node, std::vector<osg::AnimCurvePtr> const& curves,
                    std::string const& name);
 
   /// A free name for a copy: "Door copy", "Door copy2", "Door copy223", and so on.
   std::string createCopyNameFrom(std::string const& name);
-  /// Names a node, unless a clip or block is called so, itself among them.
+  /// Names a node, unless a clip or block, including the node itself, has that name already.
   bool rename(osg::NodePtr const& node, char const* name);
   /// Switches a node and all below it on or off.
   void setTreeActive(osg::NodePtr const& node, bool active);
@@ -365,13 +365,13 @@ class KNANIM_API knAnimManager {
   void getFrameBounds(osg::AnimNodePtr const& animation, int& start, int& end);
   /// The last frame that a range reaches which ends at `frame`: 100.0005 is still 100, 100.001 is 101.
   static int getLastRenderFrame(double frame);
-  /// What a tree holds and where it stands; all zeros for null.
+  /// What a tree holds and its place in time; all zeros for null.
   knAnimInfo getInfo(osg::AnimNodePtr const& animation);
   /// The visitor of getInfo: counts one node into `_curvesStats` and `_cpsStats`.
   static osg::Action::ResultE collectAnimInfo(osg::NodePtr const& node);
 
-  /// A clip of the clip structure, else a block of a material, else a block of a node. Curves, and blocks that stand in
-  /// clips alone, are not found.
+  /// A clip of the clip structure, else a block of a material, else a block of a node. Curves, and blocks that are only in
+  /// clips, are not found.
   osg::AnimNodePtr find(std::string const& name);
   osg::AnimNodePtr findClip(std::string const& name);
   /// A clip at or below a node; below a node without core nothing is found.
@@ -414,7 +414,7 @@ class KNANIM_API knAnimManager {
   /// Hangs the manager's attachment on a node, which then shares it, or takes it away again.
   void pushStructureAttachment(osg::NodePtr const& node);
   void removeStructureAttachment(osg::NodePtr const& node);
-  /// Takes over what the attachment of a node holds, and takes that attachment away from the node, whatever it was.
+  /// Takes over what the attachment of a node holds, and removes that attachment from the node, whatever it was.
   void pullStructureAttachment(osg::NodePtr const& node);
   /// Moves the contents of both trees behind those of the manager's. An attachment whose root has not exactly two
   /// children is no structure and is left alone, as is the manager's own.
@@ -426,7 +426,7 @@ class KNANIM_API knAnimManager {
   void addToClipStructure(osg::AnimNodePtr const& animation);
   osg::AnimNodePtr clipStructureRoot() const { return _clipStructureRoot; }
   void printStructures();
-  /// Prints the names of a tree, two dashes for each level in front of them, behind `indent`.
+  /// Prints the names of a tree, each after `indent` and two dashes for each level.
   void printStructureR(osg::AnimNodePtr const& animation, std::string indent);
 
   // --- Copying and pasting ------------------------------------------------------------------------------------
@@ -439,20 +439,20 @@ class KNANIM_API knAnimManager {
   // A copy costs the size of the tree and the way up to its owner, a paste the size of the tree, a look at all names
   // (see setGetUniqueNameCB) for each tree, and once a look at what is animated in the scene.
 
-  /// Drops the buffer by handing each tree to the host, whose callback drops the reference that copying took. Without
-  /// the callback an error is logged and the buffer stays, so that copies add up.
+  /// Empties the buffer by passing each tree to the host, whose callback drops the reference that copying took. Without
+  /// the callback an error is logged and the buffer stays, so that copies accumulate.
   void clearCopyBuffer();
   bool hasCopyBufferContent() const { return !_copyBuffer.empty(); }
-  /// Clears the buffer and copies a tree into it, `aim` being what it was made for; with a null or dead `aim` it is
-  /// looked for: the first node of the scene, else the first material, whose animations the tree belongs to.
+  /// Clears the buffer and copies a tree into it. `aim` is the node or material that the tree was made for; when it is null
+  /// or dead, the first node of the scene, else the first material, that owns the tree.
   void copy(osg::AnimNodePtr const& animation, osg::FieldContainerPtr aim);
   /// Copies many. An empty list leaves the buffer as it is, as does a null tree above.
   void copy(std::vector<osg::AnimNodePtr> const& animations);
   /// Copies all top-level animations of a node or material; where there are none a warning is printed and the buffer
   /// stays.
   void copyFrom(osg::AttachmentContainerPtr const& container);
-  /// Copies, and takes the trees out of the animation nodes that they stand under. That can drop their last reference:
-  /// what was cut and is held nowhere else can be pasted, but not be shared any more.
+  /// Copies, and removes the trees from their parents. That can drop their last reference: what was cut and is held nowhere
+  /// else can be pasted, but no longer shared.
   void cut(osg::AnimNodePtr const& animation);
   void cut(std::vector<osg::AnimNodePtr> const& animations);
 
@@ -471,12 +471,12 @@ class KNANIM_API knAnimManager {
   std::vector<osg::AnimNodePtr> clonePasteTo(osg::NodePtr const& target, bool flip, bool notify);
   void clonePasteTo(std::vector<osg::MaterialPtr> const& targets, bool flip, bool notify);
   void clonePasteTo(std::vector<osg::NodePtr> const& targets, bool flip, bool notify);
-  /// The same into a tree, each put at `offsetX` seconds. The row is one that was free where the tree stood before.
+  /// The same into a tree, each at `offsetX` seconds. The row is one that was free at the time where the tree was before.
   std::vector<osg::AnimNodePtr> clonePasteToWithOffset(osg::AnimNodePtr const& target, float offsetX,
                                                        bool flip, bool notify);
 
-  /// The first row (y of an offset: 0, 50, 100, ..) below `parent` on which nothing stands while `animation` does.
-  /// Spans that touch collide: beside a child from 0 to 10 s on row 0, one from 10 to 20 s gets row 50, one from 10.5 s
+  /// The first row (y of an offset: 0, 50, 100, ..) below `parent` that is free during `animation`. Spans that touch
+  /// collide: with a child from 0 to 10 s on row 0, one from 10 to 20 s gets row 50, one from 10.5 s
   /// row 0. Children between the rows, and `ignore`, do not count. 0 for null. Linear in the children.
   float calculateFreeOffsetYFor(osg::AnimNodePtr const& animation, osg::NodePtr const& parent,
                                 osg::AnimNodePtr const& ignore);
@@ -485,7 +485,7 @@ class KNANIM_API knAnimManager {
                                 osg::AnimNodePtr const& ignore);
   /// The largest y of the offsets of the children, but at least -1, which is also that of none.
   float maxChildOffsetY(osg::NodePtr const& parent);
-  /// Puts waiting clip nodes back under their parents. Nothing in the library makes any wait.
+  /// Puts clip nodes that wait in a buffer back under their parents. The library itself puts none there.
   void restoreFromClipNodeBuffer();
 
   // --- Sharing and moving -------------------------------------------------------------------------------------
@@ -504,8 +504,8 @@ class KNANIM_API knAnimManager {
 
   /// Moves a tree to the animations of `to`, when `from` is compatible, and refreshes the scene's curve data; `notify`
   /// sends "pastedAnimations". A material is given an attachment, a node must have one. The new owner takes the tree
-  /// from whatever it stood under: `from` only says what it was made for. Each call looks at what is animated in the
-  /// scene.
+  /// from its parent, whoever that is: `from` only says what the tree was made for. Each call walks what is animated in
+  /// the scene.
   bool moveBlockToMaterial(osg::AnimNodePtr const& block, osg::MaterialPtr const& from,
                            osg::MaterialPtr const& to, bool notify);
   bool moveBlockToNode(osg::AnimNodePtr const& block, osg::NodePtr const& from, osg::NodePtr const& to,
@@ -516,10 +516,10 @@ class KNANIM_API knAnimManager {
   /// geometry, in this order; 0 for all else.
   int isCompatible(osg::NodePtr const& a, osg::NodePtr const& b);
 
-  /// How often the core of a block or shape cache stands in the animation trees of the scene, which are collected anew
-  /// (see updateSceneAnimCurveData).
+  /// How often the core of a block or shape cache occurs in the animation trees of the scene, which are collected again
+  /// for it (see updateSceneAnimCurveData).
   unsigned int blockSceneRefCount(osg::AnimNodePtr const& block);
-  /// How often it stands in the tree that the node itself is part of; 0 at the top of a tree and in the clip structure.
+  /// How often it occurs in the tree that the node itself is part of; 0 at the top of a tree and in the clip structure.
   unsigned int blockNodeRefCount(osg::AnimNodePtr const& block);
   /// Walks over the animations of the scene, of a node and all below it, and over one tree. Nothing is recorded and
   /// nothing changes.
@@ -581,7 +581,7 @@ class KNANIM_API knAnimManager {
   /// whose attachments name them by `OldRecordIds`, and the clips at the end of the text in the clip structure. A block
   /// in a clip finds its node by the `OldFieldNumbers` of all nodes of the scene; it gets a curve for every channel of
   /// that node, and the node gets a copy that shares its curves and is switched off. Attachments that are empty
-  /// afterwards are taken away. Frames are turned into seconds by the present frame rate.
+  /// afterwards are removed. Frames are converted to seconds by the current frame rate.
   ///
   /// That copy is pasted, so the copy buffer holds the last such block afterwards. Without the callback that destroys
   /// nodes, each block is pasted along with all before it: beginScene sets one.
@@ -602,7 +602,7 @@ class KNANIM_API knAnimManager {
   /// each, which shares the curves, is added to the animations of that node; the shot itself moves on by its own offset.
   /// A node whose core is no UberCamera is an error in the log.
   void convertShotToCurvesR(osg::AnimNodePtr const& animNode, osg::NodePtr const& cameraNode);
-  /// Makes the curves of one shot, or makes their keys anew where they are there.
+  /// Makes the curves of one shot, or replaces their keys where the curves exist.
   void createAnimationCurvesForShotNode(osg::AnimNodePtr const& shotNode, osg::UberCameraPtr const& camera);
   /// Sets the first key of all curves of shots and camera tracks at and below `root` to what their cameras are now.
   void updateCameraShotCurves(osg::AnimNodePtr const& root);
@@ -623,13 +623,12 @@ class KNANIM_API knAnimManager {
   /// Adds a curve for every channel of the track's camera to `animNode`, but for the named fields.
   void createCameraTrackAnimationCurves(osg::AnimNodePtr const& animNode, osg::NodePtr const& trackNode,
                                         std::vector<std::string> const& ignoredFields);
-  /// Makes the keys of all curves of the track's block anew. Sends "updateClipScene" when it lasts longer or shorter
-  /// afterwards.
+  /// Replaces the keys of all curves of the track's block. Sends "updateClipScene" when its length changes.
   void updateCameraTrackBlockForNode(osg::NodePtr const& trackNode);
   /// The same for one curve, without a message.
   void updateCameraTrackAnimationCurve(osg::AnimCurvePtr const& curve, osg::NodePtr const& trackNode);
-  /// Replaces the block, wherever it stands, by new ones with the channels that the camera has now. Where they stood in
-  /// time is lost.
+  /// Replaces the block, wherever it occurs, by new ones with the channels that the camera has now. Their places in time
+  /// are lost.
   void recreateCameraTrackBlockForNode(osg::NodePtr const& trackNode);
   /// The block of a track that has exactly one top-level animation.
   osg::AnimNodePtr getCameraTrackBlock(osg::NodePtr const& trackNode);
@@ -654,11 +653,11 @@ class KNANIM_API knAnimManager {
   /// Through a camera track.
   void animateCamera(osg::UberCameraPtr const& camera, osg::NodePtr const& trackNode,
                      std::vector<std::string> const& ignoredFields);
-  /// To the place of a camera in the world. A zero `up` means the matrix's own, zero `frustumSides` (left, right,
-  /// bottom, top) leave the frustum as it is.
+  /// To a camera's position and orientation in the world. A zero `up` means that of the matrix, zero `frustumSides` (left,
+  /// right, bottom, top) leave the frustum as it is.
   void animateCamera(osg::UberCameraPtr const& camera, osg::TransformationMatrix<osg::Real32> const& matrix,
                      osg::Vec4f const& frustumSides, osg::Vec3f const& up, float duration);
-  /// Turns the camera where it stands to a point of the world, the short way round. A zero `up` means the camera's own.
+  /// Turns the camera in place to a point of the world, by the smaller angle. A zero `up` means the camera's own.
   void animateCamera(osg::UberCameraPtr const& camera, osg::Pnt3f const& at, osg::Vec3f const& up,
                      float duration);
   /// To a view in the camera's own space (that of its node's parent), angle of view and roll in degrees.
@@ -687,7 +686,7 @@ class KNANIM_API knAnimManager {
   // --- Turntable ----------------------------------------------------------------------------------------------
 
   /// Plays one revolution of the camera around what it looks at, in its `TurntableAnimationDuration`; without end when
-  /// its `TurntableLoopFlag` is set, with falling angles when its `TurntableBackwardsFlag` is. Ends as a flight does.
+  /// its `TurntableLoopFlag` is set, with decreasing angles when its `TurntableBackwardsFlag` is. Ends as a flight does.
   void animateCameraTurntable(osg::UberCameraPtr const& camera);
   /// Makes the curve for it.
   void createTurntableCurves(osg::AnimNodePtr const& animNode, osg::UberCameraPtr const& camera);
@@ -696,8 +695,8 @@ class KNANIM_API knAnimManager {
   // For renderers that blend several samples of one frame: each sample shows the scene a little later than the present
   // time, which stays as it is. Sceneplates stay out of samples. Aim constraints are evaluated with each.
 
-  /// Moves the scene to a sample: `sample` is its place in the shutter interval of the camera, 0 to 1. Nothing happens
-  /// for a null or dead camera, one whose `MotionBlur` is off, and for the time that was sampled last.
+  /// Moves the scene to a sample: `sample` is its position in the shutter interval of the camera, 0 to 1. Nothing happens
+  /// for a null or dead camera, for one whose `MotionBlur` is off, and for the time that was sampled last.
   void applyMotionBlur(osg::UberCameraPtr const& camera, float sample);
   /// Moves the scene back to the present time. Free when no sample was taken since.
   void resetMotionBlur();
@@ -734,17 +733,17 @@ class KNANIM_API knAnimManager {
 
   // --- Renaming curves ----------------------------------------------------------------------------------------
   // Tables map the name of a curve (of the field it drives) to a new one. "color.G" also brings a new component along:
-  // a text of more than two characters with a point before the last, which becomes the suffix.
+  // a text of more than two characters with a dot before the last, which becomes the suffix.
 
-  /// Renames a curve by a table: its name and its channel, and its node after both name and suffix. A new component
-  /// also brings its colour and its value index. False, with nothing changed, when the node is null, dead or no curve,
-  /// or when the table does not have the name.
+  /// Renames a curve by a table: its name and its channel, and its node after name and suffix. A new component also sets
+  /// the colour and the value index. False, with nothing changed, when the node is null, dead or no curve, or when the
+  /// table does not have the name.
   bool renameCurve(osg::AnimNodePtr const& node, std::map<std::string, std::string> const& names);
   /// All curves in the animations of one node, empty and inactive ones among them, those of vertex animations not.
   /// Whether nodes without motion blur are left out is what the last getAnimCurveData was told.
   void renameCurves(osg::NodePtr const& node, std::map<std::string, std::string> const& names);
-  /// Gives each curve without channel name one after its node, without point and suffix: in the animations of all nodes
-  /// at and below `root` and of its materials. A null root stands for the whole scene. Trees of any depth; linear.
+  /// Gives each curve that has no channel name the name of its node without dot and suffix: in the animations of all nodes
+  /// at and below `root` and of its materials. A null root means the whole scene. Trees of any depth; linear.
   void updateSceneChannelNames(osg::NodePtr root);
 
  private:

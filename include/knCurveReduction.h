@@ -39,8 +39,8 @@ struct knCurveReductionResult {
 /// Reduces curves to few keys, with a promise: the values that evaluation gives stay within a tolerance of those before,
 /// at every time and not just at samples.
 ///
-/// Method. From each key that stays, the farthest later key is searched for which one segment can stand for all between
-/// the two. The segment's tangents are fitted by least squares to the old curve, then moved so that the largest miss
+/// Method. From each key that stays, the farthest later key is searched for which one segment can replace all between the
+/// two. The segment's tangents are fitted by least squares to the old curve, then moved so that the largest miss
 /// falls (Schneider 1990, An algorithm for automatically fitting digitized curves; Lawson 1961 for the reweighing). They
 /// reach two fifths of the segment in time or somewhat more, at which the cubic that evaluation solves is well
 /// conditioned. The difference of the old and the new curve is then enclosed, over stretches of time that are halved

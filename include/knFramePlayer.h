@@ -6,7 +6,7 @@
 /// How frames are to be played. Frames need not be whole; times are in seconds.
 struct knFramePlaybackParams {
   bool reverse = false;     ///< play backwards
-  bool loop = false;        ///< stay in the range, beginning anew at its end; else the range is not used
+  bool loop = false;        ///< stay in the range, starting again at its end; else the range is not used
   bool subframes = false;   ///< frames with fractions; else whole ones
   double rangeStart = 0.0;  ///< first frame of the range
   double rangeEnd = 0.0;    ///< last frame of the range; it is played, too
@@ -15,9 +15,9 @@ struct knFramePlaybackParams {
   double fps = 0.0;         ///< frames per second; not above 0: one frame a tick, however long a tick takes
 };
 
-/// Turns passing time into frames. The host calls `tick` and then `apply` once per pass of its loop. Frames follow from
-/// the time since the first tick, so that nothing adds up; a slow pass skips frames. Whole frames keep an even cadence
-/// where the host's rate and `fps` beat against each other. Playing has no end of its own.
+/// Plays frames in real time. The host calls `tick` and then `apply` once per pass of its loop. The frame is computed from
+/// the time since the first tick, so that errors do not add up; a slow pass skips frames. Whole frames keep an even
+/// cadence where the host's rate and `fps` do not divide. Playing ends only by `stop`.
 ///
 /// Main thread. A `tick` reads the clock once and allocates nothing, nor does an `apply` without a new frame.
 class KNANIM_API knFramePlayer {
@@ -32,15 +32,14 @@ class KNANIM_API knFramePlayer {
   /// out as messages and the scene is left alone. `user` is whoever plays; sends "framePlayerUserChanged" with "user",
   /// a void pointer, when that is another one than before.
   void start(knFramePlaybackParams const& params, bool external, void* user);
-  /// Ends playing, whoever asks, and makes `user` the present user as `start` does.
+  /// Ends playing, whoever calls it, and makes `user` the current user as `start` does.
   void stop(void* user);
   /// Computes the frame of this moment; nothing while not playing.
   void tick();
-  /// Hands on the frame of the last tick if it is another one than that of the tick before: to
-  /// `knAnimManager::setCurrentFrame`, after which cameras are turned to their aims, or, in external mode, as
-  /// "framePlayerFrameChanged" with "frame", a double; there a "framePlayerLoopChanged" with "loop", an int, goes first
-  /// when the number of passed ranges has changed. Nothing while not playing. Calling it again without a tick delivers
-  /// again.
+  /// Shows the frame of the last tick if it differs from that of the tick before: by `knAnimManager::setCurrentFrame`,
+  /// after which cameras are turned to their aims. In external mode it sends "framePlayerFrameChanged" with "frame", a
+  /// double, instead, and before that "framePlayerLoopChanged" with "loop", an int, when the number of completed loops
+  /// has changed. Nothing while not playing. A second call without a tick does the same again.
   void apply();
 
   bool isActive() const { return _active; }

@@ -14,23 +14,24 @@
 /// - the timeline: the frame rate, the current time, the playback rate, both ranges, and how frames are played
 ///   (`loopTimeline`, `evaluateSubframes`, `keepKeysAtFrame`, `playbackRangeHint`).
 ///
-/// What belongs to the host or to a running program is not part of it: callbacks, the playing queue, what was copied, the
-/// choice of what to evaluate (`playbackContextHint`) and of what to check (`verifyClipStructure`).
+/// What belongs to the host or to the running program is not saved: callbacks, the playing queue, the copy buffer, and the
+/// settings `playbackContextHint` and `verifyClipStructure`.
 ///
 /// It is a scene file like any other, in one of the forms that docs/file-format.md describes.
 class KNANIM_API knSceneFile {
  public:
   knSceneFile() = delete;
 
-  /// Saves the current scene, as a text when the name ends in ".json" or `form` says so. The file is either complete and new, or what it was before. Nothing in the scene changes.
+  /// Saves the current scene, as text when the name ends in ".json" or `form` says so. The file is either complete and
+  /// new, or what it was before. Nothing in the scene changes.
   ///
-  /// False, with one error line in knLog that says why, when there is no scene and when the file can't be written. Costs
+  /// False, with one error line in knLog that says why, when there is no scene and when the file can't be written. Needs
   /// about three times the size of the file in memory while it runs.
   static bool save(std::string const& fileName, bool compress = true,
                    osg::SceneFileForm form = osg::SceneFileForm::ByName);
 
-  /// Drops the current scene with its structures and timeline and puts that of a file in its place. Callbacks that are
-  /// empty are filled in as when a scene begins.
+  /// Replaces the current scene, with its structures and timeline, by that of a file. Callbacks that are empty are filled
+  /// in as when a scene begins.
   ///
   /// "changedFPS" and "currentAnimTimeChanged" are sent when the scene is in its place, each if the value is another one.
   /// Nothing is evaluated. Trees that were playing when they were saved stand still; what plays of the former scene

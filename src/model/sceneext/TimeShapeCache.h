@@ -8,7 +8,8 @@ inline namespace knscene {
 class TimeShapeCache;
 class TimeShapeData;
 
-/// One stored shape: the positions and normals of a geometry at one time.
+/// One stored shape: the positions and normals of a geometry at one time. Two shapes blend only when both have the same
+/// number of positions, and as many normals.
 class KNSCENE_API TimeShapeDataBase : public FieldContainer {
   KN_CONTAINER(TimeShapeDataBase, TimeShapeData, FieldContainer)
  public:
