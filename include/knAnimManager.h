@@ -566,7 +566,7 @@ class KNANIM_API knAnimManager {
   /// the file can't be written; without a line when an argument is null or dead. The scene is not changed.
   bool saveAnimations(char const* fileName, osg::AttachmentContainerPtr const& source);
   /// Adds copies of a file's trees to what a node or material has; blocks and clips get unique names, top-level curves
-  /// keep theirs. The extension must be "osb", "kdb", "kdp" or "kdt", in lower case. With `notify`, "pastedAnimations"
+  /// keep theirs. The extension must be "osb", "json", "kdb", "kdp" or "kdt", in lower case. With `notify`, "pastedAnimations"
   /// is sent. False, with an error line in the log and nothing added, when the file can't be read, holds no animations,
   /// or does not fit; without a line when an argument is null or dead.
   bool loadAnimationsTo(osg::AttachmentContainerPtr const& target, char const* fileName, bool notify);
