@@ -1,5 +1,6 @@
 // A host with a core of its own that curves drive, and with callbacks of its own: clock, names and log.
 #include <knAnimManager.h>
+#include <model/fields/Ref.h>
 #include <model/scenedata/knSceneDataManager.h>
 #include <model/scenegraph/Node.h>
 #include <model/utils/knLog.h>
@@ -74,6 +75,7 @@ int main() {
 
   for (int run = 0; run < 2; ++run) {
     auto const [curveNode, curve] = manager.createCurve("speed", "");
+    osg::Ref<osg::AnimNode> const made = curveNode;  // ends with this round; the block has a node of its own
     curve->addPoint({0, 0}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
     curve->addPoint({2, 1200}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
     manager.importBlock(node, {curve}, "Run");

@@ -1,6 +1,7 @@
 // A scene is saved, dropped, loaded and played on; then its animation alone goes onto another object.
 #include <knAnimManager.h>
 #include <knSceneFile.h>
+#include <model/fields/Ref.h>
 #include <model/scenedata/knSceneDataManager.h>
 #include <model/scenegraph/Transform3D.h>
 
@@ -24,6 +25,7 @@ osg::NodePtr addNode(char const* name) {
 void animate(osg::NodePtr const& door) {
   knAnimManager& manager = *knAnimManager::the();
   auto const [node, curve] = manager.createCurve("eulerRotation", "Y");
+  osg::Ref<osg::AnimNode> const made = node;  // ends here; the block has a node of its own
   curve->addPoint({0, 0}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false, true);
   curve->addPoint({2, 90}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false, true);
   manager.importBlock(door, {curve}, "Open");

@@ -46,6 +46,7 @@ AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& con
 }
 
 AnimatedScene::~AnimatedScene() {
+  if (knAnimManager::the()->hasCopyBufferContent()) knAnimManager::the()->clearCopyBuffer();
   knAnimManager::the()->clearClipStructure();
   knAnimManager::the()->clearSceneStructure();
   knAnimManager::the()->setKeepKeysAtFrame(false);
