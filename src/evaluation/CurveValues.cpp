@@ -92,23 +92,36 @@ std::optional<unsigned int> searchFrom(CCPnt const* keys, unsigned int n, unsign
   return t < keys[hi].x() ? std::optional(lo) : std::nullopt;
 }
 
-/// The only segment in which a time lies strictly, where the keys are known to ascend. Playback stays in the segment of
-/// the last evaluation, or steps into the next, so these are looked at first; that spares the other keys, most of which
-/// are not in the cache. A time that jumps is looked for from where it would stand among keys at equal distances.
-std::optional<unsigned int> findSegment(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
-  unsigned int const hint = curve.getSegmentHint();
-  if (hint == AnimCurve::NoSegment) return {};
-  for (unsigned int lo = hint; lo <= hint + 1 && lo + 1 < n; ++lo) {
-    if (!(keys[lo].x() < t && t < keys[lo + 1].x())) continue;
-    if (lo != hint) curve.setSegmentHint(lo);
-    return lo;
-  }
+constexpr unsigned int NoSegment = AnimCurve::NoSegment;
+
+/// A time that jumps is looked for from where it would stand among keys at equal distances. Few keys are counted sooner.
+[[gnu::noinline]] unsigned int findSegmentFar(AnimCurve const& curve, CCPnt const* keys, unsigned int n,
+                                              float t) {
+  if (n <= ShortCurve) return NoSegment;
   float const guess = curve.guessPlace(t);
   auto const last = static_cast<float>(n - 2);
   auto const first = static_cast<unsigned int>(guess > 0.F ? std::min(guess, last) : 0.F);
-  std::optional<unsigned int> const lo = searchFrom(keys, n, first, t);
-  if (lo) curve.setSegmentHint(*lo);
-  return lo;
+  std::optional<unsigned int> const lo = searchFrom(keys, n, std::min(first, n - 2), t);
+  if (!lo) return NoSegment;
+  curve.setSegmentHint(*lo);
+  return *lo;
+}
+
+/// The only segment in which a time lies strictly, where the keys are known to ascend. Playback stays in the segment of
+/// the last evaluation, or steps into the next, so these are looked at first; that spares the other keys, most of which
+/// are not in the cache.
+[[gnu::always_inline]] inline unsigned int findSegment(AnimCurve const& curve, CCPnt const* keys,
+                                                       unsigned int n, float t) {
+  unsigned int const hint = curve.getSegmentHint();
+  if (hint == NoSegment) return NoSegment;
+  if (hint + 1 < n && keys[hint].x() < t) {
+    if (t < keys[hint + 1].x()) return hint;
+    if (hint + 2 < n && keys[hint + 1].x() < t && t < keys[hint + 2].x()) {
+      curve.setSegmentHint(hint + 1);
+      return hint + 1;
+    }
+  }
+  return findSegmentFar(curve, keys, n, t);
 }
 
 /// The bisection's answer. Keys that are out of order have no hint: it must not depend on what was asked before.
@@ -123,7 +136,8 @@ KeyPlace findKeys(AnimCurve const& curve, CCPnt const* keys, unsigned int n, flo
 }
 
 KeyPlace findPlace(AnimCurve const& curve, CCPnt const* keys, unsigned int n, float t) {
-  if (auto const lo = findSegment(curve, keys, n, t)) return {*lo, *lo + 1};
+  unsigned int const lo = findSegment(curve, keys, n, t);
+  if (lo != NoSegment) return {lo, lo + 1};
   return findKeys(curve, keys, n, t);
 }
 
@@ -226,8 +240,9 @@ template <class Placement, class Result>
   auto const toCurveTime = [&](float time) { return xscale == 1.F ? time - xoff : (time - xoff) / xscale; };
   if (xscale > 0.F) {
     // Between two keys that stand before and after the time when they are placed, so do the first and the last.
-    if (auto const lo = findSegment(curve, keys, n, toCurveTime(result.time))) {
-      segment = placeSegment(keys[*lo], keys[*lo + 1], false, xscale, xoff);
+    unsigned int const lo = findSegment(curve, keys, n, toCurveTime(result.time));
+    if (lo != NoSegment) {
+      segment = placeSegment(keys[lo], keys[lo + 1], false, xscale, xoff);
       if (segment.ax <= result.time && result.time <= segment.bx)
         return needsSolving(curve, segment, result.time, result.value);
     }
