@@ -153,7 +153,11 @@ void updateFirstKey(AnimCurvePtr const& curve, NodePtr const& cameraNode) {
   osg::FieldContainerPtr target;
   std::vector<osg::FieldContainerPtr> parents;
   knAnimEvaluator::the()->computeAim(curve, cameraNode, target, parents);
-  if (target) curve->getControlPoints()[0].setY(knAnimManager::the()->getOSGFieldValue(curve, target));
+  // Reading can run code of the host's, after which the curve need not have that key any more, nor live.
+  float const present =
+      target && curve.isAlive() ? knAnimManager::the()->getOSGFieldValue(curve, target) : 0.F;
+  if (!curve.isAlive()) return;
+  if (target && !curve->isEmpty()) curve->getControlPoints()[0].setY(present);
   curve->computeIntangent(0, -1);
   curve->computeOuttangent(0, -1);
   curve->computeIntangent(1, -1);

@@ -80,6 +80,12 @@ bool isDistance(Real32 value) { return std::isfinite(value) && value > 0.F; }
 
 bool isOpening(double radians) { return radians > 0.0 && radians < std::numbers::pi; }
 
+/// Whether angles of view go with a `Fov` in degrees, and were not written by themselves.
+bool areAnglesOf(Real32 fov, Vec2f const& angles) {
+  double const vertical = fov * RadiansPerDegree;
+  return std::abs(angles[1] - vertical) <= 1e-5 * vertical;
+}
+
 }  // namespace
 
 UberCamera::UberCamera() {
@@ -189,12 +195,13 @@ void UberCamera::store(State const& values) {
   _inStep = values;
 }
 
-/// Angles that were written stay as they are, and move no lens: curves write in degrees what they read in radians, so
-/// that a flight, which takes them along with `Fov`, would leave a lens of another kind behind.
+/// Angles that were written stay as they are until they go with `Fov` again, and move no lens: curves write in degrees
+/// what they read in radians, so that a flight, which takes them along with `Fov`, would leave a lens of another kind
+/// behind. A curve that keeps them where they are writes nothing, but means them all the same.
 void UberCamera::settleOptics(State& values, State const& before) {
   double const vertical = values.fov * RadiansPerDegree;
   if (values.fov == before.fov || !isOpening(vertical)) return;
-  if (!(values.fieldOfView == before.fieldOfView)) return;
+  if (!(values.fieldOfView == before.fieldOfView) || !areAnglesOf(before.fov, before.fieldOfView)) return;
   // The shape of the picture stays: the tangents keep their ratio.
   double const horizontal = before.fieldOfView[0];
   double const former = before.fieldOfView[1];
@@ -382,10 +389,13 @@ void UberCamera::setTurntableDistance(Real32 distance) {
 // --- The lens -----------------------------------------------------------------------------------------------------
 
 Real32 UberCamera::getFocalLength() const {
-  double const angle = settled().fieldOfView[0];
-  double const width = getSensorSize()[0];
-  if (!isOpening(angle) || !(width > 0.0)) return 0.F;
-  return static_cast<Real32>(width / (2.0 * std::tan(angle / 2.0)));
+  State const lens = settled();
+  // Angles that were written by themselves are none of the lens.
+  bool const isWhole = areAnglesOf(lens.fov, lens.fieldOfView);
+  double const angle = isWhole ? lens.fieldOfView[0] : lens.fov * RadiansPerDegree;
+  double const size = getSensorSize()[isWhole ? 0 : 1];
+  if (!isOpening(angle) || !(size > 0.0)) return 0.F;
+  return static_cast<Real32>(size / (2.0 * std::tan(angle / 2.0)));
 }
 
 void UberCamera::setFocalLength(Real32 millimetres) {

@@ -70,7 +70,8 @@ class KNSCENE_API UberCameraBase : public PerspectiveCamera {
 /// go, and none where nothing changed. The getters below tell what follows from all that was written, also from fields
 /// that were written directly and not announced yet; the fields of the other side follow with the announcement, with
 /// any mask. Where both sides were written directly, from, at and up win; a rotation wins against a roll. Pictures go
-/// by `Fov`; `FieldOfView` follows it in its shape, keeps what is written into it all the same, and changes no picture.
+/// by `Fov`; `FieldOfView` follows it in its shape. Angles that are written into it by themselves stay, and change no
+/// picture; it follows again once its vertical one is that of `Fov`.
 ///
 /// Moving the transform takes `at` along at its distance. From and at in one place, an up vector along the line
 /// of sight, and values that are not finite leave the camera a valid orientation: the former one, or one near it.
@@ -112,9 +113,9 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   Real32 getTurntableDistance() const;
   void setTurntableDistance(Real32 distance);
 
-  /// The focal length in millimetres, from the horizontal angle of view and the width of the sensor; 0 where
-  /// these give none. The setter sets both angles of view to suit; a length that is not above 0, or a sensor
-  /// without size, is ignored.
+  /// The focal length in millimetres, from the horizontal angle of view and the width of the sensor, or from `Fov`
+  /// and the height where the angles of view were written by themselves; 0 where these give none. The setter sets
+  /// both angles of view to suit; a length that is not above 0, or a sensor without size, is ignored.
   Real32 getFocalLength() const;
   void setFocalLength(Real32 millimetres);
   /// The f-number: focal length by diameter of the aperture. A zoom keeps it. One not above 0 is ignored.

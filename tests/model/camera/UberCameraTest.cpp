@@ -166,6 +166,10 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   _camera->setFieldOfView({1, 0.5F});
   announce(*_camera, UberCamera::FieldOfViewFieldMask);
   EXPECT_EQ(_camera->getFov(), 45) << "angles by themselves move no lens";
+  EXPECT_NEAR(_camera->getFocalLength(), 12.F / std::tan(0.39269908F), 1e-3F);
+  _camera->setFov(50);
+  announce(*_camera, UberCamera::FovFieldMask);
+  EXPECT_EQ(_camera->getFieldOfView(), Vec2f(1, 0.5F)) << "a curve may keep them there";
 
   Real32 const kept = _camera->getFocalLength();
   for (Real32 const refused : {0.F, -1.F, NaN, Infinity}) {
