@@ -52,7 +52,8 @@ void addFlightCurve(FlightTree& tree, std::string const& name, osg::UInt32 index
 /// Which duration flights have: not 0, not negative. One that is not a number is none, either.
 bool isDuration(float duration) { return duration > 0; }
 
-void addTranslationCurves(FlightTree& tree, std::string const& name, Vec3f const& from, Vec3f const& to,
+/// The places are values: where they were read may be gone when the tree has told the host of its first curve.
+void addTranslationCurves(FlightTree& tree, std::string const& name, Vec3f const from, Vec3f const to,
                           float duration) {
   static constexpr CurveNames names[] = {{"X", "tx"}, {"Y", "ty"}, {"Z", "tz"}};
   if (!tree.isAlive() || !isDuration(duration)) return;

@@ -485,6 +485,12 @@ Operation const operations[] = {
        manager().animateCamera(camera, Matrix(), {1, 1, 1, 1}, {}, 2);
        manager().animateCamera(camera, {}, {1, 0, 0}, {0, 1, 0}, 40, 3, 2);
      }},
+    {"animateCamera, with a target",
+     [](Arguments& a) {
+       a.camera->setAimNode(a.leaf);
+       a.camera->setAnimationRoot(HostAnimNode::create());
+       manager().animateCamera(a.camera, Pnt3f(1, 2, 3), Vec3f(), 2);
+     }},
     {"animateCamera, onto a track",
      [](Arguments& a) {
        UberCameraPtr const camera = a.camera, fresh = HostCamera::create();

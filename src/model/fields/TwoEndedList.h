@@ -241,6 +241,8 @@ void TwoEndedList<T>::growBehind(UInt32 count) {
 template <class T>
 T* TwoEndedList<T>::openAt(UInt32 index, UInt32 count) {
   settled();
+  // Nothing is to be moved onto itself.
+  if (count == 0) return _first + index;
   bool const isInFront = index < _size - index;
   if (isInFront && _before < count) relocate(std::max(count, _size), std::min(_after, _size));
   if (!isInFront && _after < count) growBehind(count);
@@ -260,6 +262,7 @@ template <class T>
 T* TwoEndedList<T>::erase(const_iterator first, const_iterator last) {
   auto const index = static_cast<UInt32>(first - begin());
   auto const count = static_cast<UInt32>(last - first);
+  if (count == 0) return _first + index;
   UInt32 const behind = _size - index - count;
   if (index < behind) {
     std::move_backward(_first, _first + index, _first + index + count);
