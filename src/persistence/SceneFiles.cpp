@@ -7,6 +7,7 @@
 #include "model/utils/knLog.h"
 #include "persistence/SavedScene.h"
 
+#include <cmath>
 #include <unordered_set>
 
 using osg::AnimNodePtr;
@@ -127,7 +128,9 @@ void replaceStructure(AnimNodePtr const target, osg::Ref<osg::AnimNode> const& s
   announce(target, osg::Node::ChildrenFieldMask);
 }
 
-void takeTimeline(knAnimManager& manager, SavedScene const& scene) {
+bool isRate(double fps) { return std::isfinite(fps) && fps > 0.0; }
+
+void takeTimeline(knAnimManager& manager, SavedScene const& scene, std::string const& fileName) {
   manager.setPlaybackFPS(scene.getPlaybackFps());
   manager.setFullRangeStart(scene.getFullRangeStart());
   manager.setFullRangeEnd(scene.getFullRangeEnd());
@@ -139,12 +142,19 @@ void takeTimeline(knAnimManager& manager, SavedScene const& scene) {
   // The keys of the file are where they belong at the file's rate.
   double const time = scene.getCurrentTime();
   bool const keepsKeys = scene.getKeepKeysAtFrame();
+  double const fps = scene.getFps();
   double const sceneFps = scene.getSceneFps();
-  manager.setKeepKeysAtFrame(false);
-  knSceneDataManager::getSceneData(0)->setFps(sceneFps);
-  manager.setFPS(scene.getFps());
+  if (isRate(fps) && isRate(sceneFps)) {
+    manager.setKeepKeysAtFrame(false);
+    knSceneDataManager::getSceneData(0)->setFps(sceneFps);
+    manager.setFPS(fps);
+    knSceneDataManager::getSceneData(0)->setFps(sceneFps);
+  } else {
+    std::string const text = "knSceneFile::load: \"" + fileName +
+                             "\" has a frame rate that is not above 0; the present one is kept";
+    knLog::warning(text.c_str());
+  }
   manager.setKeepKeysAtFrame(keepsKeys);
-  knSceneDataManager::getSceneData(0)->setFps(sceneFps);
   manager.setCurrentTimeNoEvaluation(time, true);
 }
 
@@ -167,6 +177,6 @@ bool knSceneFile::load(std::string const& fileNameArgument) {
   replaceStructure(manager.sceneStructureRoot(), scene.sceneStructure);
   replaceStructure(manager.clipStructureRoot(), scene.clipStructure);
   knAnimManager::fillEmptyCallbacks();
-  if (scene.record.isAlive()) takeTimeline(manager, *scene.record);
+  if (scene.record.isAlive()) takeTimeline(manager, *scene.record, fileName);
   return true;
 }

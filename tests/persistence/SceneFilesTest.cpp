@@ -96,6 +96,14 @@ void SceneFilesTest::expectWhole(std::string const& file) {
 }
 
 TEST_F(SceneFilesTest, WhatIsNoSceneLeavesThePresentOne) {
+  double const rate = manager.fps();
+  manager.setFPS(-5);
+  ASSERT_TRUE(knSceneFile::save(path("backwards.osb")));
+  manager.setFPS(rate);
+  LogCapture warnings;
+  EXPECT_TRUE(knSceneFile::load(path("backwards.osb")));
+  EXPECT_TRUE(manager.fps() == rate && warnings.contains("frame rate that is not above 0"));
+
   NodePtr const before = root();
   ASSERT_TRUE(saveSceneFile(before, path("graph.osb"), false));
   for (char const* const name : {"graph.osb", "absent.osb"}) {

@@ -63,11 +63,22 @@ void NameRegister::giveBack(std::string const& text) {
 
 void NameRegister::handOut(Name& name) {
   if (std::exchange(name._isHandedOut, true)) return;
+  if (_handedOut.size() >= _roomForHandedOut) {
+    dropSettled();
+    // A name that was set and handed out again stands here twice.
+    std::sort(_handedOut.begin(), _handedOut.end());
+    _handedOut.erase(std::unique(_handedOut.begin(), _handedOut.end()), _handedOut.end());
+    _roomForHandedOut = 2 * _handedOut.size() + 64;
+  }
   _handedOut.push_back(NamePtr(&name));
 }
 
-void NameRegister::readAgain() {
+void NameRegister::dropSettled() {
   std::erase_if(_handedOut, [](NamePtr const& name) { return !name.isAlive() || !name->_isHandedOut; });
+}
+
+void NameRegister::readAgain() {
+  dropSettled();
   for (NamePtr const& name : _handedOut) {
     if (name->_placeInRegister != Name::NotRegistered) update(*name, true);
   }

@@ -43,11 +43,13 @@ class KNSCENE_API NameRegister {
   void discount(Entry const& entry);
   void giveBack(std::string const& text);
   void readAgain();
+  void dropSettled();
 
   std::vector<Entry> _entries;  ///< each name knows its place
   Counts _counts;
   std::unordered_map<std::string, Numbers> _numbers;  ///< of names that had to be numbered
   std::vector<NamePtr> _handedOut;
+  std::size_t _roomForHandedOut = 64;  ///< before those that were set since are looked for
 };
 
 }  // namespace knscene
