@@ -92,7 +92,8 @@ void printNearness(ShootOptions const& options, ShootRecord const& record, std::
       ++met;
     }
   }
-  std::string const nearness = farthest < 1e-9 ? "exactly" : "within " + brief(farthest, 2) + " units";
+  std::string const nearness =
+      farthest < 1e-9 ? "exactly" : std::string("within ").append(brief(farthest, 2)) + " units";
   if (met > 0) printRow(output, "reached", counted(met, "viewpoint") + " at a frame, " + nearness);
 }
 
@@ -118,8 +119,12 @@ void printShootReport(ShootOptions const& options, ShootRecord const& record,
   for (std::size_t i = 0; i < record.viewpoints.size(); ++i) {
     Viewpoint const& each = record.viewpoints[i];
     auto const triple = [](auto const& v) {
-      return "(" + brief(static_cast<double>(v[0])) + ", " + brief(static_cast<double>(v[1])) + ", " +
-             brief(static_cast<double>(v[2])) + ")";
+      std::string text(1, '(');
+      for (osg::UInt32 i = 0; i < 3; ++i) {
+        if (i > 0) text += ", ";
+        text += brief(static_cast<double>(v[i]));
+      }
+      return text += ')';
     };
     printRow(output, i == 0 ? "viewpoints" : "",
              std::to_string(i + 1) + "  " + printable(each.name) + ", from " + triple(each.from) + " at " +
