@@ -120,9 +120,9 @@ void printShootReport(ShootOptions const& options, ShootRecord const& record,
     Viewpoint const& each = record.viewpoints[i];
     auto const triple = [](auto const& v) {
       std::string text(1, '(');
-      for (osg::UInt32 i = 0; i < 3; ++i) {
-        if (i > 0) text += ", ";
-        text += brief(static_cast<double>(v[i]));
+      for (osg::UInt32 part = 0; part < 3; ++part) {
+        if (part > 0) text += ", ";
+        text += brief(static_cast<double>(v[part]));
       }
       return text += ')';
     };

@@ -53,7 +53,8 @@ void addTree(osg::AnimNodePtr const& root, std::string const& owner, AnimationHa
     } else if (auto const* const cache = osg::dcastTo<osg::TimeShapeCache>(core)) {
       all.caches.push_back(take(*cache, branch, owner));
     } else if (branch.node != root) {
-      branch.animation += (branch.animation.empty() ? "" : "/") + nameOf(branch.node);
+      if (!branch.animation.empty()) branch.animation += '/';
+      branch.animation += nameOf(branch.node);
     }
     for (osg::UInt32 i = branch.node->getNChildren(); i-- > 0;) {
       if (auto const child = osg::dcast<osg::AnimNodePtr>(branch.node->getChild(i)); child != nullptr)
