@@ -30,19 +30,20 @@ ThreadLists& threadLists() {
 void ChangeList::addChanged(FieldContainerPtr const& container, BitVector const& mask) {
   if (!container.isAlive()) return;
   ++_announcements;
-  auto const newPlace = static_cast<UInt32>(_entries.size());
-  auto const [place, isNew] = _places.insert(container.getContainerId(), newPlace);
-  if (!isNew && _entries[place].container == container) {
+  UInt32 const id = container.getContainerId();
+  if (id >= _places.size()) _places.resize(id + std::size_t{1});
+  // A place from before the last clear, or of a dead container that had the id, shows by the entry that stands there.
+  UInt32& place = _places[id];
+  if (place < _entries.size() && _entries[place].container == container) {
     _entries[place].mask |= mask;
     return;
   }
-  place = newPlace;  // new, or instead of a dead container that had the same id
+  place = static_cast<UInt32>(_entries.size());
   _entries.push_back({container, mask});
 }
 
 void ChangeList::clear() {
   _entries.clear();
-  _places.clear();
   _announcements = 0;
 }
 

@@ -2,7 +2,6 @@
 
 #include "model/fields/BitVector.h"
 #include "model/fields/FieldContainerPtr.h"
-#include "model/utils/knIdTable.h"
 
 #include <vector>
 
@@ -19,8 +18,8 @@ class KNSCENE_API ChangeList {
   };
 
   /// Adds the fields in `mask` to the container's entry. A null or dead handle is left alone. Constant time,
-  /// without allocation for a container that the list already holds. A list takes memory for as many containers
-  /// as it has held at once.
+  /// without allocation for a container that the list already holds. Beside its entries a list takes four bytes for
+  /// each id up to the highest it has held; ids of dead containers are used again, so that this stays bounded.
   void addChanged(FieldContainerPtr const& container, BitVector const& mask);
 
   std::vector<Entry> const& getEntries() const { return _entries; }
@@ -30,7 +29,7 @@ class KNSCENE_API ChangeList {
 
  private:
   std::vector<Entry> _entries;
-  knIdTable<UInt32> _places;  ///< by container id: where the entry stands
+  std::vector<UInt32> _places;  ///< by container id: where the entry stands, or stood before the last clear
   std::size_t _announcements = 0;
 };
 
