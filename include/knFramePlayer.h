@@ -15,6 +15,21 @@ struct knFramePlaybackParams {
   double fps = 0.0;         ///< frames per second; not above 0: one frame a tick, however long a tick takes
 };
 
+/// What `knFramePlayer::play` plays, and how. Left as it is: forward, in a loop, whole frames at the manager's rate.
+struct knPlayOptions {
+  double firstFrame = 0.0;
+  double lastFrame = 0.0;   ///< played, too
+  bool loop = true;         ///< begin anew at the end; else frames run on
+  bool reverse = false;     ///< from the last frame backwards
+  bool subframes = false;   ///< frames with fractions
+  bool everyFrame = false;  ///< one frame a tick, however long a tick takes; `fps` has no part then
+  double fps = 0.0;         ///< not above 0: that of `knAnimManager::fps` at this moment
+  /// Shows the first frame at once, and the clock of the run starts; else the first `tick` and `apply` do.
+  bool showFirstFrame = true;
+  bool external = false;  ///< see `knFramePlayer::start`
+  void* user = nullptr;   ///< see `knFramePlayer::start`
+};
+
 /// Plays frames in real time. The host calls `tick` and then `apply` once per pass of its loop. The frame is computed from
 /// the time since the first tick, so that errors do not add up; a slow pass skips frames. Whole frames keep an even
 /// cadence where the host's rate and `fps` do not divide. Playing ends only by `stop`.
@@ -32,6 +47,9 @@ class KNANIM_API knFramePlayer {
   /// out as messages and the scene is left alone. `user` is whoever plays; sends "framePlayerUserChanged" with "user",
   /// a void pointer, when that is another one than before.
   void start(knFramePlaybackParams const& params, bool external, void* user);
+  /// The same with what a host mostly wants: its first frame is shown when the call returns, evaluated also where the
+  /// timeline stands on it already, and frames come at the manager's rate unless the options tell another one.
+  void play(knPlayOptions const& options);
   /// Ends playing, whoever calls it, and makes `user` the current user as `start` does.
   void stop(void* user);
   /// Computes the frame of this moment; nothing while not playing.

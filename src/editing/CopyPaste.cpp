@@ -13,7 +13,6 @@
 #include "model/utils/knUtils.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -37,13 +36,13 @@ char const* const kSharedTypes = "Material";
 void tellPasted() { knUtils::call("pastedAnimations", 0); }
 
 void printRefusedAim(AnimNodePtr const& tree, std::string const& target) {
-  std::printf("Paste of animation %s to %s failed because of incompatible aim types!\n", nameOf(tree).c_str(),
-              target.c_str());
+  knLog::print("Paste of animation " + nameOf(tree) + " to " + target +
+               " failed because of incompatible aim types!\n");
 }
 
 void printRefusedPlace(AnimNodePtr const& tree, NodePtr const& target) {
-  std::printf("Paste of animation %s under %s failed! Paste not valid!\n", nameOf(tree).c_str(),
-              nameOf(target).c_str());
+  knLog::print("Paste of animation " + nameOf(tree) + " under " + nameOf(target) +
+               " failed! Paste not valid!\n");
 }
 
 std::string targetNameOf(AttachmentContainerPtr const& target) {
@@ -273,7 +272,7 @@ void knAnimManager::copyFrom(AttachmentContainerPtr const& container) {
   }
   bool const isNode = osg::dcastTo<osg::Node>(container) != nullptr;
   if (!isNode && osg::dcastTo<osg::Material>(container) == nullptr) return;
-  std::printf("WARNING: %s has no animations. Copy failed!\n", targetNameOf(container).c_str());
+  knLog::print("WARNING: " + targetNameOf(container) + " has no animations. Copy failed!\n");
 }
 
 void knAnimManager::cut(AnimNodePtr const& animation) {

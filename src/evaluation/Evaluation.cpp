@@ -1,7 +1,9 @@
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/CurveValue.h"
 #include "evaluation/FieldWrite.h"
 #include "evaluation/GatheringBuffers.h"
 #include "evaluation/SceneMaterials.h"
+#include "evaluation/TreeWalk.h"
 #include "evaluation/WriteOrder.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
@@ -112,15 +114,20 @@ void knAnimEvaluator::emptyRecords() {
 void knAnimEvaluator::evaluate(float time, bool, std::vector<knCurveData> filter) {
   Aside const aside(*this);
   _time = time;
-  if (!materialRoot().isAlive()) return;
+  if (!materialRoot().isAlive()) {
+    MotionWarnings::noScene();
+    return;
+  }
   // First of all: the host may edit anything here, even evaluate.
   std::vector<osg::MaterialPtr> const materials = findSceneMaterials();
   _time = time;
   if (filter.empty()) {
-    if (evaluateByPlan(materials)) return;
-    emptyRecords();
-    gatherSections(materials, 0, false, false, true);
-    finishScene(time);
+    if (!evaluateByPlan(materials)) {
+      emptyRecords();
+      gatherSections(materials, 0, false, false, true);
+      finishScene(time);
+    }
+    MotionWarnings::tellOfScene();
     return;
   }
   emptyRecords();
@@ -132,6 +139,7 @@ void knAnimEvaluator::evaluate(float time, bool, std::vector<knCurveData> filter
   knAnimManager::the()->computeCurveValues(data, time);
   setOSGFieldValues(data, true);
   giveBackRecords(std::move(data));
+  MotionWarnings::tellOfScene();
 }
 
 /// What follows on gathering.
@@ -186,6 +194,25 @@ void knAnimEvaluator::evaluateObject(AnimNodePtr node, std::set<osg::FieldContai
   evaluateTree(node, time, motionBlurOnly, commit, false);
 }
 
+namespace {
+
+/// A tree with keys was evaluated that nothing in the scene holds.
+[[gnu::cold]] void warnOfIdle(AnimNodePtr const& tree, auto const& owners) {
+  bool hasKeys = false;
+  bool isHeld = false;
+  forEachNode(tree, [&](osg::NodePtr const& node) {
+    auto const* const curve = osg::dcastTo<osg::AnimCurve>(node->getCore());
+    bool const isOn = node->isActive() && !isHeld;
+    if (!isOn || curve == nullptr || curve->isEmpty()) return isOn;
+    hasKeys = true;
+    isHeld = owners.contains(curve->getContainerId());
+    return true;
+  });
+  if (hasKeys && !isHeld) MotionWarnings::treeWithoutOwner(tree);
+}
+
+}  // namespace
+
 void knAnimEvaluator::evaluateTree(AnimNodePtr node, float time, bool motionBlurOnly, bool commit,
                                    bool collectCameras) {
   // The host was asked for its materials, where owners were looked for.
@@ -202,6 +229,7 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr node, float time, bool motionBlur
   }
   std::vector<knCurveData> data = takeRecords();
   TimeShapeCacheMap const caches = std::exchange(_timeShapeCaches, {});
+  bool const isIdle = data.empty() && caches.empty() && sequences.empty();
   float const lastTime = node.isAlive() ? node->getLastEvaluationTime() : time;
   bool const isClip = hasCore<osg::AnimClip>(node);
   knAnimManager::the()->computeCurveValues(data, time);
@@ -223,6 +251,10 @@ void knAnimEvaluator::evaluateTree(AnimNodePtr node, float time, bool motionBlur
     announce(node, osg::AnimNodeBase::LastEvaluationTimeFieldMask);
   }
   giveBackRecords(std::move(data));
+  // Who gives the owners, or asks for motion blur alone, knows why there may be none.
+  if (isIdle && collectCameras && !motionBlurOnly && !osg::AnimNode::_changed)
+    warnOfIdle(node, _animParentMap);
+  MotionWarnings::tellRefusals();
 }
 
 void knAnimEvaluator::writeClip(std::vector<knCurveData> const& data, bool collectCameras) {

@@ -12,6 +12,10 @@ struct knAnimEvaluator::FieldWrite {
   float value;
   osg::FieldContainerType const* type = nullptr;  ///< of the aim before this one, and
   WriteRule const* rule = nullptr;                ///< the rule for it: aims are mostly of one type
+  osg::FieldContainerPtr const* curve = nullptr;  ///< that the value comes from, if any
+
+  /// Notes that the aim takes no such value. Runs nothing of the host's.
+  [[gnu::cold]] void noteRefusal(osg::FieldContainerPtr const& aim) const;
 };
 
 /// One phase of writing, from the first value to the announcement of what was written. A committing one begins without

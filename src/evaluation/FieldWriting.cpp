@@ -1,4 +1,5 @@
 // From a value to the field that it lands in.
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/FieldContents.h"
 #include "evaluation/FieldWrite.h"
 #include "model/fields/FieldContainerFactory.h"
@@ -74,6 +75,10 @@ void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UIn
 
 }  // namespace
 
+void knAnimEvaluator::FieldWrite::noteRefusal(FieldContainerPtr const& aim) const {
+  MotionWarnings::noteRefusal(curve != nullptr ? *curve : FieldContainerPtr(), aim, name, valueIndex);
+}
+
 // --- One value ----------------------------------------------------------------------------------------------------
 
 void knAnimEvaluator::setOSGFieldValue(knContainerSet const& aims, knContainerSet const& parents,
@@ -95,12 +100,15 @@ void knAnimEvaluator::writeToAim(FieldContainerPtr const& aim, FieldWrite& write
   }
   WriteRule const& rule = *write.rule;
   Kind kind = rule.kind;
+  if (write.valueIndex >= rule.size) [[unlikely]]
+    write.noteRefusal(aim);
   if (isLightKind(kind)) {
     if (auto* const light = osg::dcastTo<osg::UberLight>(osg::dcastTo<osg::Node>(aim)->getCore())) {
       writeLight(*light, kind, write.valueIndex, write.value);
       return;
     }
     kind = rule.field != nullptr ? Kind::Field : Kind::Skip;
+    if (kind == Kind::Skip) write.noteRefusal(aim);
   }
   switch (kind) {
     case Kind::Skip:
@@ -164,15 +172,17 @@ void knAnimEvaluator::setOSGFieldValue(knCurveData const& data, CameraData* came
   float const value = data.value + data.cycleValueOffset;
   osg::FieldContainerType const* const type = known.rule != nullptr ? known.rule->type : nullptr;
   if (data.aims.size() < 2) {
-    setOSGFieldValue(data.aims, data.parents,
-                     {curve.getName(), known.valueIndex, known.vertexIndex, value, type, known.rule},
-                     cameraData);
+    setOSGFieldValue(
+        data.aims, data.parents,
+        {curve.getName(), known.valueIndex, known.vertexIndex, value, type, known.rule, &data.curve},
+        cameraData);
     return;
   }
   // Who hears of the first write can destroy the curve before the second.
   std::string const name = curve.getName();
   setOSGFieldValue(data.aims, data.parents,
-                   {name, known.valueIndex, known.vertexIndex, value, type, known.rule}, cameraData);
+                   {name, known.valueIndex, known.vertexIndex, value, type, known.rule, &data.curve},
+                   cameraData);
 }
 
 void knAnimEvaluator::writeRecords(std::vector<knCurveData> const& data) {
@@ -202,10 +212,12 @@ void knAnimEvaluator::setOSGFieldValue(knOSGChannelData const& channel, float va
   WritePhase const phase(*this, true, commit);
   setOSGFieldValue(aims, parents, {channel.fieldName, channel.valueIndex, 0, value}, nullptr);
   if (commit) commitChangedFields();
+  MotionWarnings::tellRefusals();
 }
 
 void knAnimEvaluator::writeOne(knCurveData const& record, bool commit) {
   WritePhase const phase(*this, true, commit);
   setOSGFieldValue(record, nullptr);
   if (commit) commitChangedFields();
+  MotionWarnings::tellRefusals();
 }

@@ -17,6 +17,8 @@ namespace {
 using Kind = WriteRule::Kind;
 using Content = WriteRule::Content;
 
+constexpr osg::UInt32 AnyIndex = 0xFFFFFFFFU;
+
 struct NamedKind {
   char const* name;
   Kind kind;
@@ -51,6 +53,51 @@ Kind kindOf(NamedKind const (&table)[N], std::string const& name) {
 template <class T>
 std::pair<osg::UInt32, Content> entryOf(Content content) {
   return {osg::SField<T>::getClassType().getId(), content};
+}
+
+/// How many components the contents of a field have.
+osg::UInt32 sizeOf(Content content) {
+  switch (content) {
+    case Content::Vec2f:
+    case Content::Pnt2f:
+      return 2;
+    case Content::Vec3f:
+    case Content::Pnt3f:
+    case Content::Color3f:
+    case Content::Positions:
+    case Content::Normals:
+      return 3;
+    case Content::Vec4f:
+    case Content::Pnt4f:
+    case Content::Color4f:
+      return 4;
+    case Content::Other:
+      return 0;
+    default:
+      return AnyIndex;
+  }
+}
+
+osg::UInt32 sizeOf(WriteRule const& rule) {
+  switch (rule.kind) {
+    case Kind::Skip:
+      return 0;
+    case Kind::Field:
+      return sizeOf(rule.content);
+    case Kind::EulerRotation:
+    case Kind::EulerRotationOrientation:
+    case Kind::CameraFrom:
+    case Kind::CameraAt:
+    case Kind::CameraUp:
+    case Kind::CameraAim:
+    case Kind::CameraUpTranslation:
+      return 3;
+    case Kind::LightGlossy:
+    case Kind::LightDiffuse:
+      return rule.field != nullptr ? sizeOf(rule.content) : 3;
+    default:
+      return AnyIndex;
+  }
 }
 
 /// What is left when no name is treated by itself: the field, or what has no field.
@@ -119,6 +166,7 @@ WriteRule const* findForGood(FieldContainerType const& type, std::string const& 
   }
   WriteRule rule = makeRule(type, name);
   rule.mayCallHost = mayCallHost(rule, type);
+  rule.size = sizeOf(rule);
   if (rule.kind == Kind::Skip) return &skip;
   std::lock_guard const lock(mutex);
   auto const entry = rules.try_emplace(std::move(key), rule).first;

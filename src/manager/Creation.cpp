@@ -1,5 +1,6 @@
 #include "manager/Creation.h"
 
+#include "diagnosis/MotionWarnings.h"
 #include "knAnimManager.h"
 #include "manager/UniqueNames.h"
 #include "model/sceneext/AnimBlock.h"
@@ -79,7 +80,9 @@ void knAnimManager::addAnimation(osg::AttachmentContainerPtr const& container,
   AnimNodePtr const animation = animationArgument;
   if (!container.isAlive() || !animation.isAlive()) return;
   AnimAttachmentPtr const attachment = findOrCreateAttachment(container);
-  if (attachment) attachment->addAnimation(animation);
+  if (!attachment) return;
+  MotionWarnings::noteNewTree(animation);
+  attachment->addAnimation(animation);
 }
 
 void knAnimManager::subAnimation(osg::AttachmentContainerPtr const& container, AnimNodePtr const& animation) {
@@ -141,7 +144,10 @@ AnimNodePtr knAnimManager::createChannelCurveNode(AnimAttachmentPtr const& attac
   curve->setColor(getDefaultColor(suffix));
   announce(curve, osg::BitVector::all());
   AnimNodePtr const node = makeNode(curve, suffix.empty() ? channelName : channelName + "." + suffix);
-  if (attachment.isAlive()) attachment->addAnimation(node);
+  if (attachment.isAlive()) {
+    MotionWarnings::noteNewTree(node);
+    attachment->addAnimation(node);
+  }
   return node;
 }
 

@@ -1,3 +1,4 @@
+#include "diagnosis/MotionWarnings.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "manager/UniqueNames.h"
@@ -19,6 +20,7 @@ void addPooledMaterials(std::vector<osg::MaterialPtr>& materials) {
 }  // namespace
 
 void knAnimManager::fillEmptyCallbacks() {
+  MotionWarnings::forget();
   if (!_destroyNodeCB) {
     // A copy: the argument may stand in what dies.
     _destroyNodeCB = [](osg::NodePtr const& node) { osg::NodePtr(node).subRef(); };

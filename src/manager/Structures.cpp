@@ -1,7 +1,6 @@
 #include "knAnimManager.h"
 #include "model/scenegraph/NodeQueries.h"
-
-#include <cstdio>
+#include "model/utils/knLog.h"
 
 using osg::AnimAttachmentPtr;
 using osg::AnimNodePtr;
@@ -33,6 +32,30 @@ void add(AnimNodePtr const& root, AnimNodePtr const& animation) {
   announce(root, osg::Node::ChildrenFieldMask);
 }
 
+/// The names of a tree, each on a line of its own with two dashes for each level in front, behind `indent`.
+std::string structureOf(AnimNodePtr const& animation, std::string indent) {
+  struct Pending {
+    AnimNodePtr node;
+    std::size_t depth;
+  };
+  std::vector<Pending> pending{{animation, 1}};
+  std::string text;
+  std::size_t const outer = indent.size();
+  while (!pending.empty()) {
+    auto const [node, depth] = pending.back();
+    pending.pop_back();
+    if (!node.isAlive()) continue;
+    indent.resize(outer);
+    indent.append(2 * depth, '-');
+    text += indent + nameOf(node) + '\n';
+    auto const& children = node->getChildren();
+    for (std::size_t i = children.size(); i-- > 0;) {
+      pending.push_back({osg::dcast<AnimNodePtr>(children[i]), depth + 1});
+    }
+  }
+  return text;
+}
+
 }  // namespace
 
 // Arguments are copied: they may stand in what the host's code drops meanwhile.
@@ -54,10 +77,10 @@ void knAnimManager::removeStructureAttachment(NodePtr const& argument) {
 void knAnimManager::pullStructureAttachment(NodePtr const& argument) {
   NodePtr const node = argument;
   if (!node.isAlive()) return;
-  std::printf("knAnimManager::pullStructureAttachment of %s\n", nameOf(node).c_str());
+  knLog::print("knAnimManager::pullStructureAttachment of " + nameOf(node) + "\n");
   AnimAttachmentPtr const attachment = getAnimAttachment(node);
   if (!attachment) return;
-  std::printf("found structure...\n");
+  knLog::print("found structure...\n");
   mergeStructureAttachment(attachment);
   if (!node.isAlive()) return;
   node->subAttachment(attachment, 0);
@@ -74,7 +97,7 @@ void knAnimManager::mergeStructureAttachment(AnimAttachmentPtr const& attachment
   NodePtr const clips = root->getChild(1);
   moveChildren(scene, _sceneStructureRoot);
   if (!clips.isAlive()) return;
-  std::printf("found clips root with %u childs\n", clips->getNChildren());
+  knLog::print("found clips root with " + std::to_string(clips->getNChildren()) + " childs\n");
   moveChildren(clips, _clipStructureRoot);
 }
 
@@ -88,32 +111,16 @@ void knAnimManager::addToClipStructure(AnimNodePtr const& animation) { add(_clip
 
 void knAnimManager::printStructures() {
   if (!_structureAttachment.isAlive()) return;
-  std::printf("====== STRUCTURE ======\n\n");
+  std::string text = "====== STRUCTURE ======\n\n";
   std::vector<AnimNodePtr> entries;
   _structureAttachment->getTopLevelAnimations(entries, true);
   for (AnimNodePtr const& entry : entries) {
-    std::printf("%s\n", nameOf(entry).c_str());
-    for (NodePtr const& child : entry->getChildren()) printStructureR(osg::dcast<AnimNodePtr>(child), "");
+    text += nameOf(entry) + '\n';
+    for (NodePtr const& child : entry->getChildren()) text += structureOf(osg::dcast<AnimNodePtr>(child), "");
   }
+  knLog::print(text);
 }
 
 void knAnimManager::printStructureR(AnimNodePtr const& animation, std::string indent) {
-  struct Pending {
-    AnimNodePtr node;
-    std::size_t depth;
-  };
-  std::vector<Pending> pending{{animation, 1}};
-  std::size_t const outer = indent.size();
-  while (!pending.empty()) {
-    auto const [node, depth] = pending.back();
-    pending.pop_back();
-    if (!node.isAlive()) continue;
-    indent.resize(outer);
-    indent.append(2 * depth, '-');
-    std::printf("%s%s\n", indent.c_str(), nameOf(node).c_str());
-    auto const& children = node->getChildren();
-    for (std::size_t i = children.size(); i-- > 0;) {
-      pending.push_back({osg::dcast<AnimNodePtr>(children[i]), depth + 1});
-    }
-  }
+  knLog::print(structureOf(animation, std::move(indent)));
 }

@@ -9,7 +9,6 @@
 #include "model/utils/knLog.h"
 #include "persistence/XmlRecords.h"
 
-#include <cstdio>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -418,7 +417,7 @@ void knAnimManager::convertXMLAnimations(NodePtr const& root, std::string const&
   NodePtr const node = root;
   std::optional<XmlRecords> const text = readXmlRecords(xml, static_cast<float>(fps()));
   if (!text) {
-    std::printf("ERROR converting animations from previous KELD version!\n");
+    knLog::print("ERROR converting animations from previous KELD version!\n");
     return;
   }
   if (text->hasRootElement) Conversion(*this, node, *text).run();

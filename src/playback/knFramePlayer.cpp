@@ -49,6 +49,28 @@ void knFramePlayer::start(knFramePlaybackParams const& params, bool external, vo
   changeUser(user);
 }
 
+void knFramePlayer::play(knPlayOptions const& options) {
+  knFramePlaybackParams params;
+  params.reverse = options.reverse;
+  params.loop = options.loop;
+  params.subframes = options.subframes;
+  params.rangeStart = options.firstFrame;
+  params.rangeEnd = options.lastFrame;
+  params.startFrame = options.reverse ? options.lastFrame : options.firstFrame;
+  knAnimManager& manager = *knAnimManager::the();
+  if (!options.everyFrame) params.fps = options.fps > 0.0 ? options.fps : manager.fps();
+  bool const showsFrame = options.showFirstFrame;
+  start(params, options.external, options.user);
+  // Who heard of the user may have stopped the player, or ticked.
+  if (!showsFrame || !_active || !_firstTick) return;
+  tick();
+  bool const stoodThere = !_external && manager.currentTime() == _frame / manager.fps();
+  apply();
+  if (!stoodThere) return;
+  manager.reevaluateAnimations(false);
+  knConstraintManager::evaluateConstraints();
+}
+
 void knFramePlayer::stop(void* user) {
   _active = false;
   changeUser(user);

@@ -1,5 +1,7 @@
 #include "model/sceneext/AnimCurve.h"
 
+#include "model/utils/knLog.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -28,6 +30,16 @@ CCPnt newLinearKey(Pnt2f const& point) {
   return key;
 }
 
+/// Once for a curve, as long as no other one gives cause.
+[[gnu::cold]] void warnOfKey(AnimCurve const& curve, char const* what) {
+  static AnimCurvePtr told;
+  AnimCurvePtr const handle(&curve);
+  if (handle == told) return;
+  told = handle;
+  std::string const name = curve.getChannelName().empty() ? curve.getName() : curve.getChannelName();
+  knLog::warning(("curve '" + name + "': " + what).c_str());
+}
+
 bool earlier(CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); }
 
 /// Times that are no numbers have no order: they go last.
@@ -39,7 +51,10 @@ bool earlierOrNumber(CCPnt const& a, CCPnt const& b) {
 
 Int32 AnimCurve::addPoint(Point2f const& position, Vector2f const& inTangent, Vector2f const& outTangent,
                           UInt32 inType, UInt32 outType, bool replaceSameTime, bool computeTangents) {
-  if (!std::isfinite(position.x())) return -1;
+  if (!std::isfinite(position.x())) {
+    warnOfKey(*this, "a key at a time that is not finite is left out");
+    return -1;
+  }
   CCPnt key(position, {}, {}, inType, outType);
   key.setIntangent(inTangent, computeTangents && isComputed(inType) && inTangent == Vec2f());
   key.setOuttangent(outTangent, computeTangents && isComputed(outType) && outTangent == Vec2f());
@@ -54,6 +69,8 @@ Int32 AnimCurve::addPoint(Point2f const& position, Vector2f const& inTangent, Ve
   auto const index = static_cast<std::size_t>(place - keys.begin());
   followNeighbours(index);
   timeRangeChanged();
+  // Last of all: who hears of it may do anything.
+  if (!std::isfinite(key.y())) warnOfKey(*this, "a key has a value that is not finite");
   return static_cast<Int32>(index);
 }
 
@@ -75,7 +92,12 @@ void AnimCurve::addPoints(MField<Pnt2f> const& points) {
   for (Pnt2f const& point : points) {
     if (std::isfinite(point.x())) added.push_back(newLinearKey(point));
   }
-  if (added.empty()) return;
+  bool const isLeftOut = added.size() < points.size();
+  char const* const leftOut = "keys at times that are not finite are left out";
+  if (added.empty()) {
+    if (isLeftOut) warnOfKey(*this, leftOut);
+    return;
+  }
   if (!std::is_sorted(added.begin(), added.end(), earlier)) std::ranges::stable_sort(added, earlier);
   // Among equal times the new keys come after the former ones.
   std::vector<std::size_t> places;
@@ -91,6 +113,7 @@ void AnimCurve::addPoints(MField<Pnt2f> const& points) {
     std::inplace_merge(keys.begin() + places.front(), keys.begin() + former, keys.end(), earlier);
   for (std::size_t const newPlace : places) followNeighbours(newPlace);
   timeRangeChanged();
+  if (isLeftOut) warnOfKey(*this, leftOut);
 }
 
 void AnimCurve::points(MField<Pnt2f>& points) const {

@@ -1,5 +1,6 @@
 #include "model/utils/knLog.h"
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -19,14 +20,16 @@ State& state() {
 }
 
 void writeToStandardError(knLog::Level level, std::string_view text) {
-  std::string line = level == knLog::Level::Error ? "error: " : "warning: ";
+  std::string line = level == knLog::Level::Error ? "error: " : "";
+  if (level == knLog::Level::Warning) line = "warning: ";
   line += text;
   line += '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-void log(knLog::Level level, char const* text) {
-  if (text == nullptr) return;
+std::atomic<bool> printsGoToLog = false;
+
+void log(knLog::Level level, std::string_view text) {
   std::lock_guard const lock(state().mutex);
   if (std::shared_ptr<knLog::Sink const> const sink = state().sink) {
     (*sink)(level, text);
@@ -37,9 +40,27 @@ void log(knLog::Level level, char const* text) {
 
 }  // namespace
 
-void knLog::error(char const* text) { log(Level::Error, text); }
+void knLog::error(char const* text) {
+  if (text != nullptr) log(Level::Error, text);
+}
 
-void knLog::warning(char const* text) { log(Level::Warning, text); }
+void knLog::warning(char const* text) {
+  if (text != nullptr) log(Level::Warning, text);
+}
+
+void knLog::print(std::string_view text) {
+  if (!printsGoToLog) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    return;
+  }
+  while (!text.empty()) {
+    std::size_t const end = text.find('\n');
+    if (end != 0) log(Level::Message, text.substr(0, end));
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  }
+}
+
+void knLog::sendPrintsToLog(bool on) { printsGoToLog = on; }
 
 knLog::Sink knLog::setSink(Sink sink) {
   auto next = sink ? std::make_shared<Sink const>(std::move(sink)) : nullptr;

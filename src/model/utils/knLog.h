@@ -6,13 +6,13 @@
 #include <string_view>
 
 /// Lines for the user. Without a sink they go to the standard error stream as "error: <text>" and "warning:
-/// <text>".
+/// <text>", and messages as they are.
 ///
 /// Every operation may be called from any thread, also while statics are being destroyed. Lines never mix and
 /// calls of the sink never overlap; a sink may itself log, but must not wait for another thread that does.
 class KNSCENE_API knLog {
  public:
-  enum class Level { Error, Warning };
+  enum class Level { Error, Warning, Message };
   /// Takes one line, without its line end; the text is valid during the call only.
   using Sink = std::function<void(Level level, std::string_view text)>;
 
@@ -26,4 +26,10 @@ class KNSCENE_API knLog {
   /// Sends all further lines to `sink` instead, or to the standard error stream again when it is empty. Gives
   /// back the sink that was set before; on return no other thread is inside that one any more.
   static Sink setSink(Sink sink);
+
+  /// A text, with its line ends, of the operations that tell by printing: copying and pasting, structures, old
+  /// animations. It goes to the standard output, or, once they are sent there, to the log, line by line as messages.
+  static void print(std::string_view text);
+  /// Sends what operations print to the log, or again to the standard output. Off at first.
+  static void sendPrintsToLog(bool on);
 };

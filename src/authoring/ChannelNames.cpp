@@ -1,0 +1,83 @@
+#include "authoring/ChannelNames.h"
+
+#include "diagnosis/NearNames.h"
+#include "knAnimManager.h"
+#include "model/fields/FieldContainerFactory.h"
+#include "model/scenegraph/NodeQueries.h"
+#include "model/utils/knLog.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace {
+
+using Channels = std::vector<knOSGChannelData>;
+
+std::string withSuffix(std::string const& name, std::string const& suffix) {
+  return suffix.empty() ? name : name + '.' + suffix;
+}
+
+/// One channel by its full name, else all components under a name.
+Channels matching(Channels const& all, std::string_view text) {
+  for (knOSGChannelData const& one : all) {
+    if (withSuffix(one.channelName, one.suffix) == text || withSuffix(one.fieldName, one.suffix) == text)
+      return {one};
+  }
+  Channels found;
+  auto const isSameField = [&](knOSGChannelData const& one) {
+    return found.empty() || (one.containerId == found[0].containerId && one.fieldName == found[0].fieldName);
+  };
+  for (knOSGChannelData const& one : all) {
+    if ((one.channelName == text || one.fieldName == text) && isSameField(one)) found.push_back(one);
+  }
+  std::ranges::stable_sort(found, {}, &knOSGChannelData::valueIndex);
+  return found;
+}
+
+bool endsWithoutCase(std::string_view text, std::string_view end) {
+  auto const isSame = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
+  return end.size() <= text.size() && std::ranges::equal(text.substr(text.size() - end.size()), end, isSame);
+}
+
+/// Whether a word tells what a container is: a type that it has, or the end of its name, as "camera" of "UberCamera".
+bool isKind(osg::FieldContainerPtr const& container, std::string_view word) {
+  for (osg::FieldContainerType const* type = container.findType(); type != nullptr;
+       type = type->getParent()) {
+    if (endsWithoutCase(type->getName().str(), word)) return true;
+  }
+  return false;
+}
+
+bool isHolder(osg::NodePtr const& node, Channels const& channels, std::string_view word) {
+  if (word.empty()) return false;
+  if (word == osg::nameOf(node) || isKind(node->getCore(), word)) return true;
+  return std::ranges::any_of(channels, [&](knOSGChannelData const& one) {
+    return isKind(osg::FieldContainerFactory::the().getContainer(one.containerId), word);
+  });
+}
+
+Channels failed(std::string const& text) {
+  knLog::error(text.c_str());
+  return {};
+}
+
+}  // namespace
+
+std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string_view text) {
+  std::string const quoted = "'" + std::string(text) + "'";
+  if (!node.isAlive()) return failed("no curve for " + quoted + ": the node is null or gone");
+  Channels all;
+  knAnimManager::the()->getKeyableChannels(node, all);
+  Channels found = matching(all, text);
+  std::size_t const point = text.find('.');
+  if (found.empty() && point != std::string_view::npos) {
+    found = matching(all, text.substr(point + 1));
+    if (!isHolder(node, found, text.substr(0, point))) found.clear();
+  }
+  if (!found.empty()) return found;
+  std::vector<std::string> names;
+  for (knOSGChannelData const& one : all) names.push_back(withSuffix(one.channelName, one.suffix));
+  std::string const near = nearNames(text, names);
+  return failed("'" + osg::nameOf(node) + "' has no channel " + quoted +
+                (near.empty() ? "" : "; near names: " + near));
+}

@@ -1,0 +1,284 @@
+#include "diagnosis/MotionWarnings.h"
+#include "diagnosis/Refusal.h"
+#include "evaluation/SceneMaterials.h"
+#include "evaluation/TreeWalk.h"
+#include "knAnimEvaluator.h"
+#include "knAnimManager.h"
+#include "model/scenedata/SceneRoots.h"
+#include "model/sceneext/CameraTrack.h"
+#include "model/scenegraph/NodeQueries.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+using osg::AnimCurve;
+using osg::AnimCurvePtr;
+using osg::AnimNode;
+using osg::AnimNodePtr;
+using osg::FieldContainerPtr;
+using osg::NodePtr;
+
+namespace {
+
+using Reasons = std::vector<knStillnessReason>;
+
+/// Who holds which curves in the scene.
+class SceneOwners {
+ public:
+  struct Owner {
+    FieldContainerPtr container;
+    AnimNodePtr tree;
+  };
+
+  SceneOwners() {
+    // The host is asked first: it may edit anything.
+    std::vector<osg::MaterialPtr> const materials = findSceneMaterials();
+    osg::MaterialPoolPtr const pool = knSceneData::getMaterialPool();
+    addBelow(sceneRoot());
+    if (pool) addBelow(pool->getCameraRoot());
+    addBelow(knSceneDataManager::getSceneplateRoot(0));
+    for (osg::MaterialPtr const& material : materials) addTreeOf(material, material);
+    for (std::size_t i = 0; i < _owners.size(); ++i) {
+      forEachNode(_owners[i].tree, [&](NodePtr const& node) {
+        if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore())) addOwner(curve, i);
+        return true;
+      });
+    }
+  }
+
+  std::vector<Owner> const& all() const { return _owners; }
+  std::vector<std::size_t> of(AnimCurvePtr const& curve) const {
+    auto const found = _ofCurve.find(curve);
+    return found != _ofCurve.end() ? found->second : std::vector<std::size_t>();
+  }
+  /// The curves of an owner that say the same field, component and vertex, in the order of its tree; of active nodes.
+  std::vector<AnimCurvePtr> const& likeIn(std::size_t owner, AnimCurvePtr const& curve) {
+    if (!_channels.contains(owner)) addChannels(owner);
+    return _channels[owner][channelOf(curve)];
+  }
+
+ private:
+  void addBelow(NodePtr const& root) {
+    forEachAnimatedNode(root, [&](NodePtr const& node) {
+      bool const isTrack = osg::hasCore<osg::CameraTrack>(node);
+      addTreeOf(node, isTrack ? FieldContainerPtr(node->getParent()) : FieldContainerPtr(node));
+      if (auto const* const camera = osg::coreOf<osg::UberCamera>(node))
+        add(node, camera->getAnimationRoot());
+      return !isTrack;
+    });
+  }
+  void addTreeOf(osg::AttachmentContainerPtr const& holder, FieldContainerPtr const& owner) {
+    osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(holder);
+    if (attachment) add(owner, attachment->getAnimationRoot());
+  }
+  void add(FieldContainerPtr const& owner, AnimNodePtr const& tree) {
+    if (owner.isAlive() && tree.isAlive() && _known.emplace(owner, tree).second)
+      _owners.push_back({owner, tree});
+  }
+  void addOwner(AnimCurvePtr const& curve, std::size_t owner) {
+    auto& owners = _ofCurve[curve];
+    if (owners.empty() || owners.back() != owner) owners.push_back(owner);
+  }
+  using Channel = std::tuple<std::string, osg::UInt32, osg::UInt32>;
+  static Channel channelOf(AnimCurvePtr const& curve) {
+    return {curve->getName(), curve->getValueIndex(), curve->getVertexIndex()};
+  }
+  void addChannels(std::size_t owner) {
+    auto& channels = _channels[owner];
+    forEachNode(_owners[owner].tree, [&](NodePtr const& node) {
+      AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore());
+      if (curve && node->isActive()) channels[channelOf(curve)].push_back(curve);
+      return node->isActive();
+    });
+  }
+
+  std::vector<Owner> _owners;
+  std::set<std::pair<FieldContainerPtr, AnimNodePtr>> _known;
+  std::unordered_map<std::size_t, std::map<Channel, std::vector<AnimCurvePtr>>> _channels;
+  std::unordered_map<AnimCurvePtr, std::vector<std::size_t>> _ofCurve;
+};
+
+class Examination {
+ public:
+  /// What holds for everything. False when nothing else needs to be asked.
+  bool lookAtWhole() {
+    knAnimManager const& manager = *knAnimManager::the();
+    if (!materialRoot().isAlive()) {
+      add(knStillness::NoScene, {}, {}, NoSceneText);
+      return false;
+    }
+    if (!_isSimulating) add(knStillness::SimulationOff, {}, {}, "the host's simulation switch is off");
+    if (manager.playbackContextHint() == 1)
+      add(knStillness::OnlySelection, {}, {},
+          "the playback context hint 1 restricts evaluation to what the curve editor has selected");
+    return true;
+  }
+
+  void lookAtTree(AnimNodePtr const& tree) {
+    for (NodePtr node = tree->getParent(); node.isAlive(); node = node->getParent()) lookAtNode(node);
+    std::vector<std::pair<AnimNodePtr, AnimCurvePtr>> places;
+    bool isHeld = false;
+    forEachNode(tree, [&](NodePtr const& node) {
+      bool const isOn = lookAtNode(node);
+      if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore())) {
+        places.emplace_back(osg::dcast<AnimNodePtr>(node), curve);
+        isHeld = !_owners.of(curve).empty() || isHeld;
+        lookAtCurve(places.back().first, curve);
+      }
+      return isOn;
+    });
+    if (places.empty()) add(knStillness::NoCurves, tree, {}, "'" + osg::nameOf(tree) + "' holds no curve");
+    if (!places.empty() && !isHeld)
+      add(knStillness::NotInScene, tree, {},
+          "'" + osg::nameOf(tree) + "' moves nothing: it hangs on nothing that the scene holds");
+    // Owners of the host's own classes are asked here, and may do anything.
+    for (auto const& [node, curve] : places) {
+      for (std::size_t const owner : _owners.of(curve)) lookAtAim(node, curve, owner);
+    }
+  }
+
+  void lookAtAll() {
+    std::unordered_set<AnimNodePtr> trees;
+    for (SceneOwners::Owner const& owner : _owners.all()) {
+      bool const isNew = trees.insert(owner.tree).second;
+      if (isNew && owner.tree.isAlive() && owner.tree->getNChildren() > 0) lookAtTree(owner.tree);
+    }
+    if (_owners.all().empty()) add(knStillness::NoCurves, {}, {}, "nothing in the scene has an animation");
+  }
+
+  Reasons take() { return std::move(_reasons); }
+  void add(knStillness cause, AnimNodePtr const& node, FieldContainerPtr const& subject, std::string text) {
+    _reasons.push_back({cause, node, subject, std::move(text)});
+  }
+
+ private:
+  /// Whether what is below takes part.
+  bool lookAtNode(NodePtr const& node) {
+    AnimNodePtr const animNode = osg::dcast<AnimNodePtr>(node);
+    if (!node->isActive()) {
+      add(knStillness::Inactive, animNode, {}, "the node '" + osg::nameOf(node) + "' is switched off");
+      return false;
+    }
+    if (animNode && animNode->getHidden())
+      add(knStillness::Hidden, animNode, {},
+          "the node '" + osg::nameOf(node) + "' is hidden, and left out of the evaluation of a scene");
+    return true;
+  }
+
+  void lookAtCurve(AnimNodePtr const& node, AnimCurvePtr const& curve) {
+    std::string const title = titleOf(curve);
+    lookAtKeys(node, curve, title);
+    if (node->getTotalScale() == 0.F)
+      add(knStillness::NoTimeScale, node, curve, title + ": a scale of zero puts all keys at one time");
+  }
+
+  void lookAtKeys(AnimNodePtr const& node, AnimCurvePtr const& curve, std::string const& title) {
+    auto const& keys = std::as_const(*curve).getControlPoints();
+    if (keys.empty()) {
+      add(knStillness::NoKeys, node, curve, title + " has no keys");
+      return;
+    }
+    auto const isBad = [](osg::CCPnt const& key) {
+      return !std::isfinite(key.x() + key.y()) || !std::isfinite(key.inX() + key.inY()) ||
+             !std::isfinite(key.outX() + key.outY());
+    };
+    if (auto const bad = std::ranges::find_if(keys, isBad); bad != keys.end()) {
+      add(knStillness::BadKeys, node, curve,
+          title + ": key " + std::to_string(bad - keys.begin()) + " is not finite");
+    }
+    auto const isFlat = [&](osg::CCPnt const& key) {
+      return key.y() == keys.front().y() && key.inY() == 0.F && key.outY() == 0.F;
+    };
+    if (std::ranges::all_of(keys, isFlat))
+      add(knStillness::SameValues, node, curve, title + " has one value at all keys");
+  }
+
+  void lookAtAim(AnimNodePtr const& node, AnimCurvePtr const& curve, std::size_t owner) {
+    FieldContainerPtr const container = _owners.all()[owner].container;
+    FieldContainerPtr const aim = aimOf(curve, container);
+    if (!curve.isAlive() || !node.isAlive() || !container.isAlive()) return;
+    std::string const title = titleOf(curve);
+    if (!aim.isAlive()) {
+      add(knStillness::NoAim, node, container,
+          title + " moves nothing: " + titleOf(container) + " has nothing that takes '" + curve->getName() +
+              "'");
+      return;
+    }
+    std::string const& field = std::as_const(*curve).getName();
+    if (std::optional<knStillness> const cause = findRefusal(aim, field, curve->getValueIndex())) {
+      add(*cause, node, aim,
+          title + " moves nothing: " + describeRefusal(aim, field, curve->getValueIndex(), *cause));
+      return;
+    }
+    auto const& curves = _owners.likeIn(owner, curve);
+    auto const place = std::ranges::find(curves, curve);
+    if (place == curves.end()) return;
+    auto const later = std::find_if(place + 1, curves.end(), [&](AnimCurvePtr const& other) {
+      return other.isAlive() && other != curve && !other->isEmpty() && aimOf(other, container) == aim;
+    });
+    if (later != curves.end() && curve.isAlive())
+      add(knStillness::Overwritten, node, *later,
+          title + " is overwritten by " + titleOf(*later) + ", which drives the same channel after it");
+  }
+
+  static FieldContainerPtr aimOf(AnimCurvePtr const& curve, FieldContainerPtr const& owner) {
+    FieldContainerPtr aim;
+    std::vector<FieldContainerPtr> parents;
+    knAnimEvaluator::the()->computeAim(curve, owner, aim, parents);
+    return aim;
+  }
+
+  bool const _isSimulating = knAnimManager::simulationEnabled();  // by the host, which may edit anything
+  SceneOwners _owners;
+  Reasons _reasons;
+};
+
+Reasons notAlive() {
+  return {{knStillness::NotAlive, {}, {}, "the handle is null, or of a container that is gone"}};
+}
+
+}  // namespace
+
+Reasons knDiagnosis::whyStill(AnimNodePtr const& argument) {
+  AnimNodePtr const tree = argument;
+  if (!tree.isAlive()) return notAlive();
+  Examination examination;
+  if (!tree.isAlive()) return notAlive();
+  if (examination.lookAtWhole()) examination.lookAtTree(tree);
+  return examination.take();
+}
+
+Reasons knDiagnosis::whyStill(AnimCurvePtr const& argument) {
+  AnimCurvePtr const curve = argument;
+  if (!curve.isAlive()) return notAlive();
+  Examination examination;
+  if (!curve.isAlive()) return notAlive();
+  if (!examination.lookAtWhole()) return examination.take();
+  bool hasNode = false;
+  auto const& parents = std::as_const(*curve).getParents();
+  for (NodePtr const& user : std::vector<NodePtr>(parents.begin(), parents.end())) {
+    AnimNodePtr const node = osg::dcast<AnimNodePtr>(user);
+    if (!node.isAlive()) continue;
+    hasNode = true;
+    examination.lookAtTree(node);
+  }
+  if (!hasNode && curve.isAlive())
+    examination.add(knStillness::NotInScene, {}, curve, titleOf(curve) + " is the core of no animation node");
+  return examination.take();
+}
+
+Reasons knDiagnosis::whyStill() {
+  Examination examination;
+  if (examination.lookAtWhole()) examination.lookAtAll();
+  return examination.take();
+}
+
+void knDiagnosis::forgetWarnings() { MotionWarnings::forget(); }
+
+void knDiagnosis::setWarnings(bool on) { MotionWarnings::setOn(on); }

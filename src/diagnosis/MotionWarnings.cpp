@@ -1,0 +1,144 @@
+#include "diagnosis/MotionWarnings.h"
+
+#include "diagnosis/Refusal.h"
+#include "model/scenedata/SceneRoots.h"
+#include "model/sceneext/AnimAttachment.h"
+#include "model/scenegraph/NodeQueries.h"
+#include "model/utils/knLog.h"
+
+#include <set>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+
+using osg::AnimNodePtr;
+using osg::FieldContainerPtr;
+using osg::NodePtr;
+using osg::UInt32;
+
+namespace {
+
+/// Beyond so many the log is no help; knDiagnosis lists all.
+constexpr std::size_t MostWarnings = 1000;
+
+struct Told {
+  std::set<std::tuple<FieldContainerPtr, knStillness, UInt32>> causes;
+  std::vector<std::string> refusals;  ///< noted, to be told
+  std::vector<AnimNodePtr> newTrees;
+  bool isOn = true;
+};
+
+Told& told() {
+  static Told& instance = *new Told;  // evaluations may come from the destructors of statics
+  return instance;
+}
+
+/// Whether to tell of a cause: once for each subject.
+bool isNew(FieldContainerPtr const& subject, knStillness cause, UInt32 detail = 0) {
+  auto& causes = told().causes;
+  return told().isOn && causes.size() <= MostWarnings && causes.emplace(subject, cause, detail).second;
+}
+
+/// The line itself, or that the log is full.
+std::string lineOf(std::string const& text) {
+  if (told().causes.size() <= MostWarnings) return text;
+  return "more animations move nothing than are told of here; knDiagnosis::whyStill lists all";
+}
+
+/// Whether nodes are below a root of the scene. Nodes that were passed once are known.
+class SceneMembership {
+ public:
+  bool holds(NodePtr node) {
+    std::vector<NodePtr> way;
+    bool isIn = false;
+    for (; node.isAlive(); node = node->getParent()) {
+      auto const known = _known.find(node);
+      isIn = known != _known.end() ? known->second : isRoot(node);
+      if (known != _known.end() || isIn) break;
+      way.push_back(node);
+    }
+    for (NodePtr const& passed : way) _known[passed] = isIn;
+    return isIn;
+  }
+
+ private:
+  static bool isRoot(NodePtr const& node) {
+    return node == sceneRoot() || node == materialRoot() || node == knSceneDataManager::getSceneplateRoot(0);
+  }
+
+  std::unordered_map<NodePtr, bool> _known;
+};
+
+/// The nodes that hold a tree by an attachment. Materials count as held: the host alone knows the scene's.
+bool isHeld(AnimNodePtr const& tree, SceneMembership& scene, NodePtr& outside) {
+  NodePtr top = tree;
+  while (top->getParent().isAlive()) top = top->getParent();
+  auto const* const root = osg::dcastTo<osg::AnimNode>(top);
+  if (root == nullptr || root->getRootedAttachments().empty()) return true;
+  for (osg::AttachmentPtr const& attachment : root->getRootedAttachments()) {
+    if (!attachment.isAlive()) continue;
+    for (FieldContainerPtr const& holder : std::as_const(*attachment).getParents()) {
+      NodePtr const node = osg::dcast<NodePtr>(holder);
+      if (!node || scene.holds(node)) return true;
+      outside = node;
+    }
+  }
+  return !outside.isAlive();
+}
+
+}  // namespace
+
+void MotionWarnings::noteRefusal(FieldContainerPtr const& curve, FieldContainerPtr const& aim,
+                                 std::string const& field, UInt32 valueIndex) {
+  std::optional<knStillness> const cause = findRefusal(aim, field, valueIndex);
+  bool const hasCurve = curve.isAlive();
+  if (!cause || !isNew(hasCurve ? curve : aim, *cause, hasCurve ? 0 : valueIndex)) return;
+  std::string const who = hasCurve ? titleOf(osg::dcast<osg::AnimCurvePtr>(curve)) : "a value";
+  told().refusals.push_back(
+      lineOf(who + " moves nothing: " + describeRefusal(aim, field, valueIndex, *cause)));
+  hasRefusals = true;
+}
+
+void MotionWarnings::tellNotedRefusals() {
+  hasRefusals = false;
+  for (std::string const& line : std::exchange(told().refusals, {})) knLog::warning(line.c_str());
+}
+
+void MotionWarnings::noScene() {
+  if (isNew({}, knStillness::NoScene)) knLog::warning(NoSceneText);
+}
+
+void MotionWarnings::treeWithoutOwner(AnimNodePtr const& tree) {
+  if (!materialRoot().isAlive()) {
+    noScene();
+  } else if (isNew(tree, knStillness::NotInScene)) {
+    knLog::warning(
+        lineOf("'" + osg::nameOf(tree) + "' moves nothing: it hangs on nothing that the scene holds")
+            .c_str());
+  }
+}
+
+void MotionWarnings::noteNewTree(AnimNodePtr const& tree) {
+  // A host that never evaluates a scene never comes for them.
+  constexpr std::size_t MostTrees = 100'000;
+  if (!told().isOn || told().newTrees.size() >= MostTrees) return;
+  told().newTrees.push_back(tree);
+  hasNewTrees = true;
+}
+
+void MotionWarnings::checkNewTrees() {
+  hasNewTrees = false;
+  std::vector<std::string> lines;
+  SceneMembership scene;
+  for (AnimNodePtr const& tree : std::exchange(told().newTrees, {})) {
+    NodePtr outside;
+    if (!tree.isAlive() || isHeld(tree, scene, outside) || !isNew(tree, knStillness::NotInScene)) continue;
+    lines.push_back(lineOf("'" + osg::nameOf(tree) + "' moves nothing: it hangs on " + titleOf(outside) +
+                           ", which no scene holds"));
+  }
+  for (std::string const& line : lines) knLog::warning(line.c_str());
+}
+
+void MotionWarnings::setOn(bool on) { told().isOn = on; }
+
+void MotionWarnings::forget() { told().causes.clear(); }

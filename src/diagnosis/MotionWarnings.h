@@ -1,0 +1,42 @@
+#pragma once
+
+#include "model/sceneext/AnimCurve.h"
+#include "model/sceneext/AnimNode.h"
+
+#include <string>
+
+/// What evaluations tell the log of by themselves, each once; see knDiagnosis. While values are written, faults are only
+/// noted: the log, and with it the host, hears of them when an evaluation is done. Main thread.
+namespace MotionWarnings {
+
+/// A value that its aim does not take. The curve is null where there is none.
+void noteRefusal(osg::FieldContainerPtr const& curve, osg::FieldContainerPtr const& aim,
+                 std::string const& field, osg::UInt32 valueIndex);
+/// A tree was given to an object: the next scene evaluation looks whether the scene holds it.
+void noteNewTree(osg::AnimNodePtr const& tree);
+
+/// Something was noted and not told yet.
+inline constinit bool hasRefusals = false;
+inline constinit bool hasNewTrees = false;
+
+[[gnu::cold]] void tellNotedRefusals();
+[[gnu::cold]] void checkNewTrees();
+inline void tellRefusals() {
+  if (hasRefusals) [[unlikely]]
+    tellNotedRefusals();
+}
+/// At the end of a scene evaluation.
+inline void tellOfScene() {
+  tellRefusals();
+  if (hasNewTrees) [[unlikely]]
+    checkNewTrees();
+}
+/// A scene evaluation without a scene.
+[[gnu::cold]] void noScene();
+/// A tree with keys was evaluated alone, and nothing that the scene holds owns one of its curves.
+[[gnu::cold]] void treeWithoutOwner(osg::AnimNodePtr const& tree);
+
+void setOn(bool on);
+void forget();
+
+}  // namespace MotionWarnings

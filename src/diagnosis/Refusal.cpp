@@ -1,0 +1,86 @@
+#include "diagnosis/Refusal.h"
+
+#include "diagnosis/NearNames.h"
+#include "evaluation/WriteRule.h"
+#include "model/light/UberLight.h"
+#include "model/scenegraph/NodeQueries.h"
+
+#include <utility>
+
+using osg::FieldContainerPtr;
+using osg::UInt32;
+
+namespace {
+
+using Kind = WriteRule::Kind;
+
+bool isOnLight(FieldContainerPtr const& aim) {
+  auto const* const node = osg::dcastTo<osg::Node>(aim);
+  return node != nullptr && osg::dcastTo<osg::UberLight>(node->getCore()) != nullptr;
+}
+
+/// Nodes take the colours and numbers of a light where they have one.
+bool hasNoPlace(WriteRule const& rule, FieldContainerPtr const& aim) {
+  if (rule.kind == Kind::Skip) return true;
+  bool const isOfLight = rule.kind >= Kind::LightGlossy && rule.kind <= Kind::LightTemperature;
+  return isOfLight && rule.field == nullptr && !isOnLight(aim);
+}
+
+std::vector<std::string> fieldNamesOf(osg::FieldContainerType const& type) {
+  std::vector<std::string> names;
+  for (osg::FieldDescription const& field : type.getFieldDescriptions())
+    names.push_back(field.getName().str());
+  if (type.isDerivedFrom(osg::Node::_type)) names.emplace_back("visible");
+  return names;
+}
+
+}  // namespace
+
+std::optional<knStillness> findRefusal(FieldContainerPtr const& aim, std::string const& field,
+                                       UInt32 valueIndex) {
+  osg::FieldContainerType const* const type = aim.findType();
+  if (type == nullptr) return std::nullopt;
+  WriteRule const& rule = WriteRule::find(*type, field);
+  if (hasNoPlace(rule, aim)) return knStillness::NoField;
+  if (valueIndex < rule.size) return std::nullopt;
+  return rule.size == 0 ? knStillness::NotWritable : knStillness::NoComponent;
+}
+
+std::string describeRefusal(FieldContainerPtr const& aim, std::string const& field, UInt32 valueIndex,
+                            knStillness cause) {
+  osg::FieldContainerType const* const type = aim.findType();
+  if (type == nullptr) return "its aim is gone";
+  std::string const fieldOfAim = "the field '" + field + "' of " + titleOf(aim);
+  if (cause == knStillness::NotWritable) return fieldOfAim + " is of a kind that takes no values";
+  if (cause == knStillness::NoComponent)
+    return fieldOfAim + " has " + std::to_string(WriteRule::find(*type, field).size) +
+           " components, and none of index " + std::to_string(valueIndex);
+  std::string const near = nearNames(field, fieldNamesOf(*type));
+  return titleOf(aim) + " has no field '" + field + "' that takes values" +
+         (near.empty() ? "" : "; near names: " + near);
+}
+
+std::string titleOf(osg::AnimCurvePtr const& curve) {
+  if (!curve.isAlive()) return "a curve that is gone";
+  std::string name;
+  for (osg::NodePtr const& user : std::as_const(*curve).getParents()) {
+    if (name.empty()) name = osg::nameOf(user);
+  }
+  if (name.empty()) name = curve->getChannelName().empty() ? curve->getName() : curve->getChannelName();
+  return "curve '" + name + "'";
+}
+
+std::string titleOf(FieldContainerPtr const& container) {
+  osg::FieldContainerType const* const type = container.findType();
+  if (type == nullptr) return "a container that is gone";
+  std::string name;
+  if (auto const* const core = osg::dcastTo<osg::NodeCore>(container)) {
+    for (osg::NodePtr const& user : core->getParents()) {
+      if (name.empty()) name = osg::nameOf(user);
+    }
+  } else {
+    name = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(container));
+  }
+  std::string const typeName = type->getName().str();
+  return name.empty() ? "a " + typeName : "'" + name + "' (" + typeName + ")";
+}

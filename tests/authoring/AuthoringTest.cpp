@@ -1,0 +1,96 @@
+#include "knAuthoring.h"
+
+#include "knFramePlayer.h"
+#include "model/camera/UberCamera.h"
+#include "support/LogCapture.h"
+#include "support/SceneStage.h"
+
+namespace kntest {
+namespace AuthoringTest {
+
+using namespace osg;
+
+class AuthoringTest : public SceneStage {
+ protected:
+  NodePtr const door = addNode(Transform3D::create());
+  NodePtr const eye = addNode(UberCamera::create());
+  LogCapture const log;
+};
+
+TEST_F(AuthoringTest, ATextNamesAChannel) {
+  NodeUtils::setName(door, "Door", true);
+  AnimCurvePtr const turn = knAuthoring::makeCurve(door, "rotation.Y");
+  ASSERT_TRUE(turn.isAlive());
+  EXPECT_EQ(turn->getName(), "eulerRotation");
+  EXPECT_EQ(turn->getValueIndex(), 1U);
+  EXPECT_EQ(knAuthoring::makeCurve(door, "Door.eulerRotation.Y"), turn);
+  EXPECT_NE(knAuthoring::makeCurve(door, "rotation.Y", {.reuse = false}), turn);
+  EXPECT_EQ(knAuthoring::makeCurves(door, "translation").size(), 3U);
+  EXPECT_EQ(knAuthoring::makeCurve(eye, "camera.exposure")->getName(), "exposure");
+  EXPECT_TRUE(log.lines().empty());
+  for (char const* const wrong : {"rotation", "rotaton.Y", "lamp.rotation.Y", "", "translation.Q"})
+    EXPECT_FALSE(knAuthoring::makeCurve(door, wrong)) << wrong;
+  EXPECT_EQ(log.errors().size(), 5U);
+  EXPECT_TRUE(log.contains("near names: rotation.Y"));
+}
+
+TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {
+  AnimCurvePtr const curve = knAuthoring::makeCurve(door, "translation.X");
+  std::vector<float> const times{2, 0, 1, 1};
+  std::vector<float> const values{20, 0, 5, 10};
+  changes.clear();
+  ASSERT_TRUE(knAuthoring::setKeys(curve, times, values, {.tangents = knTangents::Clamped}));
+  EXPECT_EQ(changes.getEntries().size(), 1U);
+  ASSERT_EQ(curve->getControlPoints().size(), 3U);
+  EXPECT_NEAR(*knCurves::getValue(curve, 1.5F), 15, 1e-4);
+  std::vector<float> const bad{0, NAN, 1, 2};
+  EXPECT_FALSE(knAuthoring::setKeys(curve, times, bad) || knAuthoring::setKeys(curve, times, {}) ||
+               knAuthoring::setKeys({}, times, values) || knAuthoring::setKey(door, "scale", 0, {1, 2}));
+  EXPECT_EQ(log.errors().size(), 4U);
+  EXPECT_EQ(curve->getControlPoints().size(), 3U);
+  ASSERT_TRUE(knAuthoring::setKey(door, "translation", 1, {1, 2, 3}));
+  evaluate(1);
+  EXPECT_EQ(placeOf(door), Vec3f(1, 2, 3));
+}
+
+TEST_F(AuthoringTest, AClipTakesOverFromTheScene) {
+  NodePtr const other = addNode(Transform3D::create());
+  for (NodePtr const& node : {door, other})
+    knAuthoring::setKeys(knAuthoring::makeCurve(node, "translation.X"), {{0, 0}, {2, 8}},
+                         {.tangents = knTangents::Straight});
+  EXPECT_FALSE(knAuthoring::makeClip({{eye}}, "none"));
+  AnimNodePtr const clip = knAuthoring::makeClip({{door, other}}, "opening", {.start = 1});
+  ASSERT_TRUE(clip.isAlive() && clip->getNChildren() == 2);
+  evaluate(1);
+  EXPECT_EQ(placeOf(door).x(), 0) << "the scene leaves it to the clip";
+  knAnimManager::the()->evaluateByTime(clip, 2, true, true, false);
+  EXPECT_EQ(placeOf(door).x(), 4);
+  EXPECT_EQ(placeOf(other).x(), 4);
+  knAnimManager::the()->clearClipStructure();
+}
+
+TEST_F(AuthoringTest, ThePlayerShowsItsFirstFrameAtTheManagersRate) {
+  knAuthoring::setKeys(knAuthoring::makeCurve(door, "translation.X"), {{0, 3}, {2, 4}});
+  static double now;
+  now = 100;
+  knAnimManager::setSimulationTimeCB([] { return now; });
+  knFramePlayer& player = knFramePlayer::the();
+  player.play({.lastFrame = 48});
+  EXPECT_EQ(placeOf(door).x(), 3) << "the timeline stood there already";
+  now += 1;
+  player.tick();
+  player.apply();
+  EXPECT_EQ(knAnimManager::the()->currentFrame(), 24);
+  player.stop(nullptr);
+}
+
+TEST_F(AuthoringTest, PrintsGoToTheLogOnDemand) {
+  knLog::sendPrintsToLog(true);
+  knAnimManager::the()->copyFrom(door);
+  knAnimManager::the()->printStructures();
+  knLog::sendPrintsToLog(false);
+  EXPECT_TRUE(log.contains("has no animations. Copy failed!") && log.contains("====== STRUCTURE ======"));
+}
+
+}  // namespace AuthoringTest
+}  // namespace kntest

@@ -1,0 +1,83 @@
+#include "knDiagnosis.h"
+
+#include "support/LogCapture.h"
+#include "support/SceneStage.h"
+
+#include <algorithm>
+
+namespace kntest {
+namespace DiagnosisTest {
+
+using namespace osg;
+
+class DiagnosisTest : public SceneStage {
+ protected:
+  DiagnosisTest() { knDiagnosis::forgetWarnings(); }
+
+  NodePtr const door = addNode(Transform3D::create());
+
+  static bool names(std::vector<knStillnessReason> const& reasons, knStillness cause) {
+    return std::ranges::any_of(reasons,
+                               [&](auto const& one) { return one.cause == cause && !one.text.empty(); });
+  }
+};
+
+/// What a newcomer gets wrong, in the first frame: told once, and by the query.
+TEST_F(DiagnosisTest, EachMistakeIsToldOnceInTheFirstFrame) {
+  NodePtr const outside = Node::create();
+  Held const held(outside);
+  outside->setCore(Transform3D::create());
+  struct Mistake {
+    NodePtr owner;
+    AnimNodePtr tree;
+    knStillness cause;
+    char const* text;
+  };
+  std::vector<Mistake> const mistakes{
+      {door, newCurveNode("translaton", 0, {{0, 1}, {1, 2}}), knStillness::NoField, "translation"},
+      {door, newCurveNode("translation", 7, {{0, 1}, {1, 2}}), knStillness::NoComponent, "7"},
+      {door, newCurveNode("eulerRotation", 4, {{0, 1}, {1, 2}}), knStillness::NoComponent, "4"},
+      {outside, newCurveNode("translation", 0, {{0, 1}, {1, 2}}), knStillness::NotInScene, "no scene holds"}};
+  for (Mistake const& mistake : mistakes) {
+    LogCapture const log;
+    knAnimManager::the()->addAnimation(mistake.owner, mistake.tree);
+    for (int frame = 0; frame < 3; ++frame) evaluate(0.25F * static_cast<float>(frame));
+    ASSERT_EQ(log.warnings().size(), 1U) << mistake.text;
+    EXPECT_TRUE(log.contains(mistake.text)) << log.warnings()[0];
+    EXPECT_TRUE(names(knDiagnosis::whyStill(mistake.tree), mistake.cause)) << mistake.text;
+    EXPECT_TRUE(names(knDiagnosis::whyStill(curveOf(mistake.tree)), mistake.cause)) << mistake.text;
+    EXPECT_EQ(names(knDiagnosis::whyStill(), mistake.cause), mistake.owner == door);
+    knAnimManager::the()->subAnimation(mistake.owner, mistake.tree);
+  }
+  LogCapture const log;
+  Held const alone(newCurveNode("translation", 0, {{0, 1}, {1, 2}}));
+  for (int times = 0; times < 2; ++times)
+    knAnimManager::the()->evaluateByTime(*alone, 0.5F, true, true, false);
+  curveOf(*alone)->addPoint({NAN, 1}, {}, {}, 0, 0, false, true);
+  curveOf(*alone)->addPoint({NAN, 1}, {}, {}, 0, 0, false, true);
+  EXPECT_EQ(log.warnings().size(), 2U);
+  knSceneDataManager::endScene();
+  for (int times = 0; times < 2; ++times) evaluate(1);
+  EXPECT_EQ(log.warnings().size(), 3U);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::NoScene));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(AnimNodePtr()), knStillness::NotAlive));
+}
+
+TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
+  AnimNodePtr const node = animate(door, newCurveNode("translation", 0, {{0, 1}, {1, 2}}));
+  LogCapture const log;
+  evaluate(0.5F);
+  EXPECT_TRUE(knDiagnosis::whyStill(node).empty() && knDiagnosis::whyStill().empty() && log.lines().empty());
+
+  animate(door, newCurveNode("translation", 0, {{0, 5}, {1, 6}}));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Overwritten));
+  node->setTravMask(0);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Inactive));
+  curveOf(node)->clear();
+  EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::NoKeys));
+  knAnimManager::setSimulationEnabledCB([] { return false; });
+  EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::SimulationOff));
+}
+
+}  // namespace DiagnosisTest
+}  // namespace kntest
