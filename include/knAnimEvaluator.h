@@ -27,6 +27,7 @@ struct WriteRule;
 /// Finds the animation trees of a scene.
 class KNANIM_API knAnimNodeCollector {
  public:
+  /// Trees by their owners.
   using Map = tbb::concurrent_unordered_map<unsigned int, std::vector<osg::AnimNodePtr>>;
 
   /// Adds an entry for every node at and below `node` whose attachment has an active tree: the node's container id,
@@ -42,14 +43,17 @@ class KNANIM_API knAnimNodeCollector {
 /// `changed`, callbacks, receivers of messages) may edit and destroy anything, and evaluate again.
 class KNANIM_API knAnimEvaluator {
  public:
+  /// Names that hosts also find here.
   using knCurveData = ::knCurveData;
   using knOSGChannelData = ::knOSGChannelData;
   /// Owners by the container id of the curve or cache core that hangs on them.
   using ParentMap = std::unordered_map<unsigned int, knContainerSet>;
+  /// The geometries of each shape cache, by the cache's node.
   using TimeShapeCacheMap = std::map<osg::AnimNodePtr, std::set<osg::GeometryPtr>>;
 
   knAnimEvaluator();
   ~knAnimEvaluator();
+  /// There is one evaluator.
   knAnimEvaluator(knAnimEvaluator const& other);
   knAnimEvaluator& operator=(knAnimEvaluator const& other);
 
@@ -64,6 +68,7 @@ class KNANIM_API knAnimEvaluator {
   /// Fills in the scene's materials. It may give null, dead and repeated handles.
   static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)> callback);
 
+  /// The callbacks as they are set.
   static std::function<osg::MaterialPoolPtr()> _getMaterialPoolCB;
   static std::function<void(std::vector<osg::MaterialPtr>&)> _getSceneMaterialsCB;
 

@@ -25,6 +25,7 @@
 /// say otherwise.
 class KNANIM_API knAnimManager {
  public:
+  /// Names that hosts also find here.
   using knCurveData = ::knCurveData;
   using knOSGChannelData = ::knOSGChannelData;
   using knAnimNodeData = ::knAnimNodeData;
@@ -57,6 +58,7 @@ class KNANIM_API knAnimManager {
   static void setSimulationTimeCB(double (*callback)()) { _timeCB = callback; }
   /// Called to let the navigator follow a camera that was moved.
   static void setUpdateNavigatorCB(void (*callback)(bool)) { _updateNavCB = callback; }
+  /// Called to switch the host's simulation on and off.
   static void setEnableSimulationCB(void (*callback)(bool)) { _enableSimCB = callback; }
   /// The host's simulation switch: while it answers false, only evaluations with `force` run.
   static void setSimulationEnabledCB(bool (*callback)()) { _simEnabledCB = callback; }
@@ -79,6 +81,7 @@ class KNANIM_API knAnimManager {
   static void enableSimulation(bool on);
   static void updateNavigator(bool on);
 
+  /// The callbacks as they are set.
   static double (*_timeCB)();
   static void (*_updateNavCB)(bool);
   static void (*_enableSimCB)(bool);
@@ -163,16 +166,20 @@ class KNANIM_API knAnimManager {
   // --- Playing queue ------------------------------------------------------------------------------------------
   // See knAnimEvaluator, which steps the queue. Null and dead handles are ignored.
 
+  /// Puts a tree into the queue, or several: with `start` to play from now on, without it to begin at the end of the
+  /// next pass. One that plays already begins again.
   void enqueue(osg::AnimNodePtr const& node, bool start);
   void enqueue(std::vector<osg::AnimNodePtr> const& nodes, bool start);
   /// Takes a tree out of the queue, not as finished.
   void dequeue(osg::AnimNodePtr const& node);
+  /// The same for all trees.
   void dequeueAll();
   /// Shows the first frame of a tree, or the last, unless the host's simulation is switched off; ends a pause, and takes
   /// the tree out of the queue. A play range is ignored.
   void reset(osg::AnimNodePtr const& node, bool toEnd);
   /// Stops the clock of a playing tree, or lets it go on from where it was stopped.
   void pause(osg::AnimNodePtr const& node, bool paused);
+  /// Whether a tree in the queue plays: one whose core has that name, or this one.
   bool isPlaying(std::string const& name) const;
   bool isPlaying(osg::AnimNodePtr const& node) const;
 
@@ -225,6 +232,7 @@ class KNANIM_API knAnimManager {
   /// These move without evaluating.
   bool setCurrentTimeNoEvaluation(double time, bool notify);
   bool setCurrentFrameNoEvaluation(double frame, bool notify);
+  /// The time of the scene in seconds, and as a frame.
   double currentTime() const { return _currentTime; }
   double currentFrame() const { return _currentTime * _fps; }
 
@@ -373,6 +381,7 @@ class KNANIM_API knAnimManager {
   /// A clip of the clip structure, else a block of a material, else a block of a node. Curves, and blocks that are only in
   /// clips, are not found.
   osg::AnimNodePtr find(std::string const& name);
+  /// A clip of the clip structure, at any depth.
   osg::AnimNodePtr findClip(std::string const& name);
   /// A clip at or below a node; below a node without core nothing is found.
   osg::AnimNodePtr findClipR(osg::NodePtr const& node, std::string const& name);
@@ -380,8 +389,10 @@ class KNANIM_API knAnimManager {
   osg::AnimNodePtr findBlock(osg::AttachmentContainerPtr const& container, std::string const& name);
   /// The same for a node and all below it.
   osg::AnimNodePtr findBlockR(osg::NodePtr const& node, std::string const& name);
+  /// A top-level block of one of the scene's materials.
   osg::AnimNodePtr findMaterialBlock(std::string const& name);
 
+  /// Whether the container has animations.
   bool hasAnimations(osg::AttachmentContainerPtr const& container);
   /// Whether a geometry has cached shapes or vertex curves.
   bool hasVertexAnimation(osg::NodePtr const& node);
@@ -419,12 +430,15 @@ class KNANIM_API knAnimManager {
   /// Moves the contents of both trees behind those of the manager's. An attachment whose root has not exactly two
   /// children is no structure and is left alone, as is the manager's own.
   void mergeStructureAttachment(osg::AnimAttachmentPtr const& attachment);
+  /// The tree for the host's own use: empties it, adds to it, gives its root.
   void clearSceneStructure();
   void addToSceneStructure(osg::AnimNodePtr const& animation);
   osg::AnimNodePtr sceneStructureRoot() const { return _sceneStructureRoot; }
+  /// The clips: empties the tree, adds to it, gives its root.
   void clearClipStructure();
   void addToClipStructure(osg::AnimNodePtr const& animation);
   osg::AnimNodePtr clipStructureRoot() const { return _clipStructureRoot; }
+  /// Prints both trees.
   void printStructures();
   /// Prints the names of a tree, each after `indent` and two dashes for each level.
   void printStructureR(osg::AnimNodePtr const& animation, std::string indent);
@@ -442,6 +456,7 @@ class KNANIM_API knAnimManager {
   /// Empties the buffer by passing each tree to the host, whose callback drops the reference that copying took. Without
   /// the callback an error is logged and the buffer stays, so that copies accumulate.
   void clearCopyBuffer();
+  /// Whether the buffer holds anything.
   bool hasCopyBufferContent() const { return !_copyBuffer.empty(); }
   /// Clears the buffer and copies a tree into it. `aim` is the node or material that the tree was made for; when it is null
   /// or dead, the first node of the scene, else the first material, that owns the tree.
@@ -817,6 +832,7 @@ class KNANIM_API knAnimComputeCurveValueTask {
 
 /// A curve in a reduction, and what is left of its points.
 struct knCurvePointsRecord {
+  /// The curve.
   osg::AnimCurvePtr curve;
   osg::MField<osg::Pnt2f> points;  ///< empty at first, written by one task
 };
@@ -824,8 +840,10 @@ struct knCurvePointsRecord {
 /// The body of the parallel loop of point reduction. Workers read curves, and write only the records of their own range.
 class KNANIM_API knAnimCurvePointReductionTask {
  public:
+  /// The records are the caller's and outlive the task.
   explicit knAnimCurvePointReductionTask(std::vector<knCurvePointsRecord>* records) : _records(records) {}
 
+  /// Reduces the curves of the range, a tbb::blocked_range as a rule.
   template <class Range>
   void operator()(Range const& range) const {
     reduce(range.begin(), range.end());

@@ -17,8 +17,8 @@ struct knCurveOptions {
 
 /// How keys are put on a curve.
 struct knKeyOptions {
-  knTangents tangents = knTangents::Flat;
-  bool replaceAll = false;      ///< the curve's former keys go
+  knTangents tangents = knTangents::Flat;  ///< those of all keys that the call puts
+  bool replaceAll = false;                 ///< the curve's former keys go
   bool replaceSameTime = true;  ///< a key takes the place of one at exactly its time; else it comes behind it
 };
 

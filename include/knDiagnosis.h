@@ -30,10 +30,10 @@ enum class knStillness {
 
 /// One reason, and in words: one line without its end.
 struct knStillnessReason {
-  knStillness cause = knStillness::NotAlive;
-  osg::AnimNodePtr node;           ///< the animation node in question, if there is one
-  osg::FieldContainerPtr subject;  ///< the curve, owner or aim in question, if there is one
-  std::string text;
+  knStillness cause = knStillness::NotAlive;  ///< what is wrong
+  osg::AnimNodePtr node;                      ///< the animation node in question, if there is one
+  osg::FieldContainerPtr subject;             ///< the curve, owner or aim in question, if there is one
+  std::string text;                           ///< the reason in words
 };
 
 /// Answers why something does not move. The lists hold all reasons that are found, those that concern everything first;

@@ -17,7 +17,7 @@ struct knFramePlaybackParams {
 
 /// What `knFramePlayer::play` plays, and how. Left as it is: forward, in a loop, whole frames at the manager's rate.
 struct knPlayOptions {
-  double firstFrame = 0.0;
+  double firstFrame = 0.0;  ///< where playing begins, and begins again in a loop
   double lastFrame = 0.0;   ///< played, too
   bool loop = true;         ///< begin anew at the end; else frames run on
   bool reverse = false;     ///< from the last frame backwards
@@ -60,9 +60,11 @@ class KNANIM_API knFramePlayer {
   /// has changed. Nothing while not playing. A second call without a tick does the same again.
   void apply();
 
+  /// Whether it was started and not stopped.
   bool isActive() const { return _active; }
   /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
   knFramePlaybackParams getPlaybackParams() const { return _params; }
+  /// Who plays, as `start` or `stop` was told last.
   void* getUser() const { return _user; }
 
  private:

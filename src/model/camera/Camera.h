@@ -8,6 +8,7 @@ inline namespace knscene {
 class Camera;
 class PerspectiveCamera;
 
+/// The fields of a Camera.
 class KNSCENE_API CameraBase : public Transform3D {
   KN_CONTAINER(CameraBase, Camera, Transform3D)
  public:
@@ -46,6 +47,7 @@ class KNSCENE_API Camera : public CameraBase {
 
 using CameraPtr = Camera::Ptr;
 
+/// The fields of a PerspectiveCamera.
 class KNSCENE_API PerspectiveCameraBase : public Camera {
   KN_CONTAINER(PerspectiveCameraBase, PerspectiveCamera, Camera)
  public:
@@ -54,6 +56,7 @@ class KNSCENE_API PerspectiveCameraBase : public Camera {
   KN_CONTAINER_END
 };
 
+/// A camera with a vertical angle of view.
 class KNSCENE_API PerspectiveCamera : public PerspectiveCameraBase {
  public:
   /// The edges of what is seen, at distance 1: left, right, bottom, top. `aspect` is width by height of the

@@ -12,9 +12,11 @@ class FogSettings;
 class KNSCENE_API FogSettingsBase : public AttachmentContainer {
   KN_CONTAINER(FogSettingsBase, FogSettings, AttachmentContainer)
  public:
+  /// Whether there is fog by distance.
   KN_SFIELD(bool, FogEnableDistance, fogEnableDistance, false)
   /// One of `FogSettings::Falloff`.
   KN_SFIELD(Int32, FogFalloffDistance, fogFalloffDistance, 0)
+  /// The colour of the fog.
   KN_SFIELD(Color3f, FogColorDistance, fogColorDistance, Color3f(0.5F, 0.5F, 0.5F))
   /// How thick the fog becomes: 0 none, 1 nothing to be seen at the end of the range.
   KN_SFIELD(Real32, FogDensityDistance, fogDensityDistance, 1.F)
@@ -25,6 +27,7 @@ class KNSCENE_API FogSettingsBase : public AttachmentContainer {
   KN_SFIELD(Real32, FogNoiseSizeDistance, fogNoiseSizeDistance, 1.F)
   KN_SFIELD(Vec3f, FogNoiseOffsetDistance, fogNoiseOffsetDistance)
 
+  /// The fog by height; the fields are those of the fog by distance.
   KN_SFIELD(bool, FogEnableHeight, fogEnableHeight, false)
   KN_SFIELD(Int32, FogFalloffHeight, fogFalloffHeight, 0)
   KN_SFIELD(Color3f, FogColorHeight, fogColorHeight, Color3f(0.5F, 0.5F, 0.5F))
@@ -32,6 +35,7 @@ class KNSCENE_API FogSettingsBase : public AttachmentContainer {
   /// The height below which the fog has its density, and the height where it ends. Where both are the same height,
   /// the fog is full up to it.
   KN_SFIELD(Vec2f, FogRangeHeight, fogRangeHeight, Vec2f(0, 100))
+  /// As those of the fog by distance.
   KN_SFIELD(Real32, FogNoiseHeight, fogNoiseHeight, 0.F)
   KN_SFIELD(Real32, FogNoiseSizeHeight, fogNoiseSizeHeight, 1.F)
   KN_SFIELD(Vec3f, FogNoiseOffsetHeight, fogNoiseOffsetHeight)

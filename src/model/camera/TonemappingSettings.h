@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class TonemappingSettings;
 
+/// The fields of a TonemappingSettings.
 class KNSCENE_API TonemappingSettingsBase : public AttachmentContainer {
   KN_CONTAINER(TonemappingSettingsBase, TonemappingSettings, AttachmentContainer)
  public:
@@ -48,8 +49,10 @@ class KNSCENE_API TonemappingSettingsBase : public AttachmentContainer {
 /// How a camera makes a picture of the light that it sees.
 class KNSCENE_API TonemappingSettings : public TonemappingSettingsBase {
  public:
+  /// The bits of `PostprocessingFlags`.
   enum PostprocessingFlag : UInt32 { GlowEnable = 1, GlareEnable = 2 };
 
+  /// Whether a bit is set.
   bool isEnabled(PostprocessingFlag flag) const { return (getPostprocessingFlags() & flag) != 0; }
   /// What is left of the light at a place of the picture, for which (0, 0) is the centre and length 1 is its
   /// corner: 1 within the radius of the vignette, falling to 0 over the feather.

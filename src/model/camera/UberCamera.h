@@ -12,11 +12,12 @@ inline namespace knscene {
 
 class UberCamera;
 
+/// The fields of a UberCamera.
 class KNSCENE_API UberCameraBase : public PerspectiveCamera {
   KN_CONTAINER(UberCameraBase, UberCamera, PerspectiveCamera)
  public:
-  // The view in local space; see the operations of UberCamera. The fields do not bear the names of the channels "from",
-  // "at" and "up", which go through those operations.
+  /// The view in local space; see the operations of UberCamera. The fields do not have the names of the channels "from",
+  /// "at" and "up", which go through those operations.
   KN_FIELD_BARE(SField<Pnt3f>, From, viewFrom, Plain)
   KN_FIELD_BARE(SField<Pnt3f>, At, viewAt, Plain, Pnt3f(0, 0, -1))
   KN_FIELD_BARE(SField<Vec3f>, Up, viewUp, Plain, Vec3f(0, 1, 0))
@@ -89,10 +90,12 @@ class KNSCENE_API UberCamera : public UberCameraBase {
 
   UberCamera();
 
+  /// Where the camera is, and what it looks at.
   Pnt3f getFrom(CameraSpace space = LocalSpace) const;
   Pnt3f getAt(CameraSpace space = LocalSpace) const;
   /// The up vector as it was given, of any length and not always upright on the line of sight.
   Vec3f getUp(CameraSpace space = LocalSpace) const;
+  /// All three at once.
   void getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up, CameraSpace space = LocalSpace) const;
 
   /// Set one part of the view and keep the other two. A value that is not finite is ignored.

@@ -15,10 +15,12 @@ class KNSCENE_API AimConstraint {
   /// The constraint of a camera that has an aim node; nothing for any other, and for null and dead handles.
   static std::optional<AimConstraint> of(UberCameraPtr const& camera);
 
+  /// The camera.
   UberCameraPtr const& getCamera() const { return _camera; }
   /// Null also when the node, or the camera, has gone.
   NodePtr getAimNode() const { return _camera.isAlive() ? _camera->getAimNode() : NodePtr(); }
   NodePtr getUpVectorNode() const { return _camera.isAlive() ? _camera->getUpVectorNode() : NodePtr(); }
+  /// Whether there is an up vector node.
   bool hasUpVectorSources() const { return getUpVectorNode().isAlive(); }
 
   /// The point in the world that a node is aimed at: where its transform turns around, or the origin of the space

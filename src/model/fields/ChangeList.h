@@ -12,6 +12,7 @@ inline namespace knscene {
 /// reads and clears it once a frame. Not safe for use by several threads: each thread has a list of its own.
 class KNSCENE_API ChangeList {
  public:
+  /// One container that changed, and which of its fields.
   struct Entry {
     FieldContainerPtr container;  ///< may have died since
     BitVector mask;               ///< all fields announced since the last clear
@@ -22,9 +23,11 @@ class KNSCENE_API ChangeList {
   /// each id up to the highest it has held; ids of dead containers are used again, so that this stays bounded.
   void addChanged(FieldContainerPtr const& container, BitVector const& mask);
 
+  /// The entries, in the order in which containers were first announced.
   std::vector<Entry> const& getEntries() const { return _entries; }
   /// How often addChanged was called with a living container since the last clear.
   std::size_t getAnnouncementCount() const { return _announcements; }
+  /// Drops all entries and counts from 0 again.
   void clear();
 
  private:

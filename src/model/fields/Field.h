@@ -16,11 +16,13 @@ inline namespace knscene {
 /// their type (files, cloning, comparing, printing) goes through this interface.
 class KNSCENE_API Field {
  public:
+  /// Copied with its value.
   Field() = default;
   Field(Field const&) = default;
   Field& operator=(Field const&) = default;
   virtual ~Field() = default;
 
+  /// The type of the field, that of its content, and whether it is one value or a list.
   virtual FieldType const& getType() const = 0;
   DataType const& getContentType() const { return getType().getContentType(); }
   FieldType::Cardinality getCardinality() const { return getType().getCardinality(); }
@@ -29,9 +31,11 @@ class KNSCENE_API Field {
   virtual std::size_t getSize() const = 0;
   /// Takes the values of a field of the same type; false, and nothing done, for any other.
   virtual bool copyFrom(Field const& other) = 0;
+  /// Whether the other field has the same type and content; numbers are compared by bits.
   virtual bool isEqual(Field const& other) const = 0;
   /// Appends the text form: for a multi-field, the values one a line.
   virtual void putToString(std::string& text) const = 0;
+  /// The binary form of scene files. A reader that has failed gives zeros and empty lists.
   virtual void write(FieldWriter& writer) const = 0;
   virtual void read(FieldReader& reader) = 0;
   /// Passes every handle that the field holds through `visitor`. A result of a type that the field cannot hold
@@ -52,21 +56,26 @@ void visitHandlesIn(T& value, HandleVisitor const& visitor) {
 template <class T>
 class SField final : public Field {
  public:
+  /// The type of the value.
   using StoredType = T;
 
+  /// A field with a default value, or with the one given.
   SField() = default;
   SField(T value) : _value(std::move(value)) {}
 
+  /// The type of all such fields.
   static FieldType const& getClassType() {
     static FieldType const type(DataType::byName(FieldDataTraits<T>::typeName()),
                                 FieldType::Cardinality::Single);
     return type;
   }
 
+  /// The value, and setting it. Nothing is announced.
   T const& getValue() const { return _value; }
   T& getValue() { return _value; }
   void setValue(T const& value) { _value = value; }
 
+  /// See Field.
   FieldType const& getType() const override { return getClassType(); }
   std::size_t getSize() const override { return 1; }
   bool copyFrom(Field const& other) override {
@@ -92,22 +101,27 @@ class SField final : public Field {
 template <class T>
 class MField final : public Field {
  public:
+  /// The types of the list and of access to one value.
   using StoredType = typename ListOf<T>::Type;
   using Reference = typename StoredType::reference;
   using ConstReference = typename StoredType::const_reference;
 
+  /// An empty list, or the values given.
   MField() = default;
   MField(std::initializer_list<T> values) : _values(values) {}
 
+  /// The type of all such fields.
   static FieldType const& getClassType() {
     static FieldType const type(DataType::byName(FieldDataTraits<T>::typeName()),
                                 FieldType::Cardinality::Multi);
     return type;
   }
 
+  /// The list.
   StoredType& getValues() { return _values; }
   StoredType const& getValues() const { return _values; }
 
+  /// As in std::vector.
   std::size_t size() const { return _values.size(); }
   bool empty() const { return _values.empty(); }
   Reference operator[](std::size_t index) { return _values[index]; }
@@ -123,6 +137,7 @@ class MField final : public Field {
   void reserve(std::size_t count) { _values.reserve(count); }
   void clear() { _values.clear(); }
 
+  /// See Field.
   FieldType const& getType() const override { return getClassType(); }
   std::size_t getSize() const override { return _values.size(); }
   bool copyFrom(Field const& other) override {

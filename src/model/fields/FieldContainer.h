@@ -25,6 +25,7 @@ struct ChannelDescription {
 /// through handles, and die when their last reference is dropped.
 class KNSCENE_API FieldContainer {
  public:
+  /// The handle, the type, and where the field ids of derived classes begin.
   using Ptr = FieldContainerPtr;
   static FieldContainerType _type;
   static constexpr UInt32 NextFieldId = 1;
@@ -36,7 +37,9 @@ class KNSCENE_API FieldContainer {
 
   /// The most derived type.
   virtual FieldContainerType const& getType() const { return _type; }
+  /// The process-wide id, from 1 up.
   UInt32 getContainerId() const { return _containerId; }
+  /// How many references are held.
   Int32 getRefCount() const { return _refCount; }
 
   /// The field of that name or id, null when absent.

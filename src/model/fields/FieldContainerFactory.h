@@ -15,6 +15,7 @@ inline namespace knscene {
 /// The process-wide register of container types and of all living containers.
 class KNSCENE_API FieldContainerFactory {
  public:
+  /// Containers by id.
   using Store = tbb::concurrent_vector<FieldContainerPtr>;
   /// Told of each container that dies, just before it does: the container can still be read, and its handles
   /// are still alive. It must take no reference.
@@ -47,6 +48,7 @@ class KNSCENE_API FieldContainerFactory {
   /// Registers a hook, called in order of registration on the thread that destroys. Returns the number to remove
   /// it by. Hooks may add and remove hooks; main thread.
   UInt32 addDeathHook(DeathHook hook);
+  /// Removes a hook; a number of no hook does nothing.
   void removeDeathHook(UInt32 number);
 
  private:

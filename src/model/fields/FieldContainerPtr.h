@@ -50,10 +50,12 @@ class KNSCENE_API FieldContainerPtrBase {
   /// The container's most derived type, or null when the handle is null or dead.
   FieldContainerType const* findType() const { return isAlive() ? _store->type : nullptr; }
 
+  /// The three parts of the handle.
   UInt16 getContainerSize() const { return _containerSize; }
   UInt16 getParentEPos() const { return _parentEPos; }
   StoreEntry const* getStoreAddress() const { return _store; }
 
+  /// False for null only: ask `isAlive` for the dead. Handles are ordered by address, then by generation.
   explicit operator bool() const { return _store != nullptr; }
   friend bool operator==(FieldContainerPtrBase const& a, FieldContainerPtrBase const& b) {
     return a._store == b._store && a._generation == b._generation;
@@ -65,6 +67,7 @@ class KNSCENE_API FieldContainerPtrBase {
   friend bool operator==(FieldContainerPtrBase const& a, std::nullptr_t) { return a._store == nullptr; }
 
  protected:
+  /// For derived handles.
   explicit FieldContainerPtrBase(FieldContainer const* container);
   FieldContainer* object() const { return _store->object; }
 
@@ -78,11 +81,13 @@ class KNSCENE_API FieldContainerPtrBase {
 /// The untyped handle.
 class KNSCENE_API FieldContainerPtr : public FieldContainerPtrBase {
  public:
+  /// What the handle points to.
   using StoredObject = FieldContainer;
 
   /// While set, announcing a field does not call the container's `changed`. Main thread only.
   static bool _ignore_change;
 
+  /// Null.
   constexpr FieldContainerPtr() = default;
   constexpr FieldContainerPtr(std::nullptr_t) {}
   /// The handle of a living container; null gives the null handle. In a container's constructor `this` gives the
@@ -99,26 +104,33 @@ class KNSCENE_API FieldContainerPtr : public FieldContainerPtrBase {
 template <class Base, class Type>
 class FCPtr : public Base {
  public:
+  /// What the handle points to.
   using StoredObject = Type;
 
+  /// Null.
   constexpr FCPtr() = default;
   constexpr FCPtr(std::nullptr_t) {}
+  /// The handle of a living container; see FieldContainerPtr.
   explicit FCPtr(Type const* container) : Base(container) {}
 
+  /// The container. The handle must be alive.
   Type* operator->() const { return static_cast<Type*>(this->object()); }
   Type& operator*() const { return *static_cast<Type*>(this->object()); }
 };
 
+/// Handles of the classes that the others derive from.
 using AttachmentContainerPtr = FCPtr<FieldContainerPtr, AttachmentContainer>;
 using AttachmentPtr = FCPtr<FieldContainerPtr, Attachment>;
 using NodePtr = FCPtr<AttachmentContainerPtr, Node>;
 
+/// Any handle of a container.
 template <class Handle>
 concept ContainerHandle = std::derived_from<Handle, FieldContainerPtr>;
 
 }  // namespace knscene
 }  // namespace osg
 
+/// Handles as keys of unordered containers.
 template <osg::ContainerHandle Handle>
 struct std::hash<Handle> {
   std::size_t operator()(Handle const& handle) const noexcept {

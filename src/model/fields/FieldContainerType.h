@@ -25,18 +25,24 @@ enum class FieldRole : UInt8 {
 /// One field of a container type: its name, its number, and the way to it.
 class FieldDescription {
  public:
+  /// Gives the field of a container of that type.
   using Access = Field* (*)(FieldContainer&);
 
+  /// `name` must live as long as the process.
   FieldDescription(char const* name, UInt32 fieldId, FieldRole role, FieldType const& type, Access access)
       : _name(name), _fieldId(fieldId), _role(role), _type(type), _access(access) {}
 
+  /// The name of the field.
   char const* getCName() const { return _name.c_str(); }
   IDString const& getName() const { return _name; }
   /// The field's id in its container: 1 for the first field of the outermost ancestor.
   UInt32 getFieldId() const { return _fieldId; }
+  /// The mask with the bit of this field alone.
   BitVector getFieldMask() const { return BitVector::bit(_fieldId); }
+  /// What the field holds, and what it is to files, copies and comparisons.
   FieldType const& getFieldType() const { return _type; }
   FieldRole getRole() const { return _role; }
+  /// The field in a container of this type.
   Field* getField(FieldContainer& container) const { return _access(container); }
 
  private:
@@ -51,6 +57,7 @@ class FieldDescription {
 /// Types are static objects that exist before any code runs; they take their number and their place at load.
 class KNSCENE_API FieldContainerType : public TypeBase {
  public:
+  /// Makes an object of the type, and appends the descriptions of the type's fields.
   using Create = FieldContainer* (*)();
   using Describe = void (*)(std::vector<FieldDescription>&);
 
@@ -73,6 +80,7 @@ class KNSCENE_API FieldContainerType : public TypeBase {
   /// it keeps its parent's fields only, is abstract, and one error line in knLog says so.
   void initialise();
 
+  /// The type that this one derives from, null for the first of all; and whether there are no objects of this type.
   FieldContainerType const* getParent() const { return _parent; }
   bool isAbstract() const { return _create == nullptr; }
   /// Whether this type is `other` or derives from it. Any thread. Constant time, but for an `other` that lies
@@ -90,6 +98,7 @@ class KNSCENE_API FieldContainerType : public TypeBase {
   /// A new container of this type, with no reference taken; null for an abstract type. Any thread.
   FieldContainerPtr createFieldContainer() const;
 
+  /// How many fields there are, ancestors' included.
   UInt32 getNumFieldDescs() const { return static_cast<UInt32>(getFieldDescriptions().size()); }
   /// Field ids run from 1 to getNumFieldDescs(); any other gives null.
   FieldDescription const* getFieldDescription(UInt32 fieldId) const {
@@ -97,8 +106,10 @@ class KNSCENE_API FieldContainerType : public TypeBase {
   }
   /// The field of that name, ancestors' fields included; null when there is none. Constant time, any thread.
   FieldDescription const* findFieldDescription(char const* name) const;
+  /// All fields, in the order of their ids.
   std::span<FieldDescription const> getFieldDescriptions() const { return _fields->descriptions; }
 
+  /// The size of an object in bytes, and the field that notes its parents, as handles keep them.
   UInt16 getContainerSize() const { return _containerSize; }
   UInt16 getParentEPos() const { return _parentEPos; }
 

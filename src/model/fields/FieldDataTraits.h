@@ -101,6 +101,7 @@ struct FieldDataTraits<bool> {
 template <class T, std::size_t N>
 struct FloatTupleTraits {
   static_assert(sizeof(T) == N * sizeof(Real32));
+  /// See FieldDataTraits.
   static constexpr std::size_t MinBytes = sizeof(T);
   static void putToString(T const& value, std::string& text) { detail::putNumbers({value.data(), N}, text); }
   static bool getFromString(T& value, std::string_view text) {

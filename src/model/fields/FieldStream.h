@@ -20,6 +20,7 @@ class KNSCENE_API FieldWriter {
   explicit FieldWriter(std::function<UInt32(FieldContainerPtr const&)> indexOf)
       : _indexOf(std::move(indexOf)) {}
 
+  /// Appends a number.
   template <class T>
   requires std::is_arithmetic_v<T>
   void put(T value) {
@@ -32,10 +33,12 @@ class KNSCENE_API FieldWriter {
     std::size_t const wanted = _bytes.size() + size;
     if (wanted > _bytes.capacity()) _bytes.reserve(std::max(wanted, 2 * _bytes.capacity()));
   }
+  /// Appends bytes, a text with its length, or the number that stands for a container.
   void putBytes(void const* data, std::size_t size) { _bytes.append(static_cast<char const*>(data), size); }
   void putText(std::string_view text);
   void putHandle(FieldContainerPtr const& handle) { put(_indexOf(handle)); }
 
+  /// All that was written; `takeBytes` leaves the writer empty.
   std::string const& bytes() const { return _bytes; }
   std::string takeBytes() { return std::move(_bytes); }
 
@@ -52,18 +55,21 @@ class KNSCENE_API FieldReader {
   FieldReader(std::string_view bytes, std::function<FieldContainerPtr(UInt32)> resolve)
       : _bytes(bytes), _resolve(std::move(resolve)) {}
 
+  /// Reads a number.
   template <class T>
   requires std::is_arithmetic_v<T> T get() {
     T value{};
     getBytes(&value, sizeof(T));
     return value;
   }
+  /// Reads bytes, a text, or a handle.
   void getBytes(void* target, std::size_t size);
   std::string getText();
   FieldContainerPtr getHandle() { return _resolve(get<UInt32>()); }
   /// A count of elements that take at least `elementSize` bytes each; more than the rest can hold is a failure.
   std::size_t getCount(std::size_t elementSize);
 
+  /// Failing by hand, whether anything has failed, and how far reading has come.
   void fail() { _failed = true; }
   bool failed() const { return _failed; }
   std::size_t position() const { return _position; }

@@ -22,9 +22,11 @@ inline namespace knscene {
 template <class T>
 class Ref {
  public:
+  /// The handle that is kept.
   using Handle = typename T::Ptr;
 
   Ref() = default;
+  /// Null, or a reference of its own to the same container; a moved one is null afterwards.
   Ref(std::nullptr_t) {}
   Ref(Handle const& handle) : _handle(handle.isAlive() ? handle : Handle()) { _handle.addRef(); }
   Ref(Ref const& other) : Ref(other._handle) {}
@@ -45,12 +47,14 @@ class Ref {
   /// Drops the reference.
   void reset() { std::exchange(_handle, Handle()).subRef(); }
 
+  /// The handle.
   Handle const& get() const { return _handle; }
   operator Handle const&() const { return _handle; }
   /// The container, which must be alive.
   T* operator->() const { return _handle.operator->(); }
   T& operator*() const { return *_handle; }
 
+  /// Whether the container lives, which it does while it is kept, unless it was null.
   bool isAlive() const { return _handle.isAlive(); }
   explicit operator bool() const { return static_cast<bool>(_handle); }
 

@@ -21,6 +21,7 @@ class KNSCENE_API StructureCounter {
  public:
   StructureCounter() = delete;
 
+  /// The count as it stands, and one step more. Main thread.
   static UInt64 get() { return _count.load(std::memory_order_relaxed); }
   static void advance() { _count.store(get() + 1, std::memory_order_relaxed); }
 

@@ -29,6 +29,7 @@ KNSCENE_API void closeGapsAlone(void (*close)(void*), void* list);
 template <class T>
 class TwoEndedList {
  public:
+  /// The types of a std::vector.
   using value_type = T;
   using reference = T&;
   using const_reference = T const&;
@@ -39,6 +40,7 @@ class TwoEndedList {
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;
 
+  /// Made, copied, moved and converted as a std::vector.
   TwoEndedList() = default;
   TwoEndedList(std::initializer_list<T> values) { append(values.begin(), values.end()); }
   TwoEndedList(std::vector<T> const& values) { append(values.begin(), values.end()); }
@@ -51,6 +53,7 @@ class TwoEndedList {
   ~TwoEndedList() { release(); }
   operator std::vector<T>() const { return {begin(), end()}; }
 
+  /// Exchanges the values and their memory.
   void swap(TwoEndedList& other) noexcept {
     std::swap(_first, other._first);
     std::swap(_size, other._size);
@@ -60,6 +63,7 @@ class TwoEndedList {
     std::swap(_after, other._after);
   }
 
+  /// As in std::vector.
   std::size_t size() const { return _size; }
   bool empty() const { return _size == 0; }
   std::size_t capacity() const { return _size + _after; }
@@ -85,6 +89,7 @@ class TwoEndedList {
     return std::equal(a.begin(), a.end(), b.begin(), b.end());
   }
 
+  /// As in std::vector.
   void push_back(T value) {
     if (_after == 0) growBehind(1);
     new (_first + getPlaceCount()) T(std::move(value));
@@ -131,12 +136,14 @@ class TwoEndedList {
   void reserve(std::size_t size) {
     if (size > capacity()) relocate(_before, static_cast<UInt32>(size) - _size);
   }
+  /// Gives back the room that is not used, at both ends.
   void shrink_to_fit() { relocate(0, 0); }
 
   // --- Gaps -----------------------------------------------------------------------------------------------------
 
   /// How many places there are, gaps included: as many as values, where there is no gap.
   UInt32 getPlaceCount() const { return _places.load(std::memory_order_relaxed); }
+  /// Whether a value was taken out of the midst since the last access.
   bool hasGaps() const { return getPlaceCount() != _size; }
   /// The value at a place, which is null in a gap. Closes nothing.
   T const& atPlace(UInt32 place) const requires ContainerHandle<T> { return _first[place]; }
@@ -288,6 +295,7 @@ void TwoEndedList<T>::release() {
 /// What a list field keeps its values in.
 template <class T>
 struct ListOf {
+  /// The list.
   using Type = std::vector<T>;
 };
 template <>

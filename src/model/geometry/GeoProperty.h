@@ -34,6 +34,7 @@ using GeoNormalsPtr = GeoNormals::Ptr;
 class KNSCENE_API GeoPositions3f : public GeoPositions {
   KN_CONTAINER(GeoPositions3f, GeoPositions3f, GeoPositions)
  public:
+  /// One value for each vertex.
   KN_MFIELD(Pnt3f, Values, values)
   KN_CONTAINER_END
 
@@ -54,6 +55,7 @@ using GeoPositions3fPtr = GeoPositions3f::Ptr;
 class KNSCENE_API GeoNormals3f : public GeoNormals {
   KN_CONTAINER(GeoNormals3f, GeoNormals3f, GeoNormals)
  public:
+  /// One value for each vertex.
   KN_MFIELD(Vec3f, Values, values)
   KN_CONTAINER_END
 
@@ -72,10 +74,13 @@ using GeoNormals3fPtr = GeoNormals3f::Ptr;
 
 /// What the elements of a vertex property are, and the class that stores them.
 struct GeoPositions3fPropertyDesc {
+  /// The type of a value, and the container of a list of them.
   using ValueType = Pnt3f;
   using Property = GeoPositions3f;
 };
+/// The same for normals.
 struct GeoNormals3fPropertyDesc {
+  /// The type of a value, and the container of a list of them.
   using ValueType = Vec3f;
   using Property = GeoNormals3f;
 };

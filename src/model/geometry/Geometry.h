@@ -9,12 +9,15 @@ inline namespace knscene {
 
 class Geometry;
 
+/// The fields of a Geometry.
 class KNSCENE_API GeometryBase : public NodeCore {
   KN_CONTAINER(GeometryBase, Geometry, NodeCore)
  public:
   /// Bits that say what kind of geometry this is; see `Geometry::Component`.
   KN_SFIELD(UInt32, GeometryType, geometryType, 0U)
+  /// Where the shape stands in the space of its node; null for the origin.
   KN_FIELD_BARE(SField<Transform3DPtr>, Transform, transform, Owned)
+  /// The points, or null.
   KN_SFIELD_OWNED(GeoPositionsPtr, Positions, positions)
   /// One normal per position, or null.
   KN_SFIELD_OWNED(GeoNormalsPtr, Normals, normals)
@@ -33,6 +36,7 @@ class KNSCENE_API Geometry : public GeometryBase {
   /// Bit of the geometry type: a component of a larger shape, whose children are not walked for animations.
   static constexpr UInt32 Component = 2;
 
+  /// Whether the geometry is a part of a larger one.
   bool isComponent() const { return (getGeometryType() & Component) != 0; }
 
   /// The transform between the node and the shape, null when there is none. A kind of geometry that computes

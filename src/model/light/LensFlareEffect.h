@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class LensFlareEffect;
 
+/// The fields of a LensFlareEffect.
 class KNSCENE_API LensFlareEffectBase : public AttachmentContainer {
   KN_CONTAINER(LensFlareEffectBase, LensFlareEffect, AttachmentContainer)
  public:

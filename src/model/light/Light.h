@@ -11,6 +11,7 @@ class Light;
 class KNSCENE_API LightBase : public NodeCore {
   KN_CONTAINER(LightBase, Light, NodeCore)
  public:
+  /// The colours of the light.
   KN_SFIELD(Color4f, Ambient, ambient, Color4f(0, 0, 0, 1))
   KN_SFIELD(Color4f, Diffuse, diffuse, Color4f(1, 1, 1, 1))
   KN_SFIELD(Color4f, Specular, specular, Color4f(1, 1, 1, 1))

@@ -9,6 +9,7 @@ inline namespace knscene {
 
 class UberLight;
 
+/// The fields of a UberLight.
 class KNSCENE_API UberLightBase : public NodeCore {
   KN_CONTAINER(UberLightBase, UberLight, NodeCore)
  public:

@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class ColorComponentSettings;
 
+/// The fields of a ColorComponentSettings.
 class KNSCENE_API ColorComponentSettingsBase : public AttachmentContainer {
   KN_CONTAINER(ColorComponentSettingsBase, ColorComponentSettings, AttachmentContainer)
  public:

@@ -8,6 +8,7 @@ inline namespace knscene {
 class Material;
 class MaterialGroup;
 
+/// The fields of a Material.
 class KNSCENE_API MaterialBase : public AttachmentContainer {
   KN_CONTAINER(MaterialBase, Material, AttachmentContainer)
  public:
@@ -28,6 +29,7 @@ class KNSCENE_API Material : public MaterialBase {
 
 using MaterialPtr = Material::Ptr;
 
+/// The fields of a MaterialGroup.
 class KNSCENE_API MaterialGroupBase : public NodeCore {
   KN_CONTAINER(MaterialGroupBase, MaterialGroup, NodeCore)
  public:

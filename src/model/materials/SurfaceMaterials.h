@@ -13,6 +13,7 @@ class SwitchMaterial;
 class KNSCENE_API PhongMaterialBase : public Material {
   KN_CONTAINER(PhongMaterialBase, PhongMaterial, Material)
  public:
+  /// The colours of the surface, linear sRGB.
   KN_SFIELD(Color3f, AmbienceColor, ambienceColor, Color3f(0.05F, 0.05F, 0.05F))
   KN_SFIELD(Color3f, DiffuseColor, diffuseColor, Color3f(0.8F, 0.8F, 0.8F))
   KN_SFIELD(Color3f, SpecularColor, specularColor)
@@ -43,11 +44,13 @@ class KNSCENE_API PhongMaterial : public PhongMaterialBase {
 
 using PhongMaterialPtr = PhongMaterial::Ptr;
 
+/// The fields of a SwitchMaterial.
 class KNSCENE_API SwitchMaterialBase : public Material {
   KN_CONTAINER(SwitchMaterialBase, SwitchMaterial, Material)
  public:
   /// The place of the material that is shown, from 0 up.
   KN_SFIELD(Int32, Choice, choice, 0)
+  /// The materials that can be shown.
   KN_MFIELD_READ(MaterialPtr, Materials, materials, Owned)
   KN_CONTAINER_END
 };

@@ -10,8 +10,10 @@ inline namespace knscene {
 class KNSCENE_API BoxVolume {
  public:
   BoxVolume() = default;
+  /// The box between two corners.
   BoxVolume(Pnt3f const& min, Pnt3f const& max) : _min(min), _max(max), _empty(false) {}
 
+  /// Whether there is nothing in it; making it so; setting its corners.
   bool isEmpty() const { return _empty; }
   void setEmpty() { *this = BoxVolume(); }
   void setBounds(Pnt3f const& min, Pnt3f const& max) { *this = BoxVolume(min, max); }

@@ -21,6 +21,7 @@ KNSCENE_API Matrix lookAt(Pnt3f const& from, Pnt3f const& at, Vec3f const& up);
 /// axes that `scaleOrientation` turns to. A matrix that mirrors has negative factors. `center` is the point that
 /// rotation and stretch leave in place; a matrix does not tell one, so it is always the origin.
 struct TransformParts {
+  /// The parts, as above.
   Vec3f translation;
   Quaternion rotation;
   Vec3f scale = Vec3f(1, 1, 1);

@@ -12,6 +12,7 @@ class Matrix;
 class KNSCENE_API Quaternion {
  public:
   constexpr Quaternion() = default;
+  /// The components as they are; a rotation has length 1.
   constexpr Quaternion(Real32 x, Real32 y, Real32 z, Real32 w) : _values{x, y, z, w} {}
 
   /// The rotation by `degrees` around `axis`; a zero axis gives the identity.
@@ -20,6 +21,7 @@ class KNSCENE_API Quaternion {
   /// none gives the identity and a line in the log.
   static Quaternion fromMatrix(Matrix const& matrix);
 
+  /// The components x, y, z, w; the index is 0 to 3.
   constexpr Real32& operator[](std::size_t i) { return _values[i]; }
   constexpr Real32 const& operator[](std::size_t i) const { return _values[i]; }
   constexpr Real32* data() { return _values; }

@@ -18,10 +18,12 @@ enum class TupleKind { Vector, Point, Color };
 template <TupleKind Kind, class T, std::size_t N>
 class Tuple {
  public:
+  /// The type of the components, and how many there are.
   using ValueType = T;
   static constexpr std::size_t Size = N;
 
   constexpr Tuple() = default;
+  /// The components in order; each is converted.
   template <class... Components>
   requires(sizeof...(Components) == N && N > 1) constexpr Tuple(Components... components)
       : _values{static_cast<T>(components)...} {}
@@ -31,6 +33,7 @@ class Tuple {
     for (std::size_t i = 0; i < N; ++i) _values[i] = other[i];
   }
 
+  /// The components. The index must be below `Size`.
   constexpr T& operator[](std::size_t i) { return _values[i]; }
   constexpr T const& operator[](std::size_t i) const { return _values[i]; }
   constexpr T* data() { return _values; }
@@ -40,6 +43,7 @@ class Tuple {
   constexpr T z() const requires(N > 2) { return _values[2]; }
   constexpr T w() const requires(N > 3) { return _values[3]; }
 
+  /// Component by component.
   friend constexpr bool operator==(Tuple const&, Tuple const&) = default;
   friend constexpr std::partial_ordering operator<=>(Tuple const& a, Tuple const& b) {
     for (std::size_t i = 0; i < N; ++i) {
@@ -50,6 +54,7 @@ class Tuple {
     return std::partial_ordering::equivalent;
   }
 
+  /// Every component by a factor.
   friend constexpr Tuple operator*(Tuple a, T factor) {
     for (T& value : a._values) value *= factor;
     return a;
@@ -61,6 +66,7 @@ class Tuple {
   T _values[N] = {};
 };
 
+/// Tuples by what they stand for; with the letter f, of floats.
 template <class T, std::size_t N>
 using Vector = Tuple<TupleKind::Vector, T, N>;
 template <class T, std::size_t N>
@@ -104,16 +110,19 @@ requires(B == TupleKind::Vector || A == B) constexpr auto operator-(Tuple<A, T, 
   return detail::zip<result>(a, b, [](T l, T r) { return l - r; });
 }
 
+/// The scalar product.
 template <class T, std::size_t N>
 constexpr T dot(Vector<T, N> const& a, Vector<T, N> const& b) {
   T sum = 0;
   for (std::size_t i = 0; i < N; ++i) sum += a[i] * b[i];
   return sum;
 }
+/// The vector at a right angle to both, by the right-hand rule.
 template <class T>
 constexpr Vector<T, 3> cross(Vector<T, 3> const& a, Vector<T, 3> const& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
+/// The length, 0 for a zero vector.
 template <class T, std::size_t N>
 T length(Vector<T, N> const& a) {
   return std::sqrt(dot(a, a));

@@ -12,6 +12,7 @@ struct knAnimConvertData {
   /// What `type` may be. Other numbers stand for kinds that are not converted.
   enum Type : std::uint32_t { Point = 1, Curve = 2, Block = 3, Track = 4, Clip = 5, Sequence = 6 };
 
+  /// The element's number, name and `Type`.
   std::uint64_t id = 0;
   std::uint64_t fieldId = 0;  ///< a curve's number for the scene object that it moves
   std::string name;
@@ -23,6 +24,7 @@ struct knAnimConvertData {
   std::uint32_t number = 0;       ///< a track's row
   float begin = 0;                ///< a sequence's range, in frames
   float end = 0;
+  /// Switches of the element.
   bool active = false;
   bool repeating = false;
   bool motionBlur = false;

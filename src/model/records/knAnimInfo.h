@@ -11,7 +11,7 @@ struct knAnimInfo {
   osg::UInt64 values = 0;         ///< three for each control point
   float start = 0.F;              ///< seconds
   float end = 0.F;                ///< seconds, all repetitions included
-  // Of the root's core, where that is an `AnimObject`; else 1 and no offset.
+  /// Of the root's core, where that is an `AnimObject`; else 1 and no offset.
   float scale = 0.F;
   float accumulatedScale = 0.F;
   osg::Vec2f offset;

@@ -19,6 +19,7 @@
 /// order are appended.
 class knContainerSet {
  public:
+  /// The types of a std::set.
   using value_type = osg::FieldContainerPtr;
   using key_type = value_type;
   using size_type = std::size_t;
@@ -30,14 +31,17 @@ class knContainerSet {
   using Chunk = std::vector<value_type>;
 
  public:
+  /// Walks over the handles in order. A set is not changed through its iterators.
   class const_iterator {
    public:
+    /// The types of an iterator.
     using iterator_category = std::bidirectional_iterator_tag;
     using value_type = osg::FieldContainerPtr;
     using difference_type = std::ptrdiff_t;
     using pointer = value_type const*;
     using reference = value_type const&;
 
+    /// The operations of a bidirectional iterator.
     const_iterator() = default;
     reference operator*() const { return *_at; }
     pointer operator->() const { return _at; }
@@ -71,10 +75,12 @@ class knContainerSet {
     pointer _at = nullptr;
     Chunk const* _chunk = nullptr;  ///< null while the handles stand in one piece
   };
+  /// The types of a std::set.
   using iterator = const_iterator;
   using reverse_iterator = std::reverse_iterator<const_iterator>;
   using const_reverse_iterator = reverse_iterator;
 
+  /// Made, copied, moved and converted as a std::set.
   knContainerSet() = default;
   knContainerSet(std::initializer_list<value_type> handles) { insert(handles); }
   knContainerSet(std::set<value_type> const& handles) { insert(handles.begin(), handles.end()); }
@@ -100,6 +106,7 @@ class knContainerSet {
   ~knContainerSet() { delete _many; }
   operator std::set<value_type>() const { return {begin(), end()}; }
 
+  /// As in std::set.
   const_iterator begin() const {
     if (_many == nullptr) return const_iterator(&_one);
     return placeIn(_many->isSplit() ? _many->chunks.data() : nullptr, 0);
@@ -118,6 +125,7 @@ class knContainerSet {
   std::size_t size() const { return _many != nullptr ? _many->size : std::size_t{_one ? 1U : 0U}; }
   bool empty() const { return size() == 0; }
 
+  /// As in std::set.
   const_iterator lower_bound(value_type const& handle) const {
     if (_many == nullptr) return const_iterator(&_one + (_one && _one < handle ? 1 : 0));
     auto const [chunk, index] = findPlace(handle);
@@ -138,6 +146,7 @@ class knContainerSet {
   bool contains(value_type const& handle) const { return find(handle) != end(); }
   std::size_t count(value_type const& handle) const { return contains(handle) ? 1 : 0; }
 
+  /// As in std::set.
   std::pair<const_iterator, bool> insert(value_type const& handle) {
     if (_many != nullptr || _one || !handle) return insertAmongMany(handle);
     _one = handle;
@@ -177,6 +186,7 @@ class knContainerSet {
     if (_many->chunks.size() == 1) _many->chunks.clear();  // only the end is left
     return _many->isSplit() ? placeIn(&_many->chunks[number], 0) : end();
   }
+  /// As in std::set.
   const_iterator erase(const_iterator first, const_iterator last) {
     auto count = std::distance(first, last);
     while (count-- > 0) first = erase(first);
@@ -203,6 +213,7 @@ class knContainerSet {
   }
   friend void swap(knContainerSet& a, knContainerSet& b) noexcept { a.swap(b); }
 
+  /// Compared handle by handle, in order.
   friend bool operator==(knContainerSet const& a, knContainerSet const& b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
   }

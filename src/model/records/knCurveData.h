@@ -32,10 +32,12 @@ struct knCurveData {
   /// Not for hosts. How the value reaches the first aim, where gathering has found it out, so that writing need not go
   /// back to the curve while nothing of the host's has run; a null rule where it has not.
   struct Prepared {
+    /// The parts.
     WriteRule const* rule = nullptr;
     osg::UInt32 valueIndex = 0;
     osg::UInt32 vertexIndex = 0;
   };
+  /// Made by gathering.
   Prepared prepared;
 
   /// Whether two records name the same curve with the same result. `time` and the sets take no part: records

@@ -11,6 +11,7 @@
 
 /// Where a knDynBlockArray takes its memory from. Null tells that there is none.
 struct knAlignedMemory {
+  /// Memory at a multiple of `alignment`, and giving it back.
   static void* allocate(std::size_t size, std::size_t alignment) {
     return kn_aligned_malloc(size, alignment);
   }

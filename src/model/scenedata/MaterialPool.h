@@ -9,6 +9,7 @@ inline namespace knscene {
 
 class MaterialPool;
 
+/// The fields of a MaterialPool.
 class KNSCENE_API MaterialPoolBase : public NodeCore {
   KN_CONTAINER(MaterialPoolBase, MaterialPool, NodeCore)
  public:

@@ -18,6 +18,7 @@ class KNSCENE_API knUberCameraPool {
   static std::vector<osg::NodePtr> getCameraTrackNodes();
 };
 
+/// Cameras by their nodes.
 class KNSCENE_API knUberCameraUtils {
  public:
   knUberCameraUtils() = delete;

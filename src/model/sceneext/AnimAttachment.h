@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class AnimAttachment;
 
+/// The fields of an AnimAttachment.
 class KNSCENE_API AnimAttachmentBase : public Attachment {
   KN_CONTAINER(AnimAttachmentBase, AnimAttachment, Attachment)
  public:
@@ -30,6 +31,7 @@ class KNSCENE_API AnimAttachment : public AnimAttachmentBase {
 
   bool marksAnimation() const override { return true; }
 
+  /// Replaces the root, which may be null.
   void setAnimationRoot(AnimNodePtr const& root);
 
   /// Adds a tree at the end of the top-level animations, taking it away from a parent it had, and announces the

@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class AnimBlock;
 
+/// The fields of an AnimBlock.
 class KNSCENE_API AnimBlockBase : public AnimObject {
   KN_CONTAINER(AnimBlockBase, AnimBlock, AnimObject)
  public:

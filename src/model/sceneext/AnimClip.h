@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class AnimClip;
 
+/// The fields of an AnimClip.
 class KNSCENE_API AnimClipBase : public AnimObject {
   KN_CONTAINER(AnimClipBase, AnimClip, AnimObject)
   KN_CONTAINER_END

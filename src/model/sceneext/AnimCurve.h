@@ -19,6 +19,7 @@ enum InfinityMode : UInt32 {
   OscillateInfinity = 4,      ///< the curve repeats, every other repetition mirrored in time
 };
 
+/// The fields of an AnimCurve.
 class KNSCENE_API AnimCurveBase : public AnimObject {
   KN_CONTAINER(AnimCurveBase, AnimCurve, AnimObject)
  public:
@@ -33,11 +34,13 @@ class KNSCENE_API AnimCurveBase : public AnimObject {
   KN_MFIELD(CCPnt, ControlPoints, controlPoints)
 
  protected:
+  /// What evaluation remembers of the keys, to find a segment sooner.
   mutable std::atomic<UInt32> _segmentHint = 0xFFFFFFFFU;
   mutable std::atomic<Real32> _firstTime = 0.F;
   mutable std::atomic<Real32> _keyRate = 0.F;
 
  public:
+  /// An `InfinityMode`: what comes before the first key, and after the last.
   KN_SFIELD(UInt32, PreInfinityMode, preInfinityMode, ConstantInfinity)
   KN_SFIELD(UInt32, PostInfinityMode, postInfinityMode, ConstantInfinity)
   /// The vertex that a vertex curve moves.
@@ -55,6 +58,7 @@ class KNSCENE_API AnimCurveBase : public AnimObject {
 /// reading while nobody writes.
 class KNSCENE_API AnimCurve : public AnimCurveBase {
  public:
+  /// Whether there is no key.
   bool isEmpty() const { return getControlPoints().empty(); }
 
   /// Adds a key and returns its place. Keys are kept in order of time; among equal times the new one comes last.
@@ -90,6 +94,7 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
 
   std::optional<TimeRange> getTimeRange() const override;
 
+  /// The keys, in order of time.
   MField<CCPnt> const& getControlPoints() const { return AnimCurveBase::getControlPoints(); }
   /// For writing: nothing is taken for granted about the keys afterwards.
   MField<CCPnt>& getControlPoints() {

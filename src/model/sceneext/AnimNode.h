@@ -58,8 +58,10 @@ class KNSCENE_API AnimNodeBase : public Node {
 /// stands at 2 * 6 + 2 * 1 + 10 = 24 s.
 class KNSCENE_API AnimNode : public AnimNodeBase {
  public:
+  /// Called when a tree in the queue has played to its end.
   using FinishedCallback = std::function<void(Ptr const& node)>;
 
+  /// Sets a field and passes on what follows from it: placement and time ranges below and above. Announces nothing.
   void setOffset(Vec2f const& offset);
   void setScale(Real32 const& scale);
   void setPostCycles(Int32 const& cycles);

@@ -12,9 +12,11 @@ class AnimObject;
 
 /// A range of time in seconds.
 struct TimeRange {
+  /// Start and end in seconds.
   Real32 min;
   Real32 max;
 
+  /// Equal at both ends.
   friend bool operator==(TimeRange const&, TimeRange const&) = default;
 };
 

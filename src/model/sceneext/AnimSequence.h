@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class AnimSequence;
 
+/// The fields of an AnimSequence.
 class KNSCENE_API AnimSequenceBase : public AnimObject {
   KN_CONTAINER(AnimSequenceBase, AnimSequence, AnimObject)
  public:

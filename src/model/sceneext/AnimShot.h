@@ -13,6 +13,7 @@ class AnimShot;
 class KNSCENE_API AnimShotBase : public AnimObject {
   KN_CONTAINER(AnimShotBase, AnimShot, AnimObject)
  public:
+  /// The view at the start and at the end: position, what is looked at, up vector.
   KN_SFIELD(Pnt3f, StartFrom, startFrom)
   KN_SFIELD(Pnt3f, EndFrom, endFrom)
   KN_SFIELD(Pnt3f, StartAt, startAt)
@@ -21,6 +22,7 @@ class KNSCENE_API AnimShotBase : public AnimObject {
   KN_SFIELD(Vec3f, EndUp, endUp, Vec3f(0, 1, 0))
   /// Length of the shot without its transition.
   KN_SFIELD(Real32, ShotDuration, shotDuration, 0.F)
+  /// Length of the transition, which comes before the shot or runs beside it.
   KN_SFIELD(Real32, TransitionDuration, transitionDuration, 0.F)
   /// 1: a moving shot with an end position of its own. Any other value: a still shot.
   KN_SFIELD(UInt32, ShotType, shotType, 0U)
@@ -34,8 +36,10 @@ class KNSCENE_API AnimShotBase : public AnimObject {
 /// One shot of a camera: a stored description of a move, from which curves are made.
 class KNSCENE_API AnimShot : public AnimShotBase {
  public:
+  /// What `TransitionType` may be besides 0, for none.
   enum Transition : UInt32 { FlightTransition = 1, FadeTransition = 2 };
 
+  /// Sets a field, and notes that the time range is another one.
   void setShotDuration(Real32 const& seconds) {
     AnimShotBase::setShotDuration(seconds);
     timeRangeChanged();

@@ -21,6 +21,7 @@ enum TangentType : UInt8 {
 /// to the key. An in tangent normally points back in time (x < 0), an out tangent forward.
 class CCPnt {
  public:
+  /// A key at 0 s with value 0 and tangents without length, or as given.
   CCPnt() = default;
   CCPnt(Pnt2f const& point, Vec2f const& intangent, Vec2f const& outtangent, UInt32 inType, UInt32 outType)
       : _x(point.x()),
@@ -35,12 +36,14 @@ class CCPnt {
   CCPnt& operator=(CCPnt const&) = default;
   virtual ~CCPnt() = default;
 
+  /// Time in seconds and value.
   Real32 x() const { return _x; }
   Real32 y() const { return _y; }
   void setX(Real32 const& x) { _x = x; }
   void setY(Real32 const& y) { _y = y; }
   Pnt2f point() const { return {_x, _y}; }
 
+  /// The tangents, relative to the key.
   Real32 inX() const { return _inX; }
   Real32 inY() const { return _inY; }
   Real32 outX() const { return _outX; }
@@ -63,6 +66,7 @@ class CCPnt {
     _outFollows = follows;
   }
 
+  /// The types of the tangents, see TangentType; above 255 counts as 255.
   UInt32 inType() const { return _inType; }
   UInt32 outType() const { return _outType; }
   void setInType(UInt32 type) { _inType = narrowType(type); }

@@ -11,6 +11,7 @@ class CameraTrack;
 class KNSCENE_API CameraTrackBase : public NodeCore {
   KN_CONTAINER(CameraTrackBase, CameraTrack, NodeCore)
  public:
+  /// Seconds for each viewpoint that has none of its own: the move to it, the fade-in, the pause at it.
   KN_SFIELD(Real32, AnimationDuration, animationDuration, 0.F)
   KN_SFIELD(Real32, FadeInDuration, fadeInDuration, 0.F)
   KN_SFIELD(Real32, PauseDuration, pauseDuration, 0.F)

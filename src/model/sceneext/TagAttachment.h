@@ -7,9 +7,11 @@ inline namespace knscene {
 
 class TagAttachment;
 
+/// The fields of a TagAttachment.
 class KNSCENE_API TagAttachmentBase : public Attachment {
   KN_CONTAINER(TagAttachmentBase, TagAttachment, Attachment)
  public:
+  /// The tags.
   KN_MFIELD(std::string, Tags, tags)
   KN_CONTAINER_END
 };

@@ -15,11 +15,13 @@ class KNSCENE_API TimeShapeDataBase : public FieldContainer {
  public:
   /// Stored time in seconds, in the axis of the cache node.
   KN_SFIELD(Real32, Time, time, 0.F)
+  /// The vertices, in the space of the geometry, and their normals.
   KN_MFIELD(Pnt3f, Positions, positions)
   KN_MFIELD(Vec3f, Normals, normals)
   KN_CONTAINER_END
 };
 
+/// One shape of a cache.
 class KNSCENE_API TimeShapeData : public TimeShapeDataBase {
  public:
   /// A cache that holds the shape keeps it at its place in the list.
@@ -40,6 +42,7 @@ class KNSCENE_API TimeShapeData : public TimeShapeDataBase {
 
 using TimeShapeDataPtr = TimeShapeData::Ptr;
 
+/// The fields of a TimeShapeCache.
 class KNSCENE_API TimeShapeCacheBase : public AnimObject {
   KN_CONTAINER(TimeShapeCacheBase, TimeShapeCache, AnimObject)
  public:
@@ -54,6 +57,7 @@ class KNSCENE_API TimeShapeCache : public TimeShapeCacheBase {
   /// Adds a shape at its place in time, after those of the same time, and takes a reference to it. Null, dead
   /// handles and shapes without a finite time are ignored.
   void addShape(TimeShapeDataPtr const& shape);
+  /// Removes all shapes.
   void clearShapes();
 
   /// The shape that stands at `time`: the one whose stored time, times `scale`, plus `offset`, is nearest to it,

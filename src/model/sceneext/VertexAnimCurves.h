@@ -11,6 +11,7 @@ class VertexAnimCurves;
 class KNSCENE_API VertexAnimCurvesBase : public AnimObject {
   KN_CONTAINER(VertexAnimCurvesBase, VertexAnimCurves, AnimObject)
  public:
+  /// The curves that move positions, and those that move normals.
   KN_MFIELD_READ(AnimCurvePtr, PositionCurves, positionCurves, Owned)
   KN_MFIELD_READ(AnimCurvePtr, NormalCurves, normalCurves, Owned)
   KN_CONTAINER_END
@@ -22,6 +23,7 @@ class KNSCENE_API VertexAnimCurves : public VertexAnimCurvesBase {
   /// Adds a curve at the end of a list and takes a reference to it. Null and dead handles are ignored.
   void addPositionCurve(AnimCurvePtr const& curve);
   void addNormalCurve(AnimCurvePtr const& curve);
+  /// Empties both lists.
   void clearCurves();
 
   /// The range over all curves of both lists.

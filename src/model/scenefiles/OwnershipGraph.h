@@ -16,6 +16,7 @@ class OwnershipGraph {
   /// The container that was added last holds a reference to `number`, which may be one that is added later.
   void addOwned(UInt32 number) { _owned.push_back(number); }
 
+  /// An order, and whether there is one.
   struct Order {
     /// Container 0 and all that it holds, directly or through others, each after everyone who holds it. Those
     /// in a circle, and what only they hold, are missing.

@@ -19,6 +19,7 @@ inline namespace knscene {
 //
 // A handle is the number of a container from 1 up, or 0 for null. Container 1 is the root.
 
+/// What is wrong with a file, and where.
 struct SceneFileProblem {
   std::string what;         ///< empty while there is none
   UInt64 offset = 0;        ///< the byte where it was met
@@ -26,7 +27,9 @@ struct SceneFileProblem {
   UInt64 line = 0;          ///< of a text, from 1; 0 where the file is none
 };
 
+/// The contents of a scene file.
 struct SceneContents {
+  /// The values of all containers, in the form that scene files have.
   std::string bytes;
   /// When written, the sum of `objectMemory` over all objects. When read, what that sum may be.
   UInt64 objectMemory = 0;

@@ -7,8 +7,10 @@ inline namespace knscene {
 
 /// One attachment of a container: the attachment, and the two numbers that it is found by.
 struct AttachmentSlot {
+  /// The type's group and the binding; see AttachmentContainer::findAttachment.
   UInt32 groupId = 0;
   UInt16 binding = 0;
+  /// The attachment.
   AttachmentPtr attachment;
   UInt32 placeAmongParents = 0;  ///< in the attachment's list of containers; kept by the scene layer
 };
@@ -21,6 +23,7 @@ class KNSCENE_API Attachment : public FieldContainer {
   KN_MFIELD_READ(AttachmentContainerPtr, Parents, parents, Derived)
   KN_CONTAINER_END
 
+  /// The field that notes the parents.
   static constexpr UInt16 ParentEntryPosition = ParentsFieldId;
 
   /// Whether this attachment can hold animations. Nodes keep account of which subtrees carry such an attachment.
@@ -39,6 +42,7 @@ class KNSCENE_API Attachment : public FieldContainer {
 class KNSCENE_API AttachmentContainer : public FieldContainer {
   KN_CONTAINER(AttachmentContainer, AttachmentContainer, FieldContainer)
  public:
+  /// The attachments, in the order of adding.
   KN_MFIELD_READ(AttachmentSlot, Attachments, attachments, Owned)
   KN_CONTAINER_END
 

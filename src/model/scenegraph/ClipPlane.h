@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class ClipPlane;
 
+/// The fields of a ClipPlane.
 class KNSCENE_API ClipPlaneBase : public NodeCore {
   KN_CONTAINER(ClipPlaneBase, ClipPlane, NodeCore)
  public:

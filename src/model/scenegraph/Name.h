@@ -11,15 +11,19 @@ class Name;
 class KNSCENE_API NameBase : public Attachment {
   KN_CONTAINER(NameBase, Name, Attachment)
  public:
+  /// The name.
   KN_SFIELD(std::string, Name, name)
   KN_CONTAINER_END
 };
 
+/// The attachment that names a node or another container. Names of animation nodes are in the NameRegister.
 class KNSCENE_API Name : public NameBase {
  public:
+  /// The name. What is written through the second one is noticed when names are looked up.
   std::string const& getName() const { return NameBase::getName(); }
   /// For writing: nothing is taken for granted about the text afterwards, until it is set anew.
   std::string& getName();
+  /// Sets the name; nothing is announced.
   void setName(std::string const& name);
   /// Whether this is the name of a node that keeps its name apart from those of others (Node::keepsNameApart).
   bool isNameOf(AttachmentContainerPtr const& container) const;

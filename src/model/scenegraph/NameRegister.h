@@ -18,6 +18,7 @@ class KNSCENE_API NameRegister {
   /// Made at first use, never destroyed.
   static NameRegister& the();
 
+  /// Whether a living animation node has that name.
   bool contains(std::string const& text);
   /// All names, one for each node, in the order of the nodes' ids. Sorts all nodes.
   std::vector<std::string> getNames();

@@ -19,6 +19,7 @@ class KNSCENE_API NodeCore : public AttachmentContainer {
   KN_MFIELD_READ(NodePtr, Parents, parents, Derived)
   KN_CONTAINER_END
 
+  /// The field that notes the parents.
   static constexpr UInt16 ParentEntryPosition = ParentsFieldId;
 
   /// Multiplies what the core does to the space below its node onto `matrix`, from the right. Nothing by default.
@@ -49,6 +50,7 @@ using NodeCorePtr = NodeCore::Ptr;
 class KNSCENE_API Node : public AttachmentContainer {
   KN_CONTAINER(Node, Node, AttachmentContainer)
  public:
+  /// What the node is, what hangs below it, and what it hangs below. Handles may be null.
   KN_SFIELD_READ(NodeCorePtr, Core, core, Owned)
   KN_MFIELD_READ(NodePtr, Children, children, Owned)
   KN_SFIELD_READ(NodePtr, Parent, parent, Derived)
@@ -69,6 +71,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   KN_SFIELD(UInt32, TravMask, travMask, 0xFFFFFFFFU)
   KN_CONTAINER_END
 
+  /// The field that notes the parent.
   static constexpr UInt16 ParentEntryPosition = ParentFieldId;
 
   /// Raised by everything that changes which containers own which animation trees: any structural change of a tree
@@ -77,11 +80,13 @@ class KNSCENE_API Node : public AttachmentContainer {
   /// rests on it clears it. Main thread.
   static bool _changed;
 
+  /// Whether all bits of the traversal mask are set.
   bool isActive() const { return getTravMask() == 0xFFFFFFFFU; }
 
   /// Makes `core` the node's core; null takes the core away. A dead handle is taken as null.
   void setCore(NodeCorePtr const& core);
 
+  /// The number of children.
   UInt32 getNChildren() const { return static_cast<UInt32>(_fChildren.size()); }
   /// The child at that place, null when there is none.
   NodePtr getChild(UInt32 index) const;
@@ -101,6 +106,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   void subChild(NodePtr const& child);
   /// The same for many children in one pass. Nodes that are no children are ignored.
   void subChildren(std::vector<NodePtr> const& children);
+  /// Removes all children.
   void clearChildren();
   /// Puts `newChild` in the place of `oldChild`. False, with nothing changed, when `oldChild` is no child or
   /// addChild would refuse the new one.

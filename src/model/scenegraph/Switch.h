@@ -7,6 +7,7 @@ inline namespace knscene {
 
 class Switch;
 
+/// The fields of a Switch.
 class KNSCENE_API SwitchBase : public NodeCore {
   KN_CONTAINER(SwitchBase, Switch, NodeCore)
  public:

@@ -11,6 +11,7 @@ class Transform3D;
 class KNSCENE_API Transform3DBase : public NodeCore {
   KN_CONTAINER(Transform3DBase, Transform3D, NodeCore)
  public:
+  /// Where the node is, in its parent's space, and its size along its own axes.
   KN_SFIELD(Vec3f, Translation, translation)
   KN_SFIELD(Vec3f, Scale, scale, Vec3f(1, 1, 1))
   /// Angles around x, y and z, applied in this order.
@@ -28,6 +29,7 @@ class KNSCENE_API Transform3DBase : public NodeCore {
 /// translation * pivot * orientation * rotation * inverse pivot * scale.
 class KNSCENE_API Transform3D : public Transform3DBase {
  public:
+  /// The matrix from the node's space to its parent's.
   Matrix getMatrix() const;
 
   /// Sets the rotation from angles in degrees, Rz * Ry * Rx, and announces it.

@@ -9,6 +9,7 @@ inline namespace knscene {
 
 /// What a visitor answers.
 struct Action {
+  /// How a traversal goes on.
   enum ResultE {
     Continue = 0,  ///< go on with the node's children
     Skip = 1,      ///< pass over the node's children

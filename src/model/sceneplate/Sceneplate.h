@@ -13,6 +13,7 @@ class KNSCENE_API SceneplateBase : public NodeCore {
  public:
   /// The lower left corner of the plate.
   KN_SFIELD(Vec2f, Position, position)
+  /// Width and height of the plate.
   KN_SFIELD(Vec2f, Size, size, Vec2f(1, 1))
   /// How much of what lies behind shines through, per colour: 0 nothing, 1 everything.
   KN_SFIELD(Vec3f, SeeThrough, seeThrough)

@@ -11,6 +11,7 @@ class Sound;
 class KNSCENE_API SoundBase : public NodeCore {
   KN_CONTAINER(SoundBase, Sound, NodeCore)
  public:
+  /// Loudness, as a factor.
   KN_SFIELD(Real32, Gain, gain, 1.F)
   /// Bounds of what distance and cone make of the gain.
   KN_SFIELD(Real32, MinGain, minGain, 0.F)

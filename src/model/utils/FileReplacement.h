@@ -21,9 +21,11 @@ inline namespace knscene {
 /// Objects may be used on any thread, each by one at a time.
 class KNSCENE_API FileReplacement {
  public:
+  /// Begins a new file beside the one at `path`.
   explicit FileReplacement(std::string const& path);
   /// Writes directly to an open descriptor, of which it takes a copy.
   explicit FileReplacement(int descriptor);
+  /// Drops the new file unless it was committed.
   ~FileReplacement();
   FileReplacement(FileReplacement const&) = delete;
   FileReplacement& operator=(FileReplacement const&) = delete;

@@ -21,6 +21,7 @@ class KNSCENE_API Lock {
   Lock(Lock const&) = delete;
   Lock& operator=(Lock const&) = delete;
 
+  /// Keep other threads from writing meanwhile.
   void aquire() { _mutex.lock(); }
   void release() { _mutex.unlock(); }
 

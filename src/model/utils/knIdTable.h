@@ -12,11 +12,14 @@
 template <class Value>
 class knIdTable {
  public:
+  /// One entry.
   struct Entry {
+    /// An id and what is kept for it.
     osg::UInt32 id;
     Value value;
   };
 
+  /// The entries in order of insertion, and how many.
   std::vector<Entry> const& entries() const { return _entries; }
   bool empty() const { return _entries.empty(); }
   std::size_t size() const { return _entries.size(); }
@@ -43,6 +46,7 @@ class knIdTable {
     return {_entries.back().value, true};
   }
 
+  /// Removes all entries and keeps the memory.
   void clear() {
     if (_entries.size() < _slots.size() / 16) {
       // From the last to the first: a chain of probes then ends at its own entry, never at a hole.
@@ -52,6 +56,7 @@ class knIdTable {
     }
     _entries.clear();
   }
+  /// Removes all entries with their memory.
   void freeMemory() {
     _entries = std::vector<Entry>();
     _slots = std::vector<osg::UInt32>();

@@ -12,6 +12,7 @@
 /// calls of the sink never overlap; a sink may itself log, but must not wait for another thread that does.
 class KNSCENE_API knLog {
  public:
+  /// What a line is: something that could not be done, something doubtful, or what an operation prints.
   enum class Level { Error, Warning, Message };
   /// Takes one line, without its line end; the text is valid during the call only.
   using Sink = std::function<void(Level level, std::string_view text)>;

@@ -28,6 +28,7 @@ class KNSCENE_API knUtils {
   /// are being destroyed. A default-made or moved-from subscription holds nothing.
   class KNSCENE_API Subscription {
    public:
+    /// None. Moving hands the subscription on.
     Subscription() = default;
     Subscription(Subscription&& other) noexcept;
     Subscription& operator=(Subscription&& other) noexcept;
