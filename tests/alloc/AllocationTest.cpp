@@ -1,5 +1,4 @@
 // What must not allocate in a playing scene. A program of its own, because it replaces operator new.
-#include "knAnimManager.h"
 #include "knFramePlayer.h"
 #include "support/SceneStage.h"
 

@@ -1,8 +1,5 @@
 #pragma once
 
-#include "model/camera/UberCamera.h"
-#include "model/sceneext/AnimShot.h"
-#include "model/sceneext/CameraTrack.h"
 #include "support/SceneStage.h"
 
 namespace kntest {
@@ -33,21 +30,15 @@ class CameraStage : public SceneStage {
     simulationTime() = 100 + seconds;
     knAnimEvaluator::the()->loop();
   }
-  static osg::AnimCurvePtr curveIn(osg::NodePtr const& tree, char const* field, osg::UInt32 index) {
-    for (osg::NodePtr const& child : tree->getChildren()) {
-      auto const curve = osg::dcast<osg::AnimCurvePtr>(child->getCore());
-      if (curve && curve->getName() == field && curve->getValueIndex() == index) return curve;
-    }
-    return {};
+  osg::Vec3f sight() const {
+    return osg::normalized(camera->getAt(osg::Camera::WorldSpace) - camera->getFrom(osg::Camera::WorldSpace));
   }
-  /// Times and values of the keys.
-  static std::vector<osg::Pnt2f> keysOf(osg::AnimCurvePtr const& curve) {
-    std::vector<osg::Pnt2f> keys;
-    for (osg::CCPnt const& key : curve->getControlPoints()) keys.push_back(key.point());
-    return keys;
+  osg::Real32 number(osg::Real32 size) {
+    return std::uniform_real_distribution<osg::Real32>(-size, size)(random);
   }
+  osg::Vec3f vector(osg::Real32 size) { return {number(size), number(size), number(size)}; }
 
-  knAnimManager& manager = *knAnimManager::the();
+  std::mt19937 random{3};
   osg::NodePtr parent;
   osg::NodePtr cameraNode;
   osg::UberCameraPtr camera;

@@ -1,10 +1,7 @@
 #include "camera/CameraStage.h"
 #include "model/math/MatrixTools.h"
 
-#include <random>
-
-namespace kntest {
-namespace FlightsTest {
+namespace kntest::FlightsTest {
 
 using namespace osg;
 using Keys = std::vector<Pnt2f>;
@@ -12,15 +9,7 @@ using Keys = std::vector<Pnt2f>;
 class FlightsTest : public CameraStage {
  protected:
   AnimNodePtr flight() { return camera->getAnimationRoot(); }
-  Real32 number(Real32 size) { return std::uniform_real_distribution<Real32>(-size, size)(_random); }
-  Vec3f vector(Real32 size) { return {number(size), number(size), number(size)}; }
   Pnt3f point(Real32 size) { return Pnt3f(vector(size)); }
-  Vec3f sight() {
-    return normalized(camera->getAt(Camera::WorldSpace) - camera->getFrom(Camera::WorldSpace));
-  }
-
- private:
-  std::mt19937 _random{3};
 };
 
 TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
@@ -204,5 +193,4 @@ TEST_F(FlightsTest, MotionBlurEvaluatesEachTimeOnce) {
   manager.resetMotionBlur();
 }
 
-}  // namespace FlightsTest
-}  // namespace kntest
+}  // namespace kntest::FlightsTest

@@ -1,8 +1,7 @@
 #include "camera/CameraStage.h"
 #include "support/LogCapture.h"
 
-namespace kntest {
-namespace ShotsTest {
+namespace kntest::ShotsTest {
 
 using namespace osg;
 using Keys = std::vector<Pnt2f>;
@@ -66,8 +65,7 @@ TEST_F(ShotsTest, ConvertingOnceGivesTheCameraAClone) {
     EXPECT_EQ(shot->getNChildren(), 0U);
   }
   for (int times = 0; times < 2; ++times) manager.convertShotToCurvesR(*clip, cameraNode);
-  std::vector<AnimNodePtr> animations;
-  knAnimManager::getAnimAttachment(cameraNode)->getTopLevelAnimations(animations, true);
+  std::vector<AnimNodePtr> const animations = treesOf(cameraNode);
   ASSERT_EQ(animations.size(), 1U);
   EXPECT_EQ(animations[0]->getCore(), shot->getCore());
   EXPECT_EQ(animations[0]->getChild(0)->getCore(), shot->getChild(0)->getCore());
@@ -81,5 +79,4 @@ TEST_F(ShotsTest, ConvertingOnceGivesTheCameraAClone) {
   EXPECT_EQ(keysOf(curveIn(shot, "from", 1)), (Keys{{0, -6}, {0.0001F, 11}, {5, 21}}));
 }
 
-}  // namespace ShotsTest
-}  // namespace kntest
+}  // namespace kntest::ShotsTest

@@ -5,13 +5,9 @@
 #include "support/CurveMuseum.h"
 #include "support/TestContainers.h"
 
-#include <algorithm>
 #include <bit>
-#include <cmath>
-#include <random>
 
-namespace kntest {
-namespace CurvesTest {
+namespace kntest::CurvesTest {
 
 using namespace osg;
 
@@ -185,5 +181,4 @@ TEST_F(CurvesTest, AnInsertedKeyLeavesTheShape) {
   }
 }
 
-}  // namespace CurvesTest
-}  // namespace kntest
+}  // namespace kntest::CurvesTest

@@ -2,16 +2,12 @@
 #include "editing/PasteRule.h"
 #include "support/LogCapture.h"
 
-#include <algorithm>
-#include <random>
-
 /// The waiting clip nodes, which only a host's build fills.
 struct knAnimManagerAccess {
   static auto& clipNodes() { return knAnimManager::the()->_clipNodeBuffer; }
 };
 
-namespace kntest {
-namespace CopyPasteTest {
+namespace kntest::CopyPasteTest {
 
 using namespace osg;
 
@@ -186,38 +182,6 @@ TEST_F(CopyPasteTest, OwnersAsAWalkFindsThem) {
   }
 }
 
-TEST_F(CopyPasteTest, HostsThatComeBack) {
-  NodePtr const node = addNode(Transform3D::create());
-  NodePtr const other = addNode(Transform3D::create());
-  animate(node, newBlock("a"));
-  animate(node, newBlock("c"));
-  manager.copyFrom(node);
-  bool again = true;
-  auto const listening = knUtils::listen("pastedAnimations", [&](auto, auto&, int) {
-    if (!std::exchange(again, false)) return;
-    manager.pasteTo(other, false, true);
-    manager.copyFrom(other);
-  });
-  EXPECT_EQ(manager.pasteTo(node, false, true).size(), 2U);
-  EXPECT_EQ(messages, 2);
-
-  knAnimManager::setGetUniqueNameCB([&](std::string const& name, std::vector<std::string>&) {
-    manager.clearCopyBuffer();
-    if (other.isAlive()) root()->subChild(other);
-    return name;
-  });
-  EXPECT_EQ(manager.pasteTo(other, true, true).size(), 1U);
-  EXPECT_FALSE(other.isAlive() || manager.hasCopyBufferContent());
-
-  NodePtr const dead = other;
-  manager.copyFrom(dead);
-  manager.pasteTo(dead, true, true);
-  manager.clonePasteTo(dead, true, true);
-  manager.clonePasteToWithOffset(dcast<AnimNodePtr>(dead), 0, true, true);
-  manager.cut(AnimNodePtr());
-  EXPECT_EQ(messages, 3);
-}
-
 TEST_F(CopyPasteTest, WaitingClipNodesComeBack) {
   AnimNodePtr const clip = addClip("clip");
   AnimNodePtr const child = newBlock("child");
@@ -232,5 +196,4 @@ TEST_F(CopyPasteTest, WaitingClipNodesComeBack) {
   EXPECT_FALSE(orphan.isAlive());
 }
 
-}  // namespace CopyPasteTest
-}  // namespace kntest
+}  // namespace kntest::CopyPasteTest

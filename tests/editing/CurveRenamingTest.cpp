@@ -1,29 +1,21 @@
 #include "knAnimHelper.h"
-#include "model/materials/Material.h"
 #include "support/SceneStage.h"
 
-namespace kntest {
-namespace CurveRenamingTest {
+namespace kntest::CurveRenamingTest {
 
 using namespace osg;
 using Table = std::map<std::string, std::string>;
 
 class CurveRenamingTest : public SceneStage {
  protected:
-  BitVector announced(FieldContainerPtr const& container) const {
-    for (auto const& entry : changes.getEntries())
-      if (entry.container == container) return entry.mask;
-    return {};
-  }
-  static AnimNodePtr named(std::string const& name, std::string const& suffix, std::string const& channel) {
+  static AnimNodePtr newNamed(std::string const& name, std::string const& suffix,
+                              std::string const& channel) {
     AnimNodePtr const node = newCurveNode(name, 7, {{0, 3}}, channel);
     curveOf(node)->setChannelName(channel);
     curveOf(node)->setSuffix(suffix);
     NodeUtils::setName(node, "old", true);
     return node;
   }
-
-  knAnimManager& manager = *knAnimManager::the();
 };
 
 TEST_F(CurveRenamingTest, ATableRenamesACurveAndItsComponent) {
@@ -42,7 +34,7 @@ TEST_F(CurveRenamingTest, ATableRenamesACurveAndItsComponent) {
   BitVector const component =
       AnimCurveBase::ColorFieldMask | AnimCurveBase::SuffixFieldMask | AnimCurveBase::ValueIndexFieldMask;
   for (auto const& row : rows) {
-    AnimNodePtr const node = named("from", row.oldSuffix, "fromX");
+    AnimNodePtr const node = newNamed("from", row.oldSuffix, "fromX");
     Held const held(node);
     AnimCurvePtr const curve = curveOf(node);
     Color3f const color = curve->getColor();
@@ -59,7 +51,7 @@ TEST_F(CurveRenamingTest, ATableRenamesACurveAndItsComponent) {
   }
   AnimNodePtr const block = newGroup<AnimBlock>({});
   Held const held(block);
-  AnimNodePtr const other = named("other", "", "");
+  AnimNodePtr const other = newNamed("other", "", "");
   Held const heldOther(other);
   for (AnimNodePtr const& none : {AnimNodePtr(), block, other})
     EXPECT_FALSE(manager.renameCurve(none, {{"from", "to"}, {"", "to"}}));
@@ -69,12 +61,12 @@ TEST_F(CurveRenamingTest, ATableRenamesACurveAndItsComponent) {
 TEST_F(CurveRenamingTest, TheAnimationsOfOneNodeAreRenamed) {
   NodePtr const node = addNode(Group::create());
   NodePtr const below = addNode(Group::create(), node);
-  AnimNodePtr const top = animate(node, named("a", "X", ""));
-  AnimNodePtr const inBlock = named("a", "", "");
+  AnimNodePtr const top = animate(node, newNamed("a", "X", ""));
+  AnimNodePtr const inBlock = newNamed("a", "", "");
   curveOf(inBlock)->setActive(false);
   curveOf(inBlock)->clear();
   animate(node, newGroup<AnimBlock>({inBlock}));
-  AnimNodePtr const child = animate(below, named("a", "", ""));
+  AnimNodePtr const child = animate(below, newNamed("a", "", ""));
   Table const table{{"a", "b"}};
   manager.renameCurves({}, table);
   manager.renameCurves(node, {});
@@ -88,7 +80,7 @@ TEST_F(CurveRenamingTest, TheAnimationsOfOneNodeAreRenamed) {
 TEST_F(CurveRenamingTest, MissingChannelNamesComeFromNodes) {
   NodePtr const node = addNode(Group::create());
   auto const add = [&](AttachmentContainerPtr const& owner, char const* nodeName, char const* suffix) {
-    AnimNodePtr const one = named("f", suffix, "");
+    AnimNodePtr const one = newNamed("f", suffix, "");
     NodeUtils::setName(one, nodeName, true);
     return curveOf(animate(owner, one));
   };
@@ -152,5 +144,4 @@ TEST_F(CurveRenamingTest, ScalingTakesTangentsAlong) {
   EXPECT_EQ(curve->getControlPoints()[1].intangent(), Vec2f(-0.4F, -0.8F));
 }
 
-}  // namespace CurveRenamingTest
-}  // namespace kntest
+}  // namespace kntest::CurveRenamingTest

@@ -2,11 +2,7 @@
 // what, and how often.
 #include "editing/EditingStage.h"
 
-#include <map>
-#include <random>
-
-namespace kntest {
-namespace EditingModelTest {
+namespace kntest::EditingModelTest {
 
 using namespace osg;
 
@@ -239,5 +235,4 @@ TEST_F(EditingModelTest, RandomEdits) {
   EXPECT_EQ(FieldContainerFactory::the().getLivingCount(), living) << "nothing is left behind";
 }
 
-}  // namespace EditingModelTest
-}  // namespace kntest
+}  // namespace kntest::EditingModelTest

@@ -2,9 +2,6 @@
 
 #include "support/SceneStage.h"
 
-#include "model/geometry/Geometry.h"
-#include "model/materials/SurfaceMaterials.h"
-
 namespace kntest {
 
 /// A scene whose host destroys nodes, lists materials and makes names; at the end nothing may be left in the buffer.
@@ -37,15 +34,6 @@ class EditingStage : public SceneStage {
     std::fflush(stdout);
     return testing::internal::GetCapturedStdout();
   }
-  template <class Handle>
-  static Handle named(Handle const& container, std::string const& name) {
-    osg::NodeUtils::setName(container, name, false);
-    return container;
-  }
-  static std::string nameOf(osg::AttachmentContainerPtr const& container) {
-    char const* const name = osg::NodeUtils::getName(container);
-    return name != nullptr ? name : "";
-  }
   /// A block with two curves, from `start` to `end` seconds.
   static osg::AnimNodePtr newBlock(std::string const& name, float start = 0, float end = 1) {
     auto const curve = [&] { return newCurveNode("translation", 0, {{start, 0}, {end, 1}}); };
@@ -76,16 +64,11 @@ class EditingStage : public SceneStage {
   }
   /// A chain of so many groups, with the given core at the end.
   static osg::AnimNodePtr newChain(int levels, osg::NodeCorePtr const& last) {
-    osg::AnimNodePtr top = newAnimNode(last);
-    for (int i = 0; i < levels; ++i) {
-      osg::AnimNodePtr const above = newAnimNode(osg::Group::create());
-      above->addChild(top);
-      top = above;
-    }
+    osg::AnimNodePtr const top = newGroup<osg::Group>({});
+    growChain(top, levels, [] { return newGroup<osg::Group>({}); })->setCore(last);
     return top;
   }
 
-  knAnimManager& manager = *knAnimManager::the();
   int messages = 0;
 
  private:

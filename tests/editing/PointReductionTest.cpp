@@ -1,10 +1,6 @@
 #include "support/SceneStage.h"
 
-#include <cmath>
-#include <random>
-
-namespace kntest {
-namespace PointReductionTest {
+namespace kntest::PointReductionTest {
 
 using namespace osg;
 using Points = std::vector<Pnt2f>;
@@ -69,11 +65,6 @@ class PointReductionTest : public SceneStage {
     curve->addPoints(field);
     return curve;
   }
-  static Points pointsOf(AnimCurvePtr const& curve) {
-    MField<Pnt2f> points;
-    curve->points(points);
-    return points.getValues();
-  }
 };
 
 TEST_F(PointReductionTest, BothFormsReduceAsDefinedToTheLastBit) {
@@ -94,7 +85,7 @@ TEST_F(PointReductionTest, BothFormsReduceAsDefinedToTheLastBit) {
     AnimCurvePtr const curve = curveOf(points);
     Held const held(curve);
     knAnimManager::the()->douglasPeuckerPointReduction({curve});
-    ASSERT_EQ(pointsOf(curve), reduceNaively<float>(points, 0.0001F)) << round;
+    ASSERT_EQ(keysOf(curve), reduceNaively<float>(points, 0.0001F)) << round;
   }
 }
 
@@ -123,7 +114,7 @@ TEST_F(PointReductionTest, CurvesAreAnnouncedAndLoseTheirTangents) {
   { Held const gone(dead); }
   changes.clear();
   knAnimManager::the()->douglasPeuckerPointReduction({{}, curve, dead, empty, curve});
-  EXPECT_EQ(pointsOf(curve), (Points{{0, 0}, {2, 2}, {3, 0}}));
+  EXPECT_EQ(keysOf(curve), (Points{{0, 0}, {2, 2}, {3, 0}}));
   EXPECT_EQ(curve->getControlPoints()[0].outtangent(), Vec2f(0.8F, 0.8F)) << "a straight line";
   EXPECT_EQ(curve->getControlPoints().getValues().capacity(), 3U);
   ASSERT_EQ(changes.getEntries().size(), 2U);
@@ -131,5 +122,4 @@ TEST_F(PointReductionTest, CurvesAreAnnouncedAndLoseTheirTangents) {
   EXPECT_EQ(changes.getEntries()[1].container, FieldContainerPtr(empty));
 }
 
-}  // namespace PointReductionTest
-}  // namespace kntest
+}  // namespace kntest::PointReductionTest

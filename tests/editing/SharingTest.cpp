@@ -1,9 +1,6 @@
 #include "editing/EditingStage.h"
 
-#include "model/sceneext/AnimTreeCloning.h"
-
-namespace kntest {
-namespace SharingTest {
+namespace kntest::SharingTest {
 
 using namespace osg;
 
@@ -104,7 +101,7 @@ TEST_F(SharingTest, OwnersOfCores) {
   inner->subAttachment(selfHolding);
 }
 
-TEST_F(SharingTest, DeepTreesAndDeadHandles) {
+TEST_F(SharingTest, DeepTrees) {
   NodePtr node = addNode(Transform3D::create());
   NodePtr const other = addNode(Transform3D::create());
   other->addAttachment(AnimAttachment::create());
@@ -132,23 +129,6 @@ TEST_F(SharingTest, DeepTreesAndDeadHandles) {
   manager.createDuplicatesFromSharedR(node);
   manager.cut(tree);
   EXPECT_FALSE(tree.isAlive());
-
-  NodePtr dead = node;
-  MaterialPtr none;
-  root()->subChild(node);
-  manager.unshareFrom(tree, dead);
-  manager.unshareClipsR(tree);
-  manager.createDuplicatesFromSharedR(dead);
-  manager.createDuplicatesFromShared(none);
-  EXPECT_FALSE(manager.moveBlockToNode(tree, dead, other, true) ||
-               manager.moveBlockToMaterial(tree, none, none, true));
-  EXPECT_EQ(manager.isCompatible(dead, other), 0);
-  EXPECT_EQ(manager.blockSceneRefCount(tree) + manager.blockNodeRefCount(tree), 0U);
-  EXPECT_EQ(manager.findFirstParentR(dead, AnimObjectPtr()), NodePtr());
-  manager.setAllBlocksInactive(dead);
-  manager.setAllBlocksInactive(none);
-  EXPECT_EQ(messages, 1) << "of the one that was duplicated";
 }
 
-}  // namespace SharingTest
-}  // namespace kntest
+}  // namespace kntest::SharingTest

@@ -1,8 +1,4 @@
 // Where curves write to, and who owns them.
-#include "model/light/UberLight.h"
-#include "model/sceneext/CameraTrack.h"
-#include "model/sceneext/TimeShapeCache.h"
-#include "model/scenegraph/ClipPlane.h"
 #include "support/SceneStage.h"
 
 namespace kntest {

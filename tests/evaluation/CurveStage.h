@@ -1,11 +1,8 @@
 #pragma once
 
 #include "knAnimManager.h"
-#include "support/CurveOracle.h"
+#include "support/CurveKey.h"
 #include "support/TestContainers.h"
-
-#include <limits>
-#include <vector>
 
 namespace kntest {
 

@@ -1,13 +1,7 @@
 // Whole evaluations, from the time to the announced field.
-#include "model/camera/UberCamera.h"
-#include "model/materials/SurfaceMaterials.h"
-#include "model/sceneext/VertexAnimCurves.h"
 #include "support/SceneStage.h"
 
-#include <cmath>
-
-namespace kntest {
-namespace EvaluationTest {
+namespace kntest::EvaluationTest {
 
 using namespace osg;
 
@@ -17,7 +11,6 @@ class EvaluationTest : public SceneStage {
  protected:
   EvaluationTest() { AnimNode::_changed = true; }
   float x() const { return placeOf(owner).x(); }
-  knAnimManager& manager = *knAnimManager::the();
   knAnimEvaluator& evaluator = *knAnimEvaluator::the();
   NodePtr const owner = addNode(Transform3D::create());
 };
@@ -218,5 +211,4 @@ TEST_F(EvaluationTest, WhatTheManagerRefuses) {
   EXPECT_EQ(xAt(4, false), 4);
 }
 
-}  // namespace EvaluationTest
-}  // namespace kntest
+}  // namespace kntest::EvaluationTest

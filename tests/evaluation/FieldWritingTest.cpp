@@ -1,10 +1,6 @@
 // How a value lands in a field, what is marked, and how that is announced.
-#include "model/light/UberLight.h"
-#include "model/materials/SurfaceMaterials.h"
-#include "model/scenegraph/ClipPlane.h"
 #include "support/SceneStage.h"
 
-#include <cmath>
 #include <deque>
 
 namespace kntest {

@@ -1,15 +1,7 @@
 // Which curves take part, with which time, and what they write to.
-#include "model/sceneext/AnimSequence.h"
-#include "model/sceneext/CameraTrack.h"
-#include "model/sceneext/TimeShapeCache.h"
-#include "model/sceneext/VertexAnimCurves.h"
-#include "model/sceneplate/Sceneplate.h"
 #include "support/SceneStage.h"
 
-#include <cmath>
-
-namespace kntest {
-namespace GatheringTest {
+namespace kntest::GatheringTest {
 
 using namespace osg;
 
@@ -149,22 +141,16 @@ TEST_F(GatheringTest, TreesOfAnyDepth) {
   for (int i = 0; i < Deep; ++i) place = addNode(Group::create(), place);
   place->setCore(Transform3D::create());
   AnimNodePtr const block = animate(place, newGroup<AnimBlock>({}));
-  AnimNodePtr below = block;
-  for (int i = 0; i < Deep; ++i) {
-    below->addChild(newAnimNode(Group::create()));
-    below = dcast<AnimNodePtr>(below->getChild(0));
-  }
-  below->addChild(named("translation"));
+  growChain(block, Deep, [] { return newGroup<Group>({}); })->addChild(named("translation"));
   evaluate(0.5F);
   EXPECT_EQ(placeOf(place), Vec3f(5, 0, 0));
-  knAnimManager::the()->evaluateByTime(block, 0.25F, true, true, false);
+  manager.evaluateByTime(block, 0.25F, true, true, false);
   EXPECT_EQ(placeOf(place), Vec3f(2.5F, 0, 0));
-  knAnimManager::the()->updateSceneAnimCurveData();
+  manager.updateSceneAnimCurveData();
   EXPECT_EQ(knAnimManager::_animRoots.size(), 1U);
 }
 
 TEST_F(GatheringTest, CollectionWalks) {
-  auto& manager = *knAnimManager::the();
   AnimCurvePtr const off = curve("b");
   off->setActive(false);
   AnimNodePtr const inactive = newGroup<AnimBlock>({named("d"), newAnimNode(AnimSequence::create())});
@@ -223,12 +209,11 @@ TEST_F(GatheringTest, MaterialsByCallbacks) {
   knAnimManager::setGetAllMaterialsCB([&](NodePtr const&, auto& all) {
     all = {*material, {}, dead, *material};
   });
-  knAnimManager::the()->updateSceneAnimCurveData();
+  manager.updateSceneAnimCurveData();
   EXPECT_EQ(knAnimManager::_animRoots.size(), 2U);
   root()->subChild(root()->getChild(1));
-  knAnimManager::the()->updateSceneAnimCurveData();
+  manager.updateSceneAnimCurveData();
   EXPECT_EQ(knAnimManager::_animRoots.size(), 2U);
 }
 
-}  // namespace GatheringTest
-}  // namespace kntest
+}  // namespace kntest::GatheringTest

@@ -22,12 +22,6 @@ using namespace osg;
 class HostCodeTest : public SceneStage {
  protected:
   HostCodeTest() { AnimNode::_changed = true; }
-  bool isAnnounced(FieldContainerPtr const& container, BitVector const& mask) const {
-    return std::any_of(changes.getEntries().begin(), changes.getEntries().end(), [&](auto const& entry) {
-      return entry.container == container && (entry.mask & mask) == mask;
-    });
-  }
-  knAnimManager& manager = *knAnimManager::the();
   NodePtr const owner = addNode(Listener::create());
   Listener::Ptr const listener = dcast<Listener::Ptr>(owner->getCore());
 };
@@ -72,8 +66,8 @@ TEST_F(HostCodeTest, AnEvaluationWithinAnotherKeepsItsMarks) {
     listener->onChange = [&] { manager.evaluateByTime(within, commit ? 0.5F : 0.75F, true, commit, false); };
     manager.evaluateByTime(block, 0.5F, true, true, false);
     EXPECT_EQ(placeOf(before), Vec3f(4, 0, 0));
-    EXPECT_TRUE(isAnnounced(before->getCore(), Transform3D::TranslationFieldMask));
-    EXPECT_TRUE(isAnnounced(other->getCore(), Transform3D::TranslationFieldMask));
+    EXPECT_TRUE(announced(before->getCore()).test(Transform3D::TranslationFieldId));
+    EXPECT_TRUE(announced(other->getCore()).test(Transform3D::TranslationFieldId));
   }
 }
 
@@ -86,7 +80,7 @@ TEST_F(HostCodeTest, AnEvaluationBetweenPlayingTreesKeepsTheirMarks) {
   for (AnimNodePtr const& tree : {first, second}) manager.enqueue(tree, true);
   knAnimEvaluator::the()->loop();
   EXPECT_EQ(placeOf(other), Vec3f(0, 4, 0));
-  EXPECT_TRUE(isAnnounced(before->getCore(), Transform3D::TranslationFieldMask));
+  EXPECT_TRUE(announced(before->getCore()).test(Transform3D::TranslationFieldId));
   manager.dequeueAll();
 }
 

@@ -1,12 +1,7 @@
 #include "model/sceneext/AnimBlock.h"
-#include "model/sceneext/AnimClip.h"
-#include "model/sceneext/AnimSequence.h"
 #include "support/SceneStage.h"
 
-#include <random>
-
-namespace kntest {
-namespace PlayingQueueTest {
+namespace kntest::PlayingQueueTest {
 
 double now = 0.0;
 bool simulationEnabled = true;
@@ -52,7 +47,6 @@ class PlayingQueueTest : public SceneStage {
   }
   static void loop() { knAnimEvaluator::the()->loop(); }
 
-  knAnimManager& manager = *knAnimManager::the();
   std::string sent;
   std::function<void(std::string_view)> onMessage;
 
@@ -225,30 +219,6 @@ TEST_F(PlayingQueueTest, WhoIsTakenOutWithinAPassIsNotEvaluatedInIt) {
   EXPECT_EQ(x(trees[1 - other]), 30.F);
 }
 
-/// Random trees with random pauses: each ends at its end value, and only then.
-TEST_F(PlayingQueueTest, RandomQueue) {
-  std::mt19937 random(5);
-  std::vector<osg::AnimNodePtr> trees;
-  for (int i = 0; i < 50; ++i) {
-    trees.push_back(newTree());
-    trees.back()->setScale(0.2F + 0.1F * static_cast<float>(random() % 10));
-    manager.enqueue(trees.back(), random() % 2 == 0);
-  }
-  for (int pass = 0; pass < 4000; ++pass) {
-    now += 0.01 * static_cast<double>(random() % 10);
-    osg::AnimNodePtr const tree = trees[random() % trees.size()];
-    if (manager.isPlaying(tree)) manager.pause(tree, random() % 4 == 0);
-    loop();
-  }
-  for (osg::AnimNodePtr const& tree : trees) {
-    EXPECT_EQ(x(tree) == 100.F, !manager.isPlaying(tree));
-    manager.pause(tree, false);
-  }
-  now += 100;
-  loop();
-  for (osg::AnimNodePtr const& tree : trees) EXPECT_EQ(x(tree), 100.F);
-}
-
 TEST_F(PlayingQueueTest, SequencesFireWhereARunArrives) {
   auto const sequence = [](char const* name, float time) {
     osg::AnimSequencePtr const core = osg::AnimSequence::create();
@@ -285,5 +255,4 @@ TEST_F(PlayingQueueTest, SequencesFireWhereARunArrives) {
   clip.subRef();
 }
 
-}  // namespace PlayingQueueTest
-}  // namespace kntest
+}  // namespace kntest::PlayingQueueTest

@@ -1,19 +1,8 @@
 // Evaluating by a plan and by looking again: random scenes are edited at random, twice alike, once in each way, and
 // whatever can be seen of it from outside is the same.
 #include "evaluation/GatheringBuffers.h"
-#include "model/camera/UberCamera.h"
-#include "model/light/UberLight.h"
-#include "model/materials/SurfaceMaterials.h"
-#include "model/sceneext/AnimTreeCloning.h"
-#include "model/sceneext/TimeShapeCache.h"
 #include "model/scenefiles/SceneFileHandler.h"
-#include "model/scenegraph/ClipPlane.h"
-#include "model/sceneplate/Sceneplate.h"
 #include "support/SceneStage.h"
-
-#include <cstring>
-#include <random>
-#include <sstream>
 
 namespace kntest {
 
@@ -132,16 +121,8 @@ class World {
   void actWithin() {
     if (_actions == 0) return;
     --_actions;
-    switch (pick(6)) {
-      case 0:
-        evaluate();
-        break;
-      case 1:
-        knAnimEvaluator::the()->freeMemory();
-        break;
-      default:
-        edit();
-    }
+    unsigned const kind = pick(6);
+    kind == 0 ? evaluate() : kind == 1 ? knAnimEvaluator::the()->freeMemory() : edit();
   }
   /// A few passes over trees that play, most of them of one curve.
   void play() {
@@ -164,36 +145,31 @@ class World {
     if (Access::buffers().plan != nullptr) ++planned;
   }
 
+  GeometryPtr newShape() {
+    GeometryPtr const shape =
+        pick(2) == 0 ? GeometryPtr(made(PlanGeometry::create())) : made(Geometry::create());
+    if (pick(4) != 0)
+      shape->setTransform(pick(2) == 0 ? made(Transform3D::create()) : made(PlanTransform::create()));
+    return shape;
+  }
   NodeCorePtr newCore() {
-    switch (pick(12)) {
-      case 0:
-        return made(PlanTransform::create());
-      case 1: {
-        GeometryPtr const shape =
-            pick(2) == 0 ? GeometryPtr(made(PlanGeometry::create())) : made(Geometry::create());
-        if (pick(4) != 0)
-          shape->setTransform(pick(2) == 0 ? made(Transform3D::create()) : made(PlanTransform::create()));
-        return shape;
-      }
-      case 2: {
-        ClipPlanePtr const plane = made(ClipPlane::create());
-        plane->setTransform(made(Transform3D::create()));
-        return plane;
-      }
-      case 3:
-        return made(UberLight::create());
-      case 4:
-        return made(UberCamera::create());
-      case 5:
-        return pick(2) == 0 ? NodeCorePtr() : made(Group::create());
-      case 6: {
-        MaterialGroupPtr const group = made(MaterialGroup::create());
-        if (!_materials.empty()) group->setMaterial(oneOf(_materials));
-        return group;
-      }
-      default:
-        return made(Transform3D::create());
+    unsigned const kind = pick(12);
+    if (kind == 0) return made(PlanTransform::create());
+    if (kind == 1) return newShape();
+    if (kind == 3) return made(UberLight::create());
+    if (kind == 4) return made(UberCamera::create());
+    if (kind == 5) return pick(2) == 0 ? NodeCorePtr() : made(Group::create());
+    if (kind == 2) {
+      ClipPlanePtr const plane = made(ClipPlane::create());
+      plane->setTransform(made(Transform3D::create()));
+      return plane;
     }
+    if (kind == 6) {
+      MaterialGroupPtr const group = made(MaterialGroup::create());
+      if (!_materials.empty()) group->setMaterial(oneOf(_materials));
+      return group;
+    }
+    return made(Transform3D::create());
   }
   void addOwner() {
     if (pick(6) == 0) {
@@ -253,25 +229,12 @@ class World {
   }
 
   void rename(AnimCurve& curve) {
-    static constexpr char const* Names[] = {"translation",
-                                            "eulerRotation",
-                                            "scale",
-                                            "visible",
-                                            "intensity",
-                                            "temperature",
-                                            "from",
-                                            "fieldOfView",
-                                            "exposure",
-                                            "fogEnable",
-                                            "shininess",
-                                            "diffuse",
-                                            "eulerRotationOrientation",
-                                            "position",
-                                            "focalLength",
-                                            "active",
-                                            "none"};
+    static std::istringstream list(
+        "translation eulerRotation scale visible intensity temperature from fieldOfView exposure fogEnable "
+        "shininess diffuse eulerRotationOrientation position focalLength active none");
+    static std::vector<std::string> const names{std::istream_iterator<std::string>(list), {}};
     // Through references, so that nobody hears of it.
-    curve.getName() = Names[pick(3) == 0 ? pick(std::size(Names)) : pick(3)];
+    curve.getName() = names[pick(3) == 0 ? pick(static_cast<unsigned>(names.size())) : pick(3)];
     curve.getChannelName() = pick(8) == 0 ? "visible" : curve.getName();
     curve.getValueIndex() = pick(10) == 0 ? 12 : pick(4);
   }
@@ -288,112 +251,84 @@ class World {
 
   void edit() {
     note("edit");
-    switch (pick(4)) {
-      case 0:
-        return pick(3) == 0 ? editStructure() : editSilently();
-      case 1:
-        return editStructure();
-      default:
-        return editSilently();
-    }
+    unsigned const kind = pick(4);
+    if (kind == 1 || (kind == 0 && pick(3) == 0)) return editStructure();
+    editSilently();
   }
   void editSilently() {
     AnimNodePtr const tree = oneOf(_trees);
     AnimCurvePtr const curve = oneOf(_curves);
     FieldContainerPtr const owner = oneOf(_owners);
     if (!tree.isAlive() || !curve.isAlive()) return;
-    switch (pick(11)) {
-      case 0:
-        tree->getTravMask() = pick(2) == 0 ? 0xFFFFFFFFU : pick(2);
-        break;
-      case 1:
-        tree->getHidden() = pick(2) == 0;
-        break;
-      case 2:
-        tree->getOffset()[0] = number();
-        tree->getScale() = number();
-        if (pick(2) == 0) announce(tree, AnimNode::OffsetFieldMask | AnimNode::ScaleFieldMask);
-        break;
-      case 3:
-        place(*tree);
-        break;
-      case 4:
-        rename(*curve);
-        break;
-      case 5:
-        if (pick(3) == 0) curve->getControlPoints().clear();
-        addKeys(*curve);
-        break;
-      case 6:
-        for (CCPnt& key : curve->getControlPoints()) key.setY(number());
-        curve->getForceLinearInterpolation() = pick(2) == 0;
-        break;
-      case 7:
-        knAnimEvaluator::the()->blockSceneplateEvaluation(pick(2) == 0);
-        break;
-      case 8:
-        if (auto* const node = dcastTo<Node>(owner)) {
-          if (auto* const shape = dcastTo<Geometry>(node->getCore()))
-            shape->getGeometryType() ^= Geometry::Component;
-        }
-        break;
-      case 9:
-        FieldContainerPtr::_ignore_change = !FieldContainerPtr::_ignore_change && pick(3) == 0;
-        break;
-      default:
-        if (auto* const node = dcastTo<Node>(owner)) {
-          if (auto* const transform = dcastTo<Transform3D>(node->getCore())) transform->getTranslation() = {};
-        }
-    }
+    auto const* const node = dcastTo<Node>(owner);
+    auto* const shape = node != nullptr ? dcastTo<Geometry>(node->getCore()) : nullptr;
+    auto* const transform = node != nullptr ? dcastTo<Transform3D>(node->getCore()) : nullptr;
+    bool& isQuiet = FieldContainerPtr::_ignore_change;
+    std::function<void()> const edits[] = {
+        [&] { tree->getTravMask() = pick(2) == 0 ? 0xFFFFFFFFU : pick(2); },
+        [&] { tree->getHidden() = pick(2) == 0; },
+        [&] {
+          tree->getOffset()[0] = number();
+          tree->getScale() = number();
+          if (pick(2) == 0) announce(tree, AnimNode::OffsetFieldMask | AnimNode::ScaleFieldMask);
+        },
+        [&] { place(*tree); },
+        [&] { rename(*curve); },
+        [&] {
+          if (pick(3) == 0) curve->getControlPoints().clear();
+          addKeys(*curve);
+        },
+        [&] {
+          for (CCPnt& key : curve->getControlPoints()) key.setY(number());
+          curve->getForceLinearInterpolation() = pick(2) == 0;
+        },
+        [&] { knAnimEvaluator::the()->blockSceneplateEvaluation(pick(2) == 0); },
+        [&] { shape != nullptr ? void(shape->getGeometryType() ^= Geometry::Component) : void(); },
+        [&] { isQuiet = !isQuiet && pick(3) == 0; },
+        [&] { transform != nullptr ? void(transform->getTranslation() = {}) : void(); }};
+    edits[pick(11)]();
   }
   void editStructure() {
     AttachmentContainerPtr const owner = oneOf(_owners);
     AnimNodePtr const tree = oneOf(_trees);
     NodePtr const node = dcast<NodePtr>(owner);
-    switch (pick(11)) {
-      case 0:
-        return addOwner();
-      case 1:
-      case 2:
-        return addAnimation();
-      case 3:
-        if (node.isAlive()) node->setCore(newCore());
-        return;
-      case 4:
-        if (tree.isAlive() && tree->getParent().isAlive()) tree->getParent()->subChild(tree);
-        return;
-      case 5:
-        if (node.isAlive() && pick(2) == 0 && node->getParent().isAlive()) node->getParent()->subChild(node);
-        return;
-      case 6: {
-        NodePtr const above =
-            pick(2) == 0 ? knSceneDataManager::getSceneData(0)->getRoot() : dcast<NodePtr>(oneOf(_owners));
-        if (above.isAlive() && node.isAlive()) above->addChild(node);
-        return;
-      }
-      case 7:
-        if (owner.isAlive() && knAnimManager::getAnimAttachment(owner))
-          owner->subAttachment(knAnimManager::getAnimAttachment(owner));
-        return;
-      case 8: {
-        if (!tree.isAlive() || !owner.isAlive() || !knAnimManager::getAnimAttachment(owner)) return;
-        NodePtr const copy = pick(2) == 0 ? cloneAnimTree(tree, false) : NodePtr(deepCloneAnimTree(tree, ""));
-        knAnimManager::getAnimAttachment(owner)->addAnimation(dcast<AnimNodePtr>(copy));
-        return;
-      }
-      case 9: {
-        if (!node.isAlive()) return;
-        std::stringstream file;
-        if (!SceneFileHandler::the().write(node, file, nullptr, 0)) return;
-        NodePtr const read = SceneFileHandler::the().read(file, nullptr);
-        if (read.isAlive()) knSceneDataManager::getSceneData(0)->getRoot()->addChild(read);
-        return;
-      }
-      default:
-        if (!_materials.empty()) _materials.erase(_materials.begin());
-        if (pick(2) == 0 && !_held.empty()) _materials.push_back(oneOf(_held));
-        if (tree.isAlive() && tree->getCore().isAlive() && pick(4) == 0) tree->getCore().subRef();
-    }
+    auto const attachmentOf = [](auto const& one) {
+      return one.isAlive() ? knAnimManager::getAnimAttachment(one) : AnimAttachmentPtr();
+    };
+    auto const takeOut = [](auto const& one) {
+      if (one.isAlive() && one->getParent().isAlive()) one->getParent()->subChild(one);
+    };
+    std::function<void()> const edits[] = {
+        [&] { addOwner(); },
+        [&] { addAnimation(); },
+        [&] { addAnimation(); },
+        [&] { node.isAlive() ? node->setCore(newCore()) : void(); },
+        [&] { takeOut(tree); },
+        [&] { node.isAlive() && pick(2) == 0 ? takeOut(node) : void(); },
+        [&] {
+          NodePtr const above =
+              pick(2) == 0 ? knSceneDataManager::getSceneData(0)->getRoot() : dcast<NodePtr>(oneOf(_owners));
+          if (above.isAlive() && node.isAlive()) above->addChild(node);
+        },
+        [&] { attachmentOf(owner) ? owner->subAttachment(attachmentOf(owner)) : void(); },
+        [&] {
+          if (!tree.isAlive() || !attachmentOf(owner)) return;
+          NodePtr const copy =
+              pick(2) == 0 ? cloneAnimTree(tree, false) : NodePtr(deepCloneAnimTree(tree, ""));
+          attachmentOf(owner)->addAnimation(dcast<AnimNodePtr>(copy));
+        },
+        [&] {
+          std::stringstream file;
+          if (!node.isAlive() || !SceneFileHandler::the().write(node, file, nullptr, 0)) return;
+          NodePtr const read = SceneFileHandler::the().read(file, nullptr);
+          if (read.isAlive()) knSceneDataManager::getSceneData(0)->getRoot()->addChild(read);
+        },
+        [&] {
+          if (!_materials.empty()) _materials.erase(_materials.begin());
+          if (pick(2) == 0 && !_held.empty()) _materials.push_back(oneOf(_held));
+          if (tree.isAlive() && tree->getCore().isAlive() && pick(4) == 0) tree->getCore().subRef();
+        }};
+    edits[pick(11)]();
   }
 
   /// Writes down what can be seen: the values, bit by bit, the marks, and what was announced how often.

@@ -1,13 +1,7 @@
 #include "model/geometry/Geometry.h"
-#include "model/sceneext/AnimClip.h"
-#include "model/sceneext/TimeShapeCache.h"
 #include "support/SceneStage.h"
 
-#include <cmath>
-#include <utility>
-
-namespace kntest {
-namespace TimeShapeCachesTest {
+namespace kntest::TimeShapeCachesTest {
 
 using osg::Pnt3f;
 using osg::Vec3f;
@@ -157,5 +151,4 @@ TEST_F(TimeShapeCachesTest, OverlapInAClip) {
   }
 }
 
-}  // namespace TimeShapeCachesTest
-}  // namespace kntest
+}  // namespace kntest::TimeShapeCachesTest

@@ -6,12 +6,7 @@
 
 #include "support/TestContainers.h"
 
-#include <algorithm>
-#include <array>
-#include <utility>
-
-namespace kntest {
-namespace ChannelCatalogueTest {
+namespace kntest::ChannelCatalogueTest {
 
 using namespace osg;
 using Channels = std::vector<knOSGChannelData>;
@@ -216,5 +211,4 @@ TEST_F(ChannelCatalogueTest, MaterialsDeclareTheirChannels) {
   EXPECT_EQ(_channels.front().shortName, "II");
 }
 
-}  // namespace ChannelCatalogueTest
-}  // namespace kntest
+}  // namespace kntest::ChannelCatalogueTest

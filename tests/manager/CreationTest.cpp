@@ -1,12 +1,9 @@
 #include "support/SceneStage.h"
 
-namespace kntest {
-namespace CreationTest {
+namespace kntest::CreationTest {
 
 using namespace osg;
 using Nodes = std::vector<AnimNodePtr>;
-
-char const* nameOf(NodePtr const& node) { return NodeUtils::getName(node); }
 
 class CreationTest : public SceneStage {
  protected:
@@ -24,17 +21,10 @@ class CreationTest : public SceneStage {
   static AnimAttachmentPtr attachmentOf(NodePtr const& node) {
     return knAnimManager::getAnimAttachment(node);
   }
-  static Nodes animationsOf(NodePtr const& node) {
-    Nodes animations;
-    attachmentOf(node)->getTopLevelAnimations(animations, true);
-    return animations;
-  }
   static AnimNodePtr keyed(char const* field, char const* channel = "") {
     return newCurveNode(field, 0, {{0, 0}}, channel);
   }
   static AnimNodePtr unkeyed(char const* field) { return newCurveNode(field, 0, {}); }
-
-  knAnimManager& manager = *knAnimManager::the();
 };
 
 TEST_F(CreationTest, CurvesAreNamedAfterTheirChannels) {
@@ -48,19 +38,19 @@ TEST_F(CreationTest, CurvesAreNamedAfterTheirChannels) {
     Held const held(node);
     EXPECT_EQ(curve->getName(), row.name);
     EXPECT_EQ(curve->getChannelName(), row.channel);
-    EXPECT_STREQ(nameOf(node), row.node);
+    EXPECT_EQ(nameOf(node), row.node);
     EXPECT_EQ(curve->getValueIndex(), row.index) << row.node;
   }
 
   NodePtr const node = owner({});
   AnimNodePtr const made =
       manager.createChannelCurveNode(attachmentOf(node), "eulerRotation", 2, "Z", "rotation");
-  EXPECT_STREQ(nameOf(made), "rotation.Z");
+  EXPECT_EQ(nameOf(made), "rotation.Z");
   EXPECT_EQ(curveOf(made)->getName(), "eulerRotation");
   Held const loose(manager.createChannelCurveNode({}, "f", 0, "X", ""));
-  EXPECT_STREQ(nameOf(*loose), "f.X");
+  EXPECT_EQ(nameOf(*loose), "f.X");
   EXPECT_EQ(manager.createChannelCurveNode(attachmentOf(node), "", 0, "", "channel"), nullptr);
-  EXPECT_EQ(animationsOf(node).size(), 1U);
+  EXPECT_EQ(treesOf(node).size(), 1U);
 }
 
 TEST_F(CreationTest, ChannelsFindTheirCurves) {
@@ -74,7 +64,7 @@ TEST_F(CreationTest, ChannelsFindTheirCurves) {
     EXPECT_EQ(manager.findChannelCurveNode(channel, attachmentOf(node)), made);
     EXPECT_EQ(manager.findChannelCurve(channel.fieldName, channel.suffix, attachmentOf(node)), curveOf(made));
   }
-  EXPECT_EQ(manager.findChannelCurve("translation", "", attachmentOf(node)), curveOf(animationsOf(node)[0]));
+  EXPECT_EQ(manager.findChannelCurve("translation", "", attachmentOf(node)), curveOf(treesOf(node)[0]));
   EXPECT_EQ(manager.findChannelCurve("rotation", "X", attachmentOf(node)), nullptr) << "by the field";
   EXPECT_NE(manager.findChannelCurveNode(attachmentOf(node), "rotation", "X"), nullptr);
   EXPECT_EQ(manager.findChannelCurveNode(knOSGChannelData(), attachmentOf(node)), nullptr);
@@ -93,13 +83,13 @@ TEST_F(CreationTest, ChannelsFindTheirCurves) {
 
 TEST_F(CreationTest, Blocks) {
   NodePtr const node = owner({unkeyed("a"), newGroup<AnimBlock>({}), unkeyed("b")});
-  Nodes const before = animationsOf(node);
+  Nodes const before = treesOf(node);
   EXPECT_EQ(manager.createBlock(attachmentOf(node), "door"), nullptr);
-  EXPECT_EQ(animationsOf(node), before);
+  EXPECT_EQ(treesOf(node), before);
   curveOf(before[2])->addPoint({0, 0}, {}, {}, 1, 1, false, true);
   AnimNodePtr const block = manager.createBlock(attachmentOf(node), "door");
-  EXPECT_EQ(animationsOf(node), (Nodes{before[1], block}));
-  EXPECT_STREQ(nameOf(block), "door_Block");
+  EXPECT_EQ(treesOf(node), (Nodes{before[1], block}));
+  EXPECT_EQ(nameOf(block), "door_Block");
   EXPECT_EQ(dcast<AnimBlockPtr>(block->getCore())->getName(), "door_Block");
   EXPECT_EQ(block->getChild(0), before[0]);
   EXPECT_EQ(block->getChild(1), before[2]);
@@ -109,8 +99,8 @@ TEST_F(CreationTest, Blocks) {
   NodePtr const older = owner({unkeyed("a")});
   attachmentOf(older)->setInitialized(true);
   manager.createBlock(older, "door");
-  AnimNodePtr const olderBlock = animationsOf(older).at(0);
-  EXPECT_STREQ(nameOf(olderBlock), "door");
+  AnimNodePtr const olderBlock = treesOf(older).at(0);
+  EXPECT_EQ(nameOf(olderBlock), "door");
   EXPECT_EQ(olderBlock->getNChildren(), 1U);
   EXPECT_FALSE(attachmentOf(older)->getInitialized());
 
@@ -118,15 +108,15 @@ TEST_F(CreationTest, Blocks) {
   AnimCurvePtr const curve = newFieldCurve("f", 0, {{0, 0}}, "channel");
   curve->setSuffix("X");
   manager.importBlock(importing, {AnimCurvePtr(), curve}, "door");
-  AnimNodePtr const imported = animationsOf(importing).at(0);
-  EXPECT_STREQ(nameOf(imported), "unique");
+  AnimNodePtr const imported = treesOf(importing).at(0);
+  EXPECT_EQ(nameOf(imported), "unique");
   EXPECT_EQ(dcast<AnimBlockPtr>(imported->getCore())->getName(), "door");
   ASSERT_EQ(imported->getNChildren(), 1U);
-  EXPECT_STREQ(nameOf(imported->getChild(0)), "channelX");
+  EXPECT_EQ(nameOf(imported->getChild(0)), "channelX");
   EXPECT_EQ(imported->getChild(0)->getCore(), curve);
   manager.importBlock(importing, {}, "door");
   manager.importBlock(importing, {AnimCurvePtr()}, "door");
-  EXPECT_EQ(animationsOf(importing).size(), 1U);
+  EXPECT_EQ(treesOf(importing).size(), 1U);
 }
 
 TEST_F(CreationTest, Names) {
@@ -140,5 +130,4 @@ TEST_F(CreationTest, Names) {
   }
 }
 
-}  // namespace CreationTest
-}  // namespace kntest
+}  // namespace kntest::CreationTest

@@ -1,10 +1,7 @@
 #include "model/geometry/Geometry.h"
 #include "support/SceneStage.h"
 
-#include <random>
-
-namespace kntest {
-namespace FieldReadingTest {
+namespace kntest::FieldReadingTest {
 
 using namespace osg;
 
@@ -28,7 +25,6 @@ bool holdsWholeNumber(Field const& field) {
 
 class FieldReadingTest : public SceneStage {
  protected:
-  knAnimManager& manager = *knAnimManager::the();
   template <class Handle>
   float read(Handle const& container, char const* name, int index = 0) {
     return manager.getOSGFieldValue(FieldContainerPtr(container), name, index);
@@ -125,5 +121,4 @@ TEST_F(FieldReadingTest, MirrorsWriting) {
   EXPECT_GT(checked, 100U);
 }
 
-}  // namespace FieldReadingTest
-}  // namespace kntest
+}  // namespace kntest::FieldReadingTest

@@ -1,17 +1,6 @@
 #include "knAnimHelper.h"
 #include "knFramePlayer.h"
-#include "model/geometry/Geometry.h"
-#include "model/sceneext/AnimSequence.h"
-#include "model/sceneext/AnimShot.h"
-#include "model/sceneext/AnimTreeCloning.h"
-#include "model/sceneext/CameraTrack.h"
-#include "model/sceneext/TimeShapeCache.h"
-#include "model/sceneext/VertexAnimCurves.h"
 #include "support/SceneStage.h"
-
-#include <functional>
-#include <memory>
-#include <sstream>
 
 namespace kntest {
 
@@ -49,6 +38,7 @@ HOST_NODE_TYPE(HostNode, Node)
 HOST_NODE_TYPE(HostAnimNode, AnimNode)
 HOST_TYPE(HostTransform, Transform3D, HOST_OVERRIDE(Transform3D, attachmentsChanged))
 HOST_TYPE(HostGeometry, Geometry)
+HOST_TYPE(HostComponent, ColorComponentSettings)
 HOST_TYPE(HostMaterial, Material, HOST_OVERRIDE(Material, attachmentsChanged))
 HOST_TYPE(HostCamera, UberCamera)
 HOST_TYPE(HostCurve, AnimCurve)
@@ -68,12 +58,12 @@ struct Arguments {
   AttachmentPtr spare;
   AnimCurvePtr curve, looseCurve;
   AnimObjectPtr object;
-  NodeCorePtr core, looseCore;
+  NodeCorePtr looseCore;
   MaterialPtr material;
+  SwitchMaterialPtr alternatives;
   MaterialPoolPtr pool;
   UberCameraPtr camera;
-  TimeShapeDataPtr shape;
-  FieldContainerPtr container;
+  UberLightPtr light;
   std::vector<AnimNodePtr> trees;
   std::vector<AnimCurvePtr> curves;
   std::vector<knCurveData> records;
@@ -83,7 +73,6 @@ struct Arguments {
   std::string name = "block";
   std::string suffix = "X";
   float time = 1.5F;
-  std::stringstream stream;
 };
 
 double now = 100.0;
@@ -122,13 +111,17 @@ class HostileStage {
 
   void dropArguments() { arguments.reset(); }
   static void dropScene() {
+    destroyContent();
+    knSceneDataManager::endScene();
+  }
+  static void destroyContent() {
     if (NodePtr const root = knSceneDataManager::getSceneData(0)->getRoot()) root->clearChildren();
     if (MaterialPoolPtr const pool = knSceneData::getMaterialPool()) {
       while (!pool->getMaterials().empty()) pool->sub(pool->getMaterials()[0]);
+      pool->getCameraRoot()->clearChildren();
     }
     manager().clearClipStructure();
     manager().clearSceneStructure();
-    knSceneDataManager::endScene();
   }
   /// Turns things over without destroying everything, and calls whatever evaluates.
   void edit() {
@@ -211,7 +204,6 @@ class HostileStage {
     a.animationRoot = a.attachment->getAnimationRoot();
     a.otherAttachment = attach(a.leaf, {a.clip});
     a.object = dcast<AnimObjectPtr>(a.tree->getCore());
-    a.core = a.node->getCore();
 
     TimeShapeCachePtr const cache = TimeShapeCache::create();
     for (int i = 0; i < 2; ++i) {
@@ -219,7 +211,6 @@ class HostileStage {
       shape->setTime(static_cast<float>(i * 4));
       cache->addShape(shape);
     }
-    a.shape = cache->getShapes()[0];
     NodePtr const geometry = add(a.root, HostGeometry::create());
     attach(geometry, {newTree(AnimClip::create(), {newNode(cache)})});
     VertexAnimCurvesPtr const vertices = VertexAnimCurves::create();
@@ -234,6 +225,13 @@ class HostileStage {
     a.pool->add(a.material);
     attach(a.material, {newTree(AnimBlock::create(), {newNode(newCurve("visible"))})});
 
+    a.alternatives = SwitchMaterial::create();
+    a.alternatives->addMaterial(HostMaterial::create());
+    a.pool->add(a.alternatives);
+    a.light = UberLight::create();
+    a.light->setDiffuse(HostComponent::create());
+    add(a.root, a.light);
+
     a.loose = hold(newTree(AnimBlock::create(), {newNode(newCurve("translation"))}));
     a.looseCurve = hold(newCurve("translation"));
     a.looseCore = hold(NodeCorePtr(HostTransform::create()));
@@ -243,8 +241,7 @@ class HostileStage {
     a.curves = {a.curve, a.looseCurve};
     a.records = {knCurveData(a.curveNode, a.curve)};
     a.owners = {a.node};
-    a.container = a.node->getCore();
-    a.channel.containerId = a.container.getContainerId();
+    a.channel.containerId = a.node->getCore().getContainerId();
     a.channel.fieldName = a.channel.channelName = "translation";
   }
 
@@ -355,12 +352,7 @@ Operation const operations[] = {
          player().apply();
        }
      }},
-    {"player, internal",
-     [](Arguments&) {
-       player().start({.fps = 25}, false, nullptr);
-       player().tick();
-       player().apply();
-     }},
+    OPERATION(player().start({.fps = 25}, false, nullptr); player().tick(); player().apply()),
     // timeline
     {"setFPS",
      [](Arguments&) {
@@ -382,6 +374,19 @@ Operation const operations[] = {
     OPERATION(std::set<std::string> names; manager().getBlockAndClipNames(names)),
     OPERATION(manager().getBlockNodes(true)),
     OPERATION(std::vector<knAnimNodeData> found; manager().getMaterialsWithAnimation(found)),
+    OPERATION(knAnimHelper::getAllCurvesByName(a.node, a.name, a.curves)),
+    OPERATION(manager().findChannelCurve("translation", "", a.attachment)),
+    OPERATION(manager().findChannelCurveNode(a.channel, a.attachment)),
+    OPERATION(manager().getChannelCurveNodes(a.attachment, a.trees)),
+    OPERATION(manager().getChannelCurveNodes(a.node, a.trees)),
+    OPERATION(manager().isAnimationRoot(a.tree); manager().getAnimationRoot(a.tree)),
+    OPERATION(float start, end; manager().getBounds(a.tree, start, end); manager().getInfo(a.tree)),
+    OPERATION(manager().findClipR(a.node, a.name); manager().findBlockR(a.node, a.name)),
+    OPERATION(manager().findBlock(a.node, a.name)),
+    OPERATION(manager().hasAnimations(a.node); manager().hasVertexAnimation(a.node)),
+    OPERATION(std::vector<knAnimNodeData> found; manager().getNodesWithAnimation(a.node, found)),
+    OPERATION(manager().isCompatible(a.node, a.other); manager().isCompatible(a.material, a.material)),
+    OPERATION(manager().findFirstParentR(a.node, a.object)),
     // making
     OPERATION(manager().addAnimation(a.node, a.loose)),
     OPERATION(manager().addAnimation(a.other, a.trees[0])),
@@ -407,6 +412,9 @@ Operation const operations[] = {
        a.attachment->subAnimation(a.trees[1]);
        manager().mergeStructureAttachment(attachment);
      }},
+    OPERATION(manager().removeStructureAttachment(a.node); manager().pullStructureAttachment(a.node)),
+    OPERATION(manager().mergeStructureAttachment(a.attachment)),
+    OPERATION(manager().printStructureR(a.tree, "")),
     OPERATION(manager().addToClipStructure(a.trees[0])),
     OPERATION(manager().addToSceneStructure(a.clip)),
     OPERATION(manager().clearClipStructure()),
@@ -449,10 +457,7 @@ Operation const operations[] = {
     OPERATION(manager().verifyToKeld60R(a.root)),
     OPERATION(manager().verifyClipStructure()),
     OPERATION(manager().verifyClipStructureByNodeR(a.animationRoot->getChild(0), a.ids)),
-    {"renameCurves",
-     [](Arguments& a) {
-       manager().renameCurves(a.node, {{"translation", "scale.Y"}});
-     }},
+    OPERATION(manager().renameCurves(a.node, {{"translation", "scale.Y"}})),
     OPERATION(manager().updateSceneChannelNames(a.root)),
     OPERATION(manager().douglasPeuckerPointReduction(a.curves)),
     OPERATION(knAnimHelper::scaleAndOffsetCurveValues(a.curve, a.time, 1)),
@@ -539,14 +544,12 @@ Operation const operations[] = {
     OPERATION(a.clip->insertChild(0, a.trees[0])),
     OPERATION(a.root->subChild(first(a.root->getChildren()))),
     OPERATION(a.animationRoot->clearChildren()),
+    OPERATION(a.root->subChildren(a.root->getChildren().getValues())),
     OPERATION(a.root->replaceChildBy(first(a.root->getChildren()), a.leaf)),
     OPERATION(a.node->addAttachment(a.spare)),
     OPERATION(a.node->subAttachment(first(a.node->getAttachments()).attachment)),
     OPERATION(NodeUtils::setName(a.node, a.name, true)),
-    {"traverse",
-     [](Arguments& a) {
-       osg::traverse(a.node, [](NodePtr const&) { return callHost(), Action::Continue; });
-     }},
+    OPERATION(osg::traverse(a.node, [](NodePtr const&) { return callHost(), Action::Continue; })),
     OPERATION(a.attachment->setAnimationRoot(a.loose)),
     OPERATION(a.clip->unshareTree(a.name)),
     OPERATION(a.tree->setOffset({3, 0})),
@@ -556,6 +559,8 @@ Operation const operations[] = {
     OPERATION(a.pool->add(a.material)),
     OPERATION(a.pool->sub(first(a.pool->getMaterials()))),
     OPERATION(a.pool->setCameraRoot({})),
+    OPERATION(a.alternatives->subMaterial(first(a.alternatives->getMaterials()))),
+    OPERATION(a.light->updateColorByTemperature()),
     OPERATION(a.camera->setAnimationRoot(a.loose)),
     OPERATION(announce(first(a.root->getChildren()), BitVector::all())),
     OPERATION(drop(cloneAnimTree(a.clip, true))),
@@ -618,6 +623,28 @@ TEST(HostAttackTest, OperationsSurviveWhatTheHostDoesMeanwhile) {
   testing::internal::GetCapturedStdout();
   EXPECT_EQ(leftBehind, "");
   EXPECT_GT(attacks, 500) << "the host's code is not called where it was";
+}
+
+/// Handles of what is gone are answered as null ones are: nothing is made, touched or told.
+TEST(HostAttackTest, DeadHandlesAreAnsweredAsNull) {
+  manager();
+  int called = 0;
+  for (Operation const& operation : operations) {
+    std::string_view const text = operation.name;
+    bool const isAsked = text.find("(a.") != text.npos && text.find("(a.curves") == text.npos;
+    if (!isAsked || text.find("->") != text.npos) continue;
+    HostileStage stage;
+    HostileStage::destroyContent();
+    std::size_t const living = FieldContainerFactory::the().getLivingCount();
+    testing::internal::CaptureStdout();
+    Announced const announced;
+    operation.call(*stage.arguments);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(announced.list.getEntries().empty()) << text;
+    EXPECT_EQ(FieldContainerFactory::the().getLivingCount(), living) << text;
+    ++called;
+  }
+  EXPECT_GT(called, 50);
 }
 
 }  // namespace HostAttackTest

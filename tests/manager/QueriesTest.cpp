@@ -1,29 +1,11 @@
 #include "model/geometry/Geometry.h"
-#include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TagAttachment.h"
-#include "model/sceneext/TimeShapeCache.h"
-#include "model/sceneext/VertexAnimCurves.h"
 #include "support/SceneStage.h"
 
-namespace kntest {
-namespace QueriesTest {
+namespace kntest::QueriesTest {
 
 using namespace osg;
 using Names = std::vector<std::string>;
-
-template <class Handle>
-Handle named(Handle const& node, char const* name) {
-  NodeUtils::setName(node, name, false);
-  return node;
-}
-AnimNodePtr newBlock(char const* name, std::vector<AnimNodePtr> const& children = {}) {
-  return named(newGroup<AnimBlock>(children), name);
-}
-AnimNodePtr newClip(char const* name, std::vector<AnimNodePtr> const& children = {}) {
-  return named(newGroup<AnimClip>(children), name);
-}
-AnimNodePtr newKeys() { return newCurveNode("f", 0, {{0, 0}, {1, 0}}); }
-AnimNodePtr newEmptyCurve() { return newCurveNode("f", 0, {}); }
 
 class QueriesTest : public SceneStage {
  protected:
@@ -38,6 +20,14 @@ class QueriesTest : public SceneStage {
     manager.clearClipStructure();
     material.subRef();
   }
+  static AnimNodePtr newBlock(char const* name, std::vector<AnimNodePtr> const& children = {}) {
+    return named(newGroup<AnimBlock>(children), name);
+  }
+  static AnimNodePtr newClip(char const* name, std::vector<AnimNodePtr> const& children = {}) {
+    return named(newGroup<AnimClip>(children), name);
+  }
+  static AnimNodePtr newKeys() { return newCurveNode("f", 0, {{0, 0}, {1, 0}}); }
+  static AnimNodePtr newEmptyCurve() { return newCurveNode("f", 0, {}); }
   std::vector<AttachmentContainerPtr> withAnimation() {
     std::vector<knAnimNodeData> found;
     manager.getNodesWithAnimation(root(), found);
@@ -48,7 +38,6 @@ class QueriesTest : public SceneStage {
     return owners;
   }
 
-  knAnimManager& manager = *knAnimManager::the();
   MaterialPtr const material = Material::create();
 };
 
@@ -173,12 +162,7 @@ TEST_F(QueriesTest, Lists) {
 TEST_F(QueriesTest, DeepTrees) {
   AnimNodePtr const top = newClip("top");
   manager.addToClipStructure(top);
-  AnimNodePtr last = top;
-  for (int level = 0; level < 100'000; ++level) {
-    AnimNodePtr const next = newGroup<AnimBlock>({});
-    last->addChild(next);
-    last = next;
-  }
+  AnimNodePtr const last = growChain(top, 100'000, [] { return newGroup<AnimBlock>({}); });
   named(last, "last");
   animate(last, newKeys());
   EXPECT_EQ(manager.find("last"), nullptr);
@@ -191,5 +175,4 @@ TEST_F(QueriesTest, DeepTrees) {
   EXPECT_FALSE(last->isActive());
 }
 
-}  // namespace QueriesTest
-}  // namespace kntest
+}  // namespace kntest::QueriesTest

@@ -1,10 +1,7 @@
 #include "manager/UniqueNames.h"
-#include "model/materials/SurfaceMaterials.h"
-#include "model/sceneplate/Sceneplate.h"
 #include "support/SceneStage.h"
 
-namespace kntest {
-namespace SceneHostTest {
+namespace kntest::SceneHostTest {
 
 using namespace osg;
 using Names = std::vector<std::string>;
@@ -14,16 +11,8 @@ class SceneHostTest : public SceneStage {
   SceneHostTest() { knAnimManager::fillEmptyCallbacks(); }
   ~SceneHostTest() override { manager.clearClipStructure(); }
   static AnimNodePtr newBlock(char const* name) {
-    AnimNodePtr const block = newGroup<AnimBlock>({newCurveNode("shininess", 0, {{0, 0}, {10, 100}})});
-    NodeUtils::setName(block, name, false);
-    return block;
+    return named(newGroup<AnimBlock>({newCurveNode("shininess", 0, {{0, 0}, {10, 100}})}), name);
   }
-  static std::string nameOf(NodePtr const& node) {
-    char const* const name = NodeUtils::getName(node);
-    return name != nullptr ? name : "";
-  }
-
-  knAnimManager& manager = *knAnimManager::the();
 };
 
 TEST_F(SceneHostTest, AHostThatSetsNothingHasAWorkingLibrary) {
@@ -147,5 +136,4 @@ TEST_F(SceneHostTest, PollingGrowsNoList) {
   EXPECT_EQ(found[57].node, root()->getChild(57)) << "in tree order";
 }
 
-}  // namespace SceneHostTest
-}  // namespace kntest
+}  // namespace kntest::SceneHostTest

@@ -1,7 +1,6 @@
 #include "editing/EditingStage.h"
 
-namespace kntest {
-namespace StructuresTest {
+namespace kntest::StructuresTest {
 
 using namespace osg;
 
@@ -70,5 +69,4 @@ TEST_F(StructuresTest, Merging) {
   EXPECT_EQ(contents(), "first s1 s2 s1 | c1 c2 ");
 }
 
-}  // namespace StructuresTest
-}  // namespace kntest
+}  // namespace kntest::StructuresTest

@@ -1,9 +1,6 @@
 #include "support/SceneStage.h"
 
-#include <cmath>
-
-namespace kntest {
-namespace TimelineTest {
+namespace kntest::TimelineTest {
 
 knCurveData selected;
 bool simulationEnabled = true;
@@ -26,7 +23,6 @@ class TimelineTest : public SceneStage {
   /// The messages since the last call.
   std::string sent() { return std::exchange(_sent, {}); }
 
-  knAnimManager& manager = *knAnimManager::the();
   osg::NodePtr const owner = addNode(osg::Transform3D::create());
   osg::AnimNodePtr const curveNode = newCurveNode("translation", 0, {{0, 0}, {10, 100}});
 
@@ -105,5 +101,4 @@ TEST_F(TimelineTest, TheCurveEditorsSelection) {
   EXPECT_EQ(xAt(2), 20);
 }
 
-}  // namespace TimelineTest
-}  // namespace kntest
+}  // namespace kntest::TimelineTest

@@ -1,16 +1,12 @@
 #include "model/geometry/Geometry.h"
-#include "model/materials/SurfaceMaterials.h"
 #include "model/scenefiles/SceneFileHandler.h"
 #include "support/LogCapture.h"
 #include "support/SceneStage.h"
+#include "support/TemporaryFolder.h"
 
-#include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <random>
 
-namespace kntest {
-namespace AnimationFilesTest {
+namespace kntest::AnimationFilesTest {
 
 using namespace osg;
 using Names = std::vector<std::string>;
@@ -19,7 +15,6 @@ using Lines = std::vector<std::string>;
 class AnimationFilesTest : public SceneStage {
  protected:
   AnimationFilesTest() {
-    std::filesystem::create_directory(_folder);
     knAnimManager::setGetUniqueNameCB([](std::string const& name, std::vector<std::string>& taken) {
       std::string unique = name;
       while (std::ranges::find(taken, unique) != taken.end()) unique += "'";
@@ -31,10 +26,9 @@ class AnimationFilesTest : public SceneStage {
   ~AnimationFilesTest() override {
     knAnimManager::setGetUniqueNameCB({});
     for (MaterialPtr const& material : _materials) material.subRef();
-    std::filesystem::remove_all(_folder);
   }
 
-  std::string path(char const* name) const { return (_folder / name).string(); }
+  std::string path(char const* name) const { return _folder.file(name); }
   bool save(AttachmentContainerPtr const& source, char const* name = "a.osb") {
     return manager.saveAnimations(path(name).c_str(), source);
   }
@@ -49,11 +43,7 @@ class AnimationFilesTest : public SceneStage {
   }
   static Names animationNames(AttachmentContainerPtr const& owner) {
     Names names;
-    std::vector<AnimNodePtr> trees;
-    if (AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(owner)) {
-      attachment->getTopLevelAnimations(trees, true);
-    }
-    for (AnimNodePtr const& tree : trees) names.emplace_back(NodeUtils::getName(tree));
+    for (AnimNodePtr const& tree : treesOf(owner)) names.emplace_back(NodeUtils::getName(tree));
     return names;
   }
   /// A block called "walk" that moves "translation" X from 0 to 10 within a second, and a curve called "x".
@@ -63,11 +53,8 @@ class AnimationFilesTest : public SceneStage {
     NodeUtils::setName(animate(owner, newCurveNode("translation", 1, {{0, 3}})), "x", false);
   }
 
-  knAnimManager& manager = *knAnimManager::the();
-
  private:
-  std::filesystem::path const _folder =
-      std::filesystem::temp_directory_path() / ("AnimationFilesTest." + std::to_string(::getpid()));
+  TemporaryFolder const _folder;
   std::vector<MaterialPtr> _materials;
 };
 
@@ -107,37 +94,6 @@ TEST_F(AnimationFilesTest, TreesPlayOnAnotherOwnerOfTheSameType) {
   NodePtr const other = addNode(Transform3D::create());
   EXPECT_TRUE(load(other, "b.kdp"));
   EXPECT_EQ(animationNames(other).size(), 1U);
-}
-
-TEST_F(AnimationFilesTest, RandomTreesPlayTheSameFromBothForms) {
-  std::mt19937 random(29);
-  auto const upTo = [&random](UInt32 end) { return static_cast<UInt32>(random() % end); };
-  auto const number = [&random](float most) {
-    return std::uniform_real_distribution<float>(-most, most)(random);
-  };
-  for (char const* const name : {"r.osb", "r.json", "r.osb", "r.json"}) {
-    NodePtr const source = addNode(Transform3D::create());
-    for (UInt32 component = 0; component < 3; ++component) {
-      AnimNodePtr const curveNode = newCurveNode("translation", component, {});
-      for (int key = 0; key < 40; ++key) {
-        curveOf(curveNode)->addPoint({number(4), number(1e6F)}, {number(1) - 1, number(9)},
-                                     {number(1) + 1, number(9)}, upTo(5), upTo(5), false, upTo(2) == 0);
-      }
-      curveOf(curveNode)->setPreInfinityMode(upTo(6));
-      curveOf(curveNode)->setPostInfinityMode(upTo(6));
-      AnimNodePtr const block = animate(source, newGroup<AnimBlock>({curveNode}));
-      block->setOffset({number(2), number(2)});
-      block->setScale(number(2));
-      block->setPostCycles(static_cast<Int32>(upTo(4)) - 1);
-    }
-    NodePtr const target = addNode(Transform3D::create());
-    ASSERT_TRUE(save(source, name) && load(target, name));
-    for (int times = 0; times < 50; ++times) {
-      evaluate(number(12));
-      ASSERT_EQ(std::memcmp(placeOf(source).data(), placeOf(target).data(), sizeof(Vec3f)), 0) << name;
-    }
-    root()->clearChildren();
-  }
 }
 
 TEST_F(AnimationFilesTest, AMaterialStandsInForItsGroup) {
@@ -219,5 +175,4 @@ TEST_F(AnimationFilesTest, SeveralTargetsAreServedAndToldOnce) {
   EXPECT_TRUE(log.errors().empty());
 }
 
-}  // namespace AnimationFilesTest
-}  // namespace kntest
+}  // namespace kntest::AnimationFilesTest

@@ -1,35 +1,27 @@
 #include "knSceneFile.h"
-#include "model/materials/SurfaceMaterials.h"
 #include "model/scenefiles/SceneFileHandler.h"
 #include "support/LogCapture.h"
 #include "support/SceneStage.h"
+#include "support/TemporaryFolder.h"
 
-#include <filesystem>
-
-namespace kntest {
-namespace SceneFilesTest {
+namespace kntest::SceneFilesTest {
 
 using namespace osg;
 using namespace std::string_literals;
 
 class SceneFilesTest : public SceneStage {
  protected:
-  SceneFilesTest() { std::filesystem::create_directory(_folder); }
   ~SceneFilesTest() override {
     manager.clearClipStructure();
     manager.clearSceneStructure();
     manager.setDetailedRangeEnd(25);
     manager.setLoopTimeline(true);
-    std::filesystem::remove_all(_folder);
   }
-  std::string path(char const* name) const { return (_folder / name).string(); }
+  std::string path(char const* name) const { return _folder.file(name); }
   void expectWhole(std::string const& file);
 
-  knAnimManager& manager = *knAnimManager::the();
-
  private:
-  std::filesystem::path const _folder =
-      std::filesystem::temp_directory_path() / ("SceneFilesTest." + std::to_string(::getpid()));
+  TemporaryFolder const _folder;
 };
 
 TEST_F(SceneFilesTest, AWholeSceneComesBackAndPlays) {
@@ -114,5 +106,4 @@ TEST_F(SceneFilesTest, WhatIsNoSceneLeavesThePresentOne) {
   }
 }
 
-}  // namespace SceneFilesTest
-}  // namespace kntest
+}  // namespace kntest::SceneFilesTest

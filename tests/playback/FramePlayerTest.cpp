@@ -1,12 +1,7 @@
 #include "knFramePlayer.h"
 #include "support/SceneStage.h"
 
-#include <cmath>
-#include <limits>
-#include <random>
-
-namespace kntest {
-namespace FramePlayerTest {
+namespace kntest::FramePlayerTest {
 
 double now = 0.0;
 
@@ -99,18 +94,6 @@ TEST_F(FramePlayerTest, TellsWhoPlaysWhenThatIsSomebodyElse) {
   EXPECT_EQ(sent, "user this user none ");
 }
 
-TEST_F(FramePlayerTest, InternallyItMovesTheTimeline) {
-  osg::NodePtr const owner = addNode(osg::Transform3D::create());
-  animate(owner, newCurveNode("translation", 0, {{0, 0}, {10, 100}}));
-  player.start({.fps = 24}, false, nullptr);
-  player.tick();
-  player.apply();
-  EXPECT_EQ(knAnimManager::the()->currentFrame(), 0.0);
-  passAt(2);
-  EXPECT_EQ(knAnimManager::the()->currentFrame(), 48.0);
-  EXPECT_EQ(placeOf(owner).x(), 20.F);
-}
-
 /// Over random clocks: whole frames stay within one of the time, subframes are the time, loops never run back.
 TEST_F(FramePlayerTest, RandomClocks) {
   std::mt19937 random(3);
@@ -141,5 +124,4 @@ TEST_F(FramePlayerTest, RandomClocks) {
   }
 }
 
-}  // namespace FramePlayerTest
-}  // namespace kntest
+}  // namespace kntest::FramePlayerTest

@@ -1,14 +1,9 @@
 #pragma once
 
 #include "model/utils/knLog.h"
+#include "support/Testing.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <mutex>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 namespace kntest {
 

@@ -2,17 +2,25 @@
 
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
-#include "model/fields/ChangeList.h"
+#include "model/camera/UberCamera.h"
+#include "model/geometry/Geometry.h"
+#include "model/light/UberLight.h"
+#include "model/materials/SurfaceMaterials.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimBuilders.h"
 #include "model/sceneext/AnimClip.h"
-#include "model/scenegraph/Group.h"
+#include "model/sceneext/AnimSequence.h"
+#include "model/sceneext/AnimShot.h"
+#include "model/sceneext/AnimTreeCloning.h"
+#include "model/sceneext/CameraTrack.h"
+#include "model/sceneext/TimeShapeCache.h"
+#include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/ClipPlane.h"
+#include "model/scenegraph/Traverse.h"
+#include "model/sceneplate/Sceneplate.h"
 #include "model/utils/knUtils.h"
 #include "support/TestContainers.h"
-
-#include <string>
-#include <vector>
 
 /// The evaluator's inner steps, one by one.
 struct knAnimEvaluatorAccess {
@@ -150,8 +158,46 @@ class SceneStage : public SceneTest {
   static osg::Vec3f placeOf(osg::NodePtr const& node) {
     return coreOf<osg::Transform3D>(node)->getTranslation();
   }
+  template <class Handle>
+  static Handle named(Handle const& container, std::string const& name) {
+    osg::NodeUtils::setName(container, name, false);
+    return container;
+  }
+  /// Empty for none.
+  static std::string nameOf(osg::AttachmentContainerPtr const& container) {
+    char const* const name = osg::NodeUtils::getName(container);
+    return name != nullptr ? name : "";
+  }
+  /// The top-level animations of a container.
+  static std::vector<osg::AnimNodePtr> treesOf(osg::AttachmentContainerPtr const& owner) {
+    std::vector<osg::AnimNodePtr> trees;
+    if (auto const attachment = knAnimManager::getAnimAttachment(owner))
+      attachment->getTopLevelAnimations(trees, true);
+    return trees;
+  }
+  /// The curve of a tree's children that is for a component of a field.
+  static osg::AnimCurvePtr curveIn(osg::NodePtr const& tree, std::string const& field, osg::UInt32 index) {
+    for (osg::NodePtr const& child : tree->getChildren()) {
+      auto const curve = osg::dcast<osg::AnimCurvePtr>(child->getCore());
+      if (curve && curve->getName() == field && curve->getValueIndex() == index) return curve;
+    }
+    return {};
+  }
+  /// Times and values of the keys.
+  static std::vector<osg::Pnt2f> keysOf(osg::AnimCurvePtr const& curve) {
+    osg::MField<osg::Pnt2f> points;
+    curve->points(points);
+    return points.getValues();
+  }
+  /// All fields of the container that were announced.
+  osg::BitVector announced(osg::FieldContainerPtr const& container) const {
+    for (auto const& entry : changes.getEntries())
+      if (entry.container == container) return entry.mask;
+    return {};
+  }
   static void evaluate(float time) { knAnimEvaluator::the()->evaluate(time, false, {}); }
 
+  knAnimManager& manager = *knAnimManager::the();
   osg::ChangeList changes;
 
  private:

@@ -2,9 +2,9 @@
 
 #include "model/fields/ChangeList.h"
 #include "model/fields/FieldContainerFactory.h"
-#include "model/scenegraph/Node.h"
-
-#include <gtest/gtest.h>
+#include "model/scenegraph/Group.h"
+#include "model/scenegraph/Transform3D.h"
+#include "support/Testing.h"
 
 namespace kntest {
 
@@ -142,6 +142,17 @@ class Held {
  private:
   Handle _handle;
 };
+
+/// Hangs a chain of so many new nodes below one, and returns the last.
+template <class Handle, class Make>
+Handle growChain(Handle bottom, int levels, Make make) {
+  for (; levels > 0; --levels) {
+    Handle const next = make();
+    bottom->addChild(next);
+    bottom = next;
+  }
+  return bottom;
+}
 
 /// The type of what the handles of such content lead to, null where there are none.
 inline osg::FieldContainerType const* heldType(osg::DataType const& content) {

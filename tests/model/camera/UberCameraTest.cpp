@@ -1,18 +1,10 @@
 #include "model/camera/UberCamera.h"
 
-#include "model/scenegraph/Group.h"
 #include "support/TestContainers.h"
 
-#include <limits>
-#include <random>
-
-namespace UberCameraTest {
+namespace kntest::UberCameraTest {
 
 using namespace osg;
-using kntest::Held;
-
-constexpr Real32 NaN = std::numeric_limits<Real32>::quiet_NaN();
-constexpr Real32 Infinity = std::numeric_limits<Real32>::infinity();
 
 Real32 apart(Pnt3f const& a, Pnt3f const& b) { return length(a - b); }
 
@@ -33,7 +25,7 @@ void expectInStep(UberCamera const& camera, Real32 tolerance = 2e-4F) {
   EXPECT_GT(dot(upright, camera.getUp()), 0.F);
 }
 
-class UberCameraTest : public kntest::SceneTest {
+class UberCameraTest : public SceneTest {
  protected:
   Real32 number(Real32 size) { return std::uniform_real_distribution<Real32>(-size, size)(_random); }
   Vec3f vector(Real32 size) { return {number(size), number(size), number(size)}; }
@@ -89,14 +81,14 @@ TEST_F(UberCameraTest, WrittenFieldsCountOnceAnnounced) {
   _camera->setTranslation({7, 7, 7});
   write({0, 0, 5});
   EXPECT_EQ(_camera->getTranslation(), Vec3f(0, 0, 5)) << "from wins over the transform";
-  write({NaN, 0, 0});
+  write({NAN, 0, 0});
   EXPECT_EQ(_camera->getFrom(), Pnt3f(0, 0, 5));
 
   _camera->setTranslation({1, 0, 5});
   announce(*_camera, UberCamera::TranslationFieldMask);
   EXPECT_LT(apart(_camera->getAt(), {1, 0, 0}), 1e-5F) << "at goes along";
 
-  kntest::Announced const announced;
+  Announced const announced;
   _camera->setTranslation({2, 0, 5});  // not announced, but not forgotten
   EXPECT_LT(apart(_camera->getFrom(), {2, 0, 5}) + apart(_camera->getAt(), {2, 0, 0}), 1e-5F);
   _camera->setUp({0, 2, 0});
@@ -136,18 +128,14 @@ TEST_F(UberCameraTest, SpacesAreThoseOfTheParentAndTheWorld) {
 
 TEST_F(UberCameraTest, TurntableGoesAroundAt) {
   _camera->setViewByFromAtUp({1, 5, 12}, {1, 2, 2}, {0, 1, 0});
-  for (Real32 const angle : {0.F, 90.F, -45.F, 179.F, 360.F + 30.F}) {
-    _camera->setTurntableAngle(angle);
-    Real32 const radians = angle * 0.017453293F;
-    Pnt3f const expected(1 + 10 * std::sin(radians), 5, 2 + 10 * std::cos(radians));
-    EXPECT_LT(apart(_camera->getFrom(), expected), 1e-4F) << angle;
-    EXPECT_NEAR(_camera->getTurntableAngle(), angle > 180 ? angle - 360 : angle, 1e-3F);
-  }
+  _camera->setTurntableAngle(360 + 90);
+  EXPECT_LT(apart(_camera->getFrom(), {11, 5, 2}), 1e-4F);
+  EXPECT_NEAR(_camera->getTurntableAngle(), 90, 1e-3F);
   _camera->setTurntableAngle(120);
   _camera->setTurntableDistance(-3);
   EXPECT_NEAR(_camera->getTurntableDistance(), 0.F, 1e-6F);
   EXPECT_NEAR(_camera->getTurntableAngle(), 120.F, 0.1F) << "straight above, the angle is not lost";
-  for (Real32 const refused : {NaN, Infinity}) {
+  for (Real32 const refused : {NAN, INFINITY}) {
     _camera->setTurntableAngle(refused);
     _camera->setTurntableDistance(refused);
     _camera->setTurntableHeight(refused);
@@ -172,7 +160,7 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   EXPECT_EQ(_camera->getFieldOfView(), Vec2f(1, 0.5F)) << "a curve may keep them there";
 
   Real32 const kept = _camera->getFocalLength();
-  for (Real32 const refused : {0.F, -1.F, NaN, Infinity}) {
+  for (Real32 const refused : {0.F, -1.F, NAN, INFINITY}) {
     _camera->setFocalLength(refused);
     _camera->setFStop(refused);
   }
@@ -204,7 +192,7 @@ TEST_F(UberCameraTest, DegenerateViewsKeepAValidOrientation) {
     Vec3f up;
   };
   for (Case const& c : {Case{from, from, {0, 1, 0}}, Case{from, at, {3, 0, 0}}, Case{from, at, {}},
-                        Case{{NaN, 0, 0}, at, {0, 1, 0}}, Case{from, {0, Infinity, 0}, {0, 0, NaN}},
+                        Case{{NAN, 0, 0}, at, {0, 1, 0}}, Case{from, {0, INFINITY, 0}, {0, 0, NAN}},
                         Case{from, {1, 2, 3.0000002F}, {0, 1, 0}}, Case{{1e30F, 0, 0}, at, {0, 1, 0}}}) {
     _camera->setViewByFromAtUp(from, at, {0, 1, 0});
     _camera->setViewByFromAtUp(c.from, c.at, c.up);
@@ -215,11 +203,11 @@ TEST_F(UberCameraTest, DegenerateViewsKeepAValidOrientation) {
   }
   _camera->setViewByFromAtUp(from, at, {0, 1, 0});
   _camera->setFrom(at);
-  _camera->setTranslation({NaN, 0, 0});
+  _camera->setTranslation({NAN, 0, 0});
   announce(*_camera, UberCamera::TranslationFieldMask);
   EXPECT_EQ(_camera->getFrom(), at);
   _camera->setFrom(from);
   expectInStep(**_camera);
 }
 
-}  // namespace UberCameraTest
+}  // namespace kntest::UberCameraTest

@@ -1,17 +1,14 @@
 #include "model/fields/FieldContainerFactory.h"
 
-#include "model/scenegraph/Group.h"
 #include "support/TestContainers.h"
 
 #include <barrier>
 #include <cstdlib>
-#include <map>
 #include <thread>
 
-namespace FieldContainerFactoryTest {
+namespace kntest::FieldContainerFactoryTest {
 
 using namespace osg;
-using namespace kntest;
 
 using FieldContainerFactoryTest = SceneTest;
 
@@ -194,4 +191,4 @@ TEST_F(FieldContainerFactoryTest, ManyThreadsMayCreateAtOnce) {
   }
 }
 
-}  // namespace FieldContainerFactoryTest
+}  // namespace kntest::FieldContainerFactoryTest

@@ -1,11 +1,11 @@
 #include "model/fields/FieldContainerPtr.h"
 
+#include "model/fields/ChangeList.h"
 #include "support/TestContainers.h"
 
-namespace FieldContainerPtrTest {
+namespace kntest::FieldContainerPtrTest {
 
 using namespace osg;
-using namespace kntest;
 
 using FieldContainerPtrTest = SceneTest;
 
@@ -26,13 +26,17 @@ void expectHarmless(FieldContainerPtr const& handle) {
   EXPECT_EQ(dcastTo<Node>(handle), nullptr);
 }
 
-TEST_F(FieldContainerPtrTest, NullHasNoSizeNoPositionNoAddress) {
+TEST_F(FieldContainerPtrTest, NullAndDeadHandlesAreHarmless) {
   for (FieldContainerPtr const& null : {FieldContainerPtr(nullptr), FieldContainerPtr(NodePtr()),
                                         FieldContainerPtr(static_cast<Node const*>(nullptr))}) {
     EXPECT_TRUE(null.getContainerSize() == 0 && null.getParentEPos() == 0xFFFF && !null.getStoreAddress());
     EXPECT_TRUE(!null && null == nullptr && null == NodePtr());
     expectHarmless(null);
   }
+  NodePtr const dead = Node::create();
+  dead.subRef();
+  EXPECT_TRUE(dead != nullptr && dead) << "a dead handle is not a null one";
+  expectHarmless(dead);
 }
 
 TEST_F(FieldContainerPtrTest, PartsTellSizeParentsFieldAndAddress) {
@@ -49,15 +53,6 @@ TEST_F(FieldContainerPtrTest, PartsTellSizeParentsFieldAndAddress) {
   }
 }
 
-TEST_F(FieldContainerPtrTest, DeadHandleStaysHarmlessAndEqualsNoNewOne) {
-  NodePtr const dead = Node::create();
-  dead.subRef();
-  EXPECT_TRUE(dead != nullptr && dead) << "a dead handle is not a null one";
-  expectHarmless(dead);
-  Held const next(Node::create());
-  EXPECT_NE(*next, dead);
-}
-
 TEST_F(FieldContainerPtrTest, OwnedFieldsHoldReferences) {
   Held const first(Node::create());
   Singles::Ptr const owner = Singles::create();
@@ -72,4 +67,40 @@ TEST_F(FieldContainerPtrTest, OwnedFieldsHoldReferences) {
   EXPECT_FALSE(second.isAlive());
 }
 
-}  // namespace FieldContainerPtrTest
+/// Gives every test an empty list as the thread's own.
+class ChangeListTest : public SceneTest {
+ protected:
+  Announced _announced;
+  ChangeList& _list = _announced.list;
+};
+
+TEST_F(ChangeListTest, MergesTheFieldsOfAContainerInOrderOfFirstChange) {
+  Held const a(Singles::create());
+  Held const b(Node::create());
+  BitVector const high = BitVector::bit(100);
+  announce(*b, Node::TravMaskFieldMask);
+  announce(*a, Singles::BoolFieldMask);
+  announce(*b, high);
+  ASSERT_EQ(_list.getEntries().size(), 2U);
+  EXPECT_TRUE(_list.getEntries()[0].container == *b && _list.getEntries()[1].container == *a);
+  EXPECT_EQ(_list.getEntries()[0].mask, Node::TravMaskFieldMask | high);
+  EXPECT_EQ(_list.getAnnouncementCount(), 3U);
+  _list.clear();
+  EXPECT_TRUE(_list.getEntries().empty() && _list.getAnnouncementCount() == 0);
+  announce(*a, Singles::LinkFieldMask);
+  EXPECT_EQ(_announced.maskOf(*a), Singles::LinkFieldMask) << "what was cleared is forgotten";
+}
+
+TEST_F(ChangeListTest, AnnouncingCallsChangedUnlessTold) {
+  Held const container(Singles::create());
+  announce(*container, Singles::BoolFieldMask | Singles::Vec3fFieldMask);
+  ASSERT_EQ(container->changes.size(), 1U);
+  EXPECT_EQ(container->changes[0].mask, Singles::BoolFieldMask | Singles::Vec3fFieldMask);
+  EXPECT_EQ(container->changes[0].origin, 1U);
+  FieldContainerPtr::_ignore_change = true;
+  announce(*container, Singles::TextFieldMask);
+  FieldContainerPtr::_ignore_change = false;
+  EXPECT_TRUE(container->changes.size() == 1 && _announced.maskOf(*container).test(Singles::TextFieldId));
+}
+
+}  // namespace kntest::FieldContainerPtrTest

@@ -1,30 +1,17 @@
 #include "model/fields/FieldContainerType.h"
 
-#include "model/scenegraph/Transform3D.h"
 #include "support/LogCapture.h"
 #include "support/TestContainers.h"
 
 #include <deque>
-#include <set>
 
-namespace FieldContainerTypeTest {
+namespace kntest::FieldContainerTypeTest {
 
 using namespace osg;
-using namespace kntest;
 
 using FieldContainerTypeTest = SceneTest;
 
 std::vector<FieldContainerType*> allTypes() { return FieldContainerFactory::the().getTypes(); }
-
-TEST_F(FieldContainerTypeTest, CastGoesUpAndDownButNotSideways) {
-  Held const transform(Transform3D::create());
-  Held const base(Singles::create());
-  Held const multis(Multis::create());
-  FieldContainerPtr const untyped = *transform;
-  EXPECT_TRUE(dcast<NodeCorePtr>(untyped) == *transform && dcast<Transform3DPtr>(untyped) == *transform);
-  EXPECT_TRUE(dcast<NodePtr>(untyped) == nullptr && dcast<AttachmentPtr>(untyped) == nullptr);
-  EXPECT_TRUE(dcastTo<Singles>(*multis) == &**multis && dcastTo<Multis>(*base) == nullptr);
-}
 
 // A branch of the tree of types that is deeper than hosts usually go. Never destroyed, as types never are.
 std::deque<FieldContainerType>& deepTypes() {
@@ -128,4 +115,4 @@ TEST_F(FieldContainerTypeTest, FieldsAreNumberedFromOneAndFoundByName) {
   EXPECT_EQ(Multis::Int32sFieldId, Singles::KeptFieldId + 1);
 }
 
-}  // namespace FieldContainerTypeTest
+}  // namespace kntest::FieldContainerTypeTest

@@ -1,9 +1,6 @@
 #include "model/fields/FieldDataTraits.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <random>
+#include "support/Testing.h"
 
 namespace FieldDataTraitsTest {
 

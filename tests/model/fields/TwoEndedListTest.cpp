@@ -1,13 +1,9 @@
 #include "model/fields/TwoEndedList.h"
 
 #include "model/sceneext/CCPnt.h"
-#include "model/scenegraph/Node.h"
 #include "support/TestContainers.h"
 
-#include <random>
-
-namespace kntest {
-namespace TwoEndedListTest {
+namespace kntest::TwoEndedListTest {
 
 using namespace osg;
 
@@ -64,5 +60,4 @@ TEST(TwoEndedListTest, HoldsWhatAVectorHolds) {
   for (NodePtr const& node : nodes) node.subRef();
 }
 
-}  // namespace TwoEndedListTest
-}  // namespace kntest
+}  // namespace kntest::TwoEndedListTest

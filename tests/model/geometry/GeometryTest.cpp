@@ -3,12 +3,11 @@
 #include "model/scenegraph/ClipPlane.h"
 #include "support/TestContainers.h"
 
-namespace GeometryTest {
+namespace kntest::GeometryTest {
 
 using namespace osg;
-using kntest::Held;
 
-using GeometryTest = kntest::SceneTest;
+using GeometryTest = SceneTest;
 
 Transform3DPtr moved(Vec3f const& translation, Vec3f const& degrees = {}) {
   Transform3DPtr const transform = Transform3D::create();
@@ -58,4 +57,4 @@ TEST_F(GeometryTest, ClipPlaneTellsItsPlaneInTheWorld) {
   EXPECT_EQ(plane->getPlane(), Vec4f());
 }
 
-}  // namespace GeometryTest
+}  // namespace kntest::GeometryTest

@@ -2,15 +2,11 @@
 
 #include "support/TestContainers.h"
 
-#include <limits>
-#include <utility>
-
-namespace UberLightTest {
+namespace kntest::UberLightTest {
 
 using namespace osg;
-using kntest::Held;
 
-class UberLightTest : public kntest::SceneTest {
+class UberLightTest : public SceneTest {
  protected:
   Held<UberLightPtr> const _light{UberLight::create()};
 };
@@ -52,7 +48,7 @@ TEST_F(UberLightTest, BlackBodiesGoFromRedToBlue) {
 }
 
 TEST_F(UberLightTest, SettersAnnounceWhatTheyChange) {
-  kntest::Announced const announced;
+  Announced const announced;
   _light->setTemperature(3000);
   EXPECT_TRUE(announced.list.getEntries().empty()) << "a plain field";
   _light->updateColorByTemperature();
@@ -80,4 +76,4 @@ TEST_F(UberLightTest, ConeFadesOverThePenumbra) {
   EXPECT_EQ(at(0), 0.F);
 }
 
-}  // namespace UberLightTest
+}  // namespace kntest::UberLightTest

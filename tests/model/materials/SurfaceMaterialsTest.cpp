@@ -1,16 +1,12 @@
 #include "model/materials/SurfaceMaterials.h"
 
-#include "model/fields/FieldContainerFactory.h"
 #include "support/TestContainers.h"
 
-#include <map>
-
-namespace SurfaceMaterialsTest {
+namespace kntest::SurfaceMaterialsTest {
 
 using namespace osg;
-using kntest::Held;
 
-using SurfaceMaterialsTest = kntest::SceneTest;
+using SurfaceMaterialsTest = SceneTest;
 
 /// By channel name; fails where a name comes twice, or a field is not where the channel says.
 std::map<std::string, ChannelDescription> channelsOf(Material const& material) {
@@ -88,4 +84,4 @@ TEST_F(SurfaceMaterialsTest, SwitchShowsOneAndHoldsNoCircle) {
   top.subRef();
 }
 
-}  // namespace SurfaceMaterialsTest
+}  // namespace kntest::SurfaceMaterialsTest

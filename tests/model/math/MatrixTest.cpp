@@ -2,13 +2,7 @@
 
 #include "model/math/BoxVolume.h"
 #include "model/utils/OsgLog.h"
-
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <random>
-#include <sstream>
-#include <utility>
+#include "support/Testing.h"
 
 namespace MatrixTest {
 
@@ -44,9 +38,6 @@ Matrix transposed(Matrix const& matrix) {
   return result;
 }
 
-constexpr Real32 NaN = std::numeric_limits<Real32>::quiet_NaN();
-constexpr Real32 Infinity = std::numeric_limits<Real32>::infinity();
-
 TEST_F(MatrixTest, ActsOnColumnsAndAppliesTheRightFactorFirst) {
   Matrix const matrix = Matrix::translation(Vec3f(10, 20, 30)) * Matrix::scale(Vec3f(2, 3, 4));
   EXPECT_EQ(matrix.multMatrixPnt(Pnt3f(1, 1, 1)), Pnt3f(12, 23, 34));
@@ -73,8 +64,8 @@ TEST_F(MatrixTest, InvertsWhatCanBeInverted) {
   Matrix tiny;
   EXPECT_TRUE(Matrix::scale(Vec3f(1e-6F, 1e-6F, 1e-6F)).inverse(tiny));
   for (Matrix const& matrix :
-       {Matrix::scale(Vec3f(1, 0, 1)), Matrix::scale(Vec3f(1, NaN, 1)),
-        Matrix::translation(Vec3f(Infinity, 0, 0)), Matrix::scale(Vec3f(-Infinity, 1, 1))}) {
+       {Matrix::scale(Vec3f(1, 0, 1)), Matrix::scale(Vec3f(1, NAN, 1)),
+        Matrix::translation(Vec3f(INFINITY, 0, 0)), Matrix::scale(Vec3f(-INFINITY, 1, 1))}) {
     Matrix result = Matrix::scale(Vec3f(7, 7, 7));
     EXPECT_FALSE(matrix.inverse(result));
     EXPECT_EQ(result, Matrix::scale(Vec3f(7, 7, 7)));
@@ -97,7 +88,7 @@ TEST_F(MatrixTest, SplitsIntoRotationAndStretch) {
       << "small is not singular";
   EXPECT_LT(distance(turn, Matrix()), 1e-5F);
   EXPECT_EQ(takeLog(), "");
-  for (Matrix const& matrix : {Matrix::scale(Vec3f(1, 0, 1)), Matrix::scale(Vec3f(NaN, 1, 1))}) {
+  for (Matrix const& matrix : {Matrix::scale(Vec3f(1, 0, 1)), Matrix::scale(Vec3f(NAN, 1, 1))}) {
     EXPECT_FALSE(matrix.polarDecompose(turn, stretch));
     EXPECT_NE(takeLog().find("polarDecompose: Mk_det == 0.0\n"), std::string::npos);
   }
@@ -121,7 +112,7 @@ TEST_F(MatrixTest, GivesTheQuaternionOfARotationOnly) {
   }
   EXPECT_EQ(takeLog(), "");
   for (Vec3f const factors :
-       {Vec3f(2, 2, 2), Vec3f(-1, 1, 1), Vec3f(0, 0, 0), Vec3f(NaN, 1, 1), Vec3f(1, Infinity, 1)}) {
+       {Vec3f(2, 2, 2), Vec3f(-1, 1, 1), Vec3f(0, 0, 0), Vec3f(NAN, 1, 1), Vec3f(1, INFINITY, 1)}) {
     EXPECT_EQ(Quaternion::fromMatrix(Matrix::scale(factors)), Quaternion());
     EXPECT_NE(takeLog().find("MatToQuat"), std::string::npos) << factors[0];
   }

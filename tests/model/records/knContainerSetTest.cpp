@@ -2,13 +2,9 @@
 
 #include "support/TestContainers.h"
 
-#include <iterator>
-#include <random>
-
-namespace knContainerSetTest {
+namespace kntest::knContainerSetTest {
 
 using namespace osg;
-using namespace kntest;
 
 using KnContainerSetTest = SceneTest;
 using Model = std::set<FieldContainerPtr>;
@@ -68,4 +64,4 @@ TEST_F(KnContainerSetTest, DoesWhatAStandardSetDoes) {
   for (FieldContainerPtr const& handle : handles) handle.subRef();
 }
 
-}  // namespace knContainerSetTest
+}  // namespace kntest::knContainerSetTest

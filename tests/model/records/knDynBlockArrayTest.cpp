@@ -1,12 +1,10 @@
 #include "model/records/knDynBlockArray.h"
 
-#include <algorithm>
+#include "support/Testing.h"
+
 #include <atomic>
 #include <cstdint>
-#include <gtest/gtest.h>
 #include <thread>
-#include <utility>
-#include <vector>
 
 namespace knDynBlockArrayTest {
 

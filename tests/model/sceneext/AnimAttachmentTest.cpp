@@ -2,13 +2,13 @@
 
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimBuilders.h"
+#include "model/sceneext/ValuePair.h"
 
-namespace AnimAttachmentTest {
+namespace kntest::AnimAttachmentTest {
 
 using namespace osg;
-using namespace kntest;
 
-using AnimAttachmentTest = kntest::SceneTest;
+using AnimAttachmentTest = SceneTest;
 using AnimNodes = std::vector<AnimNodePtr>;
 
 AnimNodes topLevel(AnimAttachment const& attachment, bool includeHidden) {
@@ -69,4 +69,20 @@ TEST_F(AnimAttachmentTest, AnimationsMoveInAndOut) {
   EXPECT_NE(second->getAnimationRoot(), root);
 }
 
-}  // namespace AnimAttachmentTest
+using ValuePairTest = SceneTest;
+
+TEST_F(ValuePairTest, ListsOfUnequalLengthAreBroughtIntoStep) {
+  Held const pair(ValuePair::create());
+  pair->getKeys() = {"a", "b"};
+  EXPECT_TRUE(pair->findKey("b"));
+  EXPECT_EQ(pair->getValue("b"), "") << "the values are missing";
+  pair->add("b", "2");
+  EXPECT_EQ(pair->getValue("a"), "");
+  EXPECT_EQ(pair->getValue("b"), "2");
+  pair->getValues() = {"1", "2", "3", "4"};
+  pair->add("c", "5");
+  EXPECT_EQ(pair->getValue("c"), "5");
+  EXPECT_EQ(pair->getValues()[3], "4") << "values beyond the keys stay";
+}
+
+}  // namespace kntest::AnimAttachmentTest

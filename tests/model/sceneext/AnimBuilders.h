@@ -4,8 +4,6 @@
 #include "model/sceneext/AnimNode.h"
 #include "support/TestContainers.h"
 
-#include <initializer_list>
-
 namespace kntest {
 
 /// A node with a core and a placement of its own.

@@ -2,23 +2,13 @@
 
 #include "model/sceneext/AnimBuilders.h"
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <limits>
-#include <random>
-
-namespace AnimCurveTest {
+namespace kntest::AnimCurveTest {
 
 using namespace osg;
-using kntest::Held;
-using kntest::newCurve;
 
-using AnimCurveTest = kntest::SceneTest;
+using AnimCurveTest = SceneTest;
 
 constexpr Vec2f Zero;
-constexpr float Inf = std::numeric_limits<float>::infinity();
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 
 Int32 addKey(AnimCurve& curve, float x, float y, UInt32 type = LinearTangent) {
   return curve.addPoint({x, y}, Zero, Zero, type, type, false, true);
@@ -62,7 +52,7 @@ TEST_F(AnimCurveTest, ManyPointsAreAddedAsOneByOne) {
       MField<Pnt2f> points;
       for (UInt32 left = static_cast<UInt32>(random() % 6); left > 0; --left) {
         float const time = static_cast<float>(random() % 9) / 4;
-        points.push_back({random() % 20 == 0 ? NaN : time, static_cast<float>(random() % 100)});
+        points.push_back({random() % 20 == 0 ? NAN : time, static_cast<float>(random() % 100)});
       }
       if (round % 3 == 0) std::ranges::sort(points.getValues(), {}, [](Pnt2f const& p) { return -p.x(); });
       many->addPoints(points);
@@ -90,7 +80,7 @@ TEST_F(AnimCurveTest, KeysThatAreFilledInAreSorted) {
   auto& keys = curve->getControlPoints().getValues();
   std::rotate(keys.begin(), keys.begin() + 3, keys.end());
   keys.push_back(keys[2]);
-  keys.back().setX(NaN);
+  keys.back().setX(NAN);
   keys.push_back(keys[2]);
   keys.back().setX(1);
   linkAssignedFields(**curve);
@@ -168,8 +158,8 @@ TEST_F(AnimCurveTest, TangentsAreComputedAnewOnRequest) {
 
 TEST_F(AnimCurveTest, TimesThatAreNotFiniteAreRefused) {
   Held const curve(newCurve({{0, 1}, {2, 7}}));
-  for (float const time : {NaN, Inf, -Inf}) EXPECT_EQ(addKey(**curve, time, 1), -1);
-  EXPECT_EQ(addKey(**curve, 1, NaN), 1) << "a value is taken as it is";
+  for (float const time : {NAN, INFINITY, -INFINITY}) EXPECT_EQ(addKey(**curve, time, 1), -1);
+  EXPECT_EQ(addKey(**curve, 1, NAN), 1) << "a value is taken as it is";
   EXPECT_EQ(curve->getControlPoints().size(), 3U);
 }
 
@@ -185,4 +175,4 @@ TEST_F(AnimCurveTest, AKeyOfTheSameTimeIsReplacedWhereAsked) {
   EXPECT_EQ(keys.size(), 6U);
 }
 
-}  // namespace AnimCurveTest
+}  // namespace kntest::AnimCurveTest

@@ -5,10 +5,9 @@
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/TimeShapeCache.h"
 
-namespace AnimTreeCloningTest {
+namespace kntest::AnimTreeCloningTest {
 
 using namespace osg;
-using namespace kntest;
 
 template <class Type>
 typename Type::Ptr attached(NodePtr const& node) {
@@ -127,4 +126,4 @@ TEST_F(AnimTreeCloningTest, CopiesPlayNothingAndOutliveTheirOriginals) {
   EXPECT_FALSE(curve.isAlive());
 }
 
-}  // namespace AnimTreeCloningTest
+}  // namespace kntest::AnimTreeCloningTest

@@ -2,15 +2,11 @@
 
 #include "support/TestContainers.h"
 
-#include <cmath>
-#include <limits>
-
-namespace TimeShapeCacheTest {
+namespace kntest::TimeShapeCacheTest {
 
 using namespace osg;
-using kntest::Held;
 
-using TimeShapeCacheTest = kntest::SceneTest;
+using TimeShapeCacheTest = SceneTest;
 
 TimeShapeDataPtr newShape(float time) {
   TimeShapeDataPtr const shape = TimeShapeData::create();
@@ -87,4 +83,4 @@ TEST_F(TimeShapeCacheTest, ToleranceIsThatOfTheTime) {
   EXPECT_EQ(cache->findShape(0.1e-5F, 0, 1), cache->getShapes().front());
 }
 
-}  // namespace TimeShapeCacheTest
+}  // namespace kntest::TimeShapeCacheTest

@@ -5,8 +5,6 @@
 #include "support/LogCapture.h"
 #include "support/TestContainers.h"
 
-#include <sstream>
-
 namespace kntest {
 
 // Scene files made by hand, so that they can say what the writer never would.

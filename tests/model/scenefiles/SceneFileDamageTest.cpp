@@ -1,15 +1,11 @@
 #include "SceneFileCrafting.h"
-#include "model/scenegraph/Group.h"
-#include "model/scenegraph/Transform3D.h"
 #include "model/scenegraph/Traverse.h"
 
-#include <random>
 #include <zlib.h>
 
-namespace SceneFileDamageTest {
+namespace kntest::SceneFileDamageTest {
 
 using namespace osg;
-using namespace kntest;
 
 using SceneFileDamageTest = SceneTest;
 
@@ -248,4 +244,4 @@ TEST_F(SceneFileDamageTest, ContentsOfAnySizeArePacked) {
     expectUnpacked(contents.substr(0, size), framed(contents.substr(0, size), true));
 }
 
-}  // namespace SceneFileDamageTest
+}  // namespace kntest::SceneFileDamageTest

@@ -1,15 +1,11 @@
 #include "model/scenefiles/SceneFileHandler.h"
 
 #include "SceneFileCrafting.h"
-#include "model/scenegraph/Group.h"
-#include "model/scenegraph/Transform3D.h"
 #include "model/utils/knCachedStream.h"
+#include "support/TemporaryFolder.h"
 
 #include <csignal>
-#include <filesystem>
 #include <poll.h>
-#include <random>
-#include <set>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,12 +40,9 @@ class Keeper : public KeeperBase {
 
 KN_CONTAINER_TYPE(KeeperBase, Keeper, "TestKeeper")
 
-}  // namespace kntest
-
 namespace SceneFileHandlerTest {
 
 using namespace osg;
-using namespace kntest;
 
 using SceneFileHandlerTest = SceneTest;
 
@@ -270,14 +263,8 @@ TEST_F(SceneFileHandlerTest, WhatIsUnknownIsPassedOver) {
 }
 
 TEST_F(SceneFileHandlerTest, TreesOfAnyDepth) {
-  constexpr UInt32 Depth = 100000;
-  std::vector<NodePtr> chain = {Node::create()};
-  while (chain.size() < Depth) {
-    chain.push_back(Node::create());
-    chain[chain.size() - 2]->addChild(chain.back());
-  }
-  chain.back()->setTravMask(5);
-  Held const root(chain[0]);
+  Held const root(Node::create());
+  growChain(*root, 100'000, Node::create)->setTravMask(5);
   for (std::string const& file : {saved(*root, 1), savedText(*root)}) {
     Held const copy(loaded(file));
     NodePtr bottom = copy;
@@ -330,14 +317,6 @@ TEST_F(SceneFileHandlerTest, OperationsRunOnWhatWasRead) {
 
 class SceneFileSavingTest : public SceneTest {
  protected:
-  SceneFileSavingTest()
-      : folder(std::filesystem::temp_directory_path() /
-               ("SceneFileSavingTest." + std::to_string(::getpid()))),
-        name((folder / "scene").string()) {
-    std::filesystem::create_directory(folder);
-  }
-  ~SceneFileSavingTest() override { std::filesystem::remove_all(folder); }
-
   static bool save(UInt32 mask, std::string const& fileName) {
     Held const root(Node::create());
     root->setTravMask(mask);
@@ -347,23 +326,19 @@ class SceneFileSavingTest : public SceneTest {
     Held const copy(loadSceneFile(name));
     return *copy ? copy->getTravMask() : 0;
   }
-  std::ptrdiff_t fileCount() const {
-    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
-  }
-
-  std::filesystem::path folder;
-  std::string name;
+  TemporaryFolder const folder;
+  std::string const name = folder.file("scene");
 };
 
 TEST_F(SceneFileSavingTest, LinksAreFollowedAndFailuresSayWhy) {
   std::filesystem::create_symlink("scene", name + ".dangling");
   EXPECT_TRUE(save(3, name + ".dangling") && std::filesystem::is_symlink(name + ".dangling"));
   EXPECT_EQ(storedMask(), 3U);
-  std::filesystem::create_symlink("circle", folder / "circle");
+  std::filesystem::create_symlink("circle", folder.file("circle"));
   std::pair<std::string, char const*> const cases[] = {
-      {(folder / "circle").string(), ": Too many levels of symbolic links"},
+      {folder.file("circle"), ": Too many levels of symbolic links"},
       {name + "/below", ": Not a directory"},
-      {folder.string(), ": Is a directory"},
+      {folder.file(""), ": Is a directory"},
       {"/dev/full", ": No space left on device"},
       {"", ": No such file or directory"}};
   for (auto const& [path, why] : cases) {
@@ -373,7 +348,7 @@ TEST_F(SceneFileSavingTest, LinksAreFollowedAndFailuresSayWhy) {
     EXPECT_TRUE(loadSceneFile(path) == nullptr && log.lines().size() == 2) << path;
   }
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full") && save(1, "/dev/null"));
-  EXPECT_EQ(fileCount(), 3);
+  EXPECT_EQ(folder.count(), 3U);
 }
 
 TEST_F(SceneFileSavingTest, AFileIsReplacedAsAWhole) {
@@ -390,7 +365,7 @@ TEST_F(SceneFileSavingTest, AFileIsReplacedAsAWhole) {
   link->setOwned(circle);
   EXPECT_FALSE(saveSceneFile(*circle, name, false) || saveSceneFile({}, name, false));
   EXPECT_EQ(storedMask(), 2U) << "a failure leaves the former file";
-  EXPECT_EQ(fileCount(), 1);
+  EXPECT_EQ(folder.count(), 1U);
   EXPECT_EQ(log.lines().size(), 2U);
   link->setOwned({});
 }
@@ -406,7 +381,7 @@ TEST_F(SceneFileSavingTest, AFullDiskLeavesTheFormerFile) {
     ::setrlimit(RLIMIT_FSIZE, &full);
     bool const isSaved = save(3, name);
     ::setrlimit(RLIMIT_FSIZE, &former);
-    ASSERT_TRUE(!isSaved && storedMask() == 1 && fileCount() == 1) << size;
+    ASSERT_TRUE(!isSaved && storedMask() == 1 && folder.count() == 1) << size;
   }
   std::signal(SIGXFSZ, formerHandler);
   EXPECT_TRUE(log.contains("File too large"));
@@ -430,3 +405,4 @@ TEST_F(SceneFileSavingTest, AProcessThatIsKilledLeavesOneWholeFile) {
 }
 
 }  // namespace SceneFileHandlerTest
+}  // namespace kntest

@@ -1,13 +1,10 @@
 #include "model/scenefiles/SceneText.h"
 
 #include "SceneFileCrafting.h"
-#include "model/scenegraph/Group.h"
-#include "model/scenegraph/Transform3D.h"
 
-namespace SceneTextTest {
+namespace kntest::SceneTextTest {
 
 using namespace osg;
-using namespace kntest;
 
 using SceneTextTest = SceneTest;
 
@@ -164,4 +161,4 @@ TEST_F(SceneTextTest, TextsByOtherHandsAreRead) {
   EXPECT_TRUE(root->getCore() && root->getCore() == root->getChild(1)->getCore());
 }
 
-}  // namespace SceneTextTest
+}  // namespace kntest::SceneTextTest

@@ -1,40 +1,32 @@
 // The names by which hosts animate scenes, over all container types there are.
-#include "model/fields/FieldContainerFactory.h"
 
 #include "model/scenegraph/Cloning.h"
 #include "support/TestContainers.h"
 
-#include <map>
-#include <set>
-#include <sstream>
-
-namespace AnimatableFieldsTest {
+namespace kntest::AnimatableFieldsTest {
 
 using namespace osg;
-using kntest::Held;
-using AnimatableFieldsTest = kntest::SceneTest;
+using AnimatableFieldsTest = SceneTest;
 
 /// By content type; nothing of the tests' own containers.
 char const* const Names[][2] = {
     {"Vec3f",
      "translation scale eulerRotation eulerRotationOrientation seeThrough glowParameter "
-     "fogNoiseOffsetDistance "
-     "fogNoiseOffsetHeight"},
+     "fogNoiseOffsetDistance fogNoiseOffsetHeight"},
     {"Color3f",
-     "ambienceColor diffuseColor specularColor occlusionColor whitepoint fogColorDistance fogColorHeight"},
+     "ambienceColor diffuseColor specularColor occlusionColor whitepoint fogColorDistance "
+     "fogColorHeight"},
     {"Color4f", "ambient diffuse specular"},
     {"Vec4f", "incandescenceColor glareParameter colorCorrection frustumSides"},
     {"Vec2f",
      "fieldOfView sensorSize principalPointOffset filmicParameter glareParameter2 candelaRange "
-     "fogRangeDistance "
-     "fogRangeHeight"},
+     "fogRangeDistance fogRangeHeight"},
     {"Real32",
-     "skewFactor shutterSpeed focusDistance roll coneAngle penumbraAngle intensity temperature exposure "
-     "whitebalance vignetteRadius vignetteFeather vignetteRoundness blendAmount sensitivity fov near far "
-     "fogDensityDistance fogNoiseDistance fogNoiseSizeDistance fogDensityHeight fogNoiseHeight "
-     "fogNoiseSizeHeight fogBlendHeight gain minGain maxGain pitch referenceDistance maxDistance "
-     "rolloffFactor "
-     "coneInnerAngle coneOuterAngle coneOuterGain sourceRadius"},
+     "skewFactor shutterSpeed focusDistance roll coneAngle penumbraAngle intensity temperature "
+     "exposure whitebalance vignetteRadius vignetteFeather vignetteRoundness blendAmount sensitivity "
+     "fov near far fogDensityDistance fogNoiseDistance fogNoiseSizeDistance fogDensityHeight "
+     "fogNoiseHeight fogNoiseSizeHeight fogBlendHeight gain minGain maxGain pitch referenceDistance "
+     "maxDistance rolloffFactor coneInnerAngle coneOuterAngle coneOuterGain sourceRadius"},
     {"Int32", "imageNumber choice tonemapperId blendMode fogFalloffDistance fogFalloffHeight"},
     {"UInt32", "postprocessingFlags"},
     {"bool", "active play stop loop fogEnableDistance fogEnableHeight"},
@@ -71,4 +63,4 @@ TEST_F(AnimatableFieldsTest, CopiesOfEveryTypeHoldTheirPartsOnce) {
   }
 }
 
-}  // namespace AnimatableFieldsTest
+}  // namespace kntest::AnimatableFieldsTest

@@ -1,15 +1,10 @@
 #include "model/scenegraph/Attachment.h"
 
-#include "model/scenegraph/Group.h"
 #include "support/TestContainers.h"
 
-#include <random>
-#include <set>
-
-namespace AttachmentTest {
+namespace kntest::AttachmentTest {
 
 using namespace osg;
-using namespace kntest;
 
 using AttachmentTest = SceneTest;
 
@@ -91,4 +86,4 @@ TEST_F(AttachmentTest, NamesAreKeptInAnAttachment) {
   EXPECT_TRUE(!NodeUtils::getName(NodePtr()) && !NodeUtils::setName(NodePtr(), "x", true));
 }
 
-}  // namespace AttachmentTest
+}  // namespace kntest::AttachmentTest

@@ -1,12 +1,10 @@
 #include "model/scenegraph/Cloning.h"
 
-#include "model/scenegraph/Transform3D.h"
 #include "support/TestContainers.h"
 
-namespace CloningTest {
+namespace kntest::CloningTest {
 
 using namespace osg;
-using namespace kntest;
 
 using CloningTest = SceneTest;
 
@@ -61,4 +59,4 @@ TEST_F(CloningTest, WhatIsHeldIsCopiedOnceAndWeakHandlesFollow) {
   EXPECT_EQ(nodeAlone->getParent(), nullptr) << "a parent is not held, and stays behind";
 }
 
-}  // namespace CloningTest
+}  // namespace kntest::CloningTest

@@ -1,18 +1,11 @@
 #include "model/scenegraph/Node.h"
 
-#include "model/scenegraph/Group.h"
-#include "model/scenegraph/Transform3D.h"
 #include "model/scenegraph/Traverse.h"
 #include "support/TestContainers.h"
 
-#include <algorithm>
-#include <functional>
-#include <random>
-
-namespace NodeTest {
+namespace kntest::NodeTest {
 
 using namespace osg;
-using namespace kntest;
 
 using NodeTest = SceneTest;
 using Nodes = std::vector<NodePtr>;
@@ -21,22 +14,6 @@ Nodes newNodes(std::size_t count) {
   Nodes nodes(count);
   for (NodePtr& node : nodes) node = Node::create();
   return nodes;
-}
-
-TEST_F(NodeTest, NobodyIsNoChild) {
-  Held const parent(Node::create()), other(Node::create());
-  Nodes const n = newNodes(3);
-  parent->addChildren(n);
-  n[1].subRef();
-  for (NodePtr const& nobody : {NodePtr(), n[1]}) {
-    parent->addChild(nobody);
-    parent->insertChild(0, nobody);
-    parent->subChild(nobody);
-    EXPECT_FALSE(parent->replaceChildBy(nobody, other) || parent->replaceChildBy(n[0], nobody));
-    EXPECT_EQ(parent->findChild(nobody), -1);
-  }
-  EXPECT_EQ(parent->getChildren().getValues(), (Nodes{n[0], n[2]}));
-  EXPECT_EQ(parent->getChild(2), nullptr);
 }
 
 TEST_F(NodeTest, CoresMayDieUnderTheirNodes) {
@@ -95,27 +72,20 @@ TEST_F(NodeTest, LinksThatWereFilledInAreMadeGood) {
   }
 }
 
-/// A forest as plain numbers, to which the same is done as to the nodes.
+/// A forest as plain numbers, to which the same is done as to the nodes. All are held, so that none dies.
 class Forest {
  public:
-  static constexpr std::size_t Count = 14;
-  static constexpr std::size_t Shared = 3;
-
   Forest() {
-    for (Slot& slot : _slots) revive(slot);
+    _dead.subRef();
+    for (Slot const& slot : _slots) slot.node.addRef();
     for (std::size_t i = 0; i < Shared; ++i) {
-      _cores.push_back(Group::create());
-      _marks.push_back(Mark::create());
       _cores[i].addRef();
       _marks[i].addRef();
     }
     _marks[0]->setMarks(false);
   }
   ~Forest() {
-    for (Slot& slot : _slots) {
-      if (slot.held) slot.node.subRef();
-    }
-    for (Slot const& slot : _slots) EXPECT_FALSE(slot.node.isAlive());
+    for (Slot const& slot : _slots) slot.node.subRef();
     for (std::size_t i = 0; i < Shared; ++i) {
       EXPECT_EQ(_cores[i]->getRefCount() + _marks[i]->getRefCount(), 2);
       _cores[i].subRef();
@@ -124,140 +94,103 @@ class Forest {
   }
 
   void step() {
-    int const a = any();
-    int const b = any();
+    int const a = any(), b = any(), next = any();
+    std::size_t const place = number(5);
     Slot& slot = at(a);
-    if (!slot.alive) return revive(slot);
-    switch (_random() % 11) {
-      case 0:
-        slot.node->addChild(at(b).node);
-        return adopt(a, b, Count);
-      case 1: {
-        auto const place = static_cast<UInt32>(_random() % 5);
-        slot.node->insertChild(place, at(b).node);
-        return adopt(a, b, place);
-      }
-      case 2:
-        slot.node->subChild(at(b).node);
-        return at(b).parent == a ? orphan(b) : void();
-      case 3:
-        slot.node->clearChildren();
-        return orphanAll(a);
-      case 4:
-        return replace(a, b, any());
-      case 5:
-        slot.core = static_cast<int>(_random() % (Shared + 1)) - 1;
-        return slot.node->setCore(slot.core >= 0 ? _cores[static_cast<std::size_t>(slot.core)] : GroupPtr());
-      case 6:
-        slot.mark = static_cast<int>(_random() % Shared);
-        return slot.node->addAttachment(_marks[static_cast<std::size_t>(slot.mark)]);
-      case 7:
-        if (slot.mark >= 0) slot.node->subAttachment(_marks[static_cast<std::size_t>(slot.mark)]);
-        slot.mark = -1;
-        return;
-      case 8: {
-        auto const [several, nodes] = some();
-        slot.node->addChildren(nodes);
-        for (auto child = several.begin(); child != several.end(); ++child) {
-          if (std::find(several.begin(), child, *child) == child) adopt(a, *child, Count);
-        }
-        return;
-      }
-      case 9: {
-        auto const [several, nodes] = some();
-        slot.node->subChildren(nodes);
-        for (int const child : several) {
-          if (at(child).parent == a) orphan(child);
-        }
-        return;
-      }
-      default:
-        return _random() % 3 == 0 ? release(a) : void();
-    }
+    NodePtr const &node = slot.node, &other = at(b).node;
+    std::vector<int> several;
+    Nodes nodes;
+    for (int left = 5; left > 0; --left) nodes.push_back(at(several.emplace_back(any())).node);
+    std::function<void()> const edits[] = {
+        [&] { node->addChild(other), adopt(a, b, Count); },
+        [&] { node->insertChild(static_cast<UInt32>(place), other), adopt(a, b, place); },
+        [&] { node->subChild(other), detachFrom(a, {b}); },
+        [&] { node->subChildren(nodes), detachFrom(a, several); },
+        [&] { node->clearChildren(), detachFrom(a, slot.children); },
+        [&] { replace(a, b, next); },
+        [&] {
+          node->addChildren(nodes);
+          for (auto child = several.begin(); child != several.end(); ++child)
+            if (std::find(several.begin(), child, *child) == child) adopt(a, *child, Count);
+        },
+        [&] {
+          slot.core = number(Shared + 1);
+          node->setCore(slot.core < Shared ? _cores[slot.core] : GroupPtr());
+        },
+        [&] { node->addAttachment(_marks[slot.mark = number(Shared)]); },
+        [&] {
+          if (slot.mark < Shared) node->subAttachment(_marks[std::exchange(slot.mark, Shared)]);
+        },
+        [&] {
+          for (NodePtr const& nobody : {NodePtr(), _dead}) {
+            node->addChild(nobody), node->insertChild(0, nobody), node->subChild(nobody);
+            EXPECT_FALSE(node->replaceChildBy(nobody, other) || node->replaceChildBy(other, nobody));
+            EXPECT_EQ(node->findChild(nobody), -1);
+          }
+        }};
+    edits[number(std::size(edits))]();
   }
 
   void check() const {
     for (std::size_t i = 0; i < Count; ++i) {
       Slot const& slot = _slots[i];
-      ASSERT_EQ(slot.node.isAlive(), slot.alive) << i;
-      if (!slot.alive) continue;
       Nodes children, animated;
       for (int const child : slot.children) {
         children.push_back(at(child).node);
         if (isAnimated(child)) animated.push_back(at(child).node);
       }
       ASSERT_EQ(slot.node->getChildren().getValues(), children) << i;
+      ASSERT_FALSE(slot.node->getChild(static_cast<UInt32>(children.size()))) << i;
       for (std::size_t k = 0; k < children.size(); ++k)
         ASSERT_EQ(slot.node->findChild(children[k]), static_cast<Int32>(k)) << i;
       ASSERT_EQ(slot.node->getParent(), slot.parent >= 0 ? at(slot.parent).node : NodePtr()) << i;
-      ASSERT_EQ(slot.node->getRefCount(), (slot.held ? 1 : 0) + (slot.parent >= 0 ? 1 : 0)) << i;
+      ASSERT_EQ(slot.node->getRefCount(), slot.parent >= 0 ? 2 : 1) << i;
       ASSERT_EQ(slot.node->hasAnimationInSubtree(), isAnimated(static_cast<int>(i))) << i;
       ASSERT_TRUE(std::ranges::is_permutation(slot.node->getAnimatedChildren(), animated)) << i;
     }
-    for (std::size_t k = 0; k < Shared; ++k) checkShared(static_cast<int>(k));
+    for (std::size_t k = 0; k < Shared; ++k) {
+      Nodes users;
+      std::vector<AttachmentContainerPtr> marked;
+      for (Slot const& slot : _slots) {
+        if (slot.core == k) users.push_back(slot.node);
+        if (slot.mark == k) marked.push_back(slot.node);
+      }
+      ASSERT_TRUE(std::ranges::is_permutation(_cores[k]->getParents(), users));
+      ASSERT_TRUE(std::ranges::is_permutation(_marks[k]->getParents(), marked));
+      ASSERT_EQ(_cores[k]->getRefCount(), 1 + std::ssize(users));
+      ASSERT_EQ(_marks[k]->getRefCount(), 1 + std::ssize(marked));
+    }
   }
 
  private:
+  static constexpr std::size_t Count = 14, Shared = 3;
   struct Slot {
-    NodePtr node;
-    bool alive = false;
-    bool held = false;
+    NodePtr node = Node::create();
     int parent = -1;
-    int core = -1;
-    int mark = -1;
-    std::vector<int> children;
+    std::size_t core = Shared, mark = Shared;  ///< or none
+    std::vector<int> children = {};
   };
 
-  int any() { return static_cast<int>(_random() % Count); }
-  /// Several of the forest, some of them twice, and their nodes.
-  std::pair<std::vector<int>, Nodes> some() {
-    std::vector<int> several;
-    Nodes nodes;
-    for (int left = 5; left > 0; --left) {
-      int const i = any();
-      several.push_back(i);
-      nodes.push_back(at(i).node);
-    }
-    return {several, nodes};
-  }
+  std::size_t number(std::size_t below) { return _random() % below; }
+  int any() { return static_cast<int>(number(Count)); }
   Slot& at(int i) { return _slots[static_cast<std::size_t>(i)]; }
   Slot const& at(int i) const { return _slots[static_cast<std::size_t>(i)]; }
 
   bool isAnimated(int i) const {
-    return at(i).mark > 0 ||
+    return (at(i).mark > 0 && at(i).mark < Shared) ||
            std::ranges::any_of(at(i).children, [&](int child) { return isAnimated(child); });
   }
   bool canAdopt(int parent, int child) const {
-    if (!at(child).alive) return false;
-    for (int i = parent; i >= 0; i = at(i).parent) {
-      if (i == child) return false;
-    }
-    return true;
-  }
-
-  void revive(Slot& slot) {
-    slot = Slot{Node::create(), true, true, -1, -1, -1, {}};
-    slot.node.addRef();
+    while (parent >= 0 && parent != child) parent = at(parent).parent;
+    return parent < 0;
   }
   void detach(int i) {
     if (at(i).parent >= 0) std::erase(at(at(i).parent).children, i);
     at(i).parent = -1;
   }
-  void orphan(int i) {
-    detach(i);
-    if (at(i).held) return;
-    at(i).alive = false;
-    at(i).core = at(i).mark = -1;
-    orphanAll(i);
-  }
-  void orphanAll(int i) {
-    for (int const child : std::vector<int>(at(i).children)) orphan(child);
-  }
-  void release(int i) {
-    if (!at(i).held) return;
-    at(i).node.subRef();
-    at(i).held = false;
-    if (at(i).parent < 0) orphan(i);
+  void detachFrom(int parent, std::vector<int> const children) {
+    for (int const child : children)
+      if (at(child).parent == parent) detach(child);
   }
   void adopt(int parent, int child, std::size_t place) {
     if (!canAdopt(parent, child)) return;
@@ -267,33 +200,20 @@ class Forest {
     at(child).parent = parent;
   }
   void replace(int parent, int former, int next) {
-    bool const isPossible = at(former).alive && at(former).parent == parent && canAdopt(parent, next);
+    bool const isPossible = at(former).parent == parent && canAdopt(parent, next);
     EXPECT_EQ(at(parent).node->replaceChildBy(at(former).node, at(next).node), isPossible);
     if (!isPossible || former == next) return;
     detach(next);
     std::ranges::replace(at(parent).children, former, next);
     at(next).parent = parent;
     at(former).parent = -1;
-    orphan(former);
-  }
-  void checkShared(int k) const {
-    Nodes users;
-    std::vector<AttachmentContainerPtr> marked;
-    for (Slot const& slot : _slots) {
-      if (slot.core == k) users.push_back(slot.node);
-      if (slot.mark == k) marked.push_back(slot.node);
-    }
-    auto const place = static_cast<std::size_t>(k);
-    ASSERT_TRUE(std::ranges::is_permutation(_cores[place]->getParents(), users));
-    ASSERT_TRUE(std::ranges::is_permutation(_marks[place]->getParents(), marked));
-    ASSERT_EQ(_cores[place]->getRefCount(), 1 + std::ssize(users));
-    ASSERT_EQ(_marks[place]->getRefCount(), 1 + std::ssize(marked));
   }
 
   std::mt19937 _random{99};
   std::array<Slot, Count> _slots;
-  std::vector<GroupPtr> _cores;
-  std::vector<Mark::Ptr> _marks;
+  std::array<GroupPtr, Shared> _cores{Group::create(), Group::create(), Group::create()};
+  std::array<Mark::Ptr, Shared> _marks{Mark::create(), Mark::create(), Mark::create()};
+  NodePtr const _dead = Node::create();
 };
 
 TEST_F(NodeTest, RandomEditsKeepAllLinksAndCounts) {
@@ -362,4 +282,4 @@ TEST_F(NodeTest, DeepChainsAreBuiltReadAndDestroyedWithoutRecursion) {
   }
 }
 
-}  // namespace NodeTest
+}  // namespace kntest::NodeTest

@@ -2,14 +2,11 @@
 
 #include "support/TestContainers.h"
 
-#include <array>
 #include <numbers>
-#include <random>
 
-namespace Transform3DTest {
+namespace kntest::Transform3DTest {
 
 using namespace osg;
-using namespace kntest;
 
 constexpr double Radians = std::numbers::pi / 180.0;
 
@@ -120,4 +117,4 @@ TEST_F(Transform3DTest, WorldVolumeHoldsTheBoxesOfTheWholeSubtree) {
   }
 }
 
-}  // namespace Transform3DTest
+}  // namespace kntest::Transform3DTest

@@ -2,8 +2,6 @@
 
 #include "support/TestContainers.h"
 
-#include <limits>
-
 namespace SoundTest {
 
 using namespace osg;

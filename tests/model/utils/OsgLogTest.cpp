@@ -1,8 +1,6 @@
 #include "model/utils/OsgLog.h"
 
-#include <gtest/gtest.h>
-#include <sstream>
-#include <string>
+#include "support/Testing.h"
 
 namespace OsgLogTest {
 

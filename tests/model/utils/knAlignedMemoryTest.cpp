@@ -1,11 +1,9 @@
 #include "model/utils/knAlignedMemory.h"
 
-#include <algorithm>
+#include "support/Testing.h"
+
 #include <cstdint>
-#include <gtest/gtest.h>
-#include <limits>
 #include <numeric>
-#include <vector>
 
 namespace knAlignedMemoryTest {
 

@@ -1,13 +1,10 @@
 #include "model/utils/knCachedStream.h"
 
-#include <algorithm>
+#include "model/utils/knFile.h"
+#include "support/TemporaryFolder.h"
+#include "support/Testing.h"
+
 #include <cstdint>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <iterator>
-#include <random>
-#include <string>
-#include <unistd.h>
 
 namespace knCachedStreamTest {
 
@@ -15,11 +12,6 @@ constexpr std::size_t BufferSizes[] = {0, 1, 7, 4096, 0x50000};
 
 class KnCachedStreamTest : public testing::Test {
  protected:
-  KnCachedStreamTest()
-      : path((std::filesystem::temp_directory_path() / ("knCachedStreamTest." + std::to_string(::getpid())))
-                 .string()) {}
-  ~KnCachedStreamTest() override { std::filesystem::remove(path); }
-
   std::string content() const {
     cached_ifstream in(path, 4096, 1);
     std::string text(std::istreambuf_iterator<char>(in), {});
@@ -27,7 +19,8 @@ class KnCachedStreamTest : public testing::Test {
     return text;
   }
 
-  std::string path;
+  kntest::TemporaryFolder const folder;
+  std::string const path = folder.file("file");
 };
 
 TEST_F(KnCachedStreamTest, WhatCannotBeOpenedFails) {
@@ -130,6 +123,19 @@ TEST_F(KnCachedStreamTest, AReadErrorIsNotTakenForTheEnd) {
   EXPECT_EQ(in.get(), EOF);
   EXPECT_TRUE(in.bad());
   EXPECT_FALSE(in.close());
+}
+
+TEST(KnFile, GetExtensionLooksAtTheLastComponentOnly) {
+  struct Case {
+    char const *name, *extension;
+  };
+  for (Case const& c :
+       {Case{"", ""}, Case{"name", ""}, Case{"name.osb", "osb"}, Case{"x.tar.gz", "gz"}, Case{"a.b/c", ""},
+        Case{"a.b/c.KDB", "KDB"}, Case{".hidden", ""}, Case{".hidden.xml", "xml"}, Case{"dir/.hidden", ""},
+        Case{"name.", ""}, Case{".", ""}, Case{"..", ""}, Case{"a/..", ""}, Case{"a.osb/", ""},
+        Case{"/.", ""}, Case{"a b.o s", "o s"}}) {
+    EXPECT_EQ(knFile::getExtension(c.name), c.extension) << c.name;
+  }
 }
 
 }  // namespace knCachedStreamTest

@@ -2,15 +2,10 @@
 
 #include "model/utils/knLog.h"
 
-#include <gtest/gtest.h>
-#include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
-namespace knLogTest {
+namespace kntest::knLogTest {
 
-using kntest::LogCapture;
 using Line = LogCapture::Line;
 
 TEST(KnLog, WritesToStandardErrorUnlessASinkTakesTheLines) {
@@ -54,4 +49,4 @@ TEST(KnLog, TakesLinesFromManyThreadsWhileTheSinkChanges) {
   EXPECT_EQ(seen.size(), ThreadCount * LineCount);
 }
 
-}  // namespace knLogTest
+}  // namespace kntest::knLogTest

@@ -1,11 +1,7 @@
 #include "model/utils/knUtils.h"
 
-#include <gtest/gtest.h>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
+#include "model/utils/knMessage.h"
+#include "support/Testing.h"
 
 namespace knUtilsTest {
 
@@ -101,6 +97,22 @@ TEST_F(KnUtilsTest, TheEndOfAReceiverMayEndOthers) {
     knUtils::call("x", 0);
   }
   EXPECT_EQ(calls, (Calls{"last", "last"}));
+}
+
+TEST(KnMessage, ReplacesOrKeepsAndHoldsTheOrderOfKeys) {
+  knMessage message;
+  message.set("b", 1, true);
+  message.set("a", 2, false);
+  message.set("b", std::string("kept out"), false);
+  EXPECT_EQ(*message.get<int>("b"), 1);
+  message.set("b", std::string("taken"), true);
+  EXPECT_EQ(message.get<int>("b"), nullptr);
+  EXPECT_EQ(*message.get<std::string>("b"), "taken");
+  EXPECT_EQ(message.keys(), (std::vector<std::string>{"b", "a"}));
+
+  knMessage const copy = message;
+  message.set("a", 3, true);
+  EXPECT_EQ(*copy.get<int>("a"), 2);
 }
 
 }  // namespace knUtilsTest

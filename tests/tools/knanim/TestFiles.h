@@ -1,15 +1,11 @@
 #pragma once
 
 #include "knanim/commands/Commands.h"
+#include "support/TemporaryFolder.h"
+#include "support/Testing.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace knanim::test {
 
@@ -29,29 +25,7 @@ inline void writeFile(std::filesystem::path const& path, std::string const& cont
   std::ofstream(path, std::ios::binary) << content;
 }
 
-/// An empty folder that goes away with all it holds.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "knanim-test-XXXXXX").string();
-    EXPECT_NE(mkdtemp(name.data()), nullptr);
-    _path = name;
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(_path, ignored);
-  }
-  TemporaryFolder(TemporaryFolder const&) = delete;
-  TemporaryFolder& operator=(TemporaryFolder const&) = delete;
-
-  std::string file(std::string const& name) const { return (_path / name).string(); }
-  std::size_t count() const {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(_path), {}));
-  }
-
- private:
-  std::filesystem::path _path;
-};
+using kntest::TemporaryFolder;
 
 struct Outcome {
   ExitCode code;

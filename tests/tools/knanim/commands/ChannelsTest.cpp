@@ -7,8 +7,7 @@ namespace knanim {
 namespace {
 
 using Words = std::vector<std::string>;
-using test::expectParts;
-using test::TemporaryFolder;
+using namespace test;
 
 /// As test::run, with MODEL for a path; all that is printed, failures among it.
 std::string run(std::string line, std::string const& model, ExitCode expected = ExitCode::Ok) {

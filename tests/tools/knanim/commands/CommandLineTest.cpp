@@ -1,18 +1,9 @@
 #include "tools/knanim/TestFiles.h"
 
-#include <sstream>
-#include <vector>
-
 namespace knanim {
 namespace {
 
-using test::expectParts;
-using test::modelPath;
-using test::Outcome;
-using test::readFile;
-using test::run;
-using test::TemporaryFolder;
-using test::writeFile;
+using namespace test;
 
 std::vector<std::string> lines(std::string const& text) {
   std::vector<std::string> result;

@@ -6,9 +6,6 @@
 #include "knanim/support/Text.h"
 #include "tools/knanim/TestFiles.h"
 
-#include <algorithm>
-#include <tuple>
-
 namespace knanim {
 namespace {
 

@@ -3,8 +3,6 @@
 #include "knanim/scene/SceneReduction.h"
 #include "tools/knanim/TestFiles.h"
 
-#include <cmath>
-
 namespace knanim {
 namespace {
 

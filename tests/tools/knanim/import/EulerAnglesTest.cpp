@@ -1,10 +1,8 @@
 #include "knanim/import/EulerAngles.h"
 
-#include <algorithm>
-#include <cmath>
-#include <gtest/gtest.h>
+#include "support/Testing.h"
+
 #include <numbers>
-#include <random>
 
 namespace knanim {
 namespace {

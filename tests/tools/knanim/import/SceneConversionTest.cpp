@@ -1,17 +1,11 @@
 #include "knanim/import/SceneConversion.h"
 
+#include "support/Testing.h"
+
 #include <assimp/scene.h>
-#include <cmath>
-#include <gtest/gtest.h>
-#include <limits>
-#include <memory>
 
 namespace knanim {
 namespace {
-
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr float kNanF = std::numeric_limits<float>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// The keys of one node as a test writes them.
 struct Channel {
@@ -97,12 +91,11 @@ TEST_F(SceneConversionTest, NodesKeepTheirOrderAndGetNamesOfTheirOwn) {
 }
 
 TEST_F(SceneConversionTest, BadKeysAreDroppedWithOneWarningForEachChannel) {
-  aiVectorKey const badValue{20, {1, kNanF, 1}};
-  animate(
-      {{"root",
-        {at(0, 1), at(kNan, 5), badValue, at(kInfinity, 6), at(1e300, 7), at(30, 2)},
-        {{0, aiQuaternion(0, 0, 0, 0)}, {10, aiQuaternion(1, 0, 0, 0)}, {20, aiQuaternion(kNanF, 0, 0, 1)}},
-        {badValue}}});
+  aiVectorKey const badValue{20, {1, NAN, 1}};
+  animate({{"root",
+            {at(0, 1), at(NAN, 5), badValue, at(INFINITY, 6), at(1e300, 7), at(30, 2)},
+            {{0, aiQuaternion(0, 0, 0, 0)}, {10, aiQuaternion(1, 0, 0, 0)}, {20, aiQuaternion(NAN, 0, 0, 1)}},
+            {badValue}}});
   ImportedModel const model = convert();
   ASSERT_EQ(model.curves.size(), 6U);  // no scale
   EXPECT_EQ(times(model.curves[1]), (Numbers{0, 3}));
@@ -169,7 +162,7 @@ TEST_F(SceneConversionTest, RestPoseComesFromTheMatrixUnlessItIsBroken) {
   EXPECT_NEAR(node.translation[2], 9, 1e-5);
   EXPECT_NEAR(node.rotation[0], 28.6479, 1e-3);
   EXPECT_NEAR(node.scale[1], 3, 1e-5);
-  scene.mRootNode->mTransformation.a1 = kNanF;
+  scene.mRootNode->mTransformation.a1 = NAN;
   EXPECT_EQ(describeScene(scene).nodes[0].scale, (std::array<double, 3>{1, 1, 1}));
 }
 

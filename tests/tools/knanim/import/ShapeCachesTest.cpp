@@ -11,7 +11,6 @@
 #include "tools/knanim/TestFiles.h"
 
 #include <assimp/scene.h>
-#include <cmath>
 
 namespace knanim {
 namespace {

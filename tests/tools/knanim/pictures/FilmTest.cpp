@@ -5,10 +5,6 @@
 #include "tools/knanim/TestFiles.h"
 #include "tools/knanim/pictures/Pixels.h"
 
-#include <algorithm>
-#include <cmath>
-#include <random>
-
 namespace knanim {
 namespace {
 

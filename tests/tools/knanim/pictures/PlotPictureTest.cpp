@@ -1,9 +1,6 @@
 #include "knanim/pictures/PlotPicture.h"
 
-#include <algorithm>
-#include <cmath>
-#include <gtest/gtest.h>
-#include <random>
+#include "support/Testing.h"
 
 namespace knanim {
 namespace {

@@ -5,10 +5,7 @@
 #include "knanim/scene/SceneFigure.h"
 #include "tools/knanim/TestFiles.h"
 
-#include <algorithm>
 #include <assimp/scene.h>
-#include <map>
-#include <string>
 
 namespace knanim {
 namespace {

@@ -3,8 +3,6 @@
 #include "knanim/scene/AnimatedScene.h"
 #include "tools/knanim/TestFiles.h"
 
-#include <cmath>
-#include <cstring>
 #include <tiny_gltf.h>
 
 namespace knanim {

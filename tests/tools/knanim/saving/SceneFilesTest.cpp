@@ -5,8 +5,7 @@
 namespace knanim {
 namespace {
 
-using test::expectParts;
-using test::run;
+using namespace test;
 
 class ToolFiles : public testing::Test {
  protected:

@@ -1,6 +1,7 @@
 #include "knanim/support/OutputFile.h"
 
 #include "knanim/support/CsvTable.h"
+#include "knanim/support/Text.h"
 #include "tools/knanim/TestFiles.h"
 
 #include <fcntl.h>
@@ -9,9 +10,7 @@
 namespace knanim {
 namespace {
 
-using test::readFile;
-using test::TemporaryFolder;
-using test::writeFile;
+using namespace test;
 
 TEST(OutputFile, TheOldFileStandsUntilTheCommit) {
   TemporaryFolder const folder;
@@ -59,6 +58,19 @@ TEST(CsvTable, FieldsAreQuotedWhereNeededAndNumbersReadBackExactly) {
   ASSERT_TRUE(output.commit());
   EXPECT_EQ(readFile(output.path()),
             "plain,\"a,b\",\"say \"\"hi\"\"\",\"two\nlines\",\n-3,0.1,0.3333333333333333,1e+30,-0\n");
+}
+
+TEST(Text, OnlyHarmlessUtf8Remains) {
+  EXPECT_EQ(printable("Wirbels\u00e4ule \u9aa8 \U0001F9B4"), "Wirbels\u00e4ule \u9aa8 \U0001F9B4");
+  EXPECT_EQ(printable("\x1b[2J\r\n\t\x7f"), "\uFFFD[2J\uFFFD\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(printable("a\u202Eb\u0085c"), "a\uFFFDb\uFFFDc");
+  // Latin-1, a cut sequence, an overlong one, a surrogate, and a code point that does not exist.
+  EXPECT_EQ(printable("\xE4x"), "\uFFFDx");
+  EXPECT_EQ(printable("x\xE2\x82"), "x\uFFFD\uFFFD");
+  EXPECT_EQ(printable("\xC0\xAF"), "\uFFFD\uFFFD");
+  EXPECT_EQ(printable("\xED\xA0\x80"), "\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(printable("\xF4\x90\x80\x80"), "\uFFFD\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(printable(std::string_view("a\0b", 3)), "a\uFFFDb");
 }
 
 }  // namespace
