@@ -1,4 +1,5 @@
 #include <knAnimManager.h>
+#include <knAuthoring.h>
 #include <model/scenedata/knSceneDataManager.h>
 #include <model/scenegraph/Transform3D.h>
 #include <model/utils/knLog.h>
@@ -13,14 +14,8 @@ int main() {
   door->setCore(osg::Transform3D::create());
   knSceneDataManager::getSceneData(0)->getRoot()->addChild(door);
 
-  // A curve for the second component, "Y", of the field "eulerRotation", whose channel is called "rotation".
-  osg::AnimNodePtr node = manager.createChannelCurveNode({}, "eulerRotation", 1, "Y", "rotation");
-  osg::AnimCurvePtr curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
-  curve->addPoint({0, 0}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false,
-                  true);  // eases out of 0 at 0 s
-  curve->addPoint({2, 90}, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false,
-                  true);  // and into 90 at 2 s
-  manager.addAnimation(door, node);
+  osg::AnimCurvePtr turn = knAuthoring::makeCurve(door, "rotation.Y");
+  knAuthoring::setKeys(turn, {{0, 0}, {2, 90}});  // eases out of 0 degrees at 0 s, and into 90 at 2 s
 
   manager.setFPS(25);
   manager.setCurrentFrame(25, false, true);  // 1 s: the door stands at 45 degrees
