@@ -34,9 +34,9 @@ struct knClipOptions {
 /// list, changes nothing, and is told to the log as an error with its reason. Main thread.
 ///
 /// A channel is named by the text that lists show: "rotation.Y", "visible", "exposure"; by the name of its field
-/// ("eulerRotation.Y"); or by either behind a word and a point that tells what has it, the name of the node or what it is
-/// ("Door.rotation.Y", "camera.exposure"). A text that names several components, as "translation", stands for all of them
-/// where the operation takes that.
+/// ("eulerRotation.Y"); or by either with a prefix that says whose channel it is, by the name of the node or by its kind
+/// ("Door.rotation.Y", "camera.exposure"). A text that names several components, such as "translation", stands for all of
+/// them where the operation takes several.
 class KNANIM_API knAuthoring {
  public:
   knAuthoring() = delete;
