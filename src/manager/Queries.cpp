@@ -95,19 +95,19 @@ void forEachNodeAndAnimation(NodePtr const& root, Visit visit) {
   // An animation tree that holds itself through an attachment is visited once on the way down.
   std::unordered_set<NodePtr> entered;
   while (!pending.empty()) {
-    auto const [node, isAnimation, isLeft] = pending.back();
+    Pending const at = pending.back();
     pending.pop_back();
-    if (isLeft) entered.erase(node);
-    if (isLeft || !node.isAlive() || !node->getCore().isAlive()) continue;
-    visit(node);
-    auto const push = [&](NodePtr const& child) { pending.push_back({child, isAnimation}); };
-    if (isAnimation) {
-      auto const& children = node->getChildren();
+    if (at.isLeft) entered.erase(at.node);
+    if (at.isLeft || !at.node.isAlive() || !at.node->getCore().isAlive()) continue;
+    visit(at.node);
+    auto const push = [&](NodePtr const& child) { pending.push_back({child, at.isAnimation}); };
+    if (at.isAnimation) {
+      auto const& children = at.node->getChildren();
       for (std::size_t i = children.size(); i-- > 0;) push(children[i]);
     } else {
-      forEachAnimatedChildBackwards(*node, push);
+      forEachAnimatedChildBackwards(*at.node, push);
     }
-    AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
+    AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(at.node);
     NodePtr const animations = attachment ? NodePtr(attachment->getAnimationRoot()) : NodePtr();
     if (!animations || !entered.insert(animations).second) continue;
     pending.push_back({animations, true, true});
