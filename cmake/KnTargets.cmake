@@ -79,6 +79,10 @@ function(kn_sanitize_target target)
   target_compile_options(${target} PRIVATE
     -fsanitize=${KN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(${target} PRIVATE -fsanitize=${KN_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(${target} PRIVATE
+      "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizers/ignored-by-clang.txt")
+  endif()
   get_target_property(type ${target} TYPE)
   if(KN_SANITIZE MATCHES "thread" AND type MATCHES "SHARED_LIBRARY|EXECUTABLE")
     kn_show_tbb(${target})
