@@ -3,7 +3,7 @@
 #include "knAnimManager.h"
 #include "model/fields/FieldContainerFactory.h"
 #include "model/geometry/Geometry.h"
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/AnimSequence.h"
 #include "model/sceneext/TimeShapeCache.h"
 #include "model/sceneext/VertexAnimCurves.h"
@@ -196,10 +196,9 @@ void knAnimManager::updateSceneAnimCurveData() {
   _animRoots.clear();
   _timeShapeCacheRoots.clear();
   std::set<unsigned int> visited;
-  auto const scene = knSceneDataManager::getSceneData(0);
-  collectRoots(scene->getRoot(), visited, _animRoots, _timeShapeCacheRoots);
+  collectRoots(sceneRoot(), visited, _animRoots, _timeShapeCacheRoots);
   collectRoots(knSceneDataManager::getSceneplateRoot(0), visited, _animRoots, _timeShapeCacheRoots);
-  for (osg::MaterialPtr const& material : findAllMaterials(scene->getMaterialRoot())) {
+  for (osg::MaterialPtr const& material : findAllMaterials(materialRoot())) {
     osg::AnimAttachmentPtr const attachment = getAnimAttachment(material);
     if (!attachment || !attachment->getAnimationRoot().isAlive()) continue;
     AnimNodePtr const root = attachment->getAnimationRoot();

@@ -1,7 +1,7 @@
 #include "knAnimManager.h"
 #include "knSceneFile.h"
 #include "model/fields/Ref.h"
-#include "model/scenedata/knSceneDataManager.h"
+#include "model/scenedata/SceneRoots.h"
 #include "model/scenefiles/SceneFileHandler.h"
 #include "model/scenegraph/Group.h"
 #include "model/utils/knLog.h"
@@ -42,13 +42,12 @@ void describeTimeline(knAnimManager const& manager, SavedScene& scene) {
 
 /// The present scene below a root of its own. The scene's nodes stay where they are and are held once more.
 osg::Ref<osg::Node> describeScene(knAnimManager& manager) {
-  knSceneDataPtr const data = knSceneDataManager::getSceneData(0);
   SavedScenePtr const scene = SavedSceneBase::create();
   osg::Ref<osg::Node> root = osg::Node::create();
   root->addAttachment(scene);
   root->setCore(osg::GroupBase::create());
-  scene->setRoot(data->getRoot());
-  scene->setMaterialRoot(data->getMaterialRoot());
+  scene->setRoot(sceneRoot());
+  scene->setMaterialRoot(materialRoot());
   scene->setSceneStructure(manager.sceneStructureRoot());
   scene->setClipStructure(manager.clipStructureRoot());
   describeTimeline(manager, *scene);
@@ -161,8 +160,7 @@ void takeTimeline(knAnimManager& manager, SavedScene const& scene, std::string c
 }  // namespace
 
 bool knSceneFile::save(std::string const& fileName, bool compress, osg::SceneFileForm form) {
-  knSceneDataPtr const data = knSceneDataManager::getSceneData(0);
-  if (!data->getRoot().isAlive() && !data->getMaterialRoot().isAlive()) {
+  if (!sceneRoot().isAlive() && !materialRoot().isAlive()) {
     return fail("save", fileName, "there is no scene");
   }
   return osg::saveSceneFile(describeScene(*knAnimManager::the()).get(), fileName, compress, form);

@@ -3,6 +3,10 @@
 #include "model/fields/ChangeList.h"
 #include "model/fields/FieldContainerFactory.h"
 #include "model/fields/StructureCounter.h"
+#include "model/utils/knLog.h"
+
+#include <cstdlib>
+#include <string>
 
 namespace osg {
 inline namespace knscene {
@@ -36,6 +40,20 @@ FieldContainerPtrBase::FieldContainerPtrBase(FieldContainer const* container) {
   _parentEPos = type.getParentEPos();
   _generation = container->_entry->generation;
   _store = container->_entry;
+}
+
+void FieldContainerPtrBase::stopAtDeadHandle() const {
+  std::string text = "a null handle is used";
+  if (_store != nullptr) {
+    // While the place rests its type is that of the container that died.
+    bool const isKnown =
+        _store->generation == _generation + 1 && _store->object == nullptr && _store->type != nullptr;
+    text = "a dead handle is used: the ";
+    text += isKnown ? _store->type->getName().str() : "container";
+    text += " of id " + std::to_string(_store->id) + " is gone";
+  }
+  knLog::error(text.c_str());
+  std::abort();
 }
 
 void FieldContainerPtrBase::addRef() const {

@@ -76,7 +76,6 @@ void FieldContainerFactory::giveBack(StoreEntry& place) {
   UInt32 const id = place.id;
   _store[id] = FieldContainerPtr();
   place.object = nullptr;
-  place.type = nullptr;
   // A place rests so long between two containers that its generations last for as long as any process.
   ++place.generation;
   _resting.push_back(id);

@@ -20,10 +20,11 @@ class Node;
 /// the other. The generation counts them, so that a handle of a dead container can be told from every living one for
 /// as long as the process runs.
 struct StoreEntry {
-  FieldContainer* object = nullptr;          ///< null while no container has the place
-  FieldContainerType const* type = nullptr;  ///< null while no container has the place
-  UInt32 id = 0;                             ///< the id of whichever container has the place
-  UInt32 generation = 0;                     ///< how many containers have had the place and died
+  FieldContainer* object = nullptr;  ///< null while no container has the place
+  FieldContainerType const* type =
+      nullptr;            ///< of the container that has the place, else of the last one that had it
+  UInt32 id = 0;          ///< the id of whichever container has the place
+  UInt32 generation = 0;  ///< how many containers have had the place and died
 };
 
 /// The three parts of every handle: the container's size, the field that notes its parents, and its store address.
@@ -69,7 +70,15 @@ class KNSCENE_API FieldContainerPtrBase {
  protected:
   /// For derived handles.
   explicit FieldContainerPtrBase(FieldContainer const* container);
-  FieldContainer* object() const { return _store->object; }
+  FieldContainer* object() const {
+#ifndef NDEBUG
+    if (!isAlive()) stopAtDeadHandle();
+#endif
+    return _store->object;
+  }
+  /// Ends the program with an error in the log that names the type of the container that is gone, or says that the
+  /// handle is null. Called where code that is built without NDEBUG goes through such a handle.
+  [[noreturn]] void stopAtDeadHandle() const;
 
  private:
   UInt16 _containerSize = 0;
@@ -95,7 +104,8 @@ class KNSCENE_API FieldContainerPtr : public FieldContainerPtrBase {
   /// and for an object that was not made by `create`, the handle is null.
   explicit FieldContainerPtr(FieldContainer const* container) : FieldContainerPtrBase(container) {}
 
-  /// The container. The handle must be alive.
+  /// The container. The handle must be alive: a build without NDEBUG ends the program otherwise, and says in the log
+  /// what the handle was of.
   FieldContainer* operator->() const { return object(); }
   FieldContainer& operator*() const { return *object(); }
 };

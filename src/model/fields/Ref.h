@@ -62,5 +62,30 @@ class Ref {
   Handle _handle;
 };
 
+/// References compare as the handles in them do, with each other and with plain handles.
+template <class A, class B>
+bool operator==(Ref<A> const& a, Ref<B> const& b) {
+  return a.get() == b.get();
+}
+template <class A, class B>
+auto operator<=>(Ref<A> const& a, Ref<B> const& b) {
+  return a.get() <=> b.get();
+}
+template <class T, ContainerHandle Handle>
+bool operator==(Ref<T> const& a, Handle const& b) {
+  return a.get() == b;
+}
+template <class T>
+bool operator==(Ref<T> const& a, std::nullptr_t) {
+  return a.get() == nullptr;
+}
+
 }  // namespace knscene
 }  // namespace osg
+
+template <class T>
+struct std::hash<osg::Ref<T>> {
+  std::size_t operator()(osg::Ref<T> const& reference) const noexcept {
+    return std::hash<typename osg::Ref<T>::Handle>{}(reference.get());
+  }
+};

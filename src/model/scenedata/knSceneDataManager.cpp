@@ -1,6 +1,9 @@
 #include "model/scenedata/knSceneDataManager.h"
 
 #include "model/scenegraph/Group.h"
+#include "model/utils/knLog.h"
+
+#include <utility>
 
 KN_CONTAINER_TYPE(knSceneDataBase, knSceneData, "knSceneData")
 
@@ -26,6 +29,8 @@ Records& records() {
   return *instance;
 }
 
+bool isMissingSceneTold = false;
+
 [[maybe_unused]] bool const madeAtLoad = (records(), true);
 
 osg::NodePtr nodeWithCore(osg::NodeCorePtr const& core) {
@@ -36,14 +41,22 @@ osg::NodePtr nodeWithCore(osg::NodeCorePtr const& core) {
 
 }  // namespace
 
+osg::NodePtr const& knSceneData::getRoot() const {
+  osg::NodePtr const& root = knSceneDataBase::getRoot();
+  if (!root && this == &records().current && !std::exchange(isMissingSceneTold, true))
+    knLog::error("there is no scene, and so no root: begin one by knSceneDataManager::beginScene()");
+  return root;
+}
+
 void knSceneData::setRoots(osg::NodePtr const& rootArgument, osg::NodePtr const& materialRootArgument) {
   osg::NodePtr const root = rootArgument;
   osg::NodePtr const materialRoot = materialRootArgument;
-  osg::NodePtr const former = getRoot();
+  osg::NodePtr const former = knSceneDataBase::getRoot();
   osg::NodePtr const formerMaterial = getMaterialRoot();
   if (root == former && materialRoot == formerMaterial) return;
   root.addRef();
   materialRoot.addRef();
+  if (this == &records().current) isMissingSceneTold = false;
   _fRoot.setValue(root);
   _fMaterialRoot.setValue(materialRoot);
   osg::Node::_changed = true;

@@ -1,7 +1,10 @@
 #include "model/fields/FieldContainerPtr.h"
 
 #include "model/fields/ChangeList.h"
+#include "model/fields/Ref.h"
 #include "support/TestContainers.h"
+
+#include <unordered_set>
 
 namespace kntest::FieldContainerPtrTest {
 
@@ -51,6 +54,32 @@ TEST_F(FieldContainerPtrTest, PartsTellSizeParentsFieldAndAddress) {
     EXPECT_EQ(handle.getStoreAddress()->object, &*made);
     made.subRef();
   }
+}
+
+#ifndef NDEBUG
+TEST_F(FieldContainerPtrTest, UsingADeadHandleNamesWhatIsGone) {
+  NodePtr const dead = Node::create();
+  dead.subRef();
+  Ref<NodeCore> const late(BoxCore::create());
+  BoxCore::Ptr const core = dcast<BoxCore::Ptr>(late.get());
+  EXPECT_DEATH(dead->setTravMask(0), "error: a dead handle is used: the Node of id");
+  EXPECT_DEATH((late.get().subRef(), core->getRefCount()), "dead handle is used: the TestBoxCore of");
+  EXPECT_DEATH(NodePtr()->setTravMask(0), "error: a null handle is used");
+}
+#endif
+
+TEST_F(FieldContainerPtrTest, ReferencesHoldAndCompareAsTheirHandles) {
+  NodePtr const handle = Node::create();
+  Ref<Node> first = handle;
+  Ref<AttachmentContainer> const base = first;
+  Ref<Node> const second = std::move(first);
+  EXPECT_EQ(handle->getRefCount(), 2);
+  EXPECT_TRUE(second == handle && handle == second && base == second && first == nullptr && !first);
+  EXPECT_TRUE(first < second && second != first);
+  EXPECT_EQ((std::unordered_set<Ref<Node>>{second, handle, first}.size()), 2U);
+  Ref<Node> last = second;
+  last = Node::create();
+  EXPECT_TRUE(last != second && last->getRefCount() == 1 && handle->getRefCount() == 2);
 }
 
 TEST_F(FieldContainerPtrTest, OwnedFieldsHoldReferences) {

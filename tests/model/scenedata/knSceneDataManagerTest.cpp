@@ -2,6 +2,7 @@
 
 #include "model/scenedata/knUberCameraPool.h"
 #include "model/sceneext/CameraTrack.h"
+#include "support/LogCapture.h"
 #include "support/TestContainers.h"
 
 namespace kntest::knSceneDataManagerTest {
@@ -18,7 +19,11 @@ class KnSceneDataManagerTest : public SceneTest {
 
 TEST_F(KnSceneDataManagerTest, ASceneHasRootsAndAPool) {
   knSceneDataPtr const data = knSceneDataManager::getSceneData(0);
+  knSceneDataManager::beginScene();
+  knSceneDataManager::endScene();
+  kntest::LogCapture const log;
   EXPECT_TRUE(data->getRoot() == nullptr && knSceneData::getMaterialPool() == nullptr);
+  EXPECT_TRUE(data->getRoot() == nullptr && log.errors().size() == 1 && log.contains("beginScene()"));
   EXPECT_EQ(knSceneDataManager::getSceneplateRoot(0), nullptr);
   knSceneDataManager::beginScene();
   NodePtr const root = data->getRoot();
