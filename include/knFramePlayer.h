@@ -15,19 +15,19 @@ struct knFramePlaybackParams {
   double fps = 0.0;         ///< frames per second; not above 0: one frame a tick, however long a tick takes
 };
 
-/// What `knFramePlayer::play` plays, and how. Left as it is: forward, in a loop, whole frames at the manager's rate.
+/// How `knFramePlayer::play` plays. By default: forwards, in a loop, whole frames at the manager's rate.
 struct knPlayOptions {
   double firstFrame = 0.0;  ///< where playing begins, and begins again in a loop
-  double lastFrame = 0.0;   ///< played, too
-  bool loop = true;         ///< begin anew at the end; else frames run on
+  double lastFrame = 0.0;   ///< is played too
+  bool loop = true;         ///< start again after the last frame; otherwise frames run on
   bool reverse = false;     ///< from the last frame backwards
-  bool subframes = false;   ///< frames with fractions
-  bool everyFrame = false;  ///< one frame a tick, however long a tick takes; `fps` has no part then
-  double fps = 0.0;         ///< not above 0: that of `knAnimManager::fps` at this moment
-  /// Shows the first frame at once, and the clock of the run starts; else the first `tick` and `apply` do.
-  bool showFirstFrame = true;
-  bool external = false;  ///< see `knFramePlayer::start`
-  void* user = nullptr;   ///< see `knFramePlayer::start`
+  bool subframes = false;   ///< also frames with fractions
+  bool everyFrame = false;  ///< one frame a tick, however long a tick takes; ignores `fps`
+  double fps = 0.0;         ///< frames per second; not above 0: `knAnimManager::fps` at the time of the call
+  bool showFirstFrame =
+      true;               ///< show the first frame within the call; otherwise the first `tick` and `apply` do
+  bool external = false;  ///< as for `knFramePlayer::start`
+  void* user = nullptr;   ///< as for `knFramePlayer::start`
 };
 
 /// Plays frames in real time. The host calls `tick` and then `apply` once per pass of its loop. The frame is computed from
@@ -47,8 +47,9 @@ class KNANIM_API knFramePlayer {
   /// out as messages and the scene is left alone. `user` is whoever plays; sends "framePlayerUserChanged" with "user",
   /// a void pointer, when that is another one than before.
   void start(knFramePlaybackParams const& params, bool external, void* user);
-  /// The same with what a host mostly wants: its first frame is shown when the call returns, evaluated also where the
-  /// timeline stands on it already, and frames come at the manager's rate unless the options tell another one.
+  /// Begins playing as most hosts want it. The first frame is shown when the call returns, and evaluated even if the
+  /// timeline stands on it already (`start` leaves both to the first `tick` and `apply`). Frames come at the manager's
+  /// rate, unless the options give another one.
   void play(knPlayOptions const& options);
   /// Ends playing, whoever calls it, and makes `user` the current user as `start` does.
   void stop(void* user);
@@ -60,11 +61,9 @@ class KNANIM_API knFramePlayer {
   /// has changed. Nothing while not playing. A second call without a tick does the same again.
   void apply();
 
-  /// Whether it was started and not stopped.
   bool isActive() const { return _active; }
   /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
   knFramePlaybackParams getPlaybackParams() const { return _params; }
-  /// Who plays, as `start` or `stop` was told last.
   void* getUser() const { return _user; }
 
  private:

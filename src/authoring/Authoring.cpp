@@ -115,14 +115,14 @@ bool knAuthoring::setKeys(AnimCurvePtr const& curveArgument, std::span<float con
     curve->addPoint({times[i], values[i]}, {}, {}, osg::LinearTangent, osg::LinearTangent,
                     options.replaceSameTime, true);
   }
+  // Among equal times the new keys come last.
   std::vector<UInt32> indices;
   auto const& keys = std::as_const(*curve).getControlPoints();
-  for (std::size_t key = 0, next = 0; key < keys.size() && next < order.size(); ++key) {
-    if (keys[key].x() != times[order[next]]) continue;
+  for (std::size_t key = keys.size(), left = order.size(); key-- > 0 && left > 0;) {
+    if (keys[key].x() != times[order[left - 1]]) continue;
     indices.push_back(static_cast<UInt32>(key));
-    while (next + 1 < order.size() && options.replaceSameTime && times[order[next + 1]] == keys[key].x())
-      ++next;
-    ++next;
+    --left;
+    while (options.replaceSameTime && left > 0 && times[order[left - 1]] == keys[key].x()) --left;
   }
   return knCurves::setTangents(curve, options.tangents, indices);
 }

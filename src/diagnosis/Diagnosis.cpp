@@ -133,10 +133,10 @@ class Examination {
       }
       return isOn;
     });
-    if (places.empty()) add(knStillness::NoCurves, tree, {}, "'" + osg::nameOf(tree) + "' holds no curve");
+    if (places.empty()) add(knStillness::NoCurves, tree, {}, titleOf(tree) + " holds no curve");
     if (!places.empty() && !isHeld)
       add(knStillness::NotInScene, tree, {},
-          "'" + osg::nameOf(tree) + "' moves nothing: it hangs on nothing that the scene holds");
+          titleOf(tree) + " moves nothing: it hangs on nothing that the scene holds");
     // Owners of the host's own classes are asked here, and may do anything.
     for (auto const& [node, curve] : places) {
       for (std::size_t const owner : _owners.of(curve)) lookAtAim(node, curve, owner);
@@ -206,8 +206,7 @@ class Examination {
     std::string const title = titleOf(curve);
     if (!aim.isAlive()) {
       add(knStillness::NoAim, node, container,
-          title + " moves nothing: " + titleOf(container) + " has nothing that takes '" + curve->getName() +
-              "'");
+          title + " moves nothing: " + describeNoAim(container, curve->getName()));
       return;
     }
     std::string const& field = std::as_const(*curve).getName();

@@ -99,6 +99,14 @@ void MotionWarnings::noteRefusal(FieldContainerPtr const& curve, FieldContainerP
   hasRefusals = true;
 }
 
+void MotionWarnings::noteNoAim(FieldContainerPtr const& curve, FieldContainerPtr const& owner) {
+  auto const* const object = osg::dcastTo<osg::AnimCurve>(curve);
+  if (object == nullptr || object->isEmpty() || !owner.isAlive() || !isNew(curve, knStillness::NoAim)) return;
+  told().refusals.push_back(lineOf(titleOf(osg::dcast<osg::AnimCurvePtr>(curve)) +
+                                   " moves nothing: " + describeNoAim(owner, object->getName())));
+  hasRefusals = true;
+}
+
 void MotionWarnings::tellNotedRefusals() {
   hasRefusals = false;
   for (std::string const& line : std::exchange(told().refusals, {})) knLog::warning(line.c_str());
@@ -113,8 +121,7 @@ void MotionWarnings::treeWithoutOwner(AnimNodePtr const& tree) {
     noScene();
   } else if (isNew(tree, knStillness::NotInScene)) {
     knLog::warning(
-        lineOf("'" + osg::nameOf(tree) + "' moves nothing: it hangs on nothing that the scene holds")
-            .c_str());
+        lineOf(titleOf(tree) + " moves nothing: it hangs on nothing that the scene holds").c_str());
   }
 }
 
@@ -133,8 +140,8 @@ void MotionWarnings::checkNewTrees() {
   for (AnimNodePtr const& tree : std::exchange(told().newTrees, {})) {
     NodePtr outside;
     if (!tree.isAlive() || isHeld(tree, scene, outside) || !isNew(tree, knStillness::NotInScene)) continue;
-    lines.push_back(lineOf("'" + osg::nameOf(tree) + "' moves nothing: it hangs on " + titleOf(outside) +
-                           ", which no scene holds"));
+    lines.push_back(
+        lineOf(titleOf(tree) + " moves nothing: it hangs on " + titleOf(outside) + ", which no scene holds"));
   }
   for (std::string const& line : lines) knLog::warning(line.c_str());
 }

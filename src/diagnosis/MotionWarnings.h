@@ -12,6 +12,8 @@ namespace MotionWarnings {
 /// A value that its aim does not take. The curve is null where there is none.
 void noteRefusal(osg::FieldContainerPtr const& curve, osg::FieldContainerPtr const& aim,
                  std::string const& field, osg::UInt32 valueIndex);
+/// A curve whose owner has nothing that takes its values.
+[[gnu::cold]] void noteNoAim(osg::FieldContainerPtr const& curve, osg::FieldContainerPtr const& owner);
 /// A tree was given to an object: the next scene evaluation looks whether the scene holds it.
 void noteNewTree(osg::AnimNodePtr const& tree);
 

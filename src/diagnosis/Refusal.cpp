@@ -60,6 +60,12 @@ std::string describeRefusal(FieldContainerPtr const& aim, std::string const& fie
          (near.empty() ? "" : "; near names: " + near);
 }
 
+std::string describeNoAim(FieldContainerPtr const& owner, std::string const& field) {
+  auto const* const node = osg::dcastTo<osg::Node>(owner);
+  if (node != nullptr && !node->getCore().isAlive()) return titleOf(owner) + " has no core";
+  return titleOf(owner) + " has nothing that takes '" + field + "'";
+}
+
 std::string titleOf(osg::AnimCurvePtr const& curve) {
   if (!curve.isAlive()) return "a curve that is gone";
   std::string name;
@@ -68,6 +74,14 @@ std::string titleOf(osg::AnimCurvePtr const& curve) {
   }
   if (name.empty()) name = curve->getChannelName().empty() ? curve->getName() : curve->getChannelName();
   return "curve '" + name + "'";
+}
+
+std::string titleOf(osg::AnimNodePtr const& tree) {
+  std::string const name = osg::nameOf(tree);
+  if (!name.empty()) return "'" + name + "'";
+  osg::AnimCurvePtr const curve =
+      tree.isAlive() ? osg::dcast<osg::AnimCurvePtr>(tree->getCore()) : osg::AnimCurvePtr();
+  return curve ? titleOf(curve) : "an animation without a name";
 }
 
 std::string titleOf(FieldContainerPtr const& container) {
@@ -82,5 +96,5 @@ std::string titleOf(FieldContainerPtr const& container) {
     name = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(container));
   }
   std::string const typeName = type->getName().str();
-  return name.empty() ? "a " + typeName : "'" + name + "' (" + typeName + ")";
+  return name.empty() ? "an unnamed " + typeName : "'" + name + "' (" + typeName + ")";
 }

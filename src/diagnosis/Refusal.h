@@ -10,10 +10,13 @@ std::optional<knStillness> findRefusal(osg::FieldContainerPtr const& aim, std::s
 /// The same in words, without naming the curve.
 std::string describeRefusal(osg::FieldContainerPtr const& aim, std::string const& field,
                             osg::UInt32 valueIndex, knStillness cause);
+/// That the owner of a curve has nothing that takes it.
+std::string describeNoAim(osg::FieldContainerPtr const& owner, std::string const& field);
 inline constexpr char const* NoSceneText =
     "nothing is evaluated, as there is no scene: begin one by knSceneDataManager::beginScene()";
 
-/// What to call a curve: the name of a node of its, or the channel; for a container, that of a node that uses it, with
-/// its type.
+/// What to call things in a line of text. A curve: by the name of a node that has it, or by its channel. A tree: by its
+/// name, or by its curve. Anything else: by the name of a node that has it, and its type.
 std::string titleOf(osg::AnimCurvePtr const& curve);
+std::string titleOf(osg::AnimNodePtr const& tree);
 std::string titleOf(osg::FieldContainerPtr const& container);

@@ -1,4 +1,5 @@
 // Which curves of a scene take part in its evaluation, and what they write to.
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/AnimOwner.h"
 #include "evaluation/GatheringBuffers.h"
 #include "evaluation/SceneMaterials.h"
@@ -108,7 +109,11 @@ void knAnimEvaluator::mergeChunk(GatheredChunk& chunk, std::size_t firstOwner) {
         FieldContainerPtr aim;
         parents.clear();
         owner->findAim(*record.curve, aim, parents);
-        if (aim.isAlive()) record.aims.insert(aim);
+        if (aim.isAlive()) {
+          record.aims.insert(aim);
+        } else {
+          MotionWarnings::noteNoAim(record.curve, animated[firstOwner + i].owner);
+        }
         record.parents.insert(parents.begin(), parents.end());
       }
       std::size_t const newPlace = _curveData.size();

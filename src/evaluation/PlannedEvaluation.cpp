@@ -1,6 +1,7 @@
 // A frame by a plan: what is found of it is merged in the order of gathering.
 #include "evaluation/PlannedEvaluation.h"
 
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/AnimOwner.h"
 #include "evaluation/CurveValue.h"
 #include "model/fields/FieldContainerFactory.h"
@@ -119,7 +120,11 @@ void knAnimEvaluator::PlannedEvaluation::mergeVisit(UInt32 number) {
     std::vector<FieldContainerPtr>& parents = _evaluator._buffers->parents;
     parents.clear();
     owner->findAim(*record.curve, aim, parents);
-    if (aim.isAlive()) record.aims.insert(aim);
+    if (aim.isAlive()) {
+      record.aims.insert(aim);
+    } else {
+      MotionWarnings::noteNoAim(record.curve, visit.owner);
+    }
     record.parents.insert(parents.begin(), parents.end());
     addTurn(std::move(record), number, t, ScenePlan::None);
   }

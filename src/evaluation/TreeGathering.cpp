@@ -1,4 +1,5 @@
 // Which curves of one animation tree take part in its evaluation, and with which time.
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/CycleTime.h"
 #include "evaluation/GatheringBuffers.h"
 #include "knAnimEvaluator.h"
@@ -69,6 +70,7 @@ void knAnimEvaluator::addCurveOfTree(AnimNodePtr const& node, AnimCurvePtr const
     FieldContainerPtr aim;
     std::size_t const parentCount = parents.size();
     computeAim(curve, owner, aim, parents);
+    if (!aim.isAlive()) MotionWarnings::noteNoAim(curve, owner);
     if (aim.isAlive() && !isBlocked(aim)) {
       aims.push_back(aim);
     } else {

@@ -30,12 +30,12 @@ CCPnt newLinearKey(Pnt2f const& point) {
   return key;
 }
 
-/// Once for a curve, as long as no other one gives cause.
+/// Once for a curve and cause, as long as no other one comes between.
 [[gnu::cold]] void warnOfKey(AnimCurve const& curve, char const* what) {
-  static AnimCurvePtr told;
-  AnimCurvePtr const handle(&curve);
-  if (handle == told) return;
-  told = handle;
+  static std::pair<AnimCurvePtr, char const*> told;
+  std::pair const next(AnimCurvePtr(&curve), what);
+  if (next == told) return;
+  told = next;
   std::string const name = curve.getChannelName().empty() ? curve.getName() : curve.getChannelName();
   knLog::warning(("curve '" + name + "': " + what).c_str());
 }
