@@ -2,6 +2,8 @@
 // of an arc cosine and of an empty task, and a lean single-precision Newton loop over the same segments, which is
 // the cheapest way to invert a segment's time, without its exactness.
 #include "knAnimManager.h"
+#include "knCurves.h"
+#include "model/fields/Ref.h"
 
 #include <benchmark/benchmark.h>
 
@@ -168,5 +170,28 @@ void computeCurveValues(benchmark::State& state) {
   reportPerRecord(state);
 }
 BENCHMARK(computeCurveValues)->Arg(1)->Arg(2)->UseRealTime();
+
+/// One curve of a hundred keys at ten thousand ascending times, as a plot asks for them: smooth by its tangents' types,
+/// smooth by plain vectors, and straight.
+void seriesOfValues(benchmark::State& state, knTangents tangents) {
+  constexpr unsigned int KeyCount = 100;
+  std::mt19937 random(11);
+  std::uniform_real_distribution<float> value(-100.F, 100.F);
+  osg::Ref<osg::AnimCurve> const curve = osg::AnimCurve::create();
+  for (unsigned int key = 0; key < KeyCount; ++key)
+    curve->addPoint({static_cast<float>(key), value(random)}, {}, {}, 0, 0, false, true);
+  knCurves::setTangents(curve, tangents);
+  std::vector<float> times(10'000);
+  std::vector<float> values(times.size());
+  for (std::size_t i = 0; i < times.size(); ++i) times[i] = static_cast<float>(i) * 0.0099F;
+  for (auto _ : state) {
+    knCurves::getValues(curve, times, values);
+    benchmark::ClobberMemory();
+  }
+  reportPerRecord(state, times.size());
+}
+BENCHMARK_CAPTURE(seriesOfValues, smooth, knTangents::Smooth);
+BENCHMARK_CAPTURE(seriesOfValues, flat, knTangents::Flat);
+BENCHMARK_CAPTURE(seriesOfValues, straight, knTangents::Straight);
 
 }  // namespace
