@@ -1,5 +1,6 @@
 #include "knanim/import/ModelReader.h"
 
+#include "knanim/curvefiles/FileCurves.h"
 #include "knanim/import/SceneConversion.h"
 #include "knanim/import/ShapeCaches.h"
 #include "knanim/support/MemoryLimit.h"
@@ -110,6 +111,7 @@ std::variant<ModelReader, Failure> ModelReader::open(std::string const& path) {
     aiScene const* const scene = read(*importer, path, std::get<std::uintmax_t>(size));
     if (scene == nullptr) return notAModel(path, importer->GetErrorString());
     ModelReader file(std::move(importer), scene);
+    file._path = path;
     file._model.summary.fileBytes = std::get<std::uintmax_t>(size);
     return file;
   } catch (std::exception const& exception) {
@@ -123,7 +125,12 @@ std::variant<ImportedModel, Failure> ModelReader::load(std::size_t animation) co
   if (animation >= _model.summary.animations.size()) return Failure{ExitCode::Usage, "no such animation"};
   try {
     ImportedModel model = _model;
-    if (convertAnimation(*_scene, animation, model) && timeSpan(model)) {
+    bool const isConverted = convertAnimation(*_scene, animation, model);
+    if (isConverted) {
+      MemoryLimit const limit(kMemoryForAnyModel + kMemoryForEachByte * model.summary.fileBytes);
+      readFileCurves(_path, model);
+    }
+    if (isConverted && timeSpan(model)) {
       if (auto failure = checkShapes(model, *_scene)) return std::move(*failure);
       return model;
     }

@@ -43,6 +43,7 @@ class ModelReader {
 
   std::unique_ptr<Assimp::Importer> _importer;
   aiScene const* _scene;
+  std::string _path;
   ImportedModel _model;
 };
 
