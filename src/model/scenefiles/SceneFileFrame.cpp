@@ -1,5 +1,7 @@
 #include "model/scenefiles/SceneFileFrame.h"
 
+#include "model/scenefiles/SceneFileProgress.h"
+
 #include <algorithm>
 #include <vector>
 #include <zlib.h>
@@ -67,6 +69,7 @@ std::string deflated(std::string_view contents) {
   std::vector<char> chunk(ChunkSize);
   int state = Z_OK;
   for (std::size_t taken = 0; state != Z_STREAM_END;) {
+    if (!SceneFileProgress::tell("packing", taken, contents.size())) return {};
     std::size_t const step = std::min(contents.size() - taken, ChunkSize);
     packer.state.next_in = bytesOf(contents.data() + taken);
     packer.state.avail_in = static_cast<uInt>(step);
@@ -121,6 +124,24 @@ class FrameReader {
     return fail(_stream.bad() ? "it can't be read on" : "it ends early", _offset);
   }
 
+  bool goesOn(UInt64 done, UInt64 total) {
+    return SceneFileProgress::tell("reading", done, total) ||
+           fail(SceneFileProgress::WhenInterrupted, _offset);
+  }
+
+  /// What a file still has; 0 for a stream that does not tell.
+  UInt64 bytesLeft() {
+    std::istream::pos_type const here = _stream.tellg();
+    if (here == std::istream::pos_type(-1)) {
+      _stream.clear(_stream.rdstate() & ~std::ios::failbit);
+      return 0;
+    }
+    _stream.seekg(0, std::ios::end);
+    std::istream::pos_type const end = _stream.tellg();
+    _stream.seekg(here);
+    return end > here ? static_cast<UInt64>(end - here) : 0;
+  }
+
   bool readHeader(Header& header) {
     char bytes[HeaderSize];
     if (!readBytes(bytes, Magic.size())) return false;
@@ -156,7 +177,9 @@ class FrameReader {
   }
 
   bool readPlain(Header const& header, std::string& contents) {
+    if (header.size <= bytesLeft()) contents.reserve(header.size);
     while (contents.size() < header.size) {
+      if (!goesOn(contents.size(), header.size)) return false;
       std::size_t const had = contents.size();
       growToward(contents, header.size);
       if (!readBytes(contents.data() + had, contents.size() - had)) return false;
@@ -173,6 +196,7 @@ class FrameReader {
     UInt64 unpacked = 0;
     int state = Z_OK;
     while (left > 0 && state != Z_STREAM_END) {
+      if (!goesOn(header.storedSize - left, header.storedSize)) return false;
       auto const step = static_cast<std::size_t>(std::min<UInt64>(left, ChunkSize));
       if (!readBytes(chunk.data(), step)) return false;
       left -= step;
@@ -205,7 +229,11 @@ class FrameReader {
   }
 
   static void growToward(std::string& contents, UInt64 size) {
-    UInt64 const next = std::max<UInt64>(ChunkSize, UInt64{2} * contents.size());
+    // Within room that is there already, pieces stay small enough for the cache.
+    constexpr UInt64 Piece = UInt64{256} * 1024;
+    bool const hasRoom = contents.capacity() >= size;
+    UInt64 const next =
+        hasRoom ? contents.size() + Piece : std::max<UInt64>(ChunkSize, UInt64{2} * contents.size());
     contents.resize(static_cast<std::size_t>(std::min(size, next)));
   }
 
@@ -219,6 +247,7 @@ class FrameReader {
 bool writeSceneFrame(std::ostream& stream, SceneContents const& sceneContents, bool compress) {
   std::string_view const contents = sceneContents.bytes;
   std::string const packed = compress ? deflated(contents) : std::string();
+  if (SceneFileProgress::isInterrupted()) return false;
   bool const usePacked = !packed.empty() && contents.size() <= inProportion(packed.size(), MostUnpacked) &&
                          sceneContents.objectMemory <= believableObjects(packed.size(), true);
   std::string_view const stored = usePacked ? std::string_view(packed) : contents;

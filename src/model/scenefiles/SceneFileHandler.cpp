@@ -1,6 +1,7 @@
 #include "model/scenefiles/SceneFileHandler.h"
 
 #include "model/scenefiles/SceneFileFrame.h"
+#include "model/scenefiles/SceneFileProgress.h"
 #include "model/scenefiles/SceneText.h"
 #include "model/utils/FileReplacement.h"
 #include "model/utils/knCachedStream.h"
@@ -107,6 +108,7 @@ SceneFileForm formOf(char const* fileName) {
 
 bool writeText(SceneContents const& contents, std::ostream& stream, SceneFileProblem& problem) {
   std::string const text = putSceneText(contents, problem);
+  if (SceneFileProgress::isInterrupted()) return false;
   stream.write(text.data(), static_cast<std::streamsize>(text.size()));
   stream.flush();
   return stream.good();
@@ -121,6 +123,7 @@ std::string writeGraph(NodePtr const& root, std::ostream& stream, SceneFileForm 
     if (contents.bytes.empty()) return problem.what;
     bool const isWritten = form == SceneFileForm::Text ? writeText(contents, stream, problem)
                                                        : writeSceneFrame(stream, contents, compress);
+    if (SceneFileProgress::isInterrupted()) return SceneFileProgress::WhenInterrupted;
     return isWritten ? problem.what : "the stream failed";
   } catch (std::bad_alloc const&) {
     return "there is not enough memory";

@@ -1,6 +1,7 @@
 #include "model/fields/FieldContainerFactory.h"
 #include "model/scenefiles/OwnershipGraph.h"
 #include "model/scenefiles/SceneFileContents.h"
+#include "model/scenefiles/SceneFileProgress.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -165,6 +166,8 @@ class ContentsReader {
   bool readValues() {
     std::size_t offset = _in.position();
     for (std::size_t i = 0; i < _containers.size(); ++i) {
+      if (!SceneFileProgress::tell("building", offset, _contents.size()))
+        return fail(SceneFileProgress::WhenInterrupted, offset);
       _recordOffsets.push_back(offset);
       if (!readRecord(_types[_typeNumbers[i]], _containers[i], offset)) return false;
     }

@@ -1,6 +1,7 @@
 #include "model/scenefiles/ContentLayout.h"
 #include "model/scenefiles/OwnershipGraph.h"
 #include "model/scenefiles/SceneFileContents.h"
+#include "model/scenefiles/SceneFileProgress.h"
 
 #include <limits>
 #include <unordered_map>
@@ -23,8 +24,12 @@ class ContentsWriter {
     FieldWriter out = makeWriter();
     putTypes(out);
     putContainers(out);
-    for (Stored const& stored : _containers) {
-      if (!putValues(stored, out)) return {};
+    for (std::size_t i = 0; i < _containers.size(); ++i) {
+      if (!SceneFileProgress::tell("collecting", i, _containers.size())) {
+        _problem.what = SceneFileProgress::WhenInterrupted;
+        return {};
+      }
+      if (!putValues(_containers[i], out)) return {};
     }
     return {out.takeBytes(), _objectMemory, _hiddenHandles};
   }

@@ -1,3 +1,4 @@
+#include "model/scenefiles/SceneFileProgress.h"
 #include "model/scenefiles/SceneText.h"
 #include "model/scenefiles/TextPieces.h"
 
@@ -48,7 +49,7 @@ struct TextType {
 class TextHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TextHandler> {
  public:
   TextHandler(Stream const& stream, std::size_t textSize)
-      : _stream(stream), _mostContents(mostContents(textSize)) {}
+      : _stream(stream), _textSize(textSize), _mostContents(mostContents(textSize)) {}
 
   /// Why the text was refused; empty while it was not.
   std::string const& problem() const { return _problem; }
@@ -137,6 +138,13 @@ class TextHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TextH
     Value value;
   };
 
+  /// Asked for every object and list.
+  bool goesOn() {
+    bool const isTime = ++_sinceTold % 256 == 0;
+    if (!isTime || SceneFileProgress::tell("parsing", _stream.Tell(), _textSize)) return true;
+    return fail(SceneFileProgress::WhenInterrupted);
+  }
+
   bool fail(std::string what) {
     if (_problem.empty()) _problem = std::move(what);
     return false;
@@ -184,6 +192,8 @@ class TextHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TextH
   bool putHex(std::string_view text);
 
   Stream const& _stream;
+  std::size_t _textSize;
+  UInt32 _sinceTold = 0;
   UInt64 _mostContents;
   UInt64 _size = 0;  ///< of all records so far
   std::string _problem;
@@ -292,6 +302,7 @@ bool TextHandler::Key(char const* text, std::size_t size, bool) {
 }
 
 bool TextHandler::StartObject() {
+  if (!goesOn()) return false;
   switch (_at) {
     case At::Start:
       return goTo(At::Top);
@@ -335,6 +346,7 @@ bool TextHandler::EndObject(std::size_t) {
 }
 
 bool TextHandler::StartArray() {
+  if (!goesOn()) return false;
   if (_at == At::FurtherStart) return goTo(At::Further);
   if (!isInValue()) return refuse();
   Value& to = value();

@@ -1,5 +1,6 @@
 #include "model/fields/FieldContainerFactory.h"
 #include "model/fields/Ref.h"
+#include "model/scenefiles/SceneFileProgress.h"
 #include "model/scenefiles/SceneText.h"
 #include "model/scenefiles/TextPieces.h"
 
@@ -80,6 +81,11 @@ class ContentsTables {
   TextType const& typeOf(UInt32 container) const { return _types[_typeNumbers[container]]; }
   std::string_view valueOf(UInt32 container, std::size_t field) const {
     return _values[_firstValues[container] + field];
+  }
+  std::size_t size() const { return _contents.size(); }
+  /// Where a value stands in the contents.
+  std::size_t offsetOf(std::string_view value) const {
+    return static_cast<std::size_t>(value.data() - _contents.data());
   }
 
  private:
@@ -269,7 +275,7 @@ class TextWriter {
 
   void putTree(UInt32 container, std::size_t indent) {
     begin(container, indent);
-    while (!_open.empty()) {
+    while (!_open.empty() && !SceneFileProgress::isInterrupted()) {
       Open& open = _open.back();
       if (open.isInList) {
         continueList(open);
@@ -474,6 +480,10 @@ class TextWriter {
     if (layout.size() > 1) _out += ']';
   }
 
+  bool tellProgress(std::string_view value, std::size_t place) const {
+    return SceneFileProgress::tell("writing", _tables.offsetOf(value) + place, _tables.size());
+  }
+
   /// Values of one number stand in rows, all others on a line each.
   void putList(Open& open, ContentLayout layout, std::string_view value) {
     std::size_t const count = numberAt<UInt32>(value, 0);
@@ -481,6 +491,7 @@ class TextWriter {
     std::size_t place = sizeof(UInt32);
     _out += '[';
     for (std::size_t i = 0; i < count; ++i) {
+      if (i % 1024 == 0 && !tellProgress(value, place)) return;
       if (i > 0) _out += ',';
       if (!isInRows || i % NumbersInARow == 0) {
         newLine(open.indent + 2);

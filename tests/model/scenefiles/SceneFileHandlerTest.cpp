@@ -1,6 +1,7 @@
 #include "model/scenefiles/SceneFileHandler.h"
 
 #include "SceneFileCrafting.h"
+#include "model/scenefiles/SceneFileProgress.h"
 #include "model/utils/knCachedStream.h"
 #include "support/TemporaryFolder.h"
 
@@ -385,6 +386,28 @@ TEST_F(SceneFileSavingTest, AFullDiskLeavesTheFormerFile) {
   }
   std::signal(SIGXFSZ, formerHandler);
   EXPECT_TRUE(log.contains("File too large"));
+}
+
+TEST_F(SceneFileSavingTest, WhoeverWatchesEndsItAtAnyStep) {
+  for (bool const isSaving : {true, false}) {
+    ASSERT_TRUE(save(1, name));
+    std::size_t most = 1;
+    for (std::size_t end = 0; end < most; ++end) {
+      std::size_t told = 0;
+      LogCapture log;
+      SceneFileProgress const progress([&](char const*, UInt64 done, UInt64 total) {
+        EXPECT_LE(done, total);
+        most = std::max(most, ++told + 1);
+        return told <= end;
+      });
+      bool const isDone = isSaving ? save(2, name) : static_cast<bool>(*Held(loadSceneFile(name)));
+      ASSERT_EQ(isDone, end + 1 == most) << end;
+      EXPECT_EQ(log.contains("it was interrupted"), !isDone);
+      EXPECT_EQ(folder.count(), 1U);
+    }
+    EXPECT_GT(most, 2U);
+  }
+  EXPECT_EQ(storedMask(), 1U);
 }
 
 TEST_F(SceneFileSavingTest, AProcessThatIsKilledLeavesOneWholeFile) {

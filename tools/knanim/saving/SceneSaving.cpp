@@ -5,6 +5,7 @@
 #include "knanim/scene/SceneObjects.h"
 #include "knanim/scene/SceneSurvey.h"
 #include "knanim/support/Console.h"
+#include "knanim/support/FileProgress.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/LogCapture.h"
 #include "knanim/support/NearNames.h"
@@ -86,7 +87,10 @@ std::optional<Failure> saveScene(LoadedScene& loaded, std::string const& path, E
     warnOfSkins(loaded, terminal);
     loaded.scene().switchBack();
     LogCapture const log;
-    if (!knSceneFile::save(path))
+    FileProgress const progress(terminal.errors);
+    bool const isSaved = knSceneFile::save(path);
+    if (!isSaved && InterruptionGuard::isInterrupted()) return Failure{ExitCode::Failed, "interrupted"};
+    if (!isSaved)
       return Failure{ExitCode::OutputUnwritable,
                      "cannot write " + printable(path) + ": " + log.reason("no reason given")};
   }
