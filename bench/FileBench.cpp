@@ -13,6 +13,7 @@
 #include <assimp/scene.h>
 #endif
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -147,12 +148,14 @@ class GltfWriter {
 std::string inBase64(std::string const& bytes) {
   constexpr char Digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
-  for (std::size_t i = 0; i + 2 < bytes.size(); i += 3) {
-    auto const byte = [&](std::size_t n) { return static_cast<unsigned char>(bytes[i + n]); };
-    unsigned const three = byte(0) << 16U | byte(1) << 8U | byte(2);
-    for (unsigned const shift : {18U, 12U, 6U, 0U}) text += Digits[three >> shift & 63U];
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    std::size_t const count = std::min<std::size_t>(3, bytes.size() - i);
+    unsigned three = 0;
+    for (std::size_t n = 0; n < 3; ++n)
+      three = three << 8U | (n < count ? static_cast<unsigned char>(bytes[i + n]) : 0U);
+    for (std::size_t n = 0; n < 4; ++n) text += n <= count ? Digits[three >> (18U - 6U * n) & 63U] : '=';
   }
-  return text;  // what is left over of three bytes is none of the animation's
+  return text;
 }
 
 /// The keys in a file beside it, or in it as text.
@@ -167,8 +170,7 @@ std::string writeGltf(bool isOneFile) {
   }
   writer.close();
   std::ifstream stream(binary, std::ios::binary);
-  std::string bytes(std::istreambuf_iterator<char>(stream), {});
-  bytes.resize(bytes.size() + 2);
+  std::string const bytes(std::istreambuf_iterator<char>(stream), {});
   writer.finish(name, "data:application/octet-stream;base64," + inBase64(bytes));
   return name;
 }
