@@ -120,7 +120,7 @@ void warnOfUnmetPauses(QueueRun const& run, Terminal terminal) {
 
 ExitCode run(QueueOptions const& options, QueueModels const& models, QueueSettings const& settings,
              Terminal terminal) {
-  AnimatedScene const scene(models.model, models.content);
+  AnimatedScene const scene(models.model, models.content, models.adopted());
   QueueRun run(models, scene, settings);
   double const end = run.plannedEnd();
   if (end * settings.rate > kMostPasses)

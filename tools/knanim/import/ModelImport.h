@@ -39,6 +39,9 @@ class ModelFile {
   /// Meshes, materials, cameras and lights. Fails with `Failed` for want of memory, and as `open`.
   std::variant<ModelContent, Failure> loadContent() const;
 
+  /// What the model is read from, where it is of the library's own; null for all others.
+  StoredModel const* stored() const { return _stored.get(); }
+
  private:
   class Importer;
   ModelFile();

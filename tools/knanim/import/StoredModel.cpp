@@ -6,6 +6,8 @@
 #include "knanim/scene/BlockSwitch.h"
 #include "knanim/scene/HungCurves.h"
 #include "knanim/scene/SceneParts.h"
+#include "knanim/support/FileProgress.h"
+#include "knanim/support/Interruption.h"
 #include "knanim/support/LogCapture.h"
 #include "knanim/support/NameBook.h"
 #include "knanim/support/Text.h"
@@ -164,8 +166,11 @@ std::variant<StoredModel, Failure> StoredModel::open(std::string const& path) {
   auto const size = checkModelFile(path);
   if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
   LogCapture const log;
+  FileProgress const progress;
   StoredModel model;
   model._file = osg::loadSceneFile(path);
+  if (!model._file.isAlive() && InterruptionGuard::isInterrupted())
+    return Failure{ExitCode::Failed, "interrupted"};
   if (!model._file.isAlive()) return notAModel(path, log.reason("there is no scene in it"));
   if (osg::AttachmentPtr const record = recordOf(model._file.get()); record.isAlive()) {
     model._top = osg::dcast<osg::NodePtr>(handleIn(*record, "root"));
@@ -231,6 +236,16 @@ std::variant<ImportedModel, Failure> StoredModel::load(std::size_t animation) co
 
 ModelContent StoredModel::loadContent() const { return readStoredContent(findParts(_top.get()), _pool); }
 
+StoredScene StoredModel::take(std::size_t animation) const {
+  std::string const& name = _model.summary.animations[animation].name;
+  if (name != kAllActive) switchTo(name, findParts(_top.get()).all);
+  StoredScene scene;
+  scene.top = _top;
+  for (osg::FieldContainerPtr const& each : _pool)
+    scene.materials.emplace_back(osg::dcast<osg::MaterialPtr>(each));
+  return scene;
+}
+
 std::string StoredModel::objectKind() const {
   osg::NodePtr const file = _file.get();
   if (!holdsAnimations(file) || !file->getCore().isAlive()) return "";
@@ -240,6 +255,7 @@ std::string StoredModel::objectKind() const {
 }
 
 osg::NodePtr StoredModel::makeCurrent(std::string const& path, std::string& reason) {
+  FileProgress const progress;
   {
     LogCapture const quiet;
     if (knSceneFile::load(path)) return knSceneDataManager::getSceneData(0)->getRoot();

@@ -4,6 +4,7 @@
 #include "knanim/import/ModelContent.h"
 #include "knanim/support/Failure.h"
 #include "model/fields/Ref.h"
+#include "model/materials/Material.h"
 #include "model/scenegraph/Node.h"
 
 #include <string>
@@ -15,6 +16,12 @@ namespace knanim {
 /// Whether a path names a file of the library's own, by its extension: .osb, .json, and .kdb, .kdp, .kdt of older
 /// releases.
 bool isStoredModel(std::string const& path);
+
+/// The containers of a file of the library's own.
+struct StoredScene {
+  osg::Ref<osg::Node> top;  ///< the node above the model's
+  std::vector<osg::Ref<osg::Material>> materials;
+};
 
 /// A file of the library's own, described as a model: a whole scene, a graph of nodes, or the animations of one object,
 /// which then hang on a node that stands in for that object. What is read is apart from the library's current scene.
@@ -30,6 +37,9 @@ class StoredModel {
   /// with one target for each shape. Fails with `NoAnimation`.
   std::variant<ImportedModel, Failure> load(std::size_t animation) const;
   ModelContent loadContent() const;
+  /// The scene itself, for who plays it as it is: all of it moves away from here. The blocks of an animation are switched
+  /// on for good.
+  StoredScene take(std::size_t animation) const;
   /// The type of the node's core or material whose animations the file holds; empty for a file with nodes.
   std::string objectKind() const;
 

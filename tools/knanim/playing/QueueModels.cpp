@@ -47,6 +47,8 @@ std::optional<Failure> load(ModelFile const& file, std::size_t number, std::stri
   auto& model = std::get<ImportedModel>(loaded);
   for (std::string const& warning : model.warnings) warn(name + ": " + warning, terminal);
   models.add(number, name, std::move(model), std::move(std::get<ModelContent>(content)));
+  if (file.stored() != nullptr)
+    models.parts.back().stored = file.stored()->take(std::get<std::size_t>(animation));
   return std::nullopt;
 }
 
@@ -72,6 +74,20 @@ void QueueModels::add(std::size_t number, std::string const& name, ImportedModel
   append(model.morphs, part.morphs);
   addContent(content, partContent, firstNode);
   parts.push_back({number, name, {group, model.nodes.size()}, {firstMesh, content.meshes.size()}});
+}
+
+std::vector<AdoptedModel> QueueModels::adopted() const {
+  std::vector<AdoptedModel> adopted;
+  for (QueueModel const& part : parts) {
+    if (!part.stored.top.isAlive()) continue;
+    AdoptedModel& each = adopted.emplace_back();
+    each.group = part.nodes.begin;
+    each.nodes = part.nodes.end - part.nodes.begin - 1;
+    each.firstMesh = part.meshes.begin;
+    each.top = part.stored.top;
+    each.materials.assign(part.stored.materials.begin(), part.stored.materials.end());
+  }
+  return adopted;
 }
 
 std::variant<QueueModels, Failure> loadQueueModels(std::span<std::string const> paths, Terminal terminal) {

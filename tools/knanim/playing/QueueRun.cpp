@@ -9,7 +9,7 @@
 #include "model/fields/ChangeList.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimClip.h"
-#include "model/sceneext/TimeShapeCache.h"
+#include "model/sceneext/AnimTreeCloning.h"
 #include "model/utils/knUtils.h"
 
 #include <algorithm>
@@ -42,19 +42,28 @@ std::vector<TimeSpan> pausesOf(QueueModel const& part, std::vector<QueuePause> c
   return merged;
 }
 
-/// A block with what an attachment's animations consist of; null where nothing is active.
-osg::AnimNodePtr shareAnimations(osg::AnimAttachmentPtr const& attachment, std::string const& name) {
+/// Adds to a tree what hangs on a node or material and is switched on. Blocks keep their offsets, scales and
+/// repetitions; curves and caches are shared, and so move what they move.
+void shareAnimations(osg::AttachmentContainerPtr const& owner, osg::AnimNodePtr const& tree) {
+  osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(owner);
+  if (!attachment.isAlive() || !attachment->getAnimationRoot().isAlive()) return;
+  auto const& hung = attachment->getAnimationRoot()->getChildren();
   osg::AnimNodePtr block;
-  osg::traverse(attachment->getAnimationRoot(), [&](osg::NodePtr const& node) {
-    if (!node->isActive()) return osg::Action::Skip;
-    osg::NodeCorePtr const& core = node->getCore();
-    if (osg::dcastTo<osg::AnimCurve>(core) == nullptr && osg::dcastTo<osg::TimeShapeCache>(core) == nullptr)
-      return osg::Action::Continue;
-    if (block == nullptr) block = makeTree(osg::AnimBlockBase::create(), name);
-    block->addChild(shareCore(core));
-    return osg::Action::Continue;
-  });
-  return block;
+  for (osg::NodePtr const& each : std::vector<osg::NodePtr>(hung.begin(), hung.end())) {
+    if (!each->isActive()) continue;
+    osg::NodePtr const copy = osg::cloneAnimTree(each, true);
+    if (osg::dcastTo<osg::AnimBlock>(each->getCore()) != nullptr) {
+      tree->addChild(copy);
+      continue;
+    }
+    // A curve by itself, or a cache.
+    char const* const name = osg::NodeUtils::getName(owner);
+    if (block == nullptr) {
+      block = makeTree(osg::AnimBlockBase::create(), name != nullptr ? name : "");
+      tree->addChild(block);
+    }
+    block->addChild(copy);
+  }
 }
 
 std::string seconds(double time) { return brief(time, 6) + " s"; }
@@ -79,13 +88,11 @@ void QueueRun::addTree(QueueModel const& part, AnimatedScene const& scene) {
   tree.node = makeTree(osg::AnimClipBase::create(), part.name);
   tree.node.addRef();
   osg::traverse(scene.nodes()[part.nodes.begin], [&](osg::NodePtr const& node) {
-    osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
-    if (!attachment.isAlive()) return osg::Action::Continue;
-    char const* const name = osg::NodeUtils::getName(node);
-    osg::AnimNodePtr const block = shareAnimations(attachment, name != nullptr ? name : "");
-    if (block != nullptr) tree.node->addChild(block);
+    shareAnimations(node, tree.node);
     return osg::Action::Continue;
   });
+  for (osg::Ref<osg::Material> const& material : part.stored.materials)
+    shareAnimations(material.get(), tree.node);
   tree.node->setPostCycles(_settings.cycles);
   tree.start = static_cast<double>(_trees.size() - 1) * _settings.stagger;
   tree.pauses = pausesOf(part, _settings.pauses);

@@ -7,7 +7,9 @@
 #include "knanim/scene/AnimationTrees.h"
 #include "knanim/scene/HungCurves.h"
 #include "knanim/scene/SceneContent.h"
+#include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
+#include "model/scenedata/MaterialPool.h"
 #include "model/scenedata/knSceneDataManager.h"
 #include "model/scenegraph/Group.h"
 
@@ -27,9 +29,21 @@ void connectHost() {
   });
 }
 
+/// The curves that are switched on and have keys, in the order of a model.
+std::vector<HungCurve> findActive(std::span<osg::NodePtr const> nodes) {
+  std::vector<HungCurve> found = findCurves(nodes).curves;
+  std::erase_if(found, [](HungCurve const& each) { return !each.isActive || describe(each).keys.empty(); });
+  std::stable_sort(found.begin(), found.end(), standsBefore);
+  return found;
+}
+
 }  // namespace
 
-AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& content) {
+AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& content)
+    : AnimatedScene(model, content, {}) {}
+
+AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& content,
+                             std::span<AdoptedModel const> adopted) {
   connectHost();
   if (!model.stored.empty()) {
     adopt(model);
@@ -37,12 +51,16 @@ AnimatedScene::AnimatedScene(ImportedModel const& model, ModelContent const& con
   }
   knSceneDataManager::beginScene();
   _root = knSceneDataManager::getSceneData(0)->getRoot();
-  _nodes = makeNodes(model, _root);
+  std::vector<bool> isMade(model.nodes.size(), true);
+  for (AdoptedModel const& each : adopted)
+    std::fill_n(isMade.begin() + static_cast<std::ptrdiff_t>(each.group) + 1, each.nodes, false);
+  _nodes = makeNodes(model, _root, isMade);
   SceneContent shown = addContent(content, _nodes);
   _meshes = std::move(shown.meshes);
   _cameras = std::move(shown.cameras);
   _curves = hangCurves(model, _nodes, true);
   hangMorphs(model, content);
+  for (AdoptedModel const& each : adopted) adoptModel(each);
 }
 
 AnimatedScene::~AnimatedScene() {
@@ -56,6 +74,7 @@ AnimatedScene::~AnimatedScene() {
 void AnimatedScene::adopt(ImportedModel const& model) {
   std::string reason;
   _root = StoredModel::makeCurrent(model.stored, reason);
+  if (!_root.isAlive() && InterruptionGuard::isInterrupted()) throw std::runtime_error("interrupted");
   if (!_root.isAlive()) throw std::runtime_error("cannot read " + printable(model.stored) + ": " + reason);
   _keepsKeys = knAnimManager::the()->keepKeysAtFrame();
   knAnimManager::the()->setKeepKeysAtFrame(false);
@@ -64,21 +83,44 @@ void AnimatedScene::adopt(ImportedModel const& model) {
   auto const& animations = model.summary.animations;
   if (!animations.empty() && animations[model.animation].name != kAllActive && !model.curves.empty())
     _formerMasks = switchTo(animations[model.animation].name, parts.all);
+  addShown(parts, 0);
+  ImportedModel found;
+  if (!model.curves.empty()) readCurves(found);
+  if (_nodes.size() != model.nodes.size() || found.curves.size() != model.curves.size())
+    throw std::runtime_error(printable(model.stored) + " changed while it was read");
+}
+
+void AnimatedScene::addShown(SceneParts const& parts, std::size_t firstMesh) {
   std::vector<std::size_t> const numbers = meshNumbers(parts);
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     osg::NodePtr const& node = parts.meshes[i].node;
     for (osg::AnimNodePtr const& cache : findCaches(node))
       _caches.push_back({_meshes.size(), cache, osg::dcast<osg::TimeShapeCachePtr>(cache->getCore())});
-    _meshes.push_back({node, numbers[i], false});
+    _meshes.push_back({node, firstMesh + numbers[i], false});
   }
   for (ScenePart const& part : parts.cameras) {
     char const* const name = osg::NodeUtils::getName(part.node);
     _cameras.push_back({printable(name != nullptr ? name : ""), part.node});
   }
-  ImportedModel found;
-  if (!model.curves.empty()) readCurves(found);
-  if (_nodes.size() != model.nodes.size() || found.curves.size() != model.curves.size())
-    throw std::runtime_error(printable(model.stored) + " changed while it was read");
+}
+
+void AnimatedScene::adoptModel(AdoptedModel const& adopted) {
+  osg::NodePtr const group = _nodes[adopted.group];
+  auto const& held = adopted.top->getChildren();
+  std::vector<osg::NodePtr> const children(held.begin(), held.end());
+  for (osg::NodePtr const& child : children) group->addChild(child);
+  for (osg::MaterialPtr const& material : adopted.materials) knSceneData::getMaterialPool()->add(material);
+  SceneParts const parts = findParts(group);
+  std::vector<HungCurve> const hung = findActive(parts.nodes);
+  auto place = std::find_if(_curves.begin(), _curves.end(),
+                            [](SceneCurve const& each) { return each.curve == nullptr; });
+  bool const fits =
+      parts.nodes.size() == adopted.nodes && hung.size() <= static_cast<std::size_t>(_curves.end() - place);
+  if (!fits) throw std::runtime_error("a stored scene changed while it was read");
+  std::copy(parts.nodes.begin(), parts.nodes.end(),
+            _nodes.begin() + static_cast<std::ptrdiff_t>(adopted.group) + 1);
+  for (HungCurve const& each : hung) *place++ = each.curve;
+  addShown(parts, adopted.firstMesh);
 }
 
 void AnimatedScene::switchBack() {
@@ -88,16 +130,11 @@ void AnimatedScene::switchBack() {
 }
 
 void AnimatedScene::readCurves(ImportedModel& model) {
-  std::vector<HungCurve> found = findCurves(_nodes).curves;
-  std::erase_if(found, [](HungCurve const& each) { return !each.isActive; });
-  std::stable_sort(found.begin(), found.end(), standsBefore);
   _curves.clear();
   model.curves.clear();
-  for (HungCurve const& each : found) {
-    ImportedCurve described = describe(each);
-    if (described.keys.empty()) continue;
+  for (HungCurve const& each : findActive(_nodes)) {
     _curves.push_back(each.curve);
-    model.curves.push_back(std::move(described));
+    model.curves.push_back(describe(each));
   }
   if (!model.curves.empty() && model.summary.animations.empty()) model.summary.animations.emplace_back();
 }
@@ -108,7 +145,7 @@ void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& c
   for (std::size_t i = 0; i < _meshes.size(); ++i)
     places.try_emplace({_meshes[i].node->getParent(), _meshes[i].mesh}, i);
   for (ImportedMorph const& morph : model.morphs) {
-    if (morph.node >= _nodes.size()) continue;
+    if (morph.node >= _nodes.size() || !_nodes[morph.node].isAlive()) continue;
     auto const place = places.find({_nodes[morph.node], morph.mesh});
     if (place == places.end()) continue;
     ImportedMesh const& mesh = content.meshes[morph.mesh];

@@ -5,6 +5,7 @@
 #include "knanim/import/ModelContent.h"
 #include "knanim/scene/BlockSwitch.h"
 #include "knanim/scene/ModelNodes.h"
+#include "knanim/scene/SceneParts.h"
 #include "model/sceneext/TimeShapeCache.h"
 
 #include <span>
@@ -39,6 +40,15 @@ struct SceneCamera {
   osg::NodePtr node;  ///< its core is the camera
 };
 
+/// One of several models that were put together, as a scene that exists.
+struct AdoptedModel {
+  std::size_t group = 0;      ///< the node that holds the model; those of the model follow it
+  std::size_t nodes = 0;      ///< how many these are
+  std::size_t firstMesh = 0;  ///< of the content
+  osg::NodePtr top;           ///< what holds the model's nodes; they move away from there
+  std::vector<osg::MaterialPtr> materials = {};
+};
+
 /// A model as the library's current scene: a node with a transform for every node of the model, below it the
 /// node's meshes, cameras and lights, the materials in the scene's pool. Each animated node has an attachment
 /// with one block for each animation, which holds the curves; a mesh that morphs has a cache of its shapes.
@@ -49,6 +59,10 @@ class AnimatedScene {
   /// The scene of a stored model is loaded again as it is in the file, with the model's animation switched on; throws
   /// std::runtime_error when that cannot be read any more or is another one now.
   explicit AnimatedScene(ImportedModel const& model, ModelContent const& content = {});
+  /// Several models put together. Those that `adopted` lists come from scenes of their own: these are taken as they are, and
+  /// nothing is made for them.
+  AnimatedScene(ImportedModel const& model, ModelContent const& content,
+                std::span<AdoptedModel const> adopted);
   ~AnimatedScene();
   AnimatedScene(AnimatedScene const&) = delete;
   AnimatedScene& operator=(AnimatedScene const&) = delete;
@@ -83,6 +97,8 @@ class AnimatedScene {
 
  private:
   void adopt(ImportedModel const& model);
+  void adoptModel(AdoptedModel const& adopted);
+  void addShown(SceneParts const& parts, std::size_t firstMesh);
   void hangMorphs(ImportedModel const& model, ModelContent const& content);
   void hangCache(std::size_t mesh, ImportedMesh const& source, osg::TimeShapeCachePtr const& cache,
                  std::string const& name);

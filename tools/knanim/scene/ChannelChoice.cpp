@@ -1,5 +1,8 @@
 #include "knanim/scene/ChannelChoice.h"
 
+#include "knanim/support/NearNames.h"
+#include "knanim/support/Text.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -127,6 +130,21 @@ ChosenChannels chooseChannels(ImportedModel const& model, std::span<std::string 
     if (!used[p]) chosen.unmatched.push_back(patterns[p]);
   }
   return chosen;
+}
+
+std::string noChannel(ImportedModel const& model, std::string const& pattern) {
+  std::vector<std::string> nodes;
+  std::vector<std::string> channels;
+  for (ImportedCurve const& curve : model.curves) {
+    std::string const& node = model.nodes[curve.node].name;
+    if (nodes.empty() || nodes.back() != node) nodes.push_back(node);
+    channels.push_back(model.curveName(curve));
+  }
+  std::string const message = "no channel fits \"" + printable(pattern) + '"';
+  if (channels.empty()) return message + "; the animation has none";
+  std::vector<std::string> const near = nearNames(pattern, channels);
+  if (pattern.find('.') != std::string::npos && !near.empty()) return message + nearClause(near);
+  return message + insteadClause(pattern, nodes) + "; channels have names like " + channels.front();
 }
 
 std::vector<std::size_t> mostMovingChannels(ImportedModel const& model) {

@@ -21,6 +21,9 @@ struct ChosenChannels {
 };
 ChosenChannels chooseChannels(ImportedModel const& model, std::span<std::string const> patterns);
 
+/// That no channel of a model fits a pattern, and which names of nodes and channels are near to it.
+std::string noChannel(ImportedModel const& model, std::string const& pattern);
+
 /// A few curves that tell most about an animation: of the nodes that turn most the component that turns most, and
 /// the way of the node that moves most. Scales are taken when nothing else moves, and the first curves when nothing
 /// moves at all.

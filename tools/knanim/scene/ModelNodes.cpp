@@ -147,10 +147,15 @@ osg::AnimNodePtr makeCurveNode(CurveForm const& form) {
   return node;
 }
 
-std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent) {
+std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent,
+                                    std::vector<bool> const& isMade) {
   std::vector<osg::NodePtr> nodes;
   nodes.reserve(model.nodes.size());
   for (ImportedNode const& source : model.nodes) {
+    if (!isMade.empty() && !isMade[nodes.size()]) {
+      nodes.emplace_back();
+      continue;
+    }
     osg::NodePtr const node = makeNode(source);
     (source.parent == ImportedNode::NoParent ? parent : nodes[source.parent])->addChild(node);
     nodes.push_back(node);
@@ -169,7 +174,9 @@ std::vector<SceneCurve> hangCurves(ImportedModel const& model, std::span<osg::No
     auto const last = std::find_if(first, model.curves.end(),
                                    [first](ImportedCurve const& curve) { return curve.node != first->node; });
     // Nodes outside the tree belong to the animation that the scene was made with.
-    if (first->node < nodes.size() && (active || model.nodes[first->node].inTree))
+    if (first->node < nodes.size() && !nodes[first->node].isAlive())
+      curves.resize(curves.size() + static_cast<std::size_t>(last - first));
+    else if (first->node < nodes.size() && (active || model.nodes[first->node].inTree))
       hangBlock(nodes[first->node], {first, last}, name, active, curves);
     first = last;
   }

@@ -26,11 +26,13 @@ struct SceneCurve {
 /// A curve of a form below a node that hangs on nothing.
 osg::AnimNodePtr makeCurveNode(CurveForm const& form);
 
-/// Nodes with transforms for the nodes of a model, in their order, the first ones below `parent`.
-std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent);
+/// Nodes with transforms for the nodes of a model, in their order, the first ones below `parent`; null for those that are
+/// not to be made. All are made where `isMade` is empty.
+std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent,
+                                    std::vector<bool> const& isMade = {});
 
 /// Hangs a block with the animation's name and curves on each animated node; blocks that are not active are switched
-/// off. In the order of the model's curves. Inactive ones of nodes outside the tree are left out: such nodes belong to
+/// off. In the order of the model's curves; those of a null node are empty. Inactive ones of nodes outside the tree are left out: such nodes belong to
 /// the animation that they were made for.
 std::vector<SceneCurve> hangCurves(ImportedModel const& model, std::span<osg::NodePtr const> nodes,
                                    bool active);

@@ -91,15 +91,19 @@ SceneContent addContent(ModelContent const& content, std::span<osg::NodePtr cons
   }
   std::vector<osg::GeometryPtr> geometries(content.meshes.size());
   for (std::size_t i = 0; i < content.meshesOfNodes.size() && i < nodes.size(); ++i) {
+    if (!nodes[i].isAlive()) continue;
     for (std::size_t const mesh : content.meshesOfNodes[i]) {
       ImportedMesh const& source = content.meshes[mesh];
       if (geometries[mesh] == nullptr) geometries[mesh] = makeGeometry(source, materials[source.material]);
       result.meshes.push_back({addNode(nodes[i], geometries[mesh], source.name), mesh, false});
     }
   }
-  for (ImportedCamera const& source : content.cameras)
-    result.cameras.push_back({source.name, addNode(nodes[source.node], makeCamera(source), source.name)});
+  for (ImportedCamera const& source : content.cameras) {
+    if (nodes[source.node].isAlive())
+      result.cameras.push_back({source.name, addNode(nodes[source.node], makeCamera(source), source.name)});
+  }
   for (ImportedLight const& source : content.lights) {
+    if (!nodes[source.node].isAlive()) continue;
     osg::NodePtr const place = addNode(nodes[source.node], makeLightPlace(source), source.name);
     addNode(place, makeLight(source), source.name);
   }

@@ -15,7 +15,7 @@ struct SceneContent {
 };
 
 /// Puts meshes, cameras and lights below the nodes of the current scene, and the materials into its pool. A mesh
-/// that stands under several nodes is one geometry that they share.
+/// that stands under several nodes is one geometry that they share. Null nodes get nothing.
 SceneContent addContent(ModelContent const& content, std::span<osg::NodePtr const> nodes);
 
 }  // namespace knanim

@@ -1,5 +1,6 @@
 #include "knanim/scene/ViewpointChoice.h"
 
+#include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
 
 #include <algorithm>
@@ -98,12 +99,7 @@ std::optional<Failure> addCameras(ShootOptions const& options, AnimatedScene con
     auto const cameras = scene.cameras();
     auto const found = std::find_if(cameras.begin(), cameras.end(),
                                     [&](SceneCamera const& camera) { return camera.name == name; });
-    if (found == cameras.end()) {
-      std::string known;
-      for (SceneCamera const& each : cameras) known += " \"" + printable(each.name) + '"';
-      return usage("no camera \"" + printable(name) + "\" in this model" +
-                   (known.empty() ? "" : "; there is" + known));
-    }
+    if (found == cameras.end()) return usage(noCamera(name, cameras));
     viewpoints.push_back(ofCamera(*found, room));
   }
   if (!options.cameras.empty() || !options.views.empty()) return std::nullopt;
@@ -124,6 +120,13 @@ std::optional<Failure> setExposures(std::string const& text, std::vector<Viewpoi
 }
 
 }  // namespace
+
+std::string noCamera(std::string const& name, std::span<SceneCamera const> cameras) {
+  std::vector<std::string> names;
+  for (SceneCamera const& each : cameras) names.push_back(each.name);
+  return "no camera \"" + printable(name) + "\" in this model" +
+         (names.empty() ? "; it has none" : insteadClause(name, names));
+}
 
 std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions const& options,
                                                                AnimatedScene const& scene,

@@ -26,4 +26,7 @@ std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions cons
                                                                AnimatedScene const& scene,
                                                                FigureRoom const& room);
 
+/// That no camera of a scene has a name, and which names there are.
+std::string noCamera(std::string const& name, std::span<SceneCamera const> cameras);
+
 }  // namespace knanim

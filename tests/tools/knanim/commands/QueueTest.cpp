@@ -3,6 +3,7 @@
 #include "knanim/commands/QueueReport.h"
 #include "knanim/pictures/QueueFilm.h"
 #include "knanim/playing/Playback.h"
+#include "knanim/saving/SceneSaving.h"
 #include "knanim/support/Text.h"
 #include "tools/knanim/TestFiles.h"
 
@@ -152,6 +153,24 @@ TEST(QueueCommand, LeavesOutWhatDoesNotMoveAndRefusesWhatMakesNoSense) {
     EXPECT_NE(outcome.errors.find(says), std::string::npos) << outcome.errors;
   }
   EXPECT_TRUE(test::readFile(strip).starts_with("\x89PNG"));
+}
+
+TEST(QueueCommand, AStoredSceneIsPlayedWithTheRepetitionsOfItsBlocks) {
+  test::TemporaryFolder const folder;
+  std::string const walk = test::modelPath("LWS/move_x.lws");
+  {
+    auto const loaded = LoadedScene::load({walk, ""}, {});
+    LoadedScene& scene = *std::get<0>(loaded);
+    for (SceneCurve const& curve : scene.scene().curves())
+      osg::dcast<osg::AnimNodePtr>(curve.node->getParent())->setPostCycles(2);
+    ASSERT_FALSE(saveScene(scene, folder.file("a.osb"), {}, {std::tmpfile(), std::tmpfile()}));
+  }
+  std::string const once = test::run("queue " + walk + ' ' + walk).output;
+  auto const thrice =
+      test::run("queue " + folder.file("a.osb") + ' ' + walk + " --strip " + folder.file("a.png"));
+  test::expectParts(once, {"1  move_x.lws  enqueued  plays 0 s to 1.33333 s"});
+  test::expectParts(thrice.output, {"1  a.osb       enqueued  plays 0 s to 4 s", "2  move_x.lws"});
+  EXPECT_EQ(thrice.code, ExitCode::Ok) << thrice.errors;
 }
 
 }  // namespace
