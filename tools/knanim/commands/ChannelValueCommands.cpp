@@ -136,7 +136,7 @@ ExitCode set(SetOptions const& options, Terminal terminal) {
   if (channel.channel.fieldName == "visible") warn("hidden nodes are drawn too", terminal);
   std::string const subtitle =
       channel.label() + " from " + shortest(change.before) + " to " + shortest(change.after);
-  if (auto const failure = drawStill(scene, options.image, subtitle, terminal))
+  if (auto const failure = drawStill(scene, options.image, "", subtitle, terminal))
     return report(*failure, terminal);
   printRow(terminal.output, "file", printable(options.image));
   return ExitCode::Ok;

@@ -3,6 +3,7 @@
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/CsvTable.h"
+#include "knanim/support/JsonText.h"
 #include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
 
@@ -95,6 +96,25 @@ void printOverview(SceneObjects const& objects, bool all, std::FILE* output) {
                grouped(animated).c_str());
 }
 
+void printJson(LoadedScene const& scene, SceneObjects const& objects, Objects const& chosen,
+               std::FILE* output) {
+  JsonText json;
+  json.beginObject().add("model", scene.name()).add("seconds", scene.time());
+  json.name("objects").beginList();
+  for (SceneObject const* object : chosen) {
+    json.beginObject().add("path", object->path).add("name", object->name).add("kind", object->kind);
+    json.name("channels").beginList();
+    for (Channel const& channel : object->channels) {
+      ChannelCurves const on = objects.curvesOn(channel);
+      json.beginObject().add("name", channelLabel(channel)).add("field", channel.fieldName);
+      json.add("index", channel.valueIndex).add("value", valueOf(channel));
+      json.add("curves", on.curves).add("keys", on.keys).endObject();
+    }
+    json.endList().endObject();
+  }
+  json.endList().endObject().print(output);
+}
+
 std::optional<Failure> writeTable(std::string const& path, SceneObjects const& objects,
                                   Objects const& chosen) {
   OutputFile output(path);
@@ -120,7 +140,7 @@ std::variant<Objects, Failure> chooseObjects(SceneObjects const& objects, std::s
     Objects found = objects.find(name);
     if (!found.empty()) return found;
     return Failure{ExitCode::Usage, "no node or material \"" + printable(name) + "\" is in this model" +
-                                        nearClause(nearNames(name, objects.names()))};
+                                        insteadClause(name, objects.names())};
   }
   Objects all;
   for (SceneObject const& object : objects.all()) all.push_back(&object);
@@ -145,6 +165,10 @@ ExitCode channels(ChannelsOptions const& options, Terminal terminal) {
     auto const failure = writeTable(options.csv, objects, std::get<Objects>(chosen));
     if (failure) return report(*failure, terminal);
     if (isStandardOutput(options.csv)) return ExitCode::Ok;
+  }
+  if (options.json) {
+    printJson(scene, objects, std::get<Objects>(chosen), terminal.output);
+    return ExitCode::Ok;
   }
   std::fprintf(terminal.output, "%s\n", scene.title().c_str());
   if (options.node.empty()) {

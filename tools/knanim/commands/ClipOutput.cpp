@@ -144,7 +144,11 @@ std::optional<Failure> drawPicture(PlaySession& session, ClipArrangement const& 
 
 }  // namespace
 
-std::optional<Failure> showClips(PlaySession& session, AnimatedScene& scene, std::string& report,
+void printClipReport(ClipReport const& report, std::FILE* output) {
+  std::fputs(describe(report.clips, report.samples, report.channel).c_str(), output);
+}
+
+std::optional<Failure> showClips(PlaySession& session, AnimatedScene& scene, ClipReport& report,
                                  Terminal terminal) {
   std::vector<ClipSource> const sources = collectSources(session, scene, terminal);
   ClipArrangement const arrangement(sources);
@@ -153,10 +157,10 @@ std::optional<Failure> showClips(PlaySession& session, AnimatedScene& scene, std
   std::size_t const index = chooseChannel(session, scene, arrangement);
   ClipProbe probe(arrangement, scene.curves()[index]);
   std::vector<double> const times = tellingTimes(arrangement.clips());
-  std::vector<ClipSample> samples;
-  for (double const time : times) samples.push_back(probe.sample(time));
+  for (double const time : times) report.samples.push_back(probe.sample(time));
   ImportedCurve const& curve = session.model.curves[index];
-  report = describe(arrangement.clips(), samples, session.model.curveName(curve));
+  report.clips.assign(arrangement.clips().begin(), arrangement.clips().end());
+  report.channel = session.model.curveName(curve);
   if (session.options.clipsPlot.empty()) return std::nullopt;
   return drawPicture(session, arrangement, probe, curve, times);
 }

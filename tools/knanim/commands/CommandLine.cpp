@@ -1,5 +1,7 @@
 #include "knanim/commands/CommandList.h"
+#include "knanim/commands/CommandPages.h"
 #include "knanim/commands/Commands.h"
+#include "knanim/commands/UsageErrors.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/Interruption.h"
 
@@ -23,14 +25,20 @@ char const* const kFooter =
     "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
     "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
 
+void addJson(CLI::App& command, bool& json) {
+  command.add_flag("--json", json, "Print JSON for other programs: all that there is, in seconds and bytes");
+}
+
 void definePictures(CLI::App& command, PlayOptions& options) {
   char const* const group = "Pictures";
   addOutput(command, "--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
   command
       .add_option(
           "--channel", options.channels,
-          "Plot the channels whose name fits; * and ? are wildcards, a node's name takes all of its "
-          "channels. May be given again; with clips the first one counts [the channels that move most]")
+          "The channels in the table and the plot: those whose name fits, with * and ? as wildcards; a "
+          "node's "
+          "name takes all of its channels. May be given again; with clips the first one counts [all in the "
+          "table, in the plot those that move most]")
       ->allow_extra_args(false)
       ->group(group);
   CLI::Option* const strip =
@@ -47,10 +55,18 @@ void definePictures(CLI::App& command, PlayOptions& options) {
   command.add_option("--frame", options.frame, "Number of the frame in the image [the first]")
       ->needs(image)
       ->group(group);
+  addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
+      ->group(group);
+  addOutput(command, "--film", options.film,
+            "Make a film: a .png that moves, or by the program ffmpeg a .gif, .mp4 and others")
+      ->group(group);
+  command.add_option("--size", options.size, "Width and height of frames and film in pixels")
+      ->capture_default_str()
+      ->group(group);
   command
       .add_option("--camera", options.camera,
                   "Camera of the model to draw with; fit looks from aside at all of it [the model's first "
-                  "camera, or fit]")
+                  "camera; fit where that crops the figure]")
       ->group(group);
 }
 
@@ -94,6 +110,7 @@ void definePlay(CLI::App& command, PlayOptions& options) {
                    "Arrange the animations as clips that overlap on one timeline, and show which one wins");
   addOutput(command, "--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
       ->group("Pictures");
+  addJson(command, options.json);
   defineClock(command, options.clock);
   definePictures(command, options);
 }
@@ -103,6 +120,7 @@ void defineInfo(CLI::App& command, InfoOptions& options) {
   command.add_option("--animation", options.animation,
                      "Number (from 1) or name of the animation whose nodes are listed [the first]");
   command.add_flag("--all", options.allNodes, "List all animated nodes, however many");
+  addJson(command, options.json);
 }
 
 void defineQueue(CLI::App& command, QueueOptions& options) {
@@ -158,6 +176,7 @@ void defineChannels(CLI::App& command, ChannelsOptions& options) {
       command, "--csv", options.csv,
       "Write the channels with their values as a table; - is standard output. Of a long path the end is "
       "given, behind ...");
+  addJson(command, options.json);
 }
 
 constexpr char const* kPathHelp = "The channel: node or material, field and component, as Hips.translation.Y";
@@ -263,7 +282,9 @@ void defineShootPictures(CLI::App& command, ShootOptions& options) {
       ->group(group);
   addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
       ->group(group);
-  addOutput(command, "--film", options.film, "Make a film, as walk.mp4; needs ffmpeg")->group(group);
+  addOutput(command, "--film", options.film,
+            "Make a film: a .png that moves, or by the program ffmpeg a .gif, .mp4 and others")
+      ->group(group);
   command.add_option("--size", options.size, "Width and height of frames and film in pixels")
       ->capture_default_str()
       ->group(group);
@@ -392,16 +413,18 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   app.require_subcommand(1);
   CommandList commands(app);
   addCommands(commands);
+  std::string page;
+  addPageOption(app, page);
   try {
     app.parse(count, arguments);
   } catch (CLI::Success const& request) {
-    std::string text = app.help();
+    std::string text = page.empty() ? app.help() : page;
     if (dynamic_cast<CLI::CallForVersion const*>(&request) != nullptr)
       text = std::string(request.what()) + '\n';
     std::fputs(text.c_str(), terminal.output);
     return checkOutput(ExitCode::Ok, terminal);
   } catch (CLI::ParseError const& error) {
-    return report({ExitCode::Usage, std::string(error.what()) + "\nRun knanim --help for help."}, terminal);
+    return report({ExitCode::Usage, explain(app, error)}, terminal);
   }
   InterruptionGuard const guard;
   ExitCode const code = commands.run(terminal);

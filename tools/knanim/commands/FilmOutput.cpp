@@ -2,6 +2,7 @@
 #include "knanim/pictures/FilmShooting.h"
 #include "knanim/pictures/PlotPicture.h"
 #include "knanim/support/Console.h"
+#include "knanim/support/ProgressBar.h"
 #include "knanim/support/Text.h"
 
 #include <algorithm>
@@ -34,12 +35,7 @@ std::optional<Failure> drawOne(PlaySession& session, AnimatedScene const& scene,
   auto shot = shootFilm(figure, scene, session.frames, frames, session.options.camera, playback);
   if (auto const* failure = std::get_if<Failure>(&shot)) return *failure;
   Shooting& shooting = std::get<Shooting>(shot);
-  if (shooting.cameraSawNothing) {
-    warn(shooting.cameraName.empty()
-             ? "the model's first camera sees nothing of it; it is seen from aside instead"
-             : "the camera \"" + shooting.cameraName + "\" sees nothing of the model",
-         terminal);
-  }
+  if (!shooting.warning.empty()) warn(shooting.warning, terminal);
   shooting.film.title = printable(std::filesystem::path(session.options.model).filename().string());
   shooting.film.subtitle = describe(session, shooting, figure);
   std::string bytes;
@@ -51,6 +47,24 @@ std::optional<Failure> drawOne(PlaySession& session, AnimatedScene const& scene,
   return writeOutput(session, path, bytes, what);
 }
 
+std::optional<Failure> drawAllFrames(PlaySession& session, AnimatedScene const& scene, Playback& playback,
+                                     Terminal terminal) {
+  SceneFigure const figure(session.model, session.content, scene);
+  FilmRoll roll(session.film, session.frames.count());
+  ProgressBar progress(terminal.errors, "drawing", session.frames.count());
+  auto const draw = [&](FilmFrame const& frame, FilmStage const& stage) {
+    auto failure = roll.add(frame, figure, stage);
+    progress.update(static_cast<std::uint64_t>(frame.frame - session.frames.first + 1));
+    return failure;
+  };
+  auto const shot = shootAllFrames(figure, scene, session.frames, session.options.camera,
+                                   session.film.aspect(), playback, draw);
+  if (auto const* failure = std::get_if<Failure>(&shot)) return *failure;
+  auto const& warning = std::get<Shooting>(shot).warning;
+  if (!warning.empty()) warn(warning, terminal);
+  return roll.commit(session.written);
+}
+
 }  // namespace
 
 std::optional<Failure> drawFilms(PlaySession& session, AnimatedScene const& scene, Playback& playback,
@@ -60,9 +74,12 @@ std::optional<Failure> drawFilms(PlaySession& session, AnimatedScene const& scen
     std::vector<long long> const frames = spreadFrames(session.frames, options.stripFrames);
     if (auto failure = drawOne(session, scene, playback, frames, options.strip, terminal)) return failure;
   }
-  if (options.image.empty()) return std::nullopt;
-  long long const frame = options.frame.value_or(session.frames.first);
-  return drawOne(session, scene, playback, {&frame, 1}, options.image, terminal);
+  if (!options.image.empty()) {
+    long long const frame = options.frame.value_or(session.frames.first);
+    if (auto failure = drawOne(session, scene, playback, {&frame, 1}, options.image, terminal))
+      return failure;
+  }
+  return session.film.isEmpty() ? std::nullopt : drawAllFrames(session, scene, playback, terminal);
 }
 
 }  // namespace knanim

@@ -1,4 +1,5 @@
 #include "knanim/commands/Commands.h"
+#include "knanim/commands/InfoJson.h"
 #include "knanim/scene/SceneSurvey.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/Text.h"
@@ -250,6 +251,11 @@ ExitCode info(InfoOptions const& options, Terminal terminal) {
   auto const* const missing = std::get_if<Failure>(&animation);
   if (missing != nullptr && !options.animation.empty()) return report(*missing, terminal);
 
+  if (options.json) {
+    auto const* const index = std::get_if<std::size_t>(&animation);
+    printInfoJson(file, options.model, index != nullptr ? std::optional(*index) : std::nullopt, terminal);
+    return ExitCode::Ok;
+  }
   printModel(file.model(), options.model, terminal.output);
   printAnimations(file.model().summary, terminal.output);
   if (missing != nullptr) return ExitCode::Ok;

@@ -1,11 +1,14 @@
 #include "knanim/commands/Commands.h"
 #include "knanim/commands/PlaySession.h"
 #include "knanim/pictures/ChannelPlot.h"
+#include "knanim/pictures/StillPicture.h"
 #include "knanim/playing/SkinBaking.h"
 #include "knanim/scene/AnimatedScene.h"
+#include "knanim/scene/LoadedScene.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/CsvTable.h"
 #include "knanim/support/Interruption.h"
+#include "knanim/support/JsonText.h"
 #include "knanim/support/ProgressBar.h"
 #include "knanim/support/Text.h"
 
@@ -15,25 +18,31 @@
 namespace knanim {
 namespace {
 
-void writeHeader(CsvTable& table, ImportedModel const& model) {
+void writeHeader(CsvTable& table, PlaySession const& session) {
   table.add("frame").add("time");
-  for (ImportedCurve const& curve : model.curves) table.add(model.curveName(curve));
+  for (std::size_t const column : session.columns)
+    table.add(session.model.curveName(session.model.curves[column]));
   table.endRow();
+}
+
+/// What the scene's fields hold now. False when it cannot be written.
+bool writeRow(CsvTable& table, PlaySession const& session, AnimatedScene const& scene) {
+  for (std::size_t const column : session.columns) table.add(scene.curves()[column].fieldValue());
+  return table.endRow();
 }
 
 /// Plays all frames, and writes what the scene's fields then hold into `output` when there is one.
 std::optional<Failure> playFrames(PlaySession const& session, AnimatedScene const& scene, Playback& playback,
                                   OutputFile* output, Terminal terminal) {
   std::optional<CsvTable> table;
-  if (output != nullptr) writeHeader(table.emplace(*output), session.model);
+  if (output != nullptr) writeHeader(table.emplace(*output), session);
   FrameRange const& frames = session.frames;
   ProgressBar progress(terminal.errors, "playing", frames.count());
   for (long long frame = frames.first; frame <= frames.last; ++frame) {
     playback.play(frame);
     if (table) {
       table->add(frame).add(frames.time(frame));
-      for (SceneCurve const& curve : scene.curves()) table->add(curve.fieldValue());
-      if (!table->endRow()) return Failure{ExitCode::OutputUnwritable, output->message()};
+      if (!writeRow(*table, session, scene)) return Failure{ExitCode::OutputUnwritable, output->message()};
     }
     if (InterruptionGuard::isInterrupted()) return Failure{ExitCode::Failed, "interrupted"};
     progress.update(static_cast<std::uint64_t>(frame - frames.first + 1));
@@ -46,7 +55,7 @@ std::optional<Failure> playOnClock(PlaySession& session, AnimatedScene const& sc
                                    OutputFile* output, Terminal terminal) {
   RunPlan const& plan = *session.plan;
   std::optional<CsvTable> table;
-  if (output != nullptr) writeHeader(table.emplace(*output), session.model);
+  if (output != nullptr) writeHeader(table.emplace(*output), session);
   auto const milliseconds = [](double seconds) {
     return static_cast<std::uint64_t>(std::min(seconds * 1000, 1e15));
   };
@@ -55,8 +64,7 @@ std::optional<Failure> playOnClock(PlaySession& session, AnimatedScene const& sc
     progress.update(milliseconds(seconds));
     if (!table) return true;
     table->add(frame).add(frame / plan.frames.framesPerSecond);
-    for (SceneCurve const& curve : scene.curves()) table->add(curve.fieldValue());
-    return table->endRow();
+    return writeRow(*table, session, scene);
   };
   SimulatedClock simulated;
   MonotonicClock monotonic;
@@ -82,8 +90,8 @@ std::optional<Failure> playAll(PlaySession& session, AnimatedScene const& scene,
   if (!output.isGood()) return Failure{ExitCode::OutputUnwritable, output.message()};
   if (auto failure = playInto(session, scene, playback, &output, terminal)) return failure;
   if (!output.commit()) return Failure{ExitCode::OutputUnwritable, output.message()};
-  session.written.push_back(printable(csv) + ", " + counted(playback.record().frames + 1, "row") + " of " +
-                            counted(session.model.curves.size() + 2, "column"));
+  session.written.push_back({csv, counted(playback.record().frames + 1, "row") + " of " +
+                                      counted(session.columns.size() + 2, "column")});
   return std::nullopt;
 }
 
@@ -106,6 +114,35 @@ std::optional<Failure> plotCurves(PlaySession& session, AnimatedScene const& sce
   return writeOutput(session, path, bytes, counted(session.chosen.size() - omitted, "curve"));
 }
 
+/// Whether an image is all that is asked for: that takes no animation.
+bool wantsOnlyImage(PlayOptions const& options) {
+  bool const wantsTime = options.from || options.to || options.frame || options.clock.isAnyGiven();
+  bool const wantsMore = !options.csv.empty() || !options.plot.empty() || !options.strip.empty() ||
+                         !options.film.empty() || !options.frames.empty() || options.clips ||
+                         options.bakeSkins || !options.animation.empty();
+  return !options.image.empty() && !wantsTime && !wantsMore;
+}
+
+/// The image of a model that nothing moves.
+ExitCode drawWithoutAnimation(PlayOptions const& options, Terminal terminal) {
+  auto const loaded = LoadedScene::load({.model = options.model, .animation = ""}, terminal);
+  if (auto const* failure = std::get_if<Failure>(&loaded)) return report(*failure, terminal);
+  LoadedScene const& scene = *std::get<std::unique_ptr<LoadedScene>>(loaded);
+  if (auto const failure = drawStill(scene, options.image, options.camera, "without animation", terminal))
+    return report(*failure, terminal);
+  if (options.json) {
+    JsonText json;
+    json.beginObject().add("model", options.model).name("files").beginList();
+    json.beginObject().add("path", options.image).add("what", "the model").endObject();
+    json.endList().endObject().print(terminal.output);
+    return ExitCode::Ok;
+  }
+  std::fprintf(terminal.output, "%s\n", scene.title().c_str());
+  printRow(terminal.output, "animation", "none, so nothing is played");
+  printFiles(terminal.output, {{options.image, "the model"}});
+  return ExitCode::Ok;
+}
+
 }  // namespace
 
 std::optional<Failure> writeOutput(PlaySession& session, std::string const& path, std::string const& bytes,
@@ -113,13 +150,17 @@ std::optional<Failure> writeOutput(PlaySession& session, std::string const& path
   OutputFile output(path);
   output.write(bytes);
   if (!output.commit()) return Failure{ExitCode::OutputUnwritable, output.message()};
-  session.written.push_back(printable(path) + ", " + what);
+  session.written.push_back({path, what});
   return std::nullopt;
 }
 
 ExitCode play(PlayOptions const& options, Terminal terminal) {
   auto prepared = preparePlay(options, terminal);
-  if (auto const* failure = std::get_if<Failure>(&prepared)) return report(*failure, terminal);
+  if (auto const* failure = std::get_if<Failure>(&prepared)) {
+    if (failure->code != ExitCode::NoAnimation) return report(*failure, terminal);
+    if (wantsOnlyImage(options)) return drawWithoutAnimation(options, terminal);
+    return report({failure->code, failure->message + "; --image alone draws it as it stands"}, terminal);
+  }
   PlaySession& session = std::get<PlaySession>(prepared);
 
   AnimatedScene scene(session.model, session.content);
@@ -133,14 +174,15 @@ ExitCode play(PlayOptions const& options, Terminal terminal) {
   session.playback = playback.record();
   if (!failure) failure = plotCurves(session, scene, terminal);
   if (!failure) failure = drawFilms(session, scene, playback, terminal);
-  std::string clips;
+  ClipReport clips;
   if (!failure && options.clips) failure = showClips(session, scene, clips, terminal);
   // Who ends a run by hand wants to know how it went.
-  if (failure && session.run.end == RunEnd::Interrupted) printPlayReport(session, output);
-  if (failure) return report(*failure, terminal);
-  printPlayReport(session, output);
-  std::fputs(clips.c_str(), output);
-  return ExitCode::Ok;
+  bool const isCutShort = failure && session.run.end == RunEnd::Interrupted;
+  if (!failure || isCutShort) {
+    auto* const print = options.json ? &printPlayJson : &printPlayReport;
+    print(session, options.clips && !failure ? &clips : nullptr, output);
+  }
+  return failure ? report(*failure, terminal) : ExitCode::Ok;
 }
 
 }  // namespace knanim

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <filesystem>
+#include <numeric>
 
 namespace knanim {
 namespace {
@@ -25,7 +26,7 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
                      "the name of a picture ends in .png or .svg, unlike " + printable(*picture)};
     }
   }
-  std::vector<std::string const*> outputs = {&options.csv};
+  std::vector<std::string const*> outputs = {&options.csv, &options.film};
   outputs.insert(outputs.end(), pictures.begin(), pictures.end());
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     std::string const& output = *outputs[i];
@@ -37,28 +38,44 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
         return Failure{ExitCode::Usage, "two outputs would be the same file " + printable(output)};
     }
   }
-  return std::nullopt;
+  return checkFilm(options.film);
 }
 
 /// Options that mean nothing by themselves.
 std::optional<Failure> checkCompanions(PlayOptions const& options) {
-  if (!options.channels.empty() && options.plot.empty() && !options.clips)
-    return Failure{ExitCode::Usage, "--channel requires --plot or --clips"};
-  if (!options.camera.empty() && options.strip.empty() && options.image.empty())
-    return Failure{ExitCode::Usage, "--camera requires --strip or --image"};
+  if (!options.channels.empty() && options.csv.empty() && options.plot.empty() && !options.clips)
+    return Failure{ExitCode::Usage, "--channel requires --csv, --plot or --clips"};
+  bool const isDrawn = !options.strip.empty() || !options.image.empty() || !options.frames.empty();
+  if (!options.camera.empty() && options.film.empty() && !isDrawn)
+    return Failure{ExitCode::Usage, "--camera requires --strip, --image, --frames or --film"};
   return std::nullopt;
 }
 
-std::variant<std::vector<std::size_t>, Failure> chooseCurves(PlayOptions const& options,
+/// The curves that were asked for; none where the options name no channel.
+std::variant<std::vector<std::size_t>, Failure> wantedCurves(PlayOptions const& options,
                                                              ImportedModel const& model) {
-  if (options.plot.empty() && !options.clips) return std::vector<std::size_t>{};
-  if (model.curves.empty())
-    return Failure{ExitCode::Usage, "the animation only morphs: it has no channels for --plot or --clips"};
-  if (options.channels.empty()) return mostMovingChannels(model);
+  if (options.channels.empty()) return std::vector<std::size_t>{};
   ChosenChannels chosen = chooseChannels(model, options.channels);
   if (chosen.unmatched.empty()) return std::move(chosen.curves);
-  return Failure{ExitCode::Usage, "no channel fits \"" + printable(chosen.unmatched[0]) +
-                                      "\"; the channels have names like " + model.curveName(model.curves[0])};
+  return Failure{ExitCode::Usage, noChannel(model, chosen.unmatched[0])};
+}
+
+/// Which curves are plotted or looked at in clips, and which are in the table.
+std::optional<Failure> chooseCurves(PlaySession& session) {
+  PlayOptions const& options = session.options;
+  ImportedModel const& model = session.model;
+  bool const isPlotted = !options.plot.empty() || options.clips;
+  if (isPlotted && model.curves.empty())
+    return Failure{ExitCode::Usage, "the animation only morphs: it has no channels for --plot or --clips"};
+  auto wanted = wantedCurves(options, model);
+  if (auto* failure = std::get_if<Failure>(&wanted)) return std::move(*failure);
+  session.columns = std::move(std::get<std::vector<std::size_t>>(wanted));
+  if (isPlotted) session.chosen = options.channels.empty() ? mostMovingChannels(model) : session.columns;
+  if (options.channels.empty()) {
+    session.columns.resize(model.curves.size());
+    std::iota(session.columns.begin(), session.columns.end(), std::size_t{0});
+  }
+  return std::nullopt;
 }
 
 std::optional<Failure> checkFrame(PlayOptions const& options, FrameRange const& frames) {
@@ -91,20 +108,20 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
     if (auto* failure = std::get_if<Failure>(&planned)) return std::move(*failure);
     plan = std::get<RunPlan>(planned);
   }
-  auto chosen = chooseCurves(options, model);
-  if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
+  auto const size = readFilmSize(options.size);
+  if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
   auto content = file.loadContent();
   if (auto* failure = std::get_if<Failure>(&content)) return std::move(*failure);
-  return PlaySession{options,
-                     std::move(file),
-                     std::move(model),
-                     std::move(std::get<ModelContent>(content)),
-                     std::get<FrameRange>(frames),
-                     plan,
-                     std::move(std::get<std::vector<std::size_t>>(chosen)),
-                     {},
-                     {},
-                     {}};
+  PlaySession session{.options = options,
+                      .file = std::move(file),
+                      .model = std::move(model),
+                      .content = std::move(std::get<ModelContent>(content)),
+                      .frames = std::get<FrameRange>(frames),
+                      .plan = plan};
+  session.film = {options.frames, options.film, std::get<std::array<std::size_t, 2>>(size),
+                  options.framesPerSecond};
+  if (auto failure = chooseCurves(session)) return std::move(*failure);
+  return session;
 }
 
 }  // namespace knanim

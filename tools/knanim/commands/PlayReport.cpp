@@ -9,16 +9,8 @@
 namespace knanim {
 namespace {
 
-/// A time for people, from microseconds to seconds.
 /// To hundredths of a frame.
 std::string frameNumber(double frame) { return brief(std::round(frame * 100) / 100, 16); }
-
-std::size_t countAnimatedNodes(ImportedModel const& model) {
-  std::size_t animated = 0;
-  for (std::size_t i = 0; i < model.curves.size(); ++i)
-    animated += i == 0 || model.curves[i].node != model.curves[i - 1].node ? 1U : 0U;
-  return animated;
-}
 
 std::string describe(ModelContent const& content) {
   std::string text;
@@ -89,7 +81,14 @@ void printRun(RunPlan const& plan, RunRecord const& run, bool isRealtime, std::F
 
 }  // namespace
 
-void printPlayReport(PlaySession const& session, std::FILE* output) {
+std::size_t countAnimatedNodes(ImportedModel const& model) {
+  std::size_t animated = 0;
+  for (std::size_t i = 0; i < model.curves.size(); ++i)
+    animated += i == 0 || model.curves[i].node != model.curves[i - 1].node ? 1U : 0U;
+  return animated;
+}
+
+void printPlayReport(PlaySession const& session, ClipReport const* clips, std::FILE* output) {
   ImportedModel const& model = session.model;
   AnimationSummary const& animation = model.summary.animations[model.animation];
   TimeSpan const span = *timeSpan(model);
@@ -111,7 +110,8 @@ void printPlayReport(PlaySession const& session, std::FILE* output) {
                brief(frames.framesPerSecond) + " per second");
   if (session.plan) printRun(*session.plan, session.run, session.options.clock.realtime, output);
   printPlayback(session.playback, output);
-  for (std::string const& file : session.written) printRow(output, "file", file);
+  printFiles(output, session.written);
+  if (clips != nullptr) printClipReport(*clips, output);
 }
 
 }  // namespace knanim

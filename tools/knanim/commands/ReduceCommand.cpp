@@ -35,8 +35,7 @@ std::variant<std::vector<std::size_t>, Failure> chooseCurves(ImportedModel const
     return curves;
   }
   ChosenChannels chosen = chooseChannels(model, patterns);
-  if (!chosen.unmatched.empty())
-    return Failure{ExitCode::Usage, "no channel fits \"" + printable(chosen.unmatched[0]) + '"'};
+  if (!chosen.unmatched.empty()) return Failure{ExitCode::Usage, noChannel(model, chosen.unmatched[0])};
   return std::move(chosen.curves);
 }
 

@@ -1,12 +1,12 @@
 #include "knanim/commands/Commands.h"
 #include "knanim/commands/ShootReport.h"
 #include "knanim/pictures/CameraPlan.h"
+#include "knanim/pictures/FilmRoll.h"
 #include "knanim/pictures/FilmShooting.h"
 #include "knanim/pictures/PlotPicture.h"
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/scene/ViewpointChoice.h"
 #include "knanim/support/Console.h"
-#include "knanim/support/FilmEncoder.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/OutputFile.h"
 #include "knanim/support/ProgressBar.h"
@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 
@@ -25,20 +24,6 @@ constexpr int kPosesOfStage = 12;
 constexpr double kMostFrames = 100'000;
 
 Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)}; }
-
-/// Width and height of the frames in pixels, as 640x360.
-std::optional<std::array<std::size_t, 2>> readSize(std::string_view text) {
-  std::array<std::size_t, 2> size{};
-  char const* const end = text.data() + text.size();
-  auto const width = std::from_chars(text.data(), end, size[0]);
-  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return std::nullopt;
-  auto const height = std::from_chars(width.ptr + 1, end, size[1]);
-  bool const isGood = height.ec == std::errc() && height.ptr == end;
-  for (std::size_t const side : size) {
-    if (!isGood || side < 16 || side > 4096 || side % 2 != 0) return std::nullopt;
-  }
-  return size;
-}
 
 MoveKind kindOf(std::string const& name) {
   if (name == "flight") return MoveKind::Flight;
@@ -79,11 +64,7 @@ std::optional<Failure> checkOutputs(ShootOptions const& options) {
         return usage("two outputs would be the same file " + printable(outputs[i]));
     }
   }
-  if (!options.film.empty() && !FilmEncoder::isInstalled())
-    return Failure{ExitCode::OutputUnwritable,
-                   "a film needs the program ffmpeg, which is not installed; "
-                   "--frames writes the pictures one by one"};
-  return std::nullopt;
+  return checkFilm(options.film);
 }
 
 /// Shoots one move: frame by frame, as a host does, and draws what is asked for.
@@ -93,8 +74,8 @@ class Shoot {
       : _options(options),
         _loaded(loaded),
         _figure(loaded.model(), loaded.content(), loaded.scene()),
-        _size(size),
-        _aspect(static_cast<double>(size[0]) / static_cast<double>(size[1])) {}
+        _targets{options.frames, options.film, size, options.framesPerSecond},
+        _aspect(_targets.aspect()) {}
 
   std::optional<Failure> run(Terminal terminal);
 
@@ -103,7 +84,6 @@ class Shoot {
   MoveSettings settings() const;
   std::optional<Failure> shoot(CameraMove& move, Terminal terminal);
   FilmFrame capture(CameraMove& move, CameraMoment const& moment, long long number);
-  std::optional<Failure> drawFrame(FilmFrame const& frame, FilmEncoder* film);
   std::optional<Failure> drawStrip();
   std::optional<Failure> drawPlan(CameraMove const& move);
   std::optional<Failure> write(std::string const& path, std::string const& bytes, std::string const& what);
@@ -112,7 +92,7 @@ class Shoot {
   ShootOptions const& _options;
   LoadedScene const& _loaded;
   SceneFigure _figure;
-  std::array<std::size_t, 2> _size;
+  FilmTargets _targets;
   double _aspect;
   std::optional<FilmStage> _stage;
   FigureRoom _room;
@@ -175,38 +155,12 @@ FilmFrame Shoot::capture(CameraMove& move, CameraMoment const& moment, long long
   return frame;
 }
 
-std::optional<Failure> Shoot::drawFrame(FilmFrame const& frame, FilmEncoder* film) {
-  double const width = static_cast<double>(_size[0]) / 2;
-  double const height = static_cast<double>(_size[1]) / 2;
-  Canvas canvas(PictureFormat::Png, width, height);
-  drawFilmPanel(frame, _figure, *_stage, {0, 0, width, height}, canvas);
-  if (film != nullptr && !film->add(canvas.pixels()))
-    return Failure{ExitCode::OutputUnwritable, film->message()};
-  if (_options.frames.empty()) return std::nullopt;
-  std::string number = std::to_string(frame.frame);
-  number.insert(0, number.size() < 5 ? 5 - number.size() : 0, '0');
-  std::string bytes;
-  std::string message;
-  if (!canvas.finish(bytes, message)) return Failure{ExitCode::Failed, "cannot draw a frame: " + message};
-  OutputFile output((std::filesystem::path(_options.frames) / ("frame-" + number + ".png")).string());
-  output.write(bytes);
-  if (!output.commit()) return Failure{ExitCode::OutputUnwritable, output.message()};
-  return std::nullopt;
-}
-
 std::optional<Failure> Shoot::shoot(CameraMove& move, Terminal terminal) {
   double const last = std::floor(move.duration() * _options.framesPerSecond + 1e-6);
   if (!(last < kMostFrames)) return usage("the move has more than 100 000 frames; --fps makes fewer");
   FrameRange const range{_options.framesPerSecond, 0, static_cast<long long>(last)};
   std::vector<long long> const ofStrip = spreadFrames(range, _options.stripFrames);
-  bool const drawsAll = !_options.frames.empty() || !_options.film.empty();
-  std::optional<FilmEncoder> film;
-  if (!_options.film.empty()) film.emplace(_options.film, _size[0], _size[1], _options.framesPerSecond);
-  if (!_options.frames.empty()) {
-    std::error_code error;
-    std::filesystem::create_directories(_options.frames, error);
-    if (error) return Failure{ExitCode::OutputUnwritable, "cannot make the folder: " + error.message()};
-  }
+  FilmRoll roll(_targets, range.count());
   ProgressBar progress(terminal.errors, "shooting", range.count());
   for (long long number = 0; number <= range.last; ++number) {
     if (InterruptionGuard::isInterrupted()) return Failure{ExitCode::Failed, "interrupted"};
@@ -215,20 +169,16 @@ std::optional<Failure> Shoot::shoot(CameraMove& move, Terminal terminal) {
     _way.push_back(moment);
     bool const isOfStrip = std::ranges::count(ofStrip, number) > 0;
     if (isOfStrip) _shown.push_back(moment);
-    if (isOfStrip || drawsAll) {
+    if (isOfStrip || !_targets.isEmpty()) {
       FilmFrame frame = capture(move, moment, number);
-      if (drawsAll) {
-        if (auto failure = drawFrame(frame, film ? &*film : nullptr)) return failure;
+      if (!_targets.isEmpty()) {
+        if (auto failure = roll.add(frame, _figure, *_stage)) return failure;
       }
       if (isOfStrip) _strip.frames.push_back(std::move(frame));
     }
     progress.update(static_cast<std::uint64_t>(number + 1));
   }
-  if (film && !film->commit()) return Failure{ExitCode::OutputUnwritable, film->message()};
-  if (film) _record.files.push_back(printable(_options.film) + ", " + counted(range.count(), "frame"));
-  if (!_options.frames.empty())
-    _record.files.push_back(printable(_options.frames) + ", " + counted(range.count(), "picture"));
-  return std::nullopt;
+  return _targets.isEmpty() ? std::nullopt : roll.commit(_record.files);
 }
 
 std::optional<Failure> Shoot::write(std::string const& path, std::string const& bytes,
@@ -236,7 +186,7 @@ std::optional<Failure> Shoot::write(std::string const& path, std::string const& 
   OutputFile output(path);
   output.write(bytes);
   if (!output.commit()) return Failure{ExitCode::OutputUnwritable, output.message()};
-  _record.files.push_back(printable(path) + ", " + what);
+  _record.files.push_back({path, what});
   return std::nullopt;
 }
 
@@ -296,15 +246,13 @@ std::optional<Failure> Shoot::run(Terminal terminal) {
 ExitCode shoot(ShootOptions const& options, Terminal terminal) {
   if (auto const failure = checkNumbers(options)) return report(*failure, terminal);
   if (auto const failure = checkOutputs(options)) return report(*failure, terminal);
-  auto const size = readSize(options.size);
-  if (!size)
-    return report(usage("no size: \"" + printable(options.size) +
-                        "\"; a size is WIDTHxHEIGHT, even numbers of pixels from 16 to 4096"),
-                  terminal);
+  auto const size = readFilmSize(options.size);
+  if (auto const* failure = std::get_if<Failure>(&size)) return report(*failure, terminal);
   SceneOptions scene{.model = options.model, .animation = options.animation};
   auto const loaded = LoadedScene::load(scene, terminal);
   if (auto const* failure = std::get_if<Failure>(&loaded)) return report(*failure, terminal);
-  Shoot shoot(options, *std::get<std::unique_ptr<LoadedScene>>(loaded), *size);
+  Shoot shoot(options, *std::get<std::unique_ptr<LoadedScene>>(loaded),
+              std::get<std::array<std::size_t, 2>>(size));
   if (auto const failure = shoot.run(terminal)) return report(*failure, terminal);
   return ExitCode::Ok;
 }

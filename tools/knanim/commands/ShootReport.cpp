@@ -135,7 +135,7 @@ void printShootReport(ShootOptions const& options, ShootRecord const& record,
   printRow(output, "frames", grouped(way.size()) + ", " + brief(options.framesPerSecond) + " per second");
   printEvenness(options, record, way, output);
   printNearness(options, record, way, output);
-  for (std::string const& file : record.files) printRow(output, "file", file);
+  printFiles(output, record.files);
 }
 
 }  // namespace knanim

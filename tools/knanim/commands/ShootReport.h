@@ -1,7 +1,7 @@
 #pragma once
 
 #include "knanim/pictures/CameraPlan.h"
-#include "knanim/support/Options.h"
+#include "knanim/support/Console.h"
 
 #include <cstdio>
 #include <span>
@@ -16,7 +16,7 @@ struct ShootRecord {
   std::vector<double> arrivals;  ///< at the viewpoints, in seconds
   std::size_t curves = 0;
   std::size_t keys = 0;
-  std::vector<std::string> files;
+  std::vector<WrittenFile> files;
 };
 
 /// "a track through 4 viewpoints, 3 s each".

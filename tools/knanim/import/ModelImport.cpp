@@ -4,6 +4,7 @@
 #include "knanim/import/ModelTransfer.h"
 #include "knanim/import/StoredModel.h"
 #include "knanim/support/Interruption.h"
+#include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
 
 #include <array>
@@ -250,9 +251,13 @@ std::variant<std::size_t, Failure> ModelFile::findAnimation(std::string const& c
   for (std::size_t i = 0; i < animations.size(); ++i) {
     if (animations[i].name == choice) return i;
   }
-  return Failure{ExitCode::Usage, "no animation \"" + printable(choice) + "\" in this model; there " +
-                                      (animations.size() == 1 ? "is" : "are") +
-                                      listOfAnimations(_model.summary)};
+  std::vector<std::string> names;
+  for (AnimationSummary const& each : animations) names.push_back(each.name);
+  std::string const near = isNumber ? "" : nearClause(nearNames(choice, names));
+  std::string const all =
+      (animations.size() == 1 ? "; there is" : "; there are") + listOfAnimations(_model.summary);
+  return Failure{ExitCode::Usage,
+                 "no animation \"" + printable(choice) + "\" in this model" + (near.empty() ? all : near)};
 }
 
 std::variant<ImportedModel, Failure> ModelFile::load(std::size_t animation) const {

@@ -4,6 +4,7 @@
 #include "knanim/import/SceneConversion.h"
 #include "knanim/import/ShapeCaches.h"
 #include "knanim/support/MemoryLimit.h"
+#include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
 
 #include <assimp/Importer.hpp>
@@ -75,8 +76,13 @@ Failure notAModel(std::string const& path, std::string const& reason) {
 
 /// Looks at the file itself, so that a missing file is not taken for a broken model.
 std::variant<std::uintmax_t, Failure> checkModelFile(std::string const& path) {
+  if (path.empty()) return Failure{ExitCode::FileUnreadable, "the name of the model is empty"};
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return unreadable(path, std::strerror(errno));
+  if (stat(path.c_str(), &status) != 0) {
+    Failure failure = unreadable(path, std::strerror(errno));
+    failure.message += nearClause(nearFiles(path));
+    return failure;
+  }
   if (S_ISDIR(status.st_mode)) return unreadable(path, std::strerror(EISDIR));
   if (!S_ISREG(status.st_mode)) return unreadable(path, "not a regular file");
   std::FILE* const file = std::fopen(path.c_str(), "rb");

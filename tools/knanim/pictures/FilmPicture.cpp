@@ -98,11 +98,11 @@ double filmAspect(std::span<osg::Pnt3f const> points, osg::Vec3f const& directio
   return boundedAspect(wanted, frames);
 }
 
-void useFittedView(FilmPicture& film, SceneFigure const& figure) {
+void useFittedView(FilmPicture& film, SceneFigure const& figure, std::optional<double> aspect) {
   std::vector<osg::Pnt3f> points;
   for (FilmFrame const& frame : film.frames) figure.addPoints(frame.pose, points);
   addShadows(points);
-  film.panelAspect = filmAspect(points, fittedDirection(), film.frames.size());
+  film.panelAspect = aspect.value_or(filmAspect(points, fittedDirection(), film.frames.size()));
   PictureView const view =
       PictureView::around(points, fittedDirection(), kFittedFieldOfView, film.panelAspect);
   for (FilmFrame& frame : film.frames) frame.view = view;

@@ -4,6 +4,7 @@
 #include "knanim/pictures/PictureView.h"
 #include "knanim/scene/SceneFigure.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,8 +39,9 @@ double boundedAspect(double aspect, std::size_t frames);
 /// what fits well into a picture of `frames` panels.
 double filmAspect(std::span<osg::Pnt3f const> points, osg::Vec3f const& direction, std::size_t frames);
 
-/// Gives all frames one view from aside, in which everything that they show has room, and the panels their aspect.
-void useFittedView(FilmPicture& film, SceneFigure const& figure);
+/// Gives all frames one view from aside, in which everything that they show has room, and the panels `aspect` or, where
+/// none is given, the one that suits.
+void useFittedView(FilmPicture& film, SceneFigure const& figure, std::optional<double> aspect = {});
 
 /// Draws a film on a ground of squares at the lowest point of all poses, or on the one of `stage`. False with a `message` when it cannot
 /// be drawn, as for want of memory.

@@ -1,5 +1,6 @@
 #include "knanim/pictures/FilmShooting.h"
 
+#include "knanim/scene/ViewpointChoice.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
 #include "model/camera/UberCamera.h"
@@ -14,6 +15,9 @@ namespace {
 
 constexpr int kTrailSteps = 24;
 constexpr double kTrailSeconds = 0.6;
+constexpr std::size_t kFramesOfSurvey = 48;
+/// A camera that does not show as much of the figure's points in every frame crops it.
+constexpr double kLeastShown = 0.9;
 
 osg::NodePtr findCamera(AnimatedScene const& scene, std::string const& name) {
   for (SceneCamera const& camera : scene.cameras()) {
@@ -46,10 +50,12 @@ class Shooter {
   Shooter(SceneFigure const& figure, FrameRange const& range, Playback& playback)
       : _figure(figure), _range(range), _playback(playback) {}
 
+  /// Plays to a frame, and looks at it through a camera, if there is one.
+  FilmFrame shoot(long long number, osg::NodePtr const& camera);
   /// False when interrupted.
   bool run(std::span<long long const> frames, osg::NodePtr const& camera);
-  /// Whether the camera of the run saw a point in any frame.
-  bool sawSomething(double aspect) const;
+  /// The part of the figure's points that the camera of the run shows, in the frame with the least of them.
+  double leastShown(double aspect) const;
 
   FilmPicture film;
 
@@ -76,29 +82,71 @@ void Shooter::addTrails(FilmFrame& frame) {
   for (std::size_t i = 0; i < joints.size(); ++i) frame.trails[i].push_back(frame.pose.joints[joints[i]]);
 }
 
+FilmFrame Shooter::shoot(long long number, osg::NodePtr const& camera) {
+  FilmFrame frame;
+  frame.frame = number;
+  frame.time = _range.time(number);
+  _playback.show(static_cast<double>(number));
+  frame.pose = _figure.capture();
+  if (camera.isAlive()) frame.view = viewOf(camera);
+  addTrails(frame);
+  return frame;
+}
+
 bool Shooter::run(std::span<long long const> frames, osg::NodePtr const& camera) {
   for (long long const number : frames) {
     if (InterruptionGuard::isInterrupted()) return false;
-    FilmFrame& frame = film.frames.emplace_back();
-    frame.frame = number;
-    frame.time = _range.time(number);
-    _playback.show(static_cast<double>(number));
-    frame.pose = _figure.capture();
-    if (camera.isAlive()) frame.view = viewOf(camera);
-    addTrails(frame);
+    film.frames.push_back(shoot(number, camera));
   }
   return true;
 }
 
-bool Shooter::sawSomething(double aspect) const {
-  return std::any_of(film.frames.begin(), film.frames.end(), [&](FilmFrame const& frame) {
+double Shooter::leastShown(double aspect) const {
+  double least = 1;
+  for (FilmFrame const& frame : film.frames) {
     std::vector<osg::Pnt3f> points;
     _figure.addPoints(frame.pose, points);
-    return std::any_of(points.begin(), points.end(), [&](osg::Pnt3f const& point) {
+    auto const shown = std::count_if(points.begin(), points.end(), [&](osg::Pnt3f const& point) {
       auto const seen = frame.view.see(point);
       return seen && std::abs(seen->x) <= 1 && std::abs(seen->y) <= 1 / aspect;
     });
-  });
+    if (!points.empty())
+      least = std::min(least, static_cast<double>(shown) / static_cast<double>(points.size()));
+  }
+  return least;
+}
+
+/// The camera that a name stands for; null for the fitted one.
+std::variant<osg::NodePtr, Failure> chooseCamera(AnimatedScene const& scene, std::string const& name) {
+  if (name == kFittedCamera) return osg::NodePtr();
+  osg::NodePtr const node = findCamera(scene, name);
+  if (name.empty() || node.isAlive()) return node;
+  return Failure{ExitCode::Usage, noCamera(name, scene.cameras())};
+}
+
+/// Decides whether a film is seen by the camera that shot it, and gives all of it the fitted view if not. A camera that
+/// was asked for by its name shows what it sees, and be it nothing. False for the fitted view.
+bool decideView(Shooter& shooter, SceneFigure const& figure, osg::NodePtr const& camera, bool isWanted,
+                std::optional<double> aspect, Shooting& shooting) {
+  bool useOwn = camera.isAlive();
+  if (useOwn) {
+    char const* const given = osg::NodeUtils::getName(camera);
+    std::string const name = printable(given != nullptr ? given : "");
+    Opening const opening = openingOf(camera);
+    shooter.film.panelAspect =
+        aspect.value_or(boundedAspect(opening.halfWidth / opening.halfHeight, shooter.film.frames.size()));
+    double const shown = shooter.leastShown(shooter.film.panelAspect);
+    useOwn = isWanted || shown >= kLeastShown;
+    if (shown == 0 && isWanted)
+      shooting.warning = "the camera \"" + name + "\" sees nothing of the model";
+    else if (!useOwn)
+      shooting.warning = "the model's first camera " +
+                         std::string(shown == 0 ? "sees nothing of it" : "crops it") +
+                         "; it is seen from aside instead (--camera \"" + name + "\" takes that camera)";
+    shooting.cameraName = useOwn ? name : "";
+  }
+  if (!useOwn) useFittedView(shooter.film, figure, aspect);
+  return useOwn;
 }
 
 }  // namespace
@@ -117,29 +165,38 @@ std::vector<long long> spreadFrames(FrameRange const& range, std::size_t count) 
 std::variant<Shooting, Failure> shootFilm(SceneFigure const& figure, AnimatedScene const& scene,
                                           FrameRange const& range, std::span<long long const> frames,
                                           std::string const& camera, Playback& playback) {
-  osg::NodePtr const node = camera == kFittedCamera ? osg::NodePtr() : findCamera(scene, camera);
-  if (!camera.empty() && camera != kFittedCamera && !node.isAlive()) {
-    std::string known;
-    for (SceneCamera const& each : scene.cameras()) known += " \"" + each.name + '"';
-    return Failure{ExitCode::Usage, "no camera \"" + printable(camera) + "\" in this model" +
-                                        (known.empty() ? "" : "; there is" + known)};
-  }
+  auto const node = chooseCamera(scene, camera);
+  if (auto const* failure = std::get_if<Failure>(&node)) return *failure;
   Shooter shooter(figure, range, playback);
-  if (!shooter.run(frames, node)) return Failure{ExitCode::Failed, "interrupted"};
-
+  if (!shooter.run(frames, std::get<osg::NodePtr>(node))) return Failure{ExitCode::Failed, "interrupted"};
   Shooting shooting;
-  bool useOwn = node.isAlive();
-  if (useOwn) {
-    Opening const opening = openingOf(node);
-    shooter.film.panelAspect = boundedAspect(opening.halfWidth / opening.halfHeight, frames.size());
-    // A camera that was asked for by its name shows what it sees, and be it nothing.
-    shooting.cameraSawNothing = !shooter.sawSomething(shooter.film.panelAspect);
-    useOwn = !shooting.cameraSawNothing || !camera.empty();
-  }
-  if (!useOwn) useFittedView(shooter.film, figure);
-  char const* const name = useOwn ? osg::NodeUtils::getName(node) : nullptr;
-  shooting.cameraName = name != nullptr ? name : "";
+  decideView(shooter, figure, std::get<osg::NodePtr>(node), !camera.empty(), {}, shooting);
   shooting.film = std::move(shooter.film);
+  return shooting;
+}
+
+std::variant<Shooting, Failure> shootAllFrames(SceneFigure const& figure, AnimatedScene const& scene,
+                                               FrameRange const& range, std::string const& camera,
+                                               double aspect, Playback& playback,
+                                               FrameReceiver const& receive) {
+  auto const chosen = chooseCamera(scene, camera);
+  if (auto const* failure = std::get_if<Failure>(&chosen)) return *failure;
+  osg::NodePtr const node = std::get<osg::NodePtr>(chosen);
+  // Some of the frames tell where all of them play.
+  Shooter shooter(figure, range, playback);
+  if (!shooter.run(spreadFrames(range, kFramesOfSurvey), node))
+    return Failure{ExitCode::Failed, "interrupted"};
+  Shooting shooting;
+  bool const useOwn = decideView(shooter, figure, node, !camera.empty(), aspect, shooting);
+  PictureView const fitted = shooter.film.frames.front().view;
+  FilmStage const stage(shooter.film.frames, figure);
+  shooter.film.frames.clear();
+  for (long long number = range.first; number <= range.last; ++number) {
+    if (InterruptionGuard::isInterrupted()) return Failure{ExitCode::Failed, "interrupted"};
+    FilmFrame frame = shooter.shoot(number, node);
+    if (!useOwn) frame.view = fitted;
+    if (auto failure = receive(frame, stage)) return std::move(*failure);
+  }
   return shooting;
 }
 

@@ -1,10 +1,11 @@
 #include "knanim/pictures/IndexedPng.h"
 
+#include "knanim/pictures/PngChunks.h"
+
 #include <algorithm>
 #include <functional>
 #include <unordered_map>
 #include <vector>
-#include <zlib.h>
 
 namespace knanim {
 namespace {
@@ -70,18 +71,6 @@ bool showsAll(std::vector<std::uint32_t> const& palette, Counts const& counts, s
   return static_cast<double>(misshown) <= kMostMisshown * static_cast<double>(pixels);
 }
 
-void append(std::string& bytes, std::uint32_t number) {
-  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 0xFFU);
-}
-
-void appendChunk(std::string& bytes, char const* type, std::string const& data) {
-  append(bytes, static_cast<std::uint32_t>(data.size()));
-  std::string const body = type + data;
-  bytes += body;
-  uLong const sum = crc32(0, reinterpret_cast<Bytef const*>(body.data()), static_cast<uInt>(body.size()));
-  append(bytes, static_cast<std::uint32_t>(sum));
-}
-
 /// One byte for each pixel, and before each row the filter that leaves it as it is.
 std::string indexRows(std::span<std::uint32_t const> pixels, std::uint32_t width, Counts const& counts,
                       std::vector<std::uint32_t> const& palette) {
@@ -107,25 +96,21 @@ std::optional<std::string> encodeIndexedPng(std::span<std::uint32_t const> pixel
   if (palette.empty() || !showsAll(palette, counts, pixels.size())) return std::nullopt;
 
   std::string const rows = indexRows(pixels, width, counts, palette);
-  uLongf size = compressBound(static_cast<uLong>(rows.size()));
-  std::string packed(size, '\0');
-  if (compress2(reinterpret_cast<Bytef*>(packed.data()), &size, reinterpret_cast<Bytef const*>(rows.data()),
-                static_cast<uLong>(rows.size()), Z_BEST_COMPRESSION) != Z_OK)
-    return std::nullopt;
-  packed.resize(size);
+  std::optional<std::string> const data = packed(rows, 9);
+  if (!data) return std::nullopt;
 
   std::string header;
-  append(header, width);
-  append(header, static_cast<std::uint32_t>(pixels.size() / width));
+  appendNumber(header, width);
+  appendNumber(header, static_cast<std::uint32_t>(pixels.size() / width));
   header += std::string("\x08\x03\0\0\0", 5);  // eight bits for each index into the palette
   std::string colors;
   for (std::uint32_t const color : palette) {
     for (int shift = 16; shift >= 0; shift -= 8) colors += static_cast<char>(color >> shift & 0xFFU);
   }
-  std::string bytes = "\x89PNG\r\n\x1A\n";
+  std::string bytes(kPngSignature);
   appendChunk(bytes, "IHDR", header);
   appendChunk(bytes, "PLTE", colors);
-  appendChunk(bytes, "IDAT", packed);
+  appendChunk(bytes, "IDAT", *data);
   appendChunk(bytes, "IEND", {});
   return bytes;
 }

@@ -35,7 +35,7 @@ ModelContent withColorsOfScene(ModelContent content) {
 }  // namespace
 
 std::optional<Failure> drawStill(LoadedScene const& loaded, std::string const& path,
-                                 std::string const& subtitle, Terminal terminal) {
+                                 std::string const& camera, std::string const& subtitle, Terminal terminal) {
   switchOffAnimations(loaded.scene());
   ModelContent const content = withColorsOfScene(loaded.content());
   SceneFigure const figure(loaded.model(), content, loaded.scene());
@@ -44,11 +44,10 @@ std::optional<Failure> drawStill(LoadedScene const& loaded, std::string const& p
   long long const frame = std::llround(std::clamp(time * rate, -1e15, 1e15));
   FrameRange const range{rate, frame, frame};
   Playback playback(range);
-  auto shot = shootFilm(figure, loaded.scene(), range, {&frame, 1}, "", playback);
+  auto shot = shootFilm(figure, loaded.scene(), range, {&frame, 1}, camera, playback);
   if (auto const* failure = std::get_if<Failure>(&shot)) return *failure;
   Shooting& shooting = std::get<Shooting>(shot);
-  if (shooting.cameraSawNothing)
-    warn("the model's first camera sees nothing of it; it is seen from aside instead", terminal);
+  if (!shooting.warning.empty()) warn(shooting.warning, terminal);
   shooting.film.title = loaded.title();
   shooting.film.subtitle = subtitle;
   shooting.film.frames[0].time = time;

@@ -1,5 +1,7 @@
 #include "knanim/support/Console.h"
 
+#include "knanim/support/Text.h"
+
 namespace knanim {
 
 ExitCode report(Failure const& failure, Terminal terminal) {
@@ -17,6 +19,10 @@ void warn(std::vector<std::string> const& messages, Terminal terminal) {
 
 void printRow(std::FILE* output, char const* label, std::string const& text) {
   std::fprintf(output, "  %-10s  %s\n", label, text.c_str());
+}
+
+void printFiles(std::FILE* output, std::vector<WrittenFile> const& files) {
+  for (WrittenFile const& file : files) printRow(output, "file", printable(file.path) + ", " + file.what);
 }
 
 }  // namespace knanim

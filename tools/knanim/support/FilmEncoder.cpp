@@ -2,6 +2,7 @@
 
 #include "knanim/support/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -20,6 +21,17 @@ namespace knanim {
 namespace {
 
 constexpr char const* kProgram = "ffmpeg";
+constexpr char const* kGifColors = "split[a][b];[a]palettegen[p];[b][p]paletteuse=dither=none";
+
+/// The film that is being written; empty when there is none.
+std::array<char, 4096> unfinished{};
+
+void noteUnfinished(std::string const& path) {
+  unfinished[0] = '\0';
+  if (path.size() >= unfinished.size()) return;
+  std::memcpy(unfinished.data() + 1, path.c_str() + std::min<std::size_t>(1, path.size()), path.size());
+  unfinished[0] = path.c_str()[0];
+}
 
 /// While one lives, a pipe that nobody reads makes a write fail, and not the process end.
 class NoPipeSignal {
@@ -66,18 +78,28 @@ FilmEncoder::FilmEncoder(std::string path, std::size_t width, std::size_t height
   }
   std::string const size = std::to_string(width) + 'x' + std::to_string(height);
   std::string const rate = shortest(framesPerSecond);
+  std::vector<std::string> words = {kProgram, "-loglevel",  "error",    "-nostdin", "-y",
+                                    "-f",     "rawvideo",   "-pix_fmt", "bgr0",     "-s",
+                                    size,     "-framerate", rate,       "-i",       "pipe:0"};
+  bool const isGif = std::filesystem::path(_path).extension() == ".gif";
+  // A GIF has 256 colours, which are chosen for all frames together; most players of other films know one form only.
+  for (char const* const word : {isGif ? "-vf" : "-pix_fmt", isGif ? kGifColors : "yuv420p"})
+    words.emplace_back(word);
   // "file:" takes any name as a name.
-  std::vector<std::string> words = {
-      kProgram,   "-loglevel", "error",  "-nostdin", "-y",      "-f",
-      "rawvideo", "-pix_fmt",  "bgr0",   "-s",       size,      "-framerate",
-      rate,       "-i",        "pipe:0", "-pix_fmt", "yuv420p", "file:" + _partial};
+  words.push_back("file:" + _partial);
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
-  int const error = posix_spawnp(&_process, kProgram, &actions, nullptr, arguments.data(), environ);
+  // In a group of its own, an interruption from the keyboard does not reach it before it reaches this program.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  noteUnfinished(_partial);
+  int const error = posix_spawnp(&_process, kProgram, &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(ends[0]);
   _pipe = ends[1];
@@ -92,6 +114,11 @@ FilmEncoder::~FilmEncoder() {
   wait();
   std::error_code ignored;
   std::filesystem::remove(_partial, ignored);
+  noteUnfinished({});
+}
+
+void FilmEncoder::removeUnfinished() {
+  if (unfinished[0] != '\0') unlink(unfinished.data());
 }
 
 void FilmEncoder::fail(std::string reason) {

@@ -24,6 +24,8 @@ class FilmEncoder {
   bool add(std::vector<std::uint32_t> const& pixels);
   /// Ends the film, and puts it in its place.
   bool commit();
+  /// Removes the film that is being written, if there is one. May be called from a signal handler.
+  static void removeUnfinished();
   /// Why it failed; empty while all is good.
   std::string const& message() const { return _message; }
 

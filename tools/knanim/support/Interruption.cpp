@@ -1,6 +1,7 @@
 #include "knanim/support/Interruption.h"
 
 #include "knanim/support/ExitCode.h"
+#include "knanim/support/FilmEncoder.h"
 #include "model/utils/FileReplacement.h"
 
 #include <csignal>
@@ -19,6 +20,7 @@ std::sig_atomic_t volatile interrupted = 0;
 void endAtOnce(int) {
   constexpr std::string_view kMessage = "knanim: interrupted\n";
   osg::FileReplacement::removeUnfinished();
+  FilmEncoder::removeUnfinished();
   [[maybe_unused]] auto const written = write(STDERR_FILENO, kMessage.data(), kMessage.size());
   _exit(static_cast<int>(ExitCode::Failed));
 }

@@ -12,7 +12,14 @@ namespace knanim {
 /// most.
 std::vector<std::string> nearNames(std::string_view wanted, std::span<std::string const> names);
 
+/// The files of a path's folder that have near names, each with its folder.
+std::vector<std::string> nearFiles(std::string const& path);
+
 /// Names as the end of a sentence: "; near to it: "a", "b"". Empty without names.
 std::string nearClause(std::span<std::string const> names);
+
+/// What there is in the place of a name that is not there, as the end of a sentence: the near names, or else the first few
+/// of all, as "; there are "a", "b" and 3 more". Empty without names.
+std::string insteadClause(std::string_view wanted, std::span<std::string const> names);
 
 }  // namespace knanim

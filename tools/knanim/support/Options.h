@@ -41,10 +41,14 @@ struct PlayOptions {
   std::size_t stripFrames = 8;
   std::string image;               ///< a picture of one frame; empty for none
   std::optional<long long> frame;  ///< the one of the image; the first when it is not given
-  std::string camera;              ///< for strip and image: a name, "fit", or empty for the model's first one
+  std::string frames;              ///< a folder for all frames; empty for none
+  std::string film;                ///< a moving picture; empty for none
+  std::string size = "640x360";    ///< of frames and film
+  std::string camera;              ///< for all of these: a name, "fit", or empty for the model's first one
   bool clips = false;              ///< arrange the animations as clips
   std::string clipsPlot;           ///< a picture of the clips; empty for none
   bool bakeSkins = false;          ///< play meshes with bones from caches
+  bool json = false;               ///< the report is JSON
   ClockOptions clock;
 };
 
@@ -52,6 +56,7 @@ struct InfoOptions {
   std::string model;
   std::string animation;  ///< the one whose nodes are listed: number or name; empty for the first one
   bool allNodes = false;  ///< no limit to the length of the list
+  bool json = false;      ///< the report is JSON, without limits
 };
 
 struct QueueOptions {
@@ -85,9 +90,10 @@ struct SceneOptions {
 
 struct ChannelsOptions {
   SceneOptions scene;
-  std::string node;  ///< a name, or the end of a path; empty for a table of all nodes and materials
-  bool all = false;  ///< no limit to the length of that table
-  std::string csv;   ///< empty for none
+  std::string node;   ///< a name, or the end of a path; empty for a table of all nodes and materials
+  bool all = false;   ///< no limit to the length of that table
+  std::string csv;    ///< empty for none
+  bool json = false;  ///< what is printed is JSON, without limits
 };
 
 struct GetOptions {

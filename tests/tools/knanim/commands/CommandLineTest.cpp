@@ -1,5 +1,12 @@
 #include "tools/knanim/TestFiles.h"
 
+#include <rapidjson/document.h>
+#include <rapidjson/pointer.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <sstream>
+#include <vector>
+
 namespace knanim {
 namespace {
 
@@ -30,13 +37,17 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   std::string const picture = folder.file("a.png");
   std::string const nowhere = folder.file("no/where.png");
   std::vector<Case> const cases = {
-      {"", ExitCode::Usage, "subcommand"},
+      {"", ExitCode::Usage, "a command is missing; there are \"play\""},
+      {"pley " + film, ExitCode::Usage, "no command \"pley\"; near to it: \"play\""},
+      {play + "--strip-frame=3", ExitCode::Usage, "no option --strip-frame; near to it: \"--strip-frames\""},
+      {play + "--animation Wuson_Wlk", ExitCode::Usage, "near to it: \"Wuson_Walk\""},
+      {play + "--image a.png --camera Cam", ExitCode::Usage, "it has none"},
       {play + "--fps fast", ExitCode::Usage, "--fps"},
       {play + "--from 3 --to 2", ExitCode::Usage, "ends before it begins"},
       {play + "--to 1e9", ExitCode::Usage, "frames"},
-      {play + "--channel Root", ExitCode::Usage, "--plot"},
+      {play + "--channel Root", ExitCode::Usage, "--csv, --plot"},
       {play + "--plot a.gif", ExitCode::Usage, ".png or .svg"},
-      {play + "--plot " + picture + " --channel Nose", ExitCode::Usage, "no channel fits \"Nose\""},
+      {play + "--plot " + picture + " --channel Pelvs", ExitCode::Usage, "near to it: \"Pelvis\""},
       {play + "--strip " + picture + " --image " + picture, ExitCode::Usage, "the same file"},
       {play + "--image " + picture + " --frame 999", ExitCode::Usage, "0 to 29"},
       {play + "--csv ''", ExitCode::Usage, "--csv: needs the name of a file"},
@@ -51,6 +62,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {"play " + nonsense, ExitCode::NotAModel, "is not a model"},
       {"info " + empty, ExitCode::NotAModel, "is not a model"},
       {"play " + modelPath("FBX/box.fbx"), ExitCode::NoAnimation, "no animation in this model"},
+      {play + "--film a.png --size 15x16", ExitCode::Usage, "no size: \"15x16\""},
       {play + "--bake-skins --fps 20000", ExitCode::Usage, "would take 4954 MiB"},
       {play + "--csv /dev/full", ExitCode::OutputUnwritable, "No space left"},
       {play + "--csv " + nowhere, ExitCode::OutputUnwritable, "No such file"},
@@ -115,6 +127,49 @@ TEST(CommandLine, InfoDescribesTheModel) {
   expectParts(
       run("info " + modelPath("FBX/huesitos.fbx")).errors,
       {"warning: curves are straight lines between samples: the importer drops the tangents of .fbx files"});
+}
+
+TEST(CommandLine, ReportsAreJsonForPrograms) {
+  std::string const model = modelPath("X/Testwuson.X");
+  auto const ask = [&](std::string const& line, char const* pointer) {
+    rapidjson::Document document;
+    Outcome const outcome = run(line + " --json");
+    document.Parse(outcome.output.c_str());
+    EXPECT_FALSE(document.HasParseError()) << outcome.output.substr(0, 300);
+    auto const* const value = rapidjson::Pointer(pointer).Get(document);
+    rapidjson::StringBuffer text;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+    if (value != nullptr) value->Accept(writer);
+    return std::string(text.GetString());
+  };
+  EXPECT_EQ(ask("info " + model, "/animations/2/name"), "\"Wuson_Bind\"");
+  EXPECT_EQ(ask("info " + model, "/scene/clips/0/curves"), "351");
+  EXPECT_EQ(ask("info " + modelPath("FBX/box.fbx"), "/animations"), "[]");
+  EXPECT_EQ(ask("channels " + model + " Pelvis --time 0", "/objects/0/channels/3/name"), "\"scale.X\"");
+  EXPECT_EQ(ask("play " + model + " --fps 25 --clips", "/lastFrame"), "24");
+  EXPECT_EQ(ask("play " + model + " --reverse --rate 10", "/clock/isComplete"), "true");
+}
+
+TEST(CommandLine, ShellsAndManualKnowEveryOption) {
+  TemporaryFolder const folder;
+  std::string const script = run("--print bash").output;
+  writeFile(folder.file("bash"),
+            script + "COMP_WORDS=(knanim \"$@\"); COMP_CWORD=$#; _knanim; echo ${COMPREPLY[*]}\n");
+  auto const complete = [&](std::string const& words) {
+    std::FILE* const shell = popen(("bash " + folder.file("bash") + ' ' + words).c_str(), "r");
+    char text[4096] = {};
+    EXPECT_NE(std::fgets(text, sizeof(text), shell), nullptr);
+    EXPECT_EQ(pclose(shell), 0);
+    return std::string(text);
+  };
+  EXPECT_EQ(complete("lo"), "load-onto\n");
+  EXPECT_EQ(complete("play a.fbx --strip"), "--strip --strip-frames\n");
+  EXPECT_EQ(complete("shoot a.fbx --move t"), "track turntable\n");
+  EXPECT_EQ(complete("play a"), "\n");
+  expectParts(run("--print zsh").output,
+              {"'*--view=[A viewpoint FROM\\:AT", ":value:(track flight shot turntable)"});
+  expectParts(run("--print man").output,
+              {"\n.SS \"load\\-onto\"", "\\fB\\-\\-strip\\-frames\\fR \\fINUMBER\\fR", "\n.B 6\n"});
 }
 
 }  // namespace

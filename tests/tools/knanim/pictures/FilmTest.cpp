@@ -1,6 +1,8 @@
 #include "knanim/commands/Commands.h"
+#include "knanim/pictures/AnimatedPng.h"
 #include "knanim/pictures/FilmShooting.h"
 #include "knanim/pictures/IndexedPng.h"
+#include "knanim/pictures/PngChunks.h"
 #include "knanim/support/Options.h"
 #include "tools/knanim/TestFiles.h"
 #include "tools/knanim/pictures/Pixels.h"
@@ -71,6 +73,67 @@ TEST(IndexedPng, KeepsFewColorsAndRefusesMany) {
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i) * 0x3571U;
   EXPECT_FALSE(encodeIndexedPng(pixels, 40));
   EXPECT_FALSE(encodeIndexedPng(pixels, 0));
+}
+
+/// The pictures of a PNG that moves, put together from what is stored of them.
+std::vector<std::vector<std::uint32_t>> decodeAnimation(std::string const& bytes) {
+  auto const number = [&bytes](std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i) value = value << 8U | static_cast<std::uint8_t>(bytes[at + i]);
+    return value;
+  };
+  std::vector<std::vector<std::uint32_t>> pictures;
+  std::string header;
+  for (std::size_t at = kPngSignature.size(); at < bytes.size(); at += 12 + number(at)) {
+    std::string const type = bytes.substr(at + 4, 4);
+    std::string data = bytes.substr(at + 8, number(at));
+    std::uint32_t const width = number(kPngSignature.size() + 8);
+    if (type == "IHDR") pictures.emplace_back(width * number(at + 12));
+    if (type == "fcTL") header = data;
+    if (type != "IDAT" && type != "fdAT") continue;
+    if (type == "fdAT") data.erase(0, 4);
+    std::string part(kPngSignature);
+    appendChunk(part, "IHDR", header.substr(4, 8) + std::string("\x08\x02\0\0\0", 5));
+    appendChunk(part, "IDAT", data);
+    appendChunk(part, "IEND", "");
+    test::Pixels const pixels = test::decode(part);
+    auto const place = [&header](std::size_t i) { return static_cast<std::uint8_t>(header[i]); };
+    pictures.push_back(pictures.back());
+    for (std::size_t i = 0; i < pixels.values.size(); ++i)
+      pictures.back()[(place(19) + i / pixels.width) * width + place(15) + i % pixels.width] =
+          pixels.values[i] & 0xFFFFFFU;
+  }
+  pictures.erase(pictures.begin());
+  return pictures;
+}
+
+TEST(AnimatedPng, GivesEveryPictureBack) {
+  test::TemporaryFolder const folder;
+  std::mt19937 random(5);
+  std::vector<std::vector<std::uint32_t>> pictures(1);
+  for (int i = 0; i < 40 * 30; ++i)
+    pictures[0].push_back(random() % 5 == 0 ? random() & 0xFFFFFFU : 0x336699U);
+  for (std::size_t const changed : {0U, 1U, 700U}) {
+    pictures.push_back(pictures.back());
+    for (std::size_t i = 0; i < changed; ++i) pictures.back()[100 + i] ^= 0x010203U;
+  }
+  AnimatedPng film(folder.file("a.png"), 40, 30, 4, 29.97);
+  for (auto const& picture : pictures) EXPECT_TRUE(film.add(picture));
+  EXPECT_TRUE(film.commit()) << film.message();
+  EXPECT_EQ(decodeAnimation(test::readFile(folder.file("a.png"))), pictures);
+}
+
+TEST(Film, AFilmHasAllFramesAndAModelWithoutAnimationIsDrawn) {
+  test::TemporaryFolder const folder;
+  auto const outcome =
+      test::run("play " + test::modelPath("X/Testwuson.X") + " --to 0.1 --size 64x36 --film " +
+                folder.file("film.png") + " --frames " + folder.file("frames"));
+  EXPECT_EQ(outcome.code, ExitCode::Ok) << outcome.errors;
+  EXPECT_EQ(decodeAnimation(test::readFile(folder.file("film.png"))).size(), 4U);
+  EXPECT_EQ(test::decode(test::readFile(folder.file("frames/frame-00003.png"))).width, 64U);
+  EXPECT_EQ(test::run("play " + test::modelPath("OBJ/box.obj") + " --image " + folder.file("box.png")).code,
+            ExitCode::Ok);
+  EXPECT_TRUE(test::readFile(folder.file("box.png")).starts_with(kPngSignature));
 }
 
 }  // namespace

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace knanim {
+
+/// What is wrong with a command line that could not be parsed, what may have been meant, and where there is help.
+std::string explain(CLI::App const& app, CLI::ParseError const& error);
+
+}  // namespace knanim

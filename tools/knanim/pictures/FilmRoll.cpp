@@ -1,0 +1,103 @@
+#include "knanim/pictures/FilmRoll.h"
+
+#include "knanim/support/Text.h"
+
+#include <charconv>
+#include <filesystem>
+
+namespace knanim {
+namespace {
+
+constexpr std::size_t kLeastSide = 16;
+constexpr std::size_t kMostSide = 4096;
+
+bool isPng(std::string const& path) {
+  std::string const extension = std::filesystem::path(path).extension().string();
+  return extension == ".png" || extension == ".apng";
+}
+
+Failure unwritable(std::string message) { return {ExitCode::OutputUnwritable, std::move(message)}; }
+
+}  // namespace
+
+std::variant<std::array<std::size_t, 2>, Failure> readFilmSize(std::string const& text) {
+  Failure const failure{ExitCode::Usage, "no size: \"" + printable(text) +
+                                             "\"; a size is WIDTHxHEIGHT, even numbers of pixels from " +
+                                             std::to_string(kLeastSide) + " to " + std::to_string(kMostSide)};
+  std::array<std::size_t, 2> size{};
+  char const* const end = text.data() + text.size();
+  auto const width = std::from_chars(text.data(), end, size[0]);
+  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return failure;
+  auto const height = std::from_chars(width.ptr + 1, end, size[1]);
+  bool const isGood = height.ec == std::errc() && height.ptr == end;
+  for (std::size_t const side : size) {
+    if (!isGood || side < kLeastSide || side > kMostSide || side % 2 != 0) return failure;
+  }
+  return size;
+}
+
+std::optional<Failure> checkFilm(std::string const& path) {
+  if (path.empty() || isPng(path) || FilmEncoder::isInstalled()) return std::nullopt;
+  return unwritable(
+      "a film of this kind needs the program ffmpeg, which is not installed; a film called .png, and "
+      "--frames, do without it");
+}
+
+FilmRoll::FilmRoll(FilmTargets targets, std::size_t count) : _targets(std::move(targets)), _count(count) {}
+
+std::optional<Failure> FilmRoll::open() {
+  _isOpen = true;
+  auto const [width, height] = _targets.size;
+  if (!_targets.frames.empty()) {
+    std::error_code error;
+    std::filesystem::create_directories(_targets.frames, error);
+    if (error)
+      return unwritable("cannot make the folder " + printable(_targets.frames) + ": " + error.message());
+  }
+  if (_targets.film.empty()) return std::nullopt;
+  if (isPng(_targets.film)) {
+    _picture.emplace(_targets.film, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
+                     static_cast<std::uint32_t>(_count), _targets.framesPerSecond);
+    if (std::string message = _picture->message(); !message.empty()) return unwritable(std::move(message));
+  } else {
+    _encoder.emplace(_targets.film, width, height, _targets.framesPerSecond);
+  }
+  return std::nullopt;
+}
+
+std::optional<Failure> FilmRoll::writeFrame(long long frame, Canvas& canvas) const {
+  std::string number = std::to_string(frame);
+  number.insert(0, number.size() < 5 ? 5 - number.size() : 0, '0');
+  std::string bytes;
+  std::string message;
+  if (!canvas.finish(bytes, message)) return Failure{ExitCode::Failed, "cannot draw a frame: " + message};
+  OutputFile output((std::filesystem::path(_targets.frames) / ("frame-" + number + ".png")).string());
+  output.write(bytes);
+  if (!output.commit()) return unwritable(output.message());
+  return std::nullopt;
+}
+
+std::optional<Failure> FilmRoll::add(FilmFrame const& frame, SceneFigure const& figure,
+                                     FilmStage const& stage) {
+  if (!_isOpen) {
+    if (auto failure = open()) return failure;
+  }
+  // A canvas has two pixels for each of its own either way.
+  double const width = static_cast<double>(_targets.size[0]) / 2;
+  double const height = static_cast<double>(_targets.size[1]) / 2;
+  Canvas canvas(PictureFormat::Png, width, height);
+  drawFilmPanel(frame, figure, stage, {0, 0, width, height}, canvas);
+  if (_encoder && !_encoder->add(canvas.pixels())) return unwritable(_encoder->message());
+  if (_picture && !_picture->add(canvas.pixels())) return unwritable(_picture->message());
+  return _targets.frames.empty() ? std::nullopt : writeFrame(frame.frame, canvas);
+}
+
+std::optional<Failure> FilmRoll::commit(std::vector<WrittenFile>& written) {
+  if (_encoder && !_encoder->commit()) return unwritable(_encoder->message());
+  if (_picture && !_picture->commit()) return unwritable(_picture->message());
+  if (!_targets.film.empty()) written.push_back({_targets.film, counted(_count, "frame")});
+  if (!_targets.frames.empty()) written.push_back({_targets.frames, counted(_count, "picture")});
+  return std::nullopt;
+}
+
+}  // namespace knanim
