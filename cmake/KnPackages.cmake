@@ -54,6 +54,7 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_NAME knanim)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${runtime_package} ${same_version}")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS ffmpeg)
 # Where the libraries are that the tool is linked to, and that no installed package holds yet.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/src")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "play, draw, thin and convert keyframe animations

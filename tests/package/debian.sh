@@ -29,6 +29,9 @@ libdir=$(dirname "$(cd "$root/usr" && find lib -name 'libknScene.so.0')")
 export LD_LIBRARY_PATH="$root/usr/$libdir"
 if ldd "$root/usr/bin/knanim" | grep libkn | grep -qv "$root/"; then fail "knanim takes libraries from elsewhere"; fi
 "$root/usr/bin/knanim" info "$model" > "$work/info.txt"
+for page in man/man1/knanim.1.gz bash-completion/completions/knanim zsh/vendor-completions/_knanim; do
+  [ -s "$root/usr/share/$page" ] || fail "$page is missing"
+done
 grep -q 'animations  1' "$work/info.txt" || fail "knanim info finds no animation: $(cat "$work/info.txt")"
 
 "$here/pkg-config.sh" "$compiler" "$consumer/main.cpp" "$root/usr" "$libdir" "$work/pkg_config"
