@@ -129,19 +129,6 @@ class FrameReader {
            fail(SceneFileProgress::WhenInterrupted, _offset);
   }
 
-  /// What a file still has; 0 for a stream that does not tell.
-  UInt64 bytesLeft() {
-    std::istream::pos_type const here = _stream.tellg();
-    if (here == std::istream::pos_type(-1)) {
-      _stream.clear(_stream.rdstate() & ~std::ios::failbit);
-      return 0;
-    }
-    _stream.seekg(0, std::ios::end);
-    std::istream::pos_type const end = _stream.tellg();
-    _stream.seekg(here);
-    return end > here ? static_cast<UInt64>(end - here) : 0;
-  }
-
   bool readHeader(Header& header) {
     char bytes[HeaderSize];
     if (!readBytes(bytes, Magic.size())) return false;
@@ -177,7 +164,7 @@ class FrameReader {
   }
 
   bool readPlain(Header const& header, std::string& contents) {
-    if (header.size <= bytesLeft()) contents.reserve(header.size);
+    if (header.size <= bytesLeft(_stream)) contents.reserve(header.size);
     while (contents.size() < header.size) {
       if (!goesOn(contents.size(), header.size)) return false;
       std::size_t const had = contents.size();
@@ -243,6 +230,18 @@ class FrameReader {
 };
 
 }  // namespace
+
+UInt64 bytesLeft(std::istream& stream) {
+  if (!stream) return 0;
+  std::istream::pos_type const here = stream.tellg();
+  if (here == std::istream::pos_type(-1) || !stream.seekg(0, std::ios::end)) {
+    stream.clear(stream.rdstate() & ~std::ios::failbit);
+    return 0;
+  }
+  std::istream::pos_type const end = stream.tellg();
+  stream.seekg(here);
+  return end > here ? static_cast<UInt64>(end - here) : 0;
+}
 
 bool writeSceneFrame(std::ostream& stream, SceneContents const& sceneContents, bool compress) {
   std::string_view const contents = sceneContents.bytes;

@@ -22,6 +22,9 @@ inline namespace knscene {
 /// The format that this release writes, and the latest that it reads.
 inline constexpr UInt32 SceneFileVersion = 1;
 
+/// How many bytes a file has before its end, from where its stream stands; 0 for a stream that does not tell.
+UInt64 bytesLeft(std::istream& stream);
+
 /// Writes the contents in their frame. With `compress` they are packed, unless they pack so well that a reader
 /// would not believe it. False when the stream fails.
 bool writeSceneFrame(std::ostream& stream, SceneContents const& contents, bool compress);

@@ -48,9 +48,12 @@ NodePtr readBinary(std::istream& stream, SceneFileProblem& problem, Warnings& wa
 
 /// All that is left of a stream. False when it can't be read to its end.
 bool readAll(std::istream& stream, std::string& text) {
+  // One more than there is shows the end.
+  text.reserve(static_cast<std::size_t>(bytesLeft(stream)) + 1);
   while (stream) {
     std::size_t const had = text.size();
-    text.resize(std::max(FileBufferSize, 2 * had));
+    std::size_t const room = std::min(text.capacity() - had, FileBufferSize);
+    text.resize(had + (room > 0 ? room : std::max(FileBufferSize, had)));
     stream.read(text.data() + had, static_cast<std::streamsize>(text.size() - had));
     text.resize(had + static_cast<std::size_t>(stream.gcount()));
   }
