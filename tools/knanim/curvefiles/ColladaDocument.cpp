@@ -202,7 +202,7 @@ class DocumentReader {
       if (name == "matrix") size = 16;
       if (size == 0 && name != "lookat" && name != "skew") continue;
       bool const isUsable = std::all_of(step.values.begin(), step.values.end(),
-                                        [](double each) { return std::abs(each) <= FLT_MAX; });
+                                        [](double value) { return std::abs(value) <= FLT_MAX; });
       if (size == step.values.size() && isUsable)
         step.type = name == "translate" ? ColladaStep::Type::Translate
                     : name == "scale"   ? ColladaStep::Type::Scale
