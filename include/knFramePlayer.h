@@ -61,9 +61,11 @@ class KNANIM_API knFramePlayer {
   /// has changed. Nothing while not playing. A second call without a tick does the same again.
   void apply();
 
+  /// Whether it was started and not stopped.
   bool isActive() const { return _active; }
   /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
   knFramePlaybackParams getPlaybackParams() const { return _params; }
+  /// Who plays, as `start` or `stop` was told last.
   void* getUser() const { return _user; }
 
  private:

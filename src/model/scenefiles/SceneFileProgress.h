@@ -17,6 +17,7 @@ class KNSCENE_API SceneFileProgress {
   /// should look at its own clock before it does more than that; it must not read or write scene files itself.
   using Watch = std::function<bool(char const* step, UInt64 done, UInt64 total)>;
 
+  /// Tells `watch` from now on, and its destructor the one that was told before.
   explicit SceneFileProgress(Watch watch);
   ~SceneFileProgress();
   SceneFileProgress(SceneFileProgress const&) = delete;
@@ -27,6 +28,7 @@ class KNSCENE_API SceneFileProgress {
   /// Whether the watch has said so; then it is asked no more.
   static bool isInterrupted();
 
+  /// The reason that the log gives.
   static constexpr char const* WhenInterrupted = "it was interrupted";
 
  private:
