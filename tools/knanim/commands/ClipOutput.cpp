@@ -22,11 +22,12 @@ std::vector<ClipSource> collectSources(PlaySession const& session, AnimatedScene
   sources.push_back({animations[session.model.animation].name, {played.begin(), played.end()}});
   for (std::size_t i = 0; i < animations.size(); ++i) {
     if (i == session.model.animation || animations[i].keys.total() == 0) continue;
-    auto const loaded = session.file.load(i);
+    auto loaded = session.file.load(i);
     if (auto const* failure = std::get_if<Failure>(&loaded)) {
       warn("animation \"" + animations[i].name + "\" makes no clip: " + failure->message, terminal);
       continue;
     }
+    std::get<ImportedModel>(loaded).tangents = session.model.tangents;
     sources.push_back({animations[i].name, scene.addAnimation(std::get<ImportedModel>(loaded))});
   }
   return sources;

@@ -111,6 +111,7 @@ void definePlay(CLI::App& command, PlayOptions& options) {
   addOutput(command, "--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
       ->group("Pictures");
   addJson(command, options.json);
+  addTangents(command, options.tangents);
   defineClock(command, options.clock);
   definePictures(command, options);
 }
@@ -165,6 +166,7 @@ void defineScene(CLI::App& command, SceneOptions& options) {
   command.add_option("--fps", options.framesPerSecond, "Frames per second")
       ->capture_default_str()
       ->needs(frame);
+  addTangents(command, options.tangents);
 }
 
 void defineChannels(CLI::App& command, ChannelsOptions& options) {
@@ -377,6 +379,17 @@ CLI::Option* addOutput(CLI::App& command, std::string const& name, std::string& 
 
 void addOut(CLI::App& command, std::string& path) {
   addOutput(command, "--out", path, "Write the scene afterwards: .osb, .json, .gltf or .glb");
+}
+
+void addTangents(CLI::App& command, Tangents& tangents) {
+  static std::map<std::string, Tangents> const names = {
+      {"linear", Tangents::Linear}, {"auto", Tangents::Auto}, {"clamped", Tangents::Clamped}};
+  command
+      .add_option(
+          "--tangents", tangents,
+          "Of curves whose file has none: linear, straight lines; auto, smooth through each key; clamped, "
+          "smooth and never beyond the values of two neighbouring keys [linear]")
+      ->transform(CLI::CheckedTransformer(names).description(""));
 }
 
 void addPasteOptions(CLI::App& command, PasteOptions& options) {

@@ -51,6 +51,9 @@ CLI::Option* addOutput(CLI::App& command, std::string const& name, std::string& 
 /// An option for the scene afterwards.
 void addOut(CLI::App& command, std::string& path);
 
+/// The tangents of curves whose file has none.
+void addTangents(CLI::App& command, Tangents& tangents);
+
 /// What tells how the animation of another model is pasted.
 void addPasteOptions(CLI::App& command, PasteOptions& options);
 

@@ -69,7 +69,8 @@ void describe(LoadedScene const& loaded, std::FILE* output) {
 
 ExitCode convert(ConvertOptions const& options, Terminal terminal) {
   if (auto const failure = check(options)) return report(*failure, terminal);
-  auto const opened = LoadedScene::load({options.model, options.animation}, terminal);
+  auto const opened = LoadedScene::load(
+      {.model = options.model, .animation = options.animation, .tangents = options.tangents}, terminal);
   if (auto const* failure = std::get_if<Failure>(&opened)) return report(*failure, terminal);
   LoadedScene& loaded = *std::get<0>(opened);
   if (options.bakeSkins) {

@@ -17,6 +17,7 @@ void defineConvert(CLI::App& command, ConvertOptions& options) {
                    "Turn meshes with bones into caches of one shape for every frame");
   command.add_option("--fps", options.framesPerSecond, "Frames per second of baked skins")
       ->capture_default_str();
+  addTangents(command, options.tangents);
   char const* const group = "glTF";
   command
       .add_option("--rotation-error", options.exporting.degrees,

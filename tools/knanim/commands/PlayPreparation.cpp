@@ -99,6 +99,7 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
   if (auto* failure = std::get_if<Failure>(&loaded)) return std::move(*failure);
   auto& model = std::get<ImportedModel>(loaded);
   warn(model.warnings, terminal);
+  model.tangents = options.tangents;
   auto const frames = frameRange(*timeSpan(model), options.framesPerSecond, options.from, options.to);
   if (auto const* failure = std::get_if<Failure>(&frames)) return *failure;
   if (auto failure = checkFrame(options, std::get<FrameRange>(frames))) return std::move(*failure);

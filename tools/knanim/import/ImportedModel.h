@@ -27,6 +27,13 @@ struct Key {
 /// What a curve does outside its keys.
 enum class Extrapolation : std::uint8_t { Constant, Linear, Repeat };
 
+/// The tangents that curves get whose file has none.
+enum class Tangents : std::uint8_t {
+  Linear,   ///< straight lines
+  Auto,     ///< smooth through each key
+  Clamped,  ///< the same, but never beyond the values of two neighbouring keys
+};
+
 /// A key with tangents, as a control point of the library's curves has it.
 struct BezierKey {
   float time = 0;  ///< seconds, before the node's placement
@@ -147,6 +154,7 @@ struct ImportedModel {
   std::vector<ImportedMorph> morphs;
   /// What was wrong with the file, one line each.
   std::vector<std::string> warnings;
+  Tangents tangents = Tangents::Linear;  ///< of the curves without a form
   /// The file of the library's own that holds the scene which this describes; empty for all other models.
   std::string stored;
 

@@ -70,8 +70,8 @@ void visitMembers(Model& summary, Visit visit) {
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedModel>
 void visitMembers(Model& model, Visit visit) {
-  auto& [summary, nodes, animation, curves, morphs, warnings, stored] = model;
-  visit(summary, nodes, animation, curves, morphs, warnings, stored);
+  auto& [summary, nodes, animation, curves, morphs, warnings, tangents, stored] = model;
+  visit(summary, nodes, animation, curves, morphs, warnings, tangents, stored);
 }
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedMaterial>

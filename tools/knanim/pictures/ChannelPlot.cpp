@@ -1,7 +1,9 @@
 #include "knanim/pictures/ChannelPlot.h"
 
+#include "knCurves.h"
 #include "knanim/scene/AnimatedScene.h"
 #include "knanim/support/Text.h"
+#include "model/fields/Ref.h"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +16,7 @@ namespace {
 constexpr std::size_t kMostLinesPerKind = 6;
 constexpr std::size_t kMostPanels = 30;
 constexpr std::size_t kMostFrameSamples = 20'000;
+constexpr std::size_t kFewestSamplesOfBends = 1000;
 
 constexpr std::array<Color, 3> kComponentColors = {Color::fromHex(0xCF4058), Color::fromHex(0x2B9A63),
                                                    Color::fromHex(0x2F6FC4)};
@@ -57,7 +60,8 @@ std::vector<PanelCurves> group(ImportedModel const& model, std::vector<std::size
 std::vector<double> sampleTimes(ImportedModel const& model, std::vector<PanelCurves> const& panels,
                                 FrameRange const& frames) {
   std::vector<double> times;
-  std::size_t const count = std::min(frames.count(), kMostFrameSamples);
+  std::size_t const fewest = model.tangents == Tangents::Linear ? 0 : kFewestSamplesOfBends;
+  std::size_t const count = std::clamp(frames.count(), fewest, kMostFrameSamples);
   TimeSpan const span{frames.time(frames.first), frames.time(frames.last)};
   for (std::size_t i = 0; i < count; ++i) {
     double const share = count == 1 ? 0 : static_cast<double>(i) / static_cast<double>(count - 1);
@@ -114,6 +118,35 @@ void sample(AnimatedScene const& scene, std::vector<PanelCurves> const& groups,
   }
 }
 
+/// The only line once with each sort of tangents, the one that is played last, as it is drawn on top.
+void compareTangents(ImportedModel const& model, std::size_t curve, std::vector<double> const& times,
+                     PlotPanel& panel) {
+  struct Sort {
+    Tangents tangents;
+    char const* name;
+    Color color;
+  };
+  constexpr std::array<Sort, 3> kSorts = {Sort{Tangents::Linear, "linear", Color::fromHex(0x8A94A6)},
+                                          Sort{Tangents::Auto, "auto", Color::fromHex(0xDD6B20)},
+                                          Sort{Tangents::Clamped, "clamped", Color::fromHex(0x2F6FC4)}};
+  PlotSeries played = panel.series.front();
+  panel.series.clear();
+  std::vector<float> const at(times.begin(), times.end());
+  std::vector<float> values(at.size());
+  for (Sort const& sort : kSorts) {
+    if (sort.tangents == model.tangents) {
+      played.color = sort.color;
+      played.label = sort.name;
+      continue;
+    }
+    osg::Ref<osg::AnimNode> const node(makeCurveNode(model.curves[curve], sort.tangents));
+    if (!knCurves::getValues(node.get(), at, values)) continue;
+    PlotSeries& series = panel.series.emplace_back(PlotSeries{sort.name, sort.color, {}, {}});
+    for (std::size_t i = 0; i < at.size(); ++i) series.samples.push_back({times[i], values[i]});
+  }
+  panel.series.push_back(std::move(played));
+}
+
 std::string describe(ImportedModel const& model, std::size_t shown, FrameRange const& frames) {
   AnimationSummary const& animation = model.summary.animations[model.animation];
   std::string text = animation.name.empty() ? "" : "\xE2\x80\x9C" + animation.name + "\xE2\x80\x9D, ";
@@ -151,7 +184,11 @@ PlotPicture plotChannels(ImportedModel const& model, AnimatedScene const& scene,
   }
   picture.subtitle = describe(model, shown, frames);
   if (omitted != nullptr) *omitted = curves.size() - shown;
-  sample(scene, groups, sampleTimes(model, groups, frames), picture.panels);
+  std::vector<double> const times = sampleTimes(model, groups, frames);
+  sample(scene, groups, times, picture.panels);
+  bool const isCompared =
+      model.tangents != Tangents::Linear && chosen.size() == 1 && model.curves[chosen[0]].form.keys.empty();
+  if (isCompared) compareTangents(model, chosen[0], times, picture.panels[0]);
   return picture;
 }
 

@@ -33,7 +33,9 @@ std::variant<ImportedModel, Failure> loadAnimation(ModelFile const& file, SceneO
     warn(failure->message, terminal);
     return file.model();
   }
-  warn(std::get<ImportedModel>(loaded).warnings, terminal);
+  auto& model = std::get<ImportedModel>(loaded);
+  warn(model.warnings, terminal);
+  model.tangents = options.tangents;
   return loaded;
 }
 

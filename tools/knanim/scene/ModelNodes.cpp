@@ -1,5 +1,6 @@
 #include "knanim/scene/ModelNodes.h"
 
+#include "knCurves.h"
 #include "model/sceneext/TagAttachment.h"
 
 #include <algorithm>
@@ -55,6 +56,25 @@ void extendStraight(ImportedCurve const& source, osg::AnimCurve& curve) {
     keys[count - 1].setIntangent(toPoint(source.keys[count - 2]) - osg::Pnt2f());
 }
 
+/// Tangents that follow from the keys. A straight line outside takes its direction from a tangent: one more key at the
+/// same time has it.
+void smoothen(ImportedCurve const& source, Tangents tangents, osg::AnimCurvePtr const& curve) {
+  if (tangents == Tangents::Linear || source.keys.size() < 3) return;
+  curve->setForceLinearInterpolation(false);
+  knCurves::setTangents(curve, tangents == Tangents::Clamped ? knTangents::Clamped : knTangents::Smooth);
+  auto& keys = curve->getControlPoints().getValues();
+  if (source.before == Extrapolation::Linear) {
+    osg::CCPnt first = keys.front();
+    first.setOuttangent(first.point() - osg::Pnt2f() + first.outtangent());
+    keys.insert(keys.begin(), first);
+  }
+  if (source.after == Extrapolation::Linear) {
+    osg::CCPnt last = keys.back();
+    last.setIntangent(last.point() - osg::Pnt2f() + last.intangent());
+    keys.push_back(last);
+  }
+}
+
 void giveForm(CurveForm const& form, osg::AnimCurve& curve, osg::AnimNode& node) {
   curve.setForceLinearInterpolation(form.isStraight);
   curve.setPreInfinityMode(form.before);
@@ -69,18 +89,11 @@ void giveForm(CurveForm const& form, osg::AnimCurve& curve, osg::AnimNode& node)
   node.setPostCycles(form.cycles);
 }
 
-/// A curve of the model for one of its node's channels; it hangs on nothing yet.
-osg::AnimNodePtr makeCurve(ImportedCurve const& source,
-                           std::span<knAnimManager::knOSGChannelData const> channels) {
-  auto const channel = std::find_if(channels.begin(), channels.end(), [&source](auto const& each) {
-    return each.channelName == channelName(source.kind) && each.valueIndex == source.component;
-  });
-  assert(channel != channels.end());
-  osg::AnimNodePtr const node = knAnimManager::the()->createChannelCurveNode(*channel, {});
-  auto const curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
+void fill(ImportedCurve const& source, Tangents tangents, osg::AnimCurvePtr const& curve,
+          osg::AnimNode& node) {
   if (!source.form.keys.empty()) {
-    giveForm(source.form, *curve, *node);
-    return node;
+    giveForm(source.form, *curve, node);
+    return;
   }
   curve->setForceLinearInterpolation(true);
   curve->setPreInfinityMode(infinityMode(source.before));
@@ -89,6 +102,18 @@ osg::AnimNodePtr makeCurve(ImportedCurve const& source,
     curve->addPoint(toPoint(key), {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
   }
   extendStraight(source, *curve);
+  smoothen(source, tangents, curve);
+}
+
+/// A curve of the model for one of its node's channels; it hangs on nothing yet.
+osg::AnimNodePtr makeCurve(ImportedCurve const& source, Tangents tangents,
+                           std::span<knAnimManager::knOSGChannelData const> channels) {
+  auto const channel = std::find_if(channels.begin(), channels.end(), [&source](auto const& each) {
+    return each.channelName == channelName(source.kind) && each.valueIndex == source.component;
+  });
+  assert(channel != channels.end());
+  osg::AnimNodePtr const node = knAnimManager::the()->createChannelCurveNode(*channel, {});
+  fill(source, tangents, osg::dcast<osg::AnimCurvePtr>(node->getCore()), *node);
   return node;
 }
 
@@ -105,14 +130,14 @@ osg::Vec3f fieldOf(SceneCurve const& curve) {
 }
 
 /// A block with the curves of one node, which are appended to `curves`.
-void hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources, std::string const& name,
-               bool active, std::vector<SceneCurve>& curves) {
+void hangBlock(osg::NodePtr const& node, std::span<ImportedCurve const> sources, Tangents tangents,
+               std::string const& name, bool active, std::vector<SceneCurve>& curves) {
   knAnimManager& manager = *knAnimManager::the();
   std::vector<knAnimManager::knOSGChannelData> channels;
   manager.getKeyableChannels(node, channels);
   for (ImportedCurve const& source : sources) {
     SceneCurve& curve = curves.emplace_back();
-    curve.node = makeCurve(source, channels);
+    curve.node = makeCurve(source, tangents, channels);
     curve.curve = osg::dcast<osg::AnimCurvePtr>(curve.node->getCore());
     curve.target = osg::dcast<osg::Transform3DPtr>(node->getCore());
     curve.kind = source.kind;
@@ -147,6 +172,14 @@ osg::AnimNodePtr makeCurveNode(CurveForm const& form) {
   return node;
 }
 
+osg::AnimNodePtr makeCurveNode(ImportedCurve const& source, Tangents tangents) {
+  osg::AnimNodePtr const node = osg::AnimNodeBase::create();
+  osg::AnimCurvePtr const curve = osg::AnimCurveBase::create();
+  fill(source, tangents, curve, *node);
+  node->setCore(curve);
+  return node;
+}
+
 std::vector<osg::NodePtr> makeNodes(ImportedModel const& model, osg::NodePtr const& parent,
                                     std::vector<bool> const& isMade) {
   std::vector<osg::NodePtr> nodes;
@@ -177,7 +210,7 @@ std::vector<SceneCurve> hangCurves(ImportedModel const& model, std::span<osg::No
     if (first->node < nodes.size() && !nodes[first->node].isAlive())
       curves.resize(curves.size() + static_cast<std::size_t>(last - first));
     else if (first->node < nodes.size() && (active || model.nodes[first->node].inTree))
-      hangBlock(nodes[first->node], {first, last}, name, active, curves);
+      hangBlock(nodes[first->node], {first, last}, model.tangents, name, active, curves);
     first = last;
   }
   return curves;

@@ -25,6 +25,8 @@ struct SceneCurve {
 
 /// A curve of a form below a node that hangs on nothing.
 osg::AnimNodePtr makeCurveNode(CurveForm const& form);
+/// A curve of a model, the same way.
+osg::AnimNodePtr makeCurveNode(ImportedCurve const& source, Tangents tangents);
 
 /// Nodes with transforms for the nodes of a model, in their order, the first ones below `parent`; null for those that are
 /// not to be made. All are made where `isMade` is empty.

@@ -80,6 +80,7 @@ std::vector<std::string> completeScene(AnimatedScene& scene, ImportedModel const
         failures.push_back("animation \"" + animations[i].name + "\": " + failure->message);
       } else {
         std::get<ImportedModel>(loaded).summary.animations[i].name = name;
+        std::get<ImportedModel>(loaded).tangents = model.tangents;
         curves = scene.addAnimation(std::get<ImportedModel>(loaded));
       }
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "knanim/import/ImportedModel.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -49,6 +51,7 @@ struct PlayOptions {
   std::string clipsPlot;           ///< a picture of the clips; empty for none
   bool bakeSkins = false;          ///< play meshes with bones from caches
   bool json = false;               ///< the report is JSON
+  Tangents tangents = Tangents::Linear;
   ClockOptions clock;
 };
 
@@ -86,6 +89,7 @@ struct SceneOptions {
   std::optional<double> time = std::nullopt;   ///< seconds
   std::optional<double> frame = std::nullopt;  ///< need not be whole; where there is no time
   double framesPerSecond = 30;
+  Tangents tangents = Tangents::Linear;
 };
 
 struct ChannelsOptions {
@@ -156,6 +160,7 @@ struct ConvertOptions {
   std::string object;  ///< only the animations of this node or material; empty for the whole scene
   bool bakeSkins = false;
   double framesPerSecond = 30;  ///< of baked skins
+  Tangents tangents = Tangents::Linear;
   ExportOptions exporting;
 };
 

@@ -63,6 +63,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {"info " + empty, ExitCode::NotAModel, "is not a model"},
       {"play " + modelPath("FBX/box.fbx"), ExitCode::NoAnimation, "no animation in this model"},
       {play + "--film a.png --size 15x16", ExitCode::Usage, "no size: \"15x16\""},
+      {play + "--tangents soft", ExitCode::Usage, "--tangents"},
       {play + "--bake-skins --fps 20000", ExitCode::Usage, "would take 4954 MiB"},
       {play + "--csv /dev/full", ExitCode::OutputUnwritable, "No space left"},
       {play + "--csv " + nowhere, ExitCode::OutputUnwritable, "No such file"},

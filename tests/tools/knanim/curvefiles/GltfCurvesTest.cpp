@@ -1,69 +1,54 @@
 #include "knanim/import/EulerAngles.h"
 #include "tools/knanim/curvefiles/CurveDifference.h"
 
-#include <cstring>
-#include <tiny_gltf.h>
+#include <algorithm>
 
 namespace knanim {
 namespace {
 
 using Numbers = std::vector<float>;
 
-/// A file with one node, which is called node.
-class File {
- public:
-  File() {
-    _model.asset.version = "2.0";
-    _model.nodes.emplace_back().name = "node";
-    _model.scenes.emplace_back().nodes = {0};
-    _model.defaultScene = 0;
-    _model.buffers.emplace_back();
-    _model.animations.emplace_back().name = "move";
-  }
-
-  void add(std::string const& path, std::string const& interpolation, Numbers const& times,
-           Numbers const& values) {
-    auto& animation = _model.animations[0];
-    tinygltf::AnimationSampler sampler;
-    sampler.input = addNumbers(times, TINYGLTF_TYPE_SCALAR, 1);
-    bool const isRotation = path == "rotation";
-    sampler.output =
-        addNumbers(values, isRotation ? TINYGLTF_TYPE_VEC4 : TINYGLTF_TYPE_VEC3, isRotation ? 4 : 3);
-    sampler.interpolation = interpolation;
-    tinygltf::AnimationChannel channel;
-    channel.sampler = static_cast<int>(animation.samplers.size());
-    channel.target_node = 0;
-    channel.target_path = path;
-    animation.samplers.push_back(sampler);
-    animation.channels.push_back(channel);
-  }
-  tinygltf::Model& model() { return _model; }
-  void write(std::string const& path) {
-    tinygltf::TinyGLTF().WriteGltfSceneToFile(&_model, path, false, true, false, false);
-  }
-
- private:
-  int addNumbers(Numbers const& numbers, int type, std::size_t size) {
-    auto& bytes = _model.buffers[0].data;
-    tinygltf::BufferView view;
-    view.buffer = 0;
-    view.byteOffset = bytes.size();
-    view.byteLength = numbers.size() * sizeof(float);
-    bytes.resize(bytes.size() + view.byteLength);
-    std::memcpy(&bytes[view.byteOffset], numbers.data(), view.byteLength);
-    tinygltf::Accessor accessor;
-    accessor.bufferView = static_cast<int>(_model.bufferViews.size());
-    accessor.componentType = TINYGLTF_COMPONENT_TYPE_FLOAT;
-    accessor.type = type;
-    accessor.count = numbers.size() / size;
-    accessor.minValues = accessor.maxValues = {};
-    _model.bufferViews.push_back(view);
-    _model.accessors.push_back(accessor);
-    return static_cast<int>(_model.accessors.size()) - 1;
-  }
-
-  tinygltf::Model _model;
+struct Sampler {
+  std::string path, interpolation;
+  Numbers values;
 };
+
+/// A file with a node that samplers move.
+void writeModel(test::TemporaryFolder const& folder, Numbers const& times,
+                std::vector<Sampler> const& samplers) {
+  std::string bytes;
+  std::string views;
+  std::string accessors;
+  auto const add = [&](Numbers const& numbers, std::size_t size, std::string const& type) {
+    std::string const comma = views.empty() ? "" : ",";
+    std::string const length = std::to_string(numbers.size() * sizeof(float));
+    views += comma + R"({"buffer":0,"byteOffset":)" + std::to_string(bytes.size()) + R"(,"byteLength":)" +
+             length + "}";
+    accessors += comma + R"({"componentType":5126,"bufferView":)" +
+                 std::to_string(std::count(views.begin(), views.end(), '{') - 1) + R"(,"count":)" +
+                 std::to_string(numbers.size() / size) + R"(,"type":")" + type + "\"}";
+    bytes.append(reinterpret_cast<char const*>(numbers.data()), numbers.size() * sizeof(float));
+  };
+  add(times, 1, "SCALAR");
+  std::string sources;
+  std::string channels;
+  for (std::size_t i = 0; i < samplers.size(); ++i) {
+    bool const isTurn = samplers[i].path == "rotation";
+    add(samplers[i].values, isTurn ? 4 : 3, isTurn ? "VEC4" : "VEC3");
+    std::string const comma = i == 0 ? "" : ",";
+    sources += comma + R"({"input":0,"output":)" + std::to_string(i + 1) + R"(,"interpolation":")" +
+               samplers[i].interpolation + "\"}";
+    channels += comma + R"({"sampler":)" + std::to_string(i) + R"(,"target":{"node":0,"path":")" +
+                samplers[i].path + "\"}}";
+  }
+  test::writeFile(folder.file("numbers.bin"), bytes);
+  test::writeFile(
+      folder.file("cubic.gltf"),
+      R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],"nodes":[{"name":"node"}],"buffers":[{)"
+      R"("uri":"numbers.bin","byteLength":)" +
+          std::to_string(bytes.size()) + R"(}],"bufferViews":[)" + views + R"(],"accessors":[)" + accessors +
+          R"(],"animations":[{"samplers":[)" + sources + R"(],"channels":[)" + channels + "]}]}");
+}
 
 /// What the format says of a sampler, for one component; rotations are not normalised.
 double play(Numbers const& times, Numbers const& values, std::string const& interpolation, std::size_t size,
@@ -93,12 +78,10 @@ TEST(GltfCurves, HaveTheValuesOfTheFormatsFormulas) {
   for (std::size_t i = 0; i < 36; ++i) cubic.push_back(number(random));
   for (std::size_t i = 0; i < 48; ++i) turns.push_back(number(random) + (i % 12 == 7 ? 3.F : 0.F));
   for (std::size_t i = 0; i < 12; ++i) steps.push_back(number(random));
-  File file;
-  file.add("translation", "CUBICSPLINE", times, cubic);
-  file.add("rotation", "CUBICSPLINE", times, turns);
-  file.add("scale", "STEP", times, steps);
   test::TemporaryFolder const folder;
-  file.write(folder.file("cubic.gltf"));
+  writeModel(
+      folder, times,
+      {{"translation", "CUBICSPLINE", cubic}, {"rotation", "CUBICSPLINE", turns}, {"scale", "STEP", steps}});
   test::PlayedFile const played(folder.file("cubic.gltf"));
   for (std::size_t i = 0; i < 3; ++i) {
     auto const curves = played.scene.curves();

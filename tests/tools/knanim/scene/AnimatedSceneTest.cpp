@@ -51,5 +51,17 @@ TEST(AnimatedScene, LinesBetweenKeysAndBehaviourOutside) {
   EXPECT_FLOAT_EQ(reader.value(0), 5);
 }
 
+TEST(AnimatedScene, TangentsRoundOffCurvesThatHaveNone) {
+  ImportedModel model = makeModel({{0, 0}, {1, 10}, {2, 10}, {4, -10}}, Extrapolation::Linear);
+  model.tangents = Tangents::Auto;
+  EXPECT_GT(valueAt(model, 1.5), 10.5);
+  model.tangents = Tangents::Clamped;
+  EXPECT_FLOAT_EQ(valueAt(model, 1.5), 10);
+  EXPECT_GT(valueAt(model, 0.9), 9.2);
+  // Straight on in the direction of the ends.
+  EXPECT_FLOAT_EQ(valueAt(model, -1), -10);
+  EXPECT_FLOAT_EQ(valueAt(model, 5), -20);
+}
+
 }  // namespace
 }  // namespace knanim
