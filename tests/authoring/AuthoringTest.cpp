@@ -8,8 +8,6 @@
 namespace kntest {
 namespace AuthoringTest {
 
-using namespace osg;
-
 class AuthoringTest : public SceneStage {
  protected:
   NodePtr const door = addNode(Transform3D::create());

@@ -3,7 +3,6 @@
 
 namespace kntest::FlightsTest {
 
-using namespace osg;
 using Keys = std::vector<Pnt2f>;
 
 class FlightsTest : public CameraStage {

@@ -3,7 +3,6 @@
 
 namespace kntest::ShotsTest {
 
-using namespace osg;
 using Keys = std::vector<Pnt2f>;
 
 class ShotsTest : public CameraStage {

@@ -2,7 +2,6 @@
 
 namespace kntest::TracksTest {
 
-using namespace osg;
 using Keys = std::vector<Pnt2f>;
 
 class TracksTest : public CameraStage {

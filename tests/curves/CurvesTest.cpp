@@ -9,8 +9,6 @@
 
 namespace kntest::CurvesTest {
 
-using namespace osg;
-
 class CurvesTest : public SceneTest {
  protected:
   std::mt19937 random{7};

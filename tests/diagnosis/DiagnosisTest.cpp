@@ -8,8 +8,6 @@
 namespace kntest {
 namespace DiagnosisTest {
 
-using namespace osg;
-
 class DiagnosisTest : public SceneStage {
  protected:
   DiagnosisTest() { knDiagnosis::forgetWarnings(); }

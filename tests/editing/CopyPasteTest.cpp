@@ -9,8 +9,6 @@ struct knAnimManagerAccess {
 
 namespace kntest::CopyPasteTest {
 
-using namespace osg;
-
 class CopyPasteTest : public EditingStage {};
 
 TEST_F(CopyPasteTest, WhereAnimationsFit) {

@@ -6,7 +6,6 @@
 
 namespace kntest::CurveReductionTest {
 
-using namespace osg;
 using Keys = std::vector<CurveKey>;
 using Outcome = knCurveReductionOutcome;
 

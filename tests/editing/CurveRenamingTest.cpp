@@ -3,7 +3,6 @@
 
 namespace kntest::CurveRenamingTest {
 
-using namespace osg;
 using Table = std::map<std::string, std::string>;
 
 class CurveRenamingTest : public SceneStage {
@@ -22,14 +21,12 @@ TEST_F(CurveRenamingTest, ATableRenamesACurveAndItsComponent) {
   struct {
     char const *to, *oldSuffix, *name, *suffix, *node;
     UInt32 index;
-  } const rows[] = {
-      {"translation.X", "", "translation", "X", "translation.X", 0},
-      {"color.G", "X", "color", "G", "color.G", 1},
-      {"a.W", "", "a", "W", "a.W", 3},
-      {".W", "Z", ".W", "Z", ".W.Z", 7},
-      {"a..", "", "a", ".", "a..", 0},
-      {"", "", "", "", "", 7},
-  };
+  } const rows[] = {{"translation.X", "", "translation", "X", "translation.X", 0},
+                    {"color.G", "X", "color", "G", "color.G", 1},
+                    {"a.W", "", "a", "W", "a.W", 3},
+                    {".W", "Z", ".W", "Z", ".W.Z", 7},
+                    {"a..", "", "a", ".", "a..", 0},
+                    {"", "", "", "", "", 7}};
   BitVector const names = AnimObjectBase::NameFieldMask | AnimCurveBase::ChannelNameFieldMask;
   BitVector const component =
       AnimCurveBase::ColorFieldMask | AnimCurveBase::SuffixFieldMask | AnimCurveBase::ValueIndexFieldMask;

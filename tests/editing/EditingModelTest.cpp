@@ -4,8 +4,6 @@
 
 namespace kntest::EditingModelTest {
 
-using namespace osg;
-
 struct ModelTree {
   int id;
   std::string name;
@@ -68,29 +66,27 @@ class EditingModelTest : public EditingStage {
     AnimNodePtr const tree = newBlock(name, start, end);
     place >= Clip ? treesAt(place)->addChild(tree) : manager.addAnimation(containerOf(place), tree);
   }
+  void remember(int place, std::size_t first, std::size_t count) {
+    buffer.clear();
+    for (std::size_t i = first; i < first + count; ++i) {
+      buffer.push_back({model[place][i], model[place][i].id, place >= Clip ? -1 : place});
+      buffer.back().copy.cores = newCores();
+    }
+  }
   void copy(int place, std::size_t i, bool cut) {
     AnimNodePtr const tree = treeAt(place, i);
     cut ? manager.cut(tree) : manager.copy(tree, {});
-    ModelTree entry = model[place][i];
-    entry.cores = newCores();
-    buffer = {{entry, model[place][i].id, place >= Clip ? -1 : place}};
+    remember(place, i, 1);
     if (cut) model[place].erase(model[place].begin() + static_cast<std::ptrdiff_t>(i));
   }
   void copyAll(int place) {
     manager.copyFrom(containerOf(place));
-    if (place >= Clip || model[place].empty()) return;
-    buffer.clear();
-    for (ModelTree entry : model[place]) {
-      entry.cores = newCores();
-      buffer.push_back({entry, entry.id, place});
-    }
+    if (place < Clip && !model[place].empty()) remember(place, 0, model[place].size());
   }
   ModelTree const* find(int id) const {
-    for (auto const& trees : model) {
-      for (ModelTree const& tree : trees) {
+    for (auto const& trees : model)
+      for (ModelTree const& tree : trees)
         if (tree.id == id) return &tree;
-      }
-    }
     return nullptr;
   }
   static bool isNode(int place) { return place < Red; }
@@ -115,13 +111,12 @@ class EditingModelTest : public EditingStage {
     }
   }
   float freeRow(int place, ModelTree const& wanted) const {
-    for (float row = 0;; row += 50) {
-      bool taken = false;
-      for (ModelTree const& one : model[place]) {
-        taken |= one.row == row && one.start <= wanted.end && wanted.start <= one.end;
-      }
-      if (!taken) return row;
-    }
+    float row = 0;
+    auto const isInTheWay = [&](ModelTree const& one) {
+      return one.row == row && one.start <= wanted.end && wanted.start <= one.end;
+    };
+    while (std::ranges::any_of(model[place], isInTheWay)) row += 50;
+    return row;
   }
   void move(int from, std::size_t i, int to) {
     bool const areNodes = isNode(from) && isNode(to);
@@ -138,17 +133,12 @@ class EditingModelTest : public EditingStage {
     model[to].push_back(tree);
   }
   unsigned countOf(int core, bool withBuffer) const {
-    unsigned count = 0;
-    auto const countIn = [&](ModelTree const& tree) {
-      for (int const one : tree.cores) count += one == core ? 1 : 0;
-    };
-    for (int place = 0; place < (withBuffer ? PlaceCount : Clip); ++place) {
-      for (ModelTree const& tree : model[place]) countIn(tree);
-    }
-    if (withBuffer) {
-      for (ModelEntry const& entry : buffer) countIn(entry.copy);
-    }
-    return count;
+    std::ptrdiff_t count = 0;
+    for (int place = 0; place < (withBuffer ? PlaceCount : Clip); ++place)
+      for (ModelTree const& tree : model[place]) count += std::ranges::count(tree.cores, core);
+    for (ModelEntry const& entry : buffer)
+      count += withBuffer ? std::ranges::count(entry.copy.cores, core) : 0;
+    return static_cast<unsigned>(count);
   }
   void unshare(int place, std::size_t i) {
     AnimNodePtr tree = treeAt(place, i);

@@ -2,7 +2,6 @@
 
 namespace kntest::PointReductionTest {
 
-using namespace osg;
 using Points = std::vector<Pnt2f>;
 
 /// The distance with every rounding in its place, which volatile sees to.

@@ -2,8 +2,6 @@
 
 namespace kntest::SharingTest {
 
-using namespace osg;
-
 class SharingTest : public EditingStage {};
 
 TEST_F(SharingTest, CompatibilityAndMoves) {

@@ -16,7 +16,6 @@ KN_CONTAINER_TYPE(DescribedMaterial, DescribedMaterial, "TestDescribedMaterial")
 
 namespace AimsTest {
 
-using namespace osg;
 using Containers = std::vector<FieldContainerPtr>;
 using Owners = std::set<FieldContainerPtr>;
 

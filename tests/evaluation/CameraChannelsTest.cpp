@@ -6,7 +6,6 @@
 
 namespace kntest::CameraChannelsTest {
 
-using namespace osg;
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
 

@@ -6,8 +6,6 @@
 
 namespace kntest::CurveValuesOracleTest {
 
-using namespace osg;
-
 using CurveValuesOracleTest = SceneTest;
 
 /// The placement of a node and its ancestors, the node's own first.

@@ -6,8 +6,6 @@
 
 namespace kntest::CurveValuesTest {
 
-using namespace osg;
-
 constexpr float Kept = CurveStage::Kept;
 constexpr float KeptOffset = CurveStage::KeptOffset;
 

@@ -3,8 +3,6 @@
 
 namespace kntest::EvaluationTest {
 
-using namespace osg;
-
 bool simulationEnabled = true;
 
 class EvaluationTest : public SceneStage {

@@ -25,8 +25,6 @@ KN_CONTAINER_TYPE(OtherPositions, OtherPositions, "TestOtherPositions")
 
 namespace FieldWritingTest {
 
-using namespace osg;
-
 int navigatorUpdates = 0;
 
 class FieldWritingTest : public SceneStage {
@@ -137,15 +135,10 @@ TEST_F(FieldWritingTest, Visibility) {
   };
   UInt32 const on = 0xFFFFFFFF;
   NodePtr const node = addNode(Group::create());
-  for (Case const& one : {Case{on, 1, on, false},
-                          {on, 0.9F, 0, true},
-                          {on, -0.9F, 0, true},
-                          {on, -1, on, false},
-                          {0, 0.9F, 0, false},
-                          {0, 1, on, true},
-                          {0, -1, 0, true},
-                          {7, 1, on, true},
-                          {7, 0, 7, false}}) {
+  Case const cases[] = {{on, 1, on, false},  {on, 0.9F, 0, true}, {on, -0.9F, 0, true},
+                        {on, -1, on, false}, {0, 0.9F, 0, false}, {0, 1, on, true},
+                        {0, -1, 0, true},    {7, 1, on, true},    {7, 0, 7, false}};
+  for (Case const& one : cases) {
     node->setTravMask(one.before);
     EXPECT_EQ(write(node, "visible", 0, one.value), one.marked) << one.before << ' ' << one.value;
     EXPECT_EQ(node->getTravMask(), one.after) << one.before << ' ' << one.value;

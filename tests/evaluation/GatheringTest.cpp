@@ -3,8 +3,6 @@
 
 namespace kntest::GatheringTest {
 
-using namespace osg;
-
 class GatheringTest : public SceneStage {
  protected:
   /// A curve with a name to be found by, not empty.

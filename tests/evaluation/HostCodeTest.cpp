@@ -17,8 +17,6 @@ KN_CONTAINER_TYPE(Listener, Listener, "TestListener")
 
 namespace HostCodeTest {
 
-using namespace osg;
-
 class HostCodeTest : public SceneStage {
  protected:
   HostCodeTest() { AnimNode::_changed = true; }

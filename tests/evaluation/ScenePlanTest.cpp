@@ -38,8 +38,6 @@ KN_CONTAINER_TYPE(PlanGeometry, PlanGeometry, "TestPlanGeometry")
 
 namespace ScenePlanTest {
 
-using namespace osg;
-
 /// A scene that a number decides, with everything that happens to it.
 class World {
  public:

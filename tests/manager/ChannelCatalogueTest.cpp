@@ -8,7 +8,6 @@
 
 namespace kntest::ChannelCatalogueTest {
 
-using namespace osg;
 using Channels = std::vector<knOSGChannelData>;
 
 /// A material that declares the channels that it is told to, with fields whose names count.

@@ -2,7 +2,6 @@
 
 namespace kntest::CreationTest {
 
-using namespace osg;
 using Nodes = std::vector<AnimNodePtr>;
 
 class CreationTest : public SceneStage {

@@ -3,8 +3,6 @@
 
 namespace kntest::FieldReadingTest {
 
-using namespace osg;
-
 /// Fields whose names count in reading.
 class NamedFields : public FieldContainer {
   KN_CONTAINER(NamedFields, NamedFields, FieldContainer)

@@ -4,8 +4,6 @@
 
 namespace kntest {
 
-using namespace osg;
-
 /// The host's code, wherever it is called: handlers, hooks, callbacks, receivers.
 std::function<void()> onHostCall;
 void callHost() {

@@ -4,7 +4,6 @@
 
 namespace kntest::QueriesTest {
 
-using namespace osg;
 using Names = std::vector<std::string>;
 
 class QueriesTest : public SceneStage {

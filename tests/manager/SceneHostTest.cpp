@@ -3,7 +3,6 @@
 
 namespace kntest::SceneHostTest {
 
-using namespace osg;
 using Names = std::vector<std::string>;
 
 class SceneHostTest : public SceneStage {

@@ -2,8 +2,6 @@
 
 namespace kntest::StructuresTest {
 
-using namespace osg;
-
 class StructuresTest : public EditingStage {
  protected:
   ~StructuresTest() override { manager.clearSceneStructure(); }

@@ -8,7 +8,6 @@
 
 namespace kntest::AnimationFilesTest {
 
-using namespace osg;
 using Names = std::vector<std::string>;
 using Lines = std::vector<std::string>;
 

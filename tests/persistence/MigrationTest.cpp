@@ -2,8 +2,6 @@
 
 namespace kntest::MigrationTest {
 
-using namespace osg;
-
 class MigrationTest : public EditingStage {
  protected:
   static AnimAttachmentPtr hang(AttachmentContainerPtr const& holder, std::string const& names) {

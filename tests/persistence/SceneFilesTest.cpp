@@ -6,7 +6,6 @@
 
 namespace kntest::SceneFilesTest {
 
-using namespace osg;
 using namespace std::string_literals;
 
 class SceneFilesTest : public SceneStage {

@@ -4,8 +4,6 @@
 
 namespace kntest::XmlConversionTest {
 
-using namespace osg;
-
 class XmlConversionTest : public SceneStage {
  protected:
   XmlConversionTest() {

@@ -8,6 +8,8 @@
 
 namespace kntest {
 
+using namespace osg;  // in all tests
+
 class Singles;
 class Multis;
 class Mark;

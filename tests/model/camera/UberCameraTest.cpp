@@ -4,8 +4,6 @@
 
 namespace kntest::UberCameraTest {
 
-using namespace osg;
-
 Real32 apart(Pnt3f const& a, Pnt3f const& b) { return length(a - b); }
 
 Vec3f axis(Matrix const& matrix, UInt32 column) {

@@ -5,8 +5,6 @@
 
 namespace kntest::AimConstraintTest {
 
-using namespace osg;
-
 class AimConstraintTest : public CameraStage {};
 
 TEST_F(AimConstraintTest, CamerasFollowTheirTargetsThroughAnyParents) {

@@ -8,8 +8,6 @@
 
 namespace kntest::FieldContainerFactoryTest {
 
-using namespace osg;
-
 using FieldContainerFactoryTest = SceneTest;
 
 FieldContainerFactory& factory() { return FieldContainerFactory::the(); }

@@ -8,8 +8,6 @@
 
 namespace kntest::FieldContainerPtrTest {
 
-using namespace osg;
-
 using FieldContainerPtrTest = SceneTest;
 
 static_assert(sizeof(FieldContainerPtr) <= 16 && std::is_trivially_copyable_v<NodePtr>,
@@ -80,20 +78,6 @@ TEST_F(FieldContainerPtrTest, ReferencesHoldAndCompareAsTheirHandles) {
   Ref<Node> last = second;
   last = Node::create();
   EXPECT_TRUE(last != second && last->getRefCount() == 1 && handle->getRefCount() == 2);
-}
-
-TEST_F(FieldContainerPtrTest, OwnedFieldsHoldReferences) {
-  Held const first(Node::create());
-  Singles::Ptr const owner = Singles::create();
-  owner->setLink(first);
-  EXPECT_EQ(first->getRefCount(), 1) << "a plain handle counts nothing";
-  for (int times = 0; times < 2; ++times) owner->setOwned(first);
-  EXPECT_EQ(first->getRefCount(), 2);
-  NodePtr const second = Node::create();
-  owner->setOwned(second);
-  EXPECT_EQ(first->getRefCount(), 1);
-  owner.subRef();
-  EXPECT_FALSE(second.isAlive());
 }
 
 /// Gives every test an empty list as the thread's own.

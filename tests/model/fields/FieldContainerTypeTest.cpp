@@ -7,8 +7,6 @@
 
 namespace kntest::FieldContainerTypeTest {
 
-using namespace osg;
-
 using FieldContainerTypeTest = SceneTest;
 
 std::vector<FieldContainerType*> allTypes() { return FieldContainerFactory::the().getTypes(); }

@@ -7,8 +7,6 @@
 
 namespace kntest::FieldTest {
 
-using namespace osg;
-
 using FieldTest = SceneTest;
 
 std::string textOf(Field const& field) {

@@ -5,8 +5,6 @@
 
 namespace kntest::TwoEndedListTest {
 
-using namespace osg;
-
 /// Does at random to a list and to a std::vector what both can, with gaps where the values are handles, and compares.
 template <class T, class Make>
 void compareWithVector(Make make) {

@@ -5,8 +5,6 @@
 
 namespace kntest::GeometryTest {
 
-using namespace osg;
-
 using GeometryTest = SceneTest;
 
 Transform3DPtr moved(Vec3f const& translation, Vec3f const& degrees = {}) {

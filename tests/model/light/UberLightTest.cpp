@@ -4,8 +4,6 @@
 
 namespace kntest::UberLightTest {
 
-using namespace osg;
-
 class UberLightTest : public SceneTest {
  protected:
   Held<UberLightPtr> const _light{UberLight::create()};

@@ -4,8 +4,6 @@
 
 namespace kntest::SurfaceMaterialsTest {
 
-using namespace osg;
-
 using SurfaceMaterialsTest = SceneTest;
 
 /// By channel name; fails where a name comes twice, or a field is not where the channel says.

@@ -1,6 +1,5 @@
 #include "model/math/Matrix.h"
 
-#include "model/math/BoxVolume.h"
 #include "model/utils/OsgLog.h"
 #include "support/Testing.h"
 
@@ -116,18 +115,6 @@ TEST_F(MatrixTest, GivesTheQuaternionOfARotationOnly) {
     EXPECT_EQ(Quaternion::fromMatrix(Matrix::scale(factors)), Quaternion());
     EXPECT_NE(takeLog().find("MatToQuat"), std::string::npos) << factors[0];
   }
-}
-
-TEST_F(MatrixTest, BoxesGrowAndAreCarriedAlong) {
-  BoxVolume box;
-  Pnt3f min, max;
-  EXPECT_TRUE(box.transformed(Matrix::translation(Vec3f(1, 2, 3))).isEmpty());
-  box.extendBy(Pnt3f(1, 2, 3));
-  box.extendBy(BoxVolume());
-  box.extendBy(BoxVolume(Pnt3f(-1, 4, 3), Pnt3f(0, 5, 3)));
-  Matrix const turn = Matrix::translation(Vec3f(10, 0, 0)) * Matrix::rotationEuler(Vec3f(0, 0, 90));
-  box.transformed(turn).getBounds(min, max);
-  EXPECT_LT(length(min - Pnt3f(5, -1, 3)) + length(max - Pnt3f(8, 1, 3)), 1e-5F);
 }
 
 }  // namespace MatrixTest

@@ -4,8 +4,6 @@
 
 namespace kntest::knContainerSetTest {
 
-using namespace osg;
-
 using KnContainerSetTest = SceneTest;
 using Model = std::set<FieldContainerPtr>;
 

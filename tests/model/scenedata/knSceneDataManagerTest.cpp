@@ -7,8 +7,6 @@
 
 namespace kntest::knSceneDataManagerTest {
 
-using namespace osg;
-
 class KnSceneDataManagerTest : public SceneTest {
  protected:
   void TearDown() override {

@@ -6,8 +6,6 @@
 
 namespace kntest::AnimAttachmentTest {
 
-using namespace osg;
-
 using AnimAttachmentTest = SceneTest;
 using AnimNodes = std::vector<AnimNodePtr>;
 

@@ -4,8 +4,6 @@
 
 namespace kntest::AnimCurveTest {
 
-using namespace osg;
-
 using AnimCurveTest = SceneTest;
 
 constexpr Vec2f Zero;

@@ -14,8 +14,6 @@
 
 namespace kntest::AnimNodeTest {
 
-using namespace osg;
-
 using AnimNodeTest = SceneTest;
 
 // Brute force: everything is computed from the fields of the whole tree, nothing is kept. All numbers in
@@ -451,32 +449,5 @@ TEST_F(AnimNodeTest, AHostsOwnSpanIsAskedAnewAtAnyDepth) {
 }
 
 KN_CONTAINER_TYPE(OwnSpanBase, OwnSpan, "TestOwnSpan")
-
-TEST_F(AnimNodeTest, UnsharingGivesEachNodeACoreOfItsOwn) {
-  Held const root(newAnimNode(newCurve({{0, 0}, {1, 1}})));
-  AnimCurvePtr const curve = dcast<AnimCurvePtr>(root->getCore());
-  curve->setName("first");
-  NodeUtils::setName(curve, "attached", false);
-  root->unshare("alone");
-  EXPECT_EQ(root->getCore(), curve) << "a core with one node is no shared one";
-  AnimNodePtr const inner = newAnimNode(curve), leaf = newAnimNode(curve);
-  inner->setTravMask(0);
-  inner->setHidden(true);
-  root->addChild(inner);
-  inner->addChild(leaf);
-  Held const outside(newAnimNode(curve));
-
-  root->unshareTree("copy");
-  EXPECT_TRUE(outside->getCore() == curve && curve->getName() == "first");
-  for (AnimNodePtr const& node : {*root, inner, leaf}) {
-    AnimCurvePtr const copy = dcast<AnimCurvePtr>(node->getCore());
-    EXPECT_EQ(copy->getParents().getValues(), std::vector<NodePtr>{node});
-    EXPECT_EQ(copy->getName() + NodeUtils::getName(copy), "copyattached");
-    EXPECT_TRUE(copy->getControlPoints().isEqual(curve->getControlPoints()));
-  }
-  leaf->setCore(curve);
-  leaf->unshare("");
-  EXPECT_EQ(dcast<AnimCurvePtr>(leaf->getCore())->getName(), "first") << "an empty name keeps the core's";
-}
 
 }  // namespace kntest::AnimNodeTest

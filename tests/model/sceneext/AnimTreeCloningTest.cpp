@@ -7,8 +7,6 @@
 
 namespace kntest::AnimTreeCloningTest {
 
-using namespace osg;
-
 template <class Type>
 typename Type::Ptr attached(NodePtr const& node) {
   return dcast<typename Type::Ptr>(node->findAttachment(Type::_type.getGroupId()));
@@ -75,17 +73,6 @@ TEST_F(AnimTreeCloningTest, AShallowCloneSharesCoresAndOwnsItsName) {
   curve->addPoints({{9, 0}});
   EXPECT_EQ(animRangeOf(child(copy, 0)), (TimeRange{3, 21})) << "a shared core tells all its nodes";
   EXPECT_EQ(animRangeOf(child(bare, 1)), (TimeRange{5, 59}));
-}
-
-TEST_F(AnimTreeCloningTest, ADeepCloneHasEverythingOfItsOwn) {
-  Held const copy(deepCloneAnimTree(block, ""));
-  NodeCorePtr const curveCopy = child(copy, 0)->getCore();
-  EXPECT_TRUE(copy->getCore() != block->getCore() && curveCopy != curve);
-  EXPECT_EQ(child(copy, 1)->getCore(), curveCopy) << "what is shared in the tree is shared in the copy";
-  EXPECT_TRUE(curve->getRefCount() == 2 && curveCopy->getRefCount() == 2);
-  EXPECT_TRUE(dcast<AnimCurvePtr>(curveCopy)->getControlPoints().isEqual(curve->getControlPoints()));
-  EXPECT_NE(dcast<TimeShapeCachePtr>(child(copy, 2)->getCore())->getShapes()[0], cache->getShapes()[0]);
-  EXPECT_EQ(attached<TagAttachment>(copy), attached<TagAttachment>(child(copy, 1)));
 }
 
 TEST_F(AnimTreeCloningTest, TypesAreSharedByNameWithTheirDescendants) {

@@ -4,8 +4,6 @@
 
 namespace kntest::TimeShapeCacheTest {
 
-using namespace osg;
-
 using TimeShapeCacheTest = SceneTest;
 
 TimeShapeDataPtr newShape(float time) {

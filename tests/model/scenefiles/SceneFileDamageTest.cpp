@@ -5,8 +5,6 @@
 
 namespace kntest::SceneFileDamageTest {
 
-using namespace osg;
-
 using SceneFileDamageTest = SceneTest;
 
 constexpr std::size_t HeaderSize = 40;
@@ -177,20 +175,18 @@ TEST_F(SceneFileDamageTest, AHeaderThatLiesIsNotBelieved) {
     char const* complaint;
   };
   UInt64 const size = smallFile(0).size() - HeaderSize;
-  Case const cases[] = {
-      {0, 0, 0, 4, "it is no scene file (byte 0)"},
-      {0, 8, 2, 4, "its format is version 2, known are those up to 1 (byte 8)"},
-      {0, 12, 2, 4, "flags are unknown (byte 12)"},
-      {0, 16, size - 1, 8, "size of its contents is impossible"},
-      {0, 24, UInt64{1} << 60, 8, "size of its contents is impossible"},
-      {1, 16, UInt64{1} << 40, 8, "size of its contents is impossible"},
-      {1, 16, size + 1, 8, "packed contents are damaged"},
-      {1, 16, 0, 8, "packed contents are damaged"},
-      {1, 24, ~UInt64{0}, 8, "ends early"},
-      {1, 24, 10, 8, "packed contents are damaged"},
-      {0, 32, 0, 4, "checksum of its contents"},
-      {1, 32, 0, 4, "checksum of its contents"},
-  };
+  Case const cases[] = {{0, 0, 0, 4, "it is no scene file (byte 0)"},
+                        {0, 8, 2, 4, "its format is version 2, known are those up to 1 (byte 8)"},
+                        {0, 12, 2, 4, "flags are unknown (byte 12)"},
+                        {0, 16, size - 1, 8, "size of its contents is impossible"},
+                        {0, 24, UInt64{1} << 60, 8, "size of its contents is impossible"},
+                        {1, 16, UInt64{1} << 40, 8, "size of its contents is impossible"},
+                        {1, 16, size + 1, 8, "packed contents are damaged"},
+                        {1, 16, 0, 8, "packed contents are damaged"},
+                        {1, 24, ~UInt64{0}, 8, "ends early"},
+                        {1, 24, 10, 8, "packed contents are damaged"},
+                        {0, 32, 0, 4, "checksum of its contents"},
+                        {1, 32, 0, 4, "checksum of its contents"}};
   for (Case const& c : cases) {
     std::string const file = withHeader(smallFile(c.compress), c.offset, c.value, c.size);
     EXPECT_NE(refusal(file).find(c.complaint), std::string::npos) << refusal(file) << ", not " << c.complaint;

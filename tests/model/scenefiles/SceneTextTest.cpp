@@ -4,8 +4,6 @@
 
 namespace kntest::SceneTextTest {
 
-using namespace osg;
-
 using SceneTextTest = SceneTest;
 
 /// What the log says of a text that is refused.

@@ -5,7 +5,6 @@
 
 namespace kntest::AnimatableFieldsTest {
 
-using namespace osg;
 using AnimatableFieldsTest = SceneTest;
 
 /// By content type; nothing of the tests' own containers.

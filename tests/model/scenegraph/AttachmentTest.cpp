@@ -4,8 +4,6 @@
 
 namespace kntest::AttachmentTest {
 
-using namespace osg;
-
 using AttachmentTest = SceneTest;
 
 TEST_F(AttachmentTest, IsFoundByGroupAndBindingAndReplacedByItsOwnKind) {

@@ -5,8 +5,6 @@
 
 namespace kntest::NodeTest {
 
-using namespace osg;
-
 using NodeTest = SceneTest;
 using Nodes = std::vector<NodePtr>;
 

@@ -6,8 +6,6 @@
 
 namespace kntest::Transform3DTest {
 
-using namespace osg;
-
 constexpr double Radians = std::numbers::pi / 180.0;
 
 /// A transform of space in doubles, as a function: an independent way to say where a point comes to lie.

@@ -4,8 +4,6 @@
 
 namespace kntest::TraverseTest {
 
-using namespace osg;
-
 /// A tree of named nodes: r with a (a1, a2, a3), b (b1) and c.
 class TraverseTest : public SceneTest {
  protected:
@@ -89,6 +87,16 @@ TEST_F(TraverseTest, TheVisitorMayAddAndMoveNodes) {
               return 0;
             }),
             "r a a1 a2 new newer a3 b c b1");
+}
+
+TEST_F(TraverseTest, TheVisitorMayDestroyEverything) {
+  Held const survivor(named("b"));
+  auto const destroy = [&](std::string const& name) {
+    if (name == "a1") _root.subRef();
+    return 0;
+  };
+  EXPECT_EQ(walk(destroy), "r a a1") << "what survives is not below the root";
+  EXPECT_EQ(walk(destroy), "") << "a dead root";
 }
 
 }  // namespace kntest::TraverseTest

@@ -1,10 +1,8 @@
-#include "knanim/commands/Commands.h"
 #include "knanim/scene/ChannelPath.h"
 #include "knanim/scene/LoadedScene.h"
 #include "tools/knanim/TestFiles.h"
 
-namespace knanim {
-namespace {
+namespace knanim::ChannelsTest {
 
 using Words = std::vector<std::string>;
 using namespace test;
@@ -107,5 +105,4 @@ TEST(Channels, EveryRefusalSaysWhy) {
   run("channels MODEL --csv /dev/full", studio(), ExitCode::OutputUnwritable);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ChannelsTest

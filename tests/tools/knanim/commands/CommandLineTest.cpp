@@ -4,11 +4,8 @@
 #include <rapidjson/pointer.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-#include <sstream>
-#include <vector>
 
-namespace knanim {
-namespace {
+namespace knanim::CommandLineTest {
 
 using namespace test;
 
@@ -173,5 +170,4 @@ TEST(CommandLine, ShellsAndManualKnowEveryOption) {
               {"\n.SS \"load\\-onto\"", "\\fB\\-\\-strip\\-frames\\fR \\fINUMBER\\fR", "\n.B 6\n"});
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::CommandLineTest

@@ -1,5 +1,4 @@
 #include "knAnimManager.h"
-#include "knanim/commands/Commands.h"
 #include "knanim/commands/QueueReport.h"
 #include "knanim/pictures/QueueFilm.h"
 #include "knanim/playing/Playback.h"
@@ -7,8 +6,7 @@
 #include "knanim/support/Text.h"
 #include "tools/knanim/TestFiles.h"
 
-namespace knanim {
-namespace {
+namespace knanim::QueueTest {
 
 ImportedModel armModel(std::vector<Key> keys) {
   ImportedModel model;
@@ -173,5 +171,4 @@ TEST(QueueCommand, AStoredSceneIsPlayedWithTheRepetitionsOfItsBlocks) {
   EXPECT_EQ(thrice.code, ExitCode::Ok) << thrice.errors;
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::QueueTest

@@ -1,10 +1,8 @@
-#include "knanim/commands/Commands.h"
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/scene/SceneReduction.h"
 #include "tools/knanim/TestFiles.h"
 
-namespace knanim {
-namespace {
+namespace knanim::ReduceTest {
 
 using Words = std::vector<std::string>;
 
@@ -54,5 +52,4 @@ TEST(Reduce, PrintsAndDrawsWhatIsLeft) {
     EXPECT_EQ(run(std::string(" --tolerance ") + wrong).code, ExitCode::Usage) << wrong;
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ReduceTest

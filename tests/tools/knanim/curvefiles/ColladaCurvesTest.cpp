@@ -1,7 +1,6 @@
 #include "tools/knanim/curvefiles/CurveDifference.h"
 
-namespace knanim {
-namespace {
+namespace knanim::ColladaCurvesTest {
 
 /// A source of numbers or words.
 std::string source(std::string const& id, std::string const& array, std::size_t count, std::size_t stride,
@@ -106,5 +105,4 @@ TEST(ColladaCurves, AreSampledWhereTheTransformsAreOthers) {
       [](double time) { return lift(time) * std::cos(turn(time) * M_PI / 180); }, 0, 3);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ColladaCurvesTest

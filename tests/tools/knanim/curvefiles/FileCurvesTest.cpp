@@ -1,7 +1,6 @@
 #include "tools/knanim/TestFiles.h"
 
-namespace knanim {
-namespace {
+namespace knanim::FileCurvesTest {
 
 std::string lightWave(std::string const& envelope) {
   return "LWSC\n5\nFirstFrame 1\nLastFrame 30\nFramesPerSecond 30\nAddNullObject 10000000 Arm\nObjectMotion\n"
@@ -54,5 +53,4 @@ TEST(FileCurves, DamagedFilesAreRefusedOrWarnedOfByName) {
   }
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::FileCurvesTest

@@ -1,10 +1,8 @@
 #include "knanim/import/EulerAngles.h"
+#include "tools/knanim/GltfSampler.h"
 #include "tools/knanim/curvefiles/CurveDifference.h"
 
-#include <algorithm>
-
-namespace knanim {
-namespace {
+namespace knanim::GltfCurvesTest {
 
 using Numbers = std::vector<float>;
 
@@ -50,24 +48,6 @@ void writeModel(test::TemporaryFolder const& folder, Numbers const& times,
           R"(],"animations":[{"samplers":[)" + sources + R"(],"channels":[)" + channels + "]}]}");
 }
 
-/// What the format says of a sampler, for one component; rotations are not normalised.
-double play(Numbers const& times, Numbers const& values, std::string const& interpolation, std::size_t size,
-            std::size_t component, double time) {
-  bool const isCubic = interpolation == "CUBICSPLINE";
-  auto const at = [&](std::size_t key, std::size_t part) {
-    return static_cast<double>(values[(isCubic ? 3 * key + part : key) * size + component]);
-  };
-  std::size_t next = 0;
-  while (next < times.size() && times[next] <= time) ++next;
-  if (next == 0) return at(0, 1);
-  if (next == times.size() || interpolation == "STEP") return at(next - 1, 1);
-  double const width = static_cast<double>(times[next]) - times[next - 1];
-  double const s = (time - times[next - 1]) / width;
-  return (2 * s * s * s - 3 * s * s + 1) * at(next - 1, 1) +
-         (s * s * s - 2 * s * s + s) * width * at(next - 1, 2) + (3 * s * s - 2 * s * s * s) * at(next, 1) +
-         (s * s * s - s * s) * width * at(next, 0);
-}
-
 TEST(GltfCurves, HaveTheValuesOfTheFormatsFormulas) {
   Numbers const times = {0.25F, 1, 1.5F, 4};
   Numbers cubic;
@@ -86,17 +66,16 @@ TEST(GltfCurves, HaveTheValuesOfTheFormatsFormulas) {
   for (std::size_t i = 0; i < 3; ++i) {
     auto const curves = played.scene.curves();
     test::expectLike(
-        curves[i], [&](double time) { return play(times, cubic, "CUBICSPLINE", 3, i, time); }, 0.25F, 4);
+        curves[i], [&](double time) { return test::play(times, cubic, "CUBICSPLINE", time)[i]; }, 0.25F, 4);
     test::expectLike(
-        curves[6 + i], [&](double time) { return play(times, steps, "STEP", 3, i, time); }, 0.25F, 4);
+        curves[6 + i], [&](double time) { return test::play(times, steps, "STEP", time)[i]; }, 0.25F, 4);
   }
   CurveReader angles(played.scene.curves().subspan(3, 3));
   double largest = 0;
   for (double time = -1; time < 6; time += 0.007) {
     angles.evaluate(time);
-    auto const part = [&](std::size_t i) { return play(times, turns, "CUBICSPLINE", 4, i, time); };
-    Rotation wanted{part(3), part(0), part(1), part(2)};
-    ASSERT_TRUE(normalize(wanted));
+    auto const turn = test::play(times, turns, "CUBICSPLINE", time);
+    Rotation const wanted{turn[3], turn[0], turn[1], turn[2]};
     largest = std::max(largest,
                        angleBetween(toRotation({angles.value(0), angles.value(1), angles.value(2)}), wanted));
   }
@@ -104,5 +83,4 @@ TEST(GltfCurves, HaveTheValuesOfTheFormatsFormulas) {
   EXPECT_TRUE(played.model.warnings.at(0).starts_with("1 channel of rotations as angles, to within 0.0"));
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::GltfCurvesTest

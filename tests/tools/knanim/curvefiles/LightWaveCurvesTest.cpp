@@ -1,7 +1,6 @@
 #include "tools/knanim/curvefiles/CurveDifference.h"
 
-namespace knanim {
-namespace {
+namespace knanim::LightWaveCurvesTest {
 
 /// A key of an envelope, as its line has it.
 struct Line {
@@ -152,5 +151,4 @@ TEST(LightWaveCurves, HaveTheValuesOfTheFormatsFormulas) {
   expectLikeTheFile(folder.file("mixed.lws"));
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::LightWaveCurvesTest

@@ -4,8 +4,7 @@
 #include "knanim/import/EulerAngles.h"
 #include "tools/knanim/TestFiles.h"
 
-namespace knanim {
-namespace {
+namespace knanim::EditingTest {
 
 double valueAt(AnimatedScene const& scene, ImportedModel const& model, std::string const& name, double time) {
   for (std::size_t i = 0; i < model.curves.size(); ++i) {
@@ -110,5 +109,4 @@ TEST(Editing, PastesByTablesAndTellsWhatDoesNotFit) {
   EXPECT_EQ(test::run("edit " + walk + " --shift 1 --retarget").code, ExitCode::Usage);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::EditingTest

@@ -4,8 +4,7 @@
 
 #include <numbers>
 
-namespace knanim {
-namespace {
+namespace knanim::EulerAnglesTest {
 
 Rotation around(double x, double y, double z, double degrees) {
   double const half = degrees / 360 * std::numbers::pi;
@@ -65,5 +64,4 @@ TEST(EulerAngles, PathsRunOnWithoutJumps) {
   }
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::EulerAnglesTest

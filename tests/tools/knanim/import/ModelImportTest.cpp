@@ -7,8 +7,7 @@
 
 #include <csignal>
 
-namespace knanim {
-namespace {
+namespace knanim::ModelImportTest {
 
 using test::modelPath;
 
@@ -79,5 +78,4 @@ TEST(ModelImport, AFileCannotAskForAllTheMemory) {
   EXPECT_NO_THROW(std::vector<char>().reserve(std::size_t{3} << 30U)) << "the limit is still there";
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ModelImportTest

@@ -4,8 +4,7 @@
 
 #include <assimp/scene.h>
 
-namespace knanim {
-namespace {
+namespace knanim::SceneConversionTest {
 
 /// The keys of one node as a test writes them.
 struct Channel {
@@ -166,5 +165,4 @@ TEST_F(SceneConversionTest, RestPoseComesFromTheMatrixUnlessItIsBroken) {
   EXPECT_EQ(describeScene(scene).nodes[0].scale, (std::array<double, 3>{1, 1, 1}));
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::SceneConversionTest

@@ -12,8 +12,7 @@
 
 #include <assimp/scene.h>
 
-namespace knanim {
-namespace {
+namespace knanim::ShapeCachesTest {
 
 constexpr double kTicks = 10;  ///< per second
 
@@ -228,5 +227,4 @@ TEST(Skinning, NormalsStandUprightOnWhatBonesStretch) {
   EXPECT_EQ(skinning.moveNormals(normals)[1], osg::Vec3f(0, 1, 0)) << "a vertex without a bone";
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ShapeCachesTest

@@ -1,14 +1,13 @@
-#include "knanim/commands/Commands.h"
 #include "knanim/pictures/AnimatedPng.h"
 #include "knanim/pictures/FilmShooting.h"
 #include "knanim/pictures/IndexedPng.h"
 #include "knanim/pictures/PngChunks.h"
 #include "knanim/support/Options.h"
 #include "tools/knanim/TestFiles.h"
-#include "tools/knanim/pictures/Pixels.h"
 
-namespace knanim {
-namespace {
+#include <cairo.h>
+
+namespace knanim::FilmTest {
 
 TEST(Film, ASmallFigureFarAwayIsDrawn) {
   ImportedModel model;
@@ -60,16 +59,40 @@ TEST(PictureView, TheFittedViewHoldsAllPointsAndIsFilledByThem) {
   EXPECT_NEAR(view.see({0, 0, 0})->depth, 5, 1e-6);
 }
 
+cairo_status_t readBytes(void* source, unsigned char* data, unsigned length) {
+  auto& rest = *static_cast<std::string_view*>(source);
+  if (rest.size() < length) return CAIRO_STATUS_READ_ERROR;
+  std::memcpy(data, rest.data(), length);
+  rest.remove_prefix(length);
+  return CAIRO_STATUS_SUCCESS;
+}
+
+/// A picture of points as it comes out of the file.
+struct Pixels {
+  std::size_t width;
+  std::vector<std::uint32_t> values;
+};
+Pixels decode(std::string_view png) {
+  cairo_surface_t* const surface = cairo_image_surface_create_from_png_stream(readBytes, &png);
+  int const width = cairo_image_surface_get_width(surface);
+  Pixels pixels{static_cast<std::size_t>(width), {}};
+  for (int y = 0; y < cairo_image_surface_get_height(surface); ++y) {
+    auto const* const row = reinterpret_cast<std::uint32_t const*>(
+        cairo_image_surface_get_data(surface) + y * cairo_image_surface_get_stride(surface));
+    for (int x = 0; x < width; ++x) pixels.values.push_back(row[x] & 0xFFFFFFU);
+  }
+  cairo_surface_destroy(surface);
+  return pixels;
+}
+
 TEST(IndexedPng, KeepsFewColorsAndRefusesMany) {
   std::vector<std::uint32_t> pixels(40 * 30);
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i % 256) * 0x010101U;
   auto const png = encodeIndexedPng(pixels, 40);
   ASSERT_TRUE(png);
-  EXPECT_EQ(test::decode(*png).values, pixels);
+  EXPECT_EQ(decode(*png).values, pixels);
   pixels[77] = 0x010102;  // one more than fits: the nearest one takes its place
-  test::Pixels const approximated = test::decode(*encodeIndexedPng(pixels, 40));
-  EXPECT_EQ(approximated.width, 40U);
-  EXPECT_EQ(approximated.values[77], 0x010101U);
+  EXPECT_EQ(decode(*encodeIndexedPng(pixels, 40)).values[77], 0x010101U);
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint32_t>(i) * 0x3571U;
   EXPECT_FALSE(encodeIndexedPng(pixels, 40));
   EXPECT_FALSE(encodeIndexedPng(pixels, 0));
@@ -96,7 +119,7 @@ std::vector<std::vector<std::uint32_t>> decodeAnimation(std::string const& bytes
     appendChunk(part, "IHDR", header.substr(4, 8) + std::string("\x08\x02\0\0\0", 5));
     appendChunk(part, "IDAT", data);
     appendChunk(part, "IEND", "");
-    test::Pixels const pixels = test::decode(part);
+    Pixels const pixels = decode(part);
     auto const place = [&header](std::size_t i) { return static_cast<std::uint8_t>(header[i]); };
     pictures.push_back(pictures.back());
     for (std::size_t i = 0; i < pixels.values.size(); ++i)
@@ -130,11 +153,10 @@ TEST(Film, AFilmHasAllFramesAndAModelWithoutAnimationIsDrawn) {
                 folder.file("film.png") + " --frames " + folder.file("frames"));
   EXPECT_EQ(outcome.code, ExitCode::Ok) << outcome.errors;
   EXPECT_EQ(decodeAnimation(test::readFile(folder.file("film.png"))).size(), 4U);
-  EXPECT_EQ(test::decode(test::readFile(folder.file("frames/frame-00003.png"))).width, 64U);
+  EXPECT_EQ(decode(test::readFile(folder.file("frames/frame-00003.png"))).width, 64U);
   EXPECT_EQ(test::run("play " + test::modelPath("OBJ/box.obj") + " --image " + folder.file("box.png")).code,
             ExitCode::Ok);
   EXPECT_TRUE(test::readFile(folder.file("box.png")).starts_with(kPngSignature));
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::FilmTest

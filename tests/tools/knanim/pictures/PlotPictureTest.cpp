@@ -2,8 +2,7 @@
 
 #include "support/Testing.h"
 
-namespace knanim {
-namespace {
+namespace knanim::PlotPictureTest {
 
 using Texts = std::vector<std::string>;
 
@@ -46,5 +45,4 @@ TEST(PlotPicture, ThinningKeepsEveryPeak) {
   EXPECT_EQ(thinned(points, 0.0001).size(), 100U);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::PlotPictureTest

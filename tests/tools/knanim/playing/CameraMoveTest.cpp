@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace knanim {
-namespace {
+namespace knanim::CameraMoveTest {
 
 std::vector<Viewpoint> someViewpoints() {
   return {{"a", {0, 1, 5}, {0, 0, 0}, {0, 1, 0}, 40, 1},
@@ -59,5 +58,4 @@ TEST(CameraMoveTest, FacesAreCutOffAtThePlanesOfTheView) {
   EXPECT_EQ(view.seePart(std::vector<osg::Pnt3f>{{0, 0, -4}, {0, 0, -40}}).size(), 2U);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::CameraMoveTest

@@ -10,8 +10,7 @@
 #include <csignal>
 #include <unistd.h>
 
-namespace knanim {
-namespace {
+namespace knanim::ClockedRunTest {
 
 using Steps = std::map<long long, std::uint64_t>;
 
@@ -21,10 +20,12 @@ class ClockedRunTest : public ::testing::Test {
   static ImportedModel model() {
     ImportedModel model;
     model.nodes.resize(1);
-    model.nodes[0].name = "runner";
-    model.curves.resize(1);
-    model.curves[0].before = model.curves[0].after = Extrapolation::Linear;
-    model.curves[0].keys = {{0, 0}, {100, 2500}};
+    model.curves = {{0,
+                     ChannelKind::Translation,
+                     0,
+                     Extrapolation::Linear,
+                     Extrapolation::Linear,
+                     {{0, 0}, {100, 2500}}}};
     return model;
   }
 
@@ -125,5 +126,4 @@ TEST(Interruption, EndsAtTheSecondTimeAndWhereNobodyAsks) {
   EXPECT_EQ(folder.count(), 0U);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ClockedRunTest

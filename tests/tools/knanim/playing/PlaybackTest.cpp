@@ -7,8 +7,7 @@
 
 #include <assimp/scene.h>
 
-namespace knanim {
-namespace {
+namespace knanim::PlaybackTest {
 
 struct LoadedModel {
   ModelReader file;
@@ -124,5 +123,4 @@ TEST(SceneFigure, VerticesFollowTheirBones) {
   for (std::size_t i = 0; i < 3; ++i) EXPECT_LT(osg::length(places[i] - expected[i]), 1e-6F) << i;
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::PlaybackTest

@@ -1,46 +1,14 @@
 #include "knanim/saving/GltfExport.h"
 #include "knanim/saving/GltfTracks.h"
 #include "knanim/scene/AnimatedScene.h"
+#include "tools/knanim/GltfSampler.h"
 #include "tools/knanim/TestFiles.h"
 
 #include <tiny_gltf.h>
 
-namespace knanim {
-namespace {
+namespace knanim::GltfExportTest {
 
 using Values = std::vector<double>;
-
-/// What the standard says a sampler gives, apart from turning the shorter way.
-Values play(std::vector<float> const& times, std::vector<float> const& values,
-            std::string const& interpolation, double time) {
-  bool const isCubic = interpolation == "CUBICSPLINE";
-  std::size_t const size = values.size() / times.size() / (isCubic ? 3 : 1);
-  auto const at = [&](std::size_t key, std::size_t part, std::size_t i) {
-    return static_cast<double>(values[(isCubic ? 3 * key + part : key) * size + i]);
-  };
-  std::size_t next = 0;
-  while (next < times.size() && times[next] <= time) ++next;
-  Values result(size);
-  for (std::size_t i = 0; i < size; ++i) {
-    std::size_t const a = next == 0 ? 0 : next - 1;
-    result[i] = at(a, 1, i);
-    if (next == 0 || next == times.size() || interpolation == "STEP") continue;
-    double const width = static_cast<double>(times[next]) - times[a];
-    double const s = (time - times[a]) / width;
-    if (!isCubic) {
-      result[i] += s * (at(next, 1, i) - result[i]);
-      continue;
-    }
-    result[i] = (2 * s * s * s - 3 * s * s + 1) * at(a, 1, i) +
-                (s * s * s - 2 * s * s + s) * width * at(a, 2, i) +
-                (3 * s * s - 2 * s * s * s) * at(next, 1, i) + (s * s * s - s * s) * width * at(next, 0, i);
-  }
-  if (size != 4) return result;
-  double const length = std::sqrt(result[0] * result[0] + result[1] * result[1] + result[2] * result[2] +
-                                  result[3] * result[3]);
-  for (double& each : result) each /= length;
-  return result;
-}
 
 constexpr std::array<char const*, 3> kNames = {"STEP", "LINEAR", "CUBICSPLINE"};
 
@@ -88,14 +56,14 @@ TEST(GltfExport, TracksPlayAsTheCurvesDo) {
     for (double time = 0; time < 4.6; time += 0.0137) {
       knAnimManager::the()->setCurrentTime(time, true, false);
       auto const& transform = *osg::dcastTo<osg::Transform3D>(scene.nodes()[0]->getCore());
-      Values const place = play(tracks[0].times, tracks[0].values,
-                                kNames[static_cast<std::size_t>(tracks[0].interpolation)], time);
+      Values const place = test::play(tracks[0].times, tracks[0].values,
+                                      kNames[static_cast<std::size_t>(tracks[0].interpolation)], time);
       for (osg::UInt32 i = 0; i < 3; ++i)
         ASSERT_NEAR(place[i], transform.getTranslation()[i], each.isSampled ? 80 * 1e-4 : 2e-4)
             << each.expected << " at " << time;
       GltfPlace const truth = placeOf(transform);
-      Values const turn = play(tracks[1].times, tracks[1].values,
-                               kNames[static_cast<std::size_t>(tracks[1].interpolation)], time);
+      Values const turn = test::play(tracks[1].times, tracks[1].values,
+                                     kNames[static_cast<std::size_t>(tracks[1].interpolation)], time);
       double dot = 0;
       for (std::size_t i = 0; i < 4; ++i) dot += turn[i] * truth.rotation[i];
       ASSERT_GT(std::abs(dot), std::cos(0.02 / 360 * 3.1416)) << each.expected << " at " << time;
@@ -139,8 +107,8 @@ TEST(GltfExport, AFileReadBackPlaysTheSame) {
     knAnimManager::the()->setCurrentTime(time, true, false);
     for (tinygltf::AnimationChannel const& channel : animation.channels) {
       auto const& sampler = animation.samplers[static_cast<std::size_t>(channel.sampler)];
-      Values const played =
-          play(document.floats(sampler.input), document.floats(sampler.output), sampler.interpolation, time);
+      Values const played = test::play(document.floats(sampler.input), document.floats(sampler.output),
+                                       sampler.interpolation, time);
       auto const node = static_cast<std::size_t>(channel.target_node);
       GltfPlace const place =
           placeOf(*osg::dcastTo<osg::Transform3D>(scene.scene().nodes()[node]->getCore()));
@@ -164,5 +132,4 @@ TEST(GltfExport, AFileReadBackPlaysTheSame) {
   test::expectParts(test::run("info " + morphs).output, {"2 morph targets", "127 keys of weights"});
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::GltfExportTest

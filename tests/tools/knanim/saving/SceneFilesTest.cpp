@@ -2,8 +2,7 @@
 #include "knanim/scene/LoadedScene.h"
 #include "tools/knanim/TestFiles.h"
 
-namespace knanim {
-namespace {
+namespace knanim::SceneFilesTest {
 
 using namespace test;
 
@@ -103,5 +102,4 @@ TEST_F(ToolFiles, OldXmlFindsTheNodesThatNameIt) {
   EXPECT_EQ(run("convert-xml " + file("old.osb") + ' ' + file("old.xml")).code, ExitCode::NotAModel);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::SceneFilesTest

@@ -2,22 +2,13 @@
 
 #include <gtest/gtest.h>
 
-namespace knanim {
-namespace {
+namespace knanim::AnimatedSceneTest {
 
 ImportedModel makeModel(std::vector<Key> keys, Extrapolation outside = Extrapolation::Constant) {
   ImportedModel model;
   model.nodes.resize(2);
-  model.nodes[0].name = "root";
-  model.nodes[1].name = "arm";
   model.nodes[1].parent = 0;
-  model.curves.resize(1);
-  model.curves[0].node = 1;
-  model.curves[0].kind = ChannelKind::Rotation;
-  model.curves[0].component = 1;
-  model.curves[0].before = outside;
-  model.curves[0].after = outside;
-  model.curves[0].keys = std::move(keys);
+  model.curves = {{1, ChannelKind::Rotation, 1, outside, outside, std::move(keys)}};
   return model;
 }
 
@@ -63,5 +54,4 @@ TEST(AnimatedScene, TangentsRoundOffCurvesThatHaveNone) {
   EXPECT_FLOAT_EQ(valueAt(model, 5), -20);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::AnimatedSceneTest

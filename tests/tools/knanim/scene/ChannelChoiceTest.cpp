@@ -4,26 +4,17 @@
 
 #include <gtest/gtest.h>
 
-namespace knanim {
-namespace {
+namespace knanim::ChannelChoiceTest {
 
 /// A model of nodes of the given names; each has all nine curves, still at 0.
 ImportedModel makeModel(std::vector<std::string> const& names) {
   ImportedModel model;
   model.summary.animations.emplace_back();
   for (std::string const& name : names) {
-    ImportedNode node;
-    node.name = name;
-    model.nodes.push_back(node);
+    model.nodes.emplace_back().name = name;
     for (ChannelKind const kind : kChannelKinds) {
-      for (std::uint8_t component = 0; component < 3; ++component) {
-        ImportedCurve curve;
-        curve.node = model.nodes.size() - 1;
-        curve.kind = kind;
-        curve.component = component;
-        curve.keys = {{0, 0}, {1, 0}};
-        model.curves.push_back(curve);
-      }
+      for (std::uint8_t component = 0; component < 3; ++component)
+        model.curves.push_back({model.nodes.size() - 1, kind, component, {}, {}, {{0, 0}, {1, 0}}});
     }
   }
   return model;
@@ -110,5 +101,4 @@ TEST(FrameRange, FramesStandOnTheGrid) {
   EXPECT_EQ(std::get<FrameRange>(frameRange({0, 2}, 30, {}, {})).time(3), 0.1);
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::ChannelChoiceTest

@@ -7,8 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace knanim {
-namespace {
+namespace knanim::OutputFileTest {
 
 using namespace test;
 
@@ -73,5 +72,4 @@ TEST(Text, OnlyHarmlessUtf8Remains) {
   EXPECT_EQ(printable(std::string_view("a\0b", 3)), "a\uFFFDb");
 }
 
-}  // namespace
-}  // namespace knanim
+}  // namespace knanim::OutputFileTest
