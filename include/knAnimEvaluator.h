@@ -21,6 +21,7 @@
 #include <vector>
 
 class FlightTree;
+class PlayingPlan;
 struct GatheredChunk;
 struct WriteRule;
 
@@ -219,6 +220,8 @@ class KNANIM_API knAnimEvaluator {
   void keepMatching(std::vector<knCurveData>& data, std::vector<knCurveData> const& filter) const;
   void prefetchTrees(std::vector<osg::AnimNodePtr> const& trees, std::size_t now) const;
   bool step(osg::AnimNodePtr const& node, double now);
+  void playAll(PlayingPlan& plan, double now, std::vector<osg::AnimNodePtr>& finished);
+  void playPlanned(PlayingPlan& plan, std::vector<osg::AnimNodePtr>& finished);
   void startPending();
   void evaluateSequences(std::set<osg::AnimNodePtr> const& nodes, float const& time, float const& lastTime);
   void evaluateTimeShapeCaches(TimeShapeCacheMap const& caches, float time);
@@ -275,8 +278,10 @@ class KNANIM_API knAnimEvaluator {
   ParentMap _animParentMap;             ///< survives evaluations
   osg::NodePtr _parentMapRoot;          ///< of the scene that the map was made for
   osg::UInt64 _parentMapRebuilds = 0;
+  osg::UInt64 _parentMapEdits = 0;           ///< rebuilding is one
   knIdTable<osg::UInt32> _curveMap;          ///< by curve id: the place of its first record in `_curveData`
   TimeShapeCacheMap _timeShapeCaches;        ///< of the running evaluation
+  osg::UInt64 _queueEdits = 0;               ///< how often the next one has changed
   std::set<osg::AnimNodePtr> _playingNodes;  ///< survive evaluations, as do
   std::set<osg::AnimNodePtr> _pendingNodes;  ///< those that begin at the end of the next pass
   float _time = 0.F;                         ///< of the last evaluation of a scene

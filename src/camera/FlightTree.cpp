@@ -80,6 +80,7 @@ void FlightTree::clear(AnimNodePtr const& root) {
     return;
   }
   OwnersKept const kept;
+  ++knAnimEvaluator::the()->_parentMapEdits;
   for (NodePtr const& child : root->getChildren()) {
     knAnimEvaluator::the()->_animParentMap.erase(child->getCore().getContainerId());
   }
@@ -106,6 +107,7 @@ void FlightTree::add(AnimNodePtr const& node) {
   _root->addChild(node);
   if (!isKnown) return;
   AnimNode::_changed = false;
+  ++evaluator._parentMapEdits;
   if (!_owners.empty()) evaluator._animParentMap[node->getCore().getContainerId()] = _owners;
 }
 

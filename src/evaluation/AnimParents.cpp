@@ -102,6 +102,7 @@ void knAnimEvaluator::rebuildParentMap(NodePtr const& root) {
   _animParentMap.swap(parentMap);
   _parentMapRoot = root;
   ++_parentMapRebuilds;
+  ++_parentMapEdits;
 }
 
 knContainerSet knAnimEvaluator::findOwnersOfFlights(osg::UberCameraPtr const& camera) const {
@@ -174,6 +175,7 @@ void knAnimEvaluator::updateAnimParentsByNode(AnimNodePtr const& animNode) {
 }
 
 void knAnimEvaluator::updateParentMapByAnimNodeR(NodePtr const& animNode) {
+  ++_parentMapEdits;
   forEachMappedCore(animNode, [&](osg::UInt32 id) { _animParentMap.try_emplace(id); });
 }
 
@@ -185,6 +187,7 @@ void knAnimEvaluator::updateAnimParentsByNodeR(NodePtr const& root) {
 }
 
 void knAnimEvaluator::findAndUpdateAnimParentsR(NodePtr const& animNode, FieldContainerPtr const& parent) {
+  ++_parentMapEdits;
   forEachMappedCore(animNode, [&](osg::UInt32 id) {
     auto const entry = _animParentMap.find(id);
     if (entry != _animParentMap.end()) entry->second.insert(parent);
@@ -192,10 +195,12 @@ void knAnimEvaluator::findAndUpdateAnimParentsR(NodePtr const& animNode, FieldCo
 }
 
 void knAnimEvaluator::addAnimParentsByNodeR(NodePtr const& animNode, FieldContainerPtr const& parent) {
+  ++_parentMapEdits;
   getAnimParentsR(animNode, parent, _animParentMap);
 }
 
 void knAnimEvaluator::removeAnimParentsByNodeR(NodePtr const& animNode) {
+  ++_parentMapEdits;
   forEachMappedCore(animNode, [&](osg::UInt32 id) { _animParentMap.erase(id); });
 }
 

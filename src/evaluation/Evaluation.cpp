@@ -34,6 +34,8 @@ knAnimEvaluator& knAnimEvaluator::operator=(knAnimEvaluator const& other) {
   _animParentMap = other._animParentMap;
   _parentMapRoot = other._parentMapRoot;
   ++_parentMapRebuilds;
+  ++_parentMapEdits;
+  ++_queueEdits;
   _curveMap = other._curveMap;
   _timeShapeCaches = other._timeShapeCaches;
   _playingNodes = other._playingNodes;
@@ -190,7 +192,7 @@ void knAnimEvaluator::evaluateObject(AnimNodePtr node, std::set<osg::FieldContai
                                      float time, bool motionBlurOnly, bool commit) {
   if (!node.isAlive() || parents.empty()) return;
   // The walk asks by the ids of cores, so this entry answers to none of them; it stays until the next rebuild.
-  _animParentMap.emplace(node.getContainerId(), parents);
+  if (_animParentMap.emplace(node.getContainerId(), parents).second) ++_parentMapEdits;
   evaluateTree(node, time, motionBlurOnly, commit, false);
 }
 

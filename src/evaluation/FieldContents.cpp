@@ -125,12 +125,6 @@ float* findPlace(osg::FieldContainerPtr const& aim, WriteRule const& rule, osg::
   return nullptr;
 }
 
-osg::BitVector const& turnMask(WriteRule const& rule) {
-  return rule.kind == WriteRule::Kind::EulerRotation
-             ? osg::Transform3DBase::EulerRotationFieldMask
-             : osg::Transform3DBase::EulerRotationOrientationFieldMask;
-}
-
 osg::Int32 roundToInt(float value) {
   double const wide = static_cast<double>(value);
   return toInt(wide < 0.0 ? wide - 0.5 : wide + 0.5);

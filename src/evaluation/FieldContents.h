@@ -11,8 +11,6 @@ bool writeToField(osg::Field& field, WriteRule::Content content, osg::UInt32 val
 /// The float that a value by such a rule is stored in as it comes, in a field or as an angle of a transform that
 /// announces it at once; null where writing takes more than that, or refuses.
 float* findPlace(osg::FieldContainerPtr const& aim, WriteRule const& rule, osg::UInt32 valueIndex);
-/// With such a place: the field that is announced at once.
-osg::BitVector const& turnMask(WriteRule const& rule);
 
 /// To the nearest whole number, halves away from zero. What fits no 32 bits, NaN included, gives the lowest one.
 osg::Int32 roundToInt(float value);

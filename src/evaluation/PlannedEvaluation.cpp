@@ -187,13 +187,12 @@ void knAnimEvaluator::PlannedEvaluation::addPool(UInt32 number) {
   ScenePlan::Pool const& pool = _plan.pools[number];
   auto const [visit, target] = _plan.occurrences[pool.firstOccurrence];
   knCurveData record = makeRecord(_plan.targets[target]);
-  record.aims.insert(_plan.aims[_plan.places[pool.firstPlace].aim].container);
+  record.aims.insert(_plan.aims[_plan.places[pool.firstPlace].aim]);
   addTurn(std::move(record), visit, target, number);
 }
 
 void knAnimEvaluator::PlannedEvaluation::findAims(ScenePlan::Pool const& pool, knContainerSet& aims) const {
-  for (UInt32 i = pool.firstPlace; i < pool.endPlace; ++i)
-    aims.insert(_plan.aims[_plan.places[i].aim].container);
+  for (UInt32 i = pool.firstPlace; i < pool.endPlace; ++i) aims.insert(_plan.aims[_plan.places[i].aim]);
 }
 
 /// In the order in which owners were visited, and in each tree that of its nodes.
@@ -211,7 +210,7 @@ void knAnimEvaluator::PlannedEvaluation::goOnWithoutPlan(std::size_t nextSection
   orderTurns();
   std::vector<knCurveData> asked = _evaluator.takeRecords();
   std::vector<std::size_t> const late = std::exchange(_evaluator._buffers->uncomputed, {});
-  auto const isLate = [&](UInt32 place) { return std::find(late.begin(), late.end(), place) != late.end(); };
+  auto const isLate = [&](UInt32 place) { return std::binary_search(late.begin(), late.end(), place); };
   auto turn = _turns.begin();
   for (UInt32 t = 0; t <= _plan.sections[nextSection - 1].endTarget; ++t) {
     for (; turn != _turns.end() && turn->position == t; ++turn) {
@@ -221,7 +220,7 @@ void knAnimEvaluator::PlannedEvaluation::goOnWithoutPlan(std::size_t nextSection
     if (t == _plan.targets.size() || _plan.targets[t].state != State::Direct) continue;
     ScenePlan::Target const& target = _plan.targets[t];
     knCurveData record = makeRecord(target);
-    record.aims.insert(_plan.aims[target.aim].container);
+    record.aims.insert(_plan.aims[target.aim]);
     _evaluator.addRecord(std::move(record));
   }
   _evaluator.gatherSections(_materials, nextSection, false, false, true);

@@ -42,12 +42,11 @@ class knAnimEvaluator::PlannedEvaluation {
 
   void write(std::vector<knCurveData>& data);
   void writeTargets(osg::UInt32 first, osg::UInt32 end);
-  void writeTarget(ScenePlan::Target const& target);
   void writeAnew(ScenePlan::Target const& target);
   void writeTurn(Turn const& turn, knCurveData& record);
   void writePool(ScenePlan::Pool const& pool, float value);
-  void store(osg::UInt32 aim, WriteRule const& rule, float* place, float value);
   void flushMarks();
+  void commit();
 
   knAnimEvaluator& _evaluator;
   ScenePlan& _plan;
@@ -56,6 +55,6 @@ class knAnimEvaluator::PlannedEvaluation {
   bool _differs = false;   ///< some targets take part in another way than planned
   bool _isBroken = false;  ///< the objects that the plan names may be gone
   std::vector<Turn> _turns;
-  std::vector<osg::UInt32> _marked;  ///< aims, in the order of their first marks
+  PlainAnnouncing _announcing;
   CameraData _cameras;
 };

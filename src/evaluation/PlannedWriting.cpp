@@ -17,6 +17,7 @@ void knAnimEvaluator::PlannedEvaluation::write(std::vector<knCurveData>& data) {
                                      [](auto const& target) { return target.state == State::Direct; });
   if (writesNothing) return;
   WritePhase const phase(_evaluator, true, true);
+  _announcing = {};
   UInt32 next = 0;
   for (Turn const& turn : _turns) {
     writeTargets(next, turn.position);
@@ -24,38 +25,41 @@ void knAnimEvaluator::PlannedEvaluation::write(std::vector<knCurveData>& data) {
     writeTurn(turn, data[turn.record]);
   }
   writeTargets(next, static_cast<UInt32>(_plan.targets.size()));
+  commit();
+}
+
+/// As long as nothing of the host's has run, all that is marked may be known to be plain: then all else is done.
+void knAnimEvaluator::PlannedEvaluation::commit() {
+  bool const isPlain =
+      !_evaluator._hostRan && _evaluator._changedFields.empty() && _cameras.empty() && _plan.aims.arePlain();
+  if (isPlain) {
+    _plan.aims.announceMarks(_announcing);
+    _plan.aims.moveMarks([this](FieldContainerPtr const& container, UInt32 id, osg::BitVector const& mask) {
+      _evaluator._changedFields.insert(id, {container, mask});
+    });
+    return;
+  }
   flushMarks();
   _evaluator.setLegacyCameraFromAtUp(_cameras);
   _evaluator.commitChangedFields();
 }
 
 void knAnimEvaluator::PlannedEvaluation::writeTargets(UInt32 first, UInt32 end) {
+  if (_evaluator._hostRan) {
+    for (UInt32 t = first; t < end; ++t) writeAnew(_plan.targets[t]);
+    return;
+  }
+  // Nothing of the host's runs here.
   constexpr UInt32 Ahead = 24;
-  ScenePlan::Target const* const targets = _plan.targets.data();
+  std::span<ScenePlan::Target const> const targets = _plan.targets;
+  PlannedAims& aims = _plan.aims;
+  PlainAnnouncing announcing = _announcing;
   for (UInt32 t = first; t < end; ++t) {
-    if (_evaluator._hostRan) {
-      writeAnew(targets[t]);
-      continue;
-    }
-    if (t + Ahead < _plan.targets.size()) __builtin_prefetch(targets[t + Ahead].place);
+    if (t + Ahead < targets.size()) __builtin_prefetch(targets[t + Ahead].place);
     if (targets[t].state != State::Direct) continue;
-    store(targets[t].aim, *targets[t].rule, targets[t].place, targets[t].value);
+    aims.store(targets[t].aim, *targets[t].rule, targets[t].place, targets[t].value, announcing);
   }
-}
-
-/// Plain fields are marked; turned transforms are announced at once, which runs nothing of the host's.
-[[gnu::always_inline]] inline void knAnimEvaluator::PlannedEvaluation::store(UInt32 aim,
-                                                                             WriteRule const& rule,
-                                                                             float* place, float value) {
-  if (*place == value) return;
-  *place = value;
-  ScenePlan::Aim& written = _plan.aims[aim];
-  if (rule.kind == WriteRule::Kind::Field) {
-    if (written.marks.none()) _marked.push_back(aim);
-    written.marks |= rule.mask;
-  } else {
-    announce(written.container, turnMask(rule));
-  }
+  _announcing = announcing;
 }
 
 /// Host code has run since the values were computed: the curve may say something else now, or be gone.
@@ -65,12 +69,13 @@ void knAnimEvaluator::PlannedEvaluation::writeAnew(ScenePlan::Target const& targ
   auto const* const object = osg::dcastTo<AnimCurve>(curve);
   if (object == nullptr) return;
   if (_plan.isSound() && ScenePlan::writesAsPlanned(*object, *target.rule, target.valueIndex)) {
-    store(target.aim, *target.rule, target.place, target.value);
+    _announcing = {};
+    _plan.aims.store(target.aim, *target.rule, target.place, target.value, _announcing);
     return;
   }
   flushMarks();
   knContainerSet aims;
-  aims.insert(_plan.aims[target.aim].container);
+  aims.insert(_plan.aims[target.aim]);
   FieldWrite const write{object->getName(), object->getValueIndex(), object->getVertexIndex(), target.value};
   _evaluator.setOSGFieldValue(aims, {}, write, &_cameras);
 }
@@ -95,18 +100,16 @@ void knAnimEvaluator::PlannedEvaluation::writeTurn(Turn const& turn, knCurveData
 void knAnimEvaluator::PlannedEvaluation::writePool(ScenePlan::Pool const& pool, float value) {
   constexpr UInt32 Ahead = 16;
   ScenePlan::Place const* const places = _plan.places.data();
+  if (_evaluator._hostRan) _announcing = {};
   for (UInt32 i = pool.firstPlace; i < pool.endPlace; ++i) {
     if (i + Ahead < pool.endPlace) __builtin_prefetch(places[i + Ahead].place);
-    store(places[i].aim, *pool.rule, places[i].place, value);
+    _plan.aims.store(places[i].aim, *pool.rule, places[i].place, value, _announcing);
   }
 }
 
 /// The marks of planned writes wait apart from the others: they join them, in order, before anything else is marked.
 void knAnimEvaluator::PlannedEvaluation::flushMarks() {
-  for (UInt32 const aim : _marked) {
-    ScenePlan::Aim& written = _plan.aims[aim];
-    _evaluator.markFieldChanged(written.container, written.marks);
-    written.marks = {};
-  }
-  _marked.clear();
+  _plan.aims.moveMarks([this](FieldContainerPtr const& container, UInt32, osg::BitVector const& mask) {
+    _evaluator.markFieldChanged(container, mask);
+  });
 }

@@ -3,14 +3,14 @@
 #include "evaluation/ScenePlan.h"
 #include "knAnimEvaluator.h"
 
+#include <set>
+
 /// What passes over the playing queue keep from one to the next: for trees of one curve with one owner that takes it
-/// itself, where the value goes. It holds as ScenePlan does, and while the same trees play; everything else is read
-/// again in each pass. Values are computed for all trees ahead of their turns, which is good until anything of the
-/// host's runs.
+/// itself, where the value goes. It holds as ScenePlan does, while the same trees play and the map of owners stays;
+/// everything else is read again in each pass. Values are computed for all trees ahead of their turns, which is good
+/// until anything of the host's runs.
 class PlayingPlan {
  public:
-  using ParentMap = knAnimEvaluator::ParentMap;
-
   /// When a tree is evaluated in a pass, and whether for the last time.
   struct Moment {
     float time;
@@ -20,8 +20,7 @@ class PlayingPlan {
     WriteRule const* rule = nullptr;  ///< null for a tree of another kind
     osg::AnimCurve const* curve = nullptr;
     float* place = nullptr;
-    osg::FieldContainerPtr owner;
-    osg::FieldContainerPtr aim;
+    osg::UInt32 aim = 0;
     osg::UInt32 valueIndex = 0;
     // Of the running pass:
     float value = 0.F;
@@ -29,26 +28,45 @@ class PlayingPlan {
     bool isReady = false;  ///< it is evaluated as planned
     bool isPausing = false;
     bool writes = false;
+    osg::UInt32 entry = 0;  ///< where the tree stood in the change list
+  };
+  /// The queue, and the map of owners, with the numbers of their edits.
+  struct Sources {
+    std::set<osg::AnimNodePtr> const& playing;
+    osg::UInt64 queueEdits;
+    knAnimEvaluator::ParentMap const& owners;
+    osg::UInt64 ownerEdits;
   };
 
-  /// Looks at all trees for a pass. Nothing is ready where the plan is not, which it becomes when two passes in a row
-  /// find the same trees and the same structure.
-  void look(std::vector<osg::AnimNodePtr> const& playing, ParentMap const& owners, double now);
+  /// Takes the list of what plays.
+  void list(Sources const& sources);
+  /// Looks at all trees of the list for a pass. Nothing is ready where the plan is not, which it becomes when two passes
+  /// in a row find the same trees, owners and structure.
+  void look(Sources const& sources, double now);
   /// Nothing that was found counts any more.
-  void spoil() { _isSpoilt = true; }
+  void spoil() { _isSpoilt = _isMixed = true; }
+  /// Whether all trees are ready.
+  bool isWhole() const { return !_isMixed; }
   bool isReady(std::size_t i) const { return !_isSpoilt && _trees[i].isReady; }
-  Tree const& tree(std::size_t i) const { return _trees[i]; }
+
+  std::vector<osg::AnimNodePtr> const& playing() const { return _playing; }
+  std::vector<Tree>& trees() { return _trees; }
+  PlannedAims& aims() { return _aims; }
 
  private:
-  void make(ParentMap const& owners);
-  static void plan(osg::AnimNodePtr const& node, ParentMap const& owners, Tree& tree);
-  static void lookAt(osg::AnimNode const& node, ParentMap const& owners, double now, Tree& tree,
-                     SegmentBatch& batch);
+  void make(knAnimEvaluator::ParentMap const& owners);
+  static osg::FieldContainerPtr plan(osg::AnimNodePtr const& node, knAnimEvaluator::ParentMap const& owners,
+                                     Tree& tree);
+  static void lookAt(osg::AnimNode const& node, double now, Tree& tree, SegmentBatch& batch);
 
+  osg::UInt64 _queueEdits = ~osg::UInt64{0};
+  osg::UInt64 _ownerEdits = ~osg::UInt64{0};
   osg::UInt64 _structure = ~osg::UInt64{0};
   std::vector<osg::AnimNodePtr> _playing;
   std::vector<Tree> _trees;
+  PlannedAims _aims;
   bool _isSpoilt = true;
+  bool _isMixed = true;
 };
 
 /// When a playing tree is evaluated at the simulation time `now`.

@@ -65,23 +65,6 @@ void prefetchChildren(AnimNodePtr const& tree, std::size_t step) {
   }
 }
 
-/// Evaluates a tree whose value is computed; true when that was its last time. `mark` notes a field that was written.
-template <class Mark>
-bool write(AnimNodePtr const& node, PlayingPlan::Tree const& tree, Mark mark) {
-  if (tree.isPausing) return false;
-  if (tree.writes && *tree.place != tree.value) {
-    *tree.place = tree.value;
-    if (tree.rule->kind == WriteRule::Kind::Field) {
-      mark(tree.aim, tree.rule->mask);
-    } else {
-      announce(tree.aim, turnMask(*tree.rule));
-    }
-  }
-  node->setLastEvaluationTime(tree.moment.time);
-  announce(node, AnimNodeBase::LastEvaluationTimeFieldMask);
-  return tree.moment.isOver;
-}
-
 void markAsStopped(AnimNodePtr const& node) {
   node->setPlaying(false);
   node->setUsePlayRange(false);
@@ -115,7 +98,7 @@ void knAnimEvaluator::enqueue(AnimNodePtr const& nodeArgument, bool start) {
   node->setStartTime(now);
   node->setPlaying(true);
   announce(node, AnimNodeBase::StartTimeFieldMask | AnimNodeBase::PlayingFieldMask);
-  if (node.isAlive()) _playingNodes.insert(node);
+  if (node.isAlive() && _playingNodes.insert(node).second) ++_queueEdits;
 }
 
 void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
@@ -125,7 +108,9 @@ void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
   if (wasAlive) markAsStopped(node);
   _pendingNodes.erase(node);
   // One that died before leaves without a word: nobody knows its number any more.
-  if (_playingNodes.erase(node) == 0 || !wasAlive) return;
+  bool const wasPlaying = _playingNodes.erase(node) > 0;
+  if (wasPlaying) ++_queueEdits;
+  if (!wasPlaying || !wasAlive) return;
   if (node.isAlive()) {
     if (finished) {
       node->finishedAnimation();
@@ -147,6 +132,7 @@ void knAnimEvaluator::dequeueAll() {
     send("dequeuedAnimation", "animNodeId", id);
   }
   // What receivers have started meanwhile goes too.
+  ++_queueEdits;
   _playingNodes.clear();
 }
 
@@ -170,35 +156,85 @@ void knAnimEvaluator::loop() {
   if (_playingNodes.empty() && _pendingNodes.empty()) return;
   updateSceneAnimParentMap(sceneRoot());
   double const now = knAnimManager::getSimulationTime();
-  // Whoever hears of what is written may change the queue and destroy trees: the pass goes over a list of its own, and
-  // looks at each tree again.
-  std::vector<AnimNodePtr> const playing(_playingNodes.begin(), _playingNodes.end());
   std::vector<AnimNodePtr> finished;
   // Out of the way of whoever comes back here.
   std::unique_ptr<PlayingPlan> plan = std::exchange(_buffers->playing, nullptr);
   if (plan == nullptr) plan = std::make_unique<PlayingPlan>();
-  if (_keepsPlans) plan->look(playing, _animParentMap, now);
+  PlayingPlan::Sources const sources{_playingNodes, _queueEdits, _animParentMap, _parentMapEdits};
+  plan->list(sources);
+  if (_keepsPlans) plan->look(sources, now);
   {
     WritePhase const phase(*this, true, true);
-    auto const mark = [this](auto const& container, auto const& mask) { markFieldChanged(container, mask); };
-    for (std::size_t i = 0; i < playing.size(); ++i) {
-      AnimNodePtr const& node = playing[i];
-      // Leaving the queue ends playing: only what does not play any more needs to be looked for.
-      if (!node.isAlive() || (!node->getPlaying() && !_playingNodes.contains(node))) continue;
-      if (_keepsPlans && plan->isReady(i)) {
-        if (write(node, plan->tree(i), mark)) finished.push_back(node);
-        continue;
-      }
-      prefetchTrees(playing, i);
-      plan->spoil();
-      if (step(node, now)) finished.push_back(node);
+    if (plan->isWhole()) {
+      playPlanned(*plan, finished);
+    } else {
+      playAll(*plan, now, finished);
+      commitChangedFields();
     }
-    commitChangedFields();
   }
   if (_buffers->playing == nullptr) _buffers->playing = std::move(plan);
   send("evaluatedAnimationObjects", "count", static_cast<unsigned long>(_playingNodes.size()));
   for (AnimNodePtr const& node : finished) dequeue(node, true);
   startPending();
+}
+
+/// Nothing of the host's runs before the commit: what plays was known to play, and lives.
+void knAnimEvaluator::playPlanned(PlayingPlan& plan, std::vector<AnimNodePtr>& finished) {
+  PlainAnnouncing announcing;
+  PlannedAims& aims = plan.aims();
+  std::vector<AnimNodePtr> const& playing = plan.playing();
+  std::vector<PlayingPlan::Tree>& trees = plan.trees();
+  for (std::size_t i = 0; i < playing.size(); ++i) {
+    constexpr std::size_t Ahead = 16;
+    if (i + Ahead < playing.size()) {
+      __builtin_prefetch(trees[i + Ahead].place);
+      __builtin_prefetch(&std::as_const(*playing[i + Ahead]).getLastEvaluationTime());
+    }
+    PlayingPlan::Tree& tree = trees[i];
+    if (tree.isPausing) continue;
+    if (tree.writes) aims.store(tree.aim, *tree.rule, tree.place, tree.value, announcing);
+    playing[i]->setLastEvaluationTime(tree.moment.time);
+    announcing.tell(playing[i], AnimNodeBase::LastEvaluationTimeFieldMask, tree.entry);
+    if (tree.moment.isOver) finished.push_back(playing[i]);
+  }
+  bool const isPlain = aims.arePlain();
+  if (isPlain) aims.announceMarks(announcing);
+  aims.moveMarks([this](auto const& container, osg::UInt32 id, auto const& mask) {
+    _changedFields.insert(id, {container, mask});
+  });
+  if (!isPlain) commitChangedFields();
+}
+
+/// Whoever hears of what is written may change the queue and destroy trees: each tree is looked at again.
+void knAnimEvaluator::playAll(PlayingPlan& plan, double now, std::vector<AnimNodePtr>& finished) {
+  PlannedAims& aims = plan.aims();
+  std::vector<AnimNodePtr> const& playing = plan.playing();
+  auto const moveMarks = [&] {
+    aims.moveMarks(
+        [this](auto const& container, osg::UInt32, auto const& mask) { markFieldChanged(container, mask); });
+  };
+  for (std::size_t i = 0; i < playing.size(); ++i) {
+    AnimNodePtr const& node = playing[i];
+    // Leaving the queue ends playing: only what does not play any more needs to be looked for.
+    if (!node.isAlive() || (!node->getPlaying() && !_playingNodes.contains(node))) continue;
+    if (!plan.isReady(i)) {
+      prefetchTrees(playing, i);
+      moveMarks();
+      plan.spoil();
+      if (step(node, now)) finished.push_back(node);
+      continue;
+    }
+    PlayingPlan::Tree& tree = plan.trees()[i];
+    if (tree.isPausing) continue;
+    if (tree.writes) {
+      PlainAnnouncing announcing;
+      aims.store(tree.aim, *tree.rule, tree.place, tree.value, announcing);
+    }
+    node->setLastEvaluationTime(tree.moment.time);
+    announce(node, AnimNodeBase::LastEvaluationTimeFieldMask);
+    if (tree.moment.isOver) finished.push_back(node);
+  }
+  moveMarks();
 }
 
 /// Whoever hears that one has begun may take others out, which do not begin then. What comes to wait meanwhile waits

@@ -6,6 +6,8 @@
 #include "model/fields/StructureCounter.h"
 #include "model/scenedata/SceneRoots.h"
 
+#include <cstring>
+
 using osg::AnimCurve;
 using osg::AnimNode;
 using osg::CCPnt;
@@ -31,9 +33,22 @@ bool isActive(AnimNode const& node) { return node.isActive() && !node.getHidden(
   }
 }
 
-/// Names are short, and mostly equal: no call for what two words can tell.
-bool equals(std::string const& a, std::string const& b) {
-  return a.size() == b.size() && std::char_traits<char>::compare(a.data(), b.data(), a.size()) == 0;
+/// Names are short, and mostly equal: no call for what two words can tell, which may overlap.
+[[gnu::always_inline]] inline bool equals(std::string const& a, std::string const& b) {
+  std::size_t const size = a.size();
+  if (size != b.size()) return false;
+  auto const areEqual = [&](auto word) {
+    auto const difference = [&](std::size_t at) {
+      decltype(word) first;
+      decltype(word) second;
+      std::memcpy(&first, a.data() + at, sizeof(first));
+      std::memcpy(&second, b.data() + at, sizeof(second));
+      return first ^ second;
+    };
+    return (difference(0) | difference(size - sizeof(word))) == 0;
+  };
+  if (size > 16 || size < 4) return std::memcmp(a.data(), b.data(), size) == 0;
+  return size < 8 ? areEqual(osg::UInt32{}) : areEqual(osg::UInt64{});
 }
 
 }  // namespace

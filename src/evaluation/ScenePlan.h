@@ -1,5 +1,6 @@
 #pragma once
 
+#include "evaluation/PlannedAims.h"
 #include "evaluation/SceneWalk.h"
 #include "evaluation/WriteRule.h"
 #include "model/geometry/Geometry.h"
@@ -53,12 +54,6 @@ class ScenePlan {
     Kind kind = Kind::Asked;
     State state = State::Idle;
     bool isLate = false;  ///< the curve is computed at another place in the scene, or when all are found
-  };
-
-  /// A container that curves write to, and the fields that the running evaluation has written.
-  struct Aim {
-    osg::FieldContainerPtr container;
-    osg::BitVector marks;
   };
 
   /// One owner of one tree. Owners of one attachment share the targets of the first of them.
@@ -129,7 +124,7 @@ class ScenePlan {
 
   std::vector<Item> items;
   std::vector<Target> targets;
-  std::vector<Aim> aims;
+  PlannedAims aims;
   std::vector<Visit> visits;
   std::vector<osg::UInt32> askedVisits;  ///< ascending
   std::vector<Pool> pools;

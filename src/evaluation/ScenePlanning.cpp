@@ -69,7 +69,6 @@ class ScenePlanning {
       list->shrink_to_fit();
     _plan.items.shrink_to_fit();
     _plan.targets.shrink_to_fit();
-    _plan.aims.shrink_to_fit();
     _plan.visits.shrink_to_fit();
   }
 
@@ -177,8 +176,8 @@ class ScenePlanning {
   }
 
   UInt32 aimOf(FieldContainerPtr const& container) {
-    auto const [place, isNew] = _aims.insert(container.getContainerId(), countOf(_plan.aims));
-    if (isNew) _plan.aims.push_back({container, {}});
+    auto const [place, isNew] = _aims.insert(container.getContainerId(), _plan.aims.size());
+    if (isNew) _plan.aims.add(container);
     return place;
   }
 
@@ -212,7 +211,7 @@ class ScenePlanning {
     target.valueIndex = curve.getValueIndex();
     target.isLate = isShared && (target.isLate || node->isFurtherUserOfCore());
     if (isShared || aim == ScenePlan::None || curve.getChannelName() == "visible") return;
-    FieldContainerPtr const& container = _plan.aims[aim].container;
+    FieldContainerPtr const& container = _plan.aims[aim];
     WriteRule const& rule = WriteRule::find(*container.findType(), curve.getName());
     float* const place = findPlace(container, rule, target.valueIndex);
     if (place == nullptr) return;
@@ -248,11 +247,11 @@ class ScenePlanning {
     auto const* const curve =
         osg::dcastTo<AnimCurve>(osg::FieldContainerFactory::the().getContainer(shared.front().curveId));
     if (curve->getChannelName() == "visible") return;
-    osg::FieldContainerType const* const type = _plan.aims[shared.front().aim].container.findType();
+    osg::FieldContainerType const* const type = _plan.aims[shared.front().aim].findType();
     WriteRule const& rule = WriteRule::find(*type, curve->getName());
     std::vector<UInt32> aims;
     for (Shared const& one : shared) aims.push_back(one.aim);
-    auto const handle = [&](UInt32 aim) -> FieldContainerPtr const& { return _plan.aims[aim].container; };
+    auto const handle = [&](UInt32 aim) -> FieldContainerPtr const& { return _plan.aims[aim]; };
     std::sort(aims.begin(), aims.end(), [&](UInt32 a, UInt32 b) { return handle(a) < handle(b); });
     aims.erase(std::unique(aims.begin(), aims.end()), aims.end());
     std::vector<ScenePlan::Place> places;

@@ -122,6 +122,8 @@ WriteRule makeRule(FieldContainerType const& type, std::string const& name) {
     if (type.isDerivedFrom(osg::Transform3DBase::_type)) rule.kind = kind;
     rule.isOfCamera = type.isDerivedFrom(osg::UberCameraBase::_type);
     rule.type = &type;
+    rule.mask = kind == Kind::EulerRotation ? osg::Transform3DBase::EulerRotationFieldMask
+                                            : osg::Transform3DBase::EulerRotationOrientationFieldMask;
     return rule;
   }
   rule = makeFieldRule(type, name);

@@ -58,7 +58,7 @@ struct WriteRule {
   bool isOfCamera = false;   ///< the container is one
   bool mayCallHost = false;  ///< writing runs what a host's class, or a callback, may have brought
   osg::FieldDescription const* field = nullptr;  ///< with Kind::Field
-  osg::BitVector mask;                           ///< of that field
+  osg::BitVector mask;                           ///< of that field, or of the angles of a transform
   osg::UInt32 size = 0;  ///< values of this index and above go nowhere; a number has any index
   osg::FieldContainerType const* type = nullptr;  ///< of the container; null in a rule that skips, as is
   std::string const* name = nullptr;              ///< the field's name

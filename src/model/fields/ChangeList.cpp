@@ -29,21 +29,34 @@ ThreadLists& threadLists() {
 
 void ChangeList::addChanged(FieldContainerPtr const& container, BitVector const& mask) {
   if (!container.isAlive()) return;
+  notePlaces();
   ++_announcements;
-  UInt32 const id = container.getContainerId();
-  if (id >= _places.size()) _places.resize(id + std::size_t{1});
   // A place from before the last clear, or of a dead container that had the id, shows by the entry that stands there.
-  UInt32& place = _places[id];
+  UInt32& place = placeOf(container);
   if (place < _entries.size() && _entries[place].container == container) {
     _entries[place].mask |= mask;
     return;
   }
   place = static_cast<UInt32>(_entries.size());
   _entries.push_back({container, mask});
+  ++_noted;
+}
+
+/// Of entries that were added without a search. Their containers may have died since.
+void ChangeList::notePlaces() {
+  for (; _noted < _entries.size(); ++_noted)
+    placeOf(_entries[_noted].container) = static_cast<UInt32>(_noted);
+}
+
+UInt32& ChangeList::placeOf(FieldContainerPtr const& container) {
+  UInt32 const id = container.getStoreAddress()->id;
+  if (id >= _places.size()) _places.resize(id + std::size_t{1});
+  return _places[id];
 }
 
 void ChangeList::clear() {
   _entries.clear();
+  _noted = 0;
   _announcements = 0;
 }
 

@@ -22,6 +22,17 @@ class KNSCENE_API ChangeList {
   /// without allocation for a container that the list already holds. Beside its entries a list takes four bytes for
   /// each id up to the highest it has held; ids of dead containers are used again, so that this stays bounded.
   void addChanged(FieldContainerPtr const& container, BitVector const& mask);
+  /// The same for the container of the entry at `place`, which must live: without looking for it.
+  void addChangedAt(std::size_t place, BitVector const& mask) {
+    ++_announcements;
+    _entries[place].mask |= mask;
+  }
+  /// The same for a living container without an entry, as who has added all that there are can tell: without looking
+  /// for one.
+  void addNew(FieldContainerPtr const& container, BitVector const& mask) {
+    ++_announcements;
+    _entries.push_back({container, mask});
+  }
 
   /// The entries, in the order in which containers were first announced.
   std::vector<Entry> const& getEntries() const { return _entries; }
@@ -31,8 +42,12 @@ class KNSCENE_API ChangeList {
   void clear();
 
  private:
+  void notePlaces();
+  UInt32& placeOf(FieldContainerPtr const& container);
+
   std::vector<Entry> _entries;
   std::vector<UInt32> _places;  ///< by container id: where the entry stands, or stood before the last clear
+  std::size_t _noted = 0;       ///< how many of the entries have their place in there
   std::size_t _announcements = 0;
 };
 
