@@ -97,7 +97,6 @@ constexpr unsigned int NoSegment = AnimCurve::NoSegment;
 /// A time that jumps is looked for from where it would stand among keys at equal distances. Few keys are counted sooner.
 [[gnu::noinline]] unsigned int findSegmentFar(AnimCurve const& curve, CCPnt const* keys, unsigned int n,
                                               float t) {
-  if (n <= ShortCurve) return NoSegment;
   float const guess = curve.guessPlace(t);
   auto const last = static_cast<float>(n - 2);
   auto const first = static_cast<unsigned int>(guess > 0.F ? std::min(guess, last) : 0.F);
@@ -114,14 +113,20 @@ constexpr unsigned int NoSegment = AnimCurve::NoSegment;
                                                        unsigned int n, float t) {
   unsigned int const hint = curve.getSegmentHint();
   if (hint == NoSegment) return NoSegment;
-  if (hint + 1 < n && keys[hint].x() < t) {
-    if (t < keys[hint + 1].x()) return hint;
-    if (hint + 2 < n && keys[hint + 1].x() < t && t < keys[hint + 2].x()) {
+  // Where times jump, on which side of a key they are cannot be foreseen, so few keys are asked both questions at once.
+  // Of many keys, the further ones are not in the cache.
+  auto const isIn = [&](unsigned int lo) {
+    return (static_cast<unsigned int>(keys[lo].x() < t) & static_cast<unsigned int>(t < keys[lo + 1].x())) !=
+           0;
+  };
+  if (hint + 1 < n && (n <= ShortCurve || keys[hint].x() < t)) {
+    if (isIn(hint)) return hint;
+    if (hint + 2 < n && isIn(hint + 1)) {
       curve.setSegmentHint(hint + 1);
       return hint + 1;
     }
   }
-  return findSegmentFar(curve, keys, n, t);
+  return n <= ShortCurve ? NoSegment : findSegmentFar(curve, keys, n, t);
 }
 
 /// The bisection's answer. Keys that are out of order have no hint: it must not depend on what was asked before.
@@ -238,10 +243,12 @@ template <class Placement, class Result>
   }
 
   auto const toCurveTime = [&](float time) { return xscale == 1.F ? time - xoff : (time - xoff) / xscale; };
+  bool mayBeBetween = true;
   if (xscale > 0.F) {
     // Between two keys that stand before and after the time when they are placed, so do the first and the last.
     unsigned int const lo = findSegment(curve, keys, n, toCurveTime(result.time));
-    if (lo != NoSegment) {
+    mayBeBetween = lo != NoSegment;
+    if (mayBeBetween) {
       segment = placeSegment(keys[lo], keys[lo + 1], false, xscale, xoff);
       if (segment.ax <= result.time && result.time <= segment.bx)
         return needsSolving(curve, segment, result.time, result.value);
@@ -251,11 +258,14 @@ template <class Placement, class Result>
   CCPnt const& end = xscale > 0.F ? keys[n - 1] : keys[0];
   if (start.x() * xscale + xoff > result.time) {
     if (leave(result, getPlacement(), curve, false)) return false;
+    mayBeBetween = true;
   } else if (result.time > end.x() * xscale + xoff) {
     if (leave(result, getPlacement(), curve, true)) return false;
+    mayBeBetween = true;
   }
 
-  KeyPlace const place = findPlace(curve, keys, n, toCurveTime(result.time));
+  float const time = toCurveTime(result.time);
+  KeyPlace const place = mayBeBetween ? findPlace(curve, keys, n, time) : findKeys(curve, keys, n, time);
   bool const flipped = xscale < 0.F;
   unsigned int const hi = place.hi < n ? place.hi : n - 1;
   if (place.lo == hi) {
