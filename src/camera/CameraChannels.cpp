@@ -3,8 +3,14 @@
 #include "knAnimManager.h"
 #include "model/scenedata/knUberCameraPool.h"
 
-void getCameraChannelData(osg::UberCameraPtr const& camera, std::vector<knOSGChannelData>& channels) {
-  if (!camera.isAlive()) return;
+#include <algorithm>
+#include <array>
+
+namespace {
+
+using Channels = std::vector<knOSGChannelData>;
+
+void listChannels(osg::UberCameraPtr const& camera, std::string const& name, Channels& channels) {
   struct Row {
     char const* name;
     char const* shortNames[3];
@@ -16,7 +22,6 @@ void getCameraChannelData(osg::UberCameraPtr const& camera, std::vector<knOSGCha
   static std::vector<std::string> const excluded = {"translation", "scale", "eulerRotation",
                                                     "eulerRotationOrientation"};
   osg::UInt32 const id = camera.getContainerId();
-  std::string const name = knUberCameraUtils::getName(camera);
   for (Row const& row : rows) {
     for (osg::UInt32 i = 0; i < 3; ++i) {
       channels.emplace_back(id, id, 0, row.name, row.name, row.shortNames[i], suffixes[i], i, name);
@@ -26,6 +31,49 @@ void getCameraChannelData(osg::UberCameraPtr const& camera, std::vector<knOSGCha
   manager.getKeyableChannels(camera, id, 0, name, channels, excluded);
   manager.getKeyableChannels(camera->getTonemappingSettings(), id, 0, name, channels, excluded);
   manager.getKeyableChannels(camera->getFogSettings(), id, 0, name, channels, excluded);
+}
+
+/// The list for cameras of some classes, whose containers have the numbers 0 to 2: the camera, its tonemapping, its fog.
+/// Hosts fly a camera with each move of the mouse, and the list depends on the classes alone.
+struct KnownList {
+  std::array<osg::FieldContainerType const*, 3> types{};
+  Channels channels;
+};
+
+/// Containers that declare their channels themselves can do so anew each time.
+bool isDeclared(osg::FieldContainerPtr const& container) {
+  return container.isAlive() && container->hasChannelDescriptions();
+}
+
+}  // namespace
+
+void getCameraChannelData(osg::UberCameraPtr const& camera, Channels& channels) {
+  if (!camera.isAlive()) return;
+  std::string const name = knUberCameraUtils::getName(camera);
+  std::array<osg::FieldContainerPtr, 3> const containers{camera, camera->getTonemappingSettings(),
+                                                         camera->getFogSettings()};
+  if (std::ranges::any_of(containers, isDeclared)) return listChannels(camera, name, channels);
+  static KnownList& known = *new KnownList;
+  std::array<osg::FieldContainerType const*, 3> types{};
+  std::ranges::transform(containers, types.begin(),
+                         [](auto const& container) { return container.findType(); });
+  if (types != known.types) {
+    known = {types, {}};
+    listChannels(camera, {}, known.channels);
+    for (knOSGChannelData& channel : known.channels) {
+      auto const isIt = [&](auto const& one) { return one.getContainerId() == channel.containerId; };
+      channel.containerId =
+          static_cast<osg::UInt32>(std::ranges::find_if(containers, isIt) - containers.begin());
+    }
+  }
+  osg::UInt32 const id = camera.getContainerId();
+  channels.reserve(channels.size() + known.channels.size());
+  for (knOSGChannelData const& one : known.channels) {
+    knOSGChannelData& channel = channels.emplace_back(one);
+    channel.containerId = containers[one.containerId].getContainerId();
+    channel.parentId = id;
+    channel.objectName = name;
+  }
 }
 
 void validateCameraCurveTangents(osg::AnimCurvePtr const& curve) {

@@ -207,6 +207,7 @@ void addViewpointCurves(FlightTree& tree, std::vector<knOSGChannelData> const& s
     osg::Ref<osg::AnimNode> const node = FlightTree::makeCurveNode(channel);
     AnimCurvePtr const curve = node.isAlive() ? osg::dcast<AnimCurvePtr>(node->getCore()) : AnimCurvePtr();
     if (!curve) continue;
+    curve->getControlPoints().reserve(2);
     addPlainKey(curve, 0, start, 2, 2);
     addPlainKey(curve, duration, end, 2, 2);
     validateCameraCurveTangents(curve);
@@ -274,6 +275,7 @@ FlightTree prepareFlight(UberCameraPtr const& camera, UberCameraPtr const& targe
 void createFromToControlPoints(AnimCurvePtr const& curve, float from, float to, float duration,
                                osg::UInt32 tangentType) {
   if (!curve.isAlive()) return;
+  curve->getControlPoints().reserve(curve->getControlPoints().size() + 2);
   addPlainKey(curve, 0, from, tangentType, tangentType);
   addPlainKey(curve, duration, to, tangentType, tangentType);
   announce(curve, osg::AnimCurveBase::ControlPointsFieldMask);

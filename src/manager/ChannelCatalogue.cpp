@@ -13,6 +13,7 @@
 #include <iterator>
 #include <sstream>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 using osg::FieldContainerPtr;
@@ -303,6 +304,22 @@ void addMaterialVector(Channels& channels, Channel const& channel, UInt32 size) 
 
 void knAnimManager::appendKeyableNames(std::string& names) { names += KeyableNames; }
 
+namespace {
+
+/// What stands between two commas, and nothing there too.
+std::unordered_set<std::string_view> const& singleKeyableNames() {
+  static auto const& names = *new auto([] {
+    std::unordered_set<std::string_view> found;
+    std::string_view rest = KeyableNames.substr(1);
+    for (std::size_t end; (end = rest.find(',')) != std::string_view::npos; rest.remove_prefix(end + 1))
+      found.insert(rest.substr(0, end));
+    return found;
+  }());
+  return names;
+}
+
+}  // namespace
+
 void knAnimManager::getKeyableChannels(osg::NodePtr const& node, Channels& channels) {
   if (!node.isAlive()) return;
   osg::NodeCorePtr const core = node->getCore();
@@ -360,6 +377,7 @@ void knAnimManager::getKeyableChannels(osg::MaterialPtr const& material, Channel
 }
 
 bool knAnimManager::isKeyableAttribute(std::string const& name) const {
+  if (name.find(',') == std::string::npos) return singleKeyableNames().contains(name);
   return contains(_keyableAttributes, std::string(1, ',').append(name).append(1, ','));
 }
 

@@ -37,15 +37,24 @@ void NameRegister::update(Name& name, bool isWanted) {
 }
 
 void NameRegister::count(Entry& entry) {
-  entry.counted = &*_counts.try_emplace(std::as_const(*entry.name).getName(), 0).first;
+  auto const [place, isNew] = _counts.try_emplace(std::as_const(*entry.name).getName(), 0);
+  if (!isNew && place->second == 0) --_unused;
+  entry.counted = &*place;
   ++entry.counted->second;
 }
 
 void NameRegister::discount(Entry const& entry) {
   if (--entry.counted->second > 0) return;
-  std::string const text = entry.counted->first;
-  _counts.erase(text);
-  giveBack(text);
+  if (!_numbers.empty()) giveBack(entry.counted->first);
+  // What is made again and again, as flights are, gets the same names each time: they stay for a while.
+  if (++_unused <= _counts.size() / 2 + MostUnused) return;
+  std::erase_if(_counts, [](auto const& one) { return one.second == 0; });
+  _unused = 0;
+}
+
+bool NameRegister::isTaken(std::string const& text) const {
+  auto const place = _counts.find(text);
+  return place != _counts.end() && place->second > 0;
 }
 
 /// Nobody has this name any more: it may be a number behind another one.
@@ -86,21 +95,21 @@ void NameRegister::readAgain() {
 
 bool NameRegister::contains(std::string const& text) {
   readAgain();
-  return _counts.contains(text);
+  return isTaken(text);
 }
 
 std::string NameRegister::findFree(std::string const& name) {
   readAgain();
-  if (!_counts.contains(name)) return name;
+  if (!isTaken(name)) return name;
   Numbers& numbers = _numbers[name];
   auto const numbered = [&](unsigned int number) { return name + '_' + std::to_string(number); };
   while (!numbers.free.empty()) {
     std::string candidate = numbered(*numbers.free.begin());
-    if (!_counts.contains(candidate)) return candidate;
+    if (!isTaken(candidate)) return candidate;
     numbers.free.erase(numbers.free.begin());
   }
   std::string candidate = numbered(numbers.next);
-  while (_counts.contains(candidate)) candidate = numbered(++numbers.next);
+  while (isTaken(candidate)) candidate = numbered(++numbers.next);
   return candidate;
 }
 

@@ -43,11 +43,14 @@ class KNSCENE_API NameRegister {
   void count(Entry& entry);
   void discount(Entry const& entry);
   void giveBack(std::string const& text);
+  bool isTaken(std::string const& text) const;
   void readAgain();
   void dropSettled();
 
   std::vector<Entry> _entries;  ///< each name knows its place
   Counts _counts;
+  static constexpr std::size_t MostUnused = 128;
+  std::size_t _unused = 0;                            ///< names in there that nobody has any more
   std::unordered_map<std::string, Numbers> _numbers;  ///< of names that had to be numbered
   std::vector<NamePtr> _handedOut;
   std::size_t _roomForHandedOut = 64;  ///< before those that were set since are looked for
