@@ -171,9 +171,9 @@ void computeCurveValues(benchmark::State& state) {
 }
 BENCHMARK(computeCurveValues)->Arg(1)->Arg(2)->UseRealTime();
 
-/// One curve of a hundred keys at ten thousand ascending times, as a plot asks for them: smooth by its tangents' types,
-/// smooth by plain vectors, and straight.
-void seriesOfValues(benchmark::State& state, knTangents tangents) {
+/// One curve of a hundred keys at ten thousand ascending times, as a plot asks for them. `lines` joins the keys by lines
+/// whatever their tangents; straight tangents are solved like any others.
+void seriesOfValues(benchmark::State& state, knTangents tangents, bool isOfLines) {
   constexpr unsigned int KeyCount = 100;
   std::mt19937 random(11);
   std::uniform_real_distribution<float> value(-100.F, 100.F);
@@ -181,6 +181,7 @@ void seriesOfValues(benchmark::State& state, knTangents tangents) {
   for (unsigned int key = 0; key < KeyCount; ++key)
     curve->addPoint({static_cast<float>(key), value(random)}, {}, {}, 0, 0, false, true);
   knCurves::setTangents(curve, tangents);
+  curve->setForceLinearInterpolation(isOfLines);
   std::vector<float> times(10'000);
   std::vector<float> values(times.size());
   for (std::size_t i = 0; i < times.size(); ++i) times[i] = static_cast<float>(i) * 0.0099F;
@@ -190,8 +191,8 @@ void seriesOfValues(benchmark::State& state, knTangents tangents) {
   }
   reportPerRecord(state, times.size());
 }
-BENCHMARK_CAPTURE(seriesOfValues, smooth, knTangents::Smooth);
-BENCHMARK_CAPTURE(seriesOfValues, flat, knTangents::Flat);
-BENCHMARK_CAPTURE(seriesOfValues, straight, knTangents::Straight);
+BENCHMARK_CAPTURE(seriesOfValues, smooth, knTangents::Smooth, false);
+BENCHMARK_CAPTURE(seriesOfValues, straightTangents, knTangents::Straight, false);
+BENCHMARK_CAPTURE(seriesOfValues, lines, knTangents::Straight, true);
 
 }  // namespace

@@ -172,7 +172,7 @@ class Examination {
   }
 
   void lookAtCurve(AnimNodePtr const& node, AnimCurvePtr const& curve) {
-    std::string const title = titleOf(curve);
+    std::string const title = titleIn(curve);
     lookAtKeys(node, curve, title);
     if (node->getTotalScale() == 0.F)
       add(knStillness::NoTimeScale, node, curve, title + ": a scale of zero puts all keys at one time");
@@ -203,7 +203,7 @@ class Examination {
     FieldContainerPtr const container = _owners.all()[owner].container;
     FieldContainerPtr const aim = aimOf(curve, container);
     if (!curve.isAlive() || !node.isAlive() || !container.isAlive()) return;
-    std::string const title = titleOf(curve);
+    std::string const title = titleIn(curve);
     if (!aim.isAlive()) {
       add(knStillness::NoAim, node, container,
           title + " moves nothing: " + describeNoAim(container, curve->getName()));
@@ -224,6 +224,16 @@ class Examination {
     if (later != curves.end() && curve.isAlive())
       add(knStillness::Overwritten, node, *later,
           title + " is overwritten by " + titleOf(*later) + ", which drives the same channel after it");
+  }
+
+  /// With the name of an object that has it.
+  std::string titleIn(AnimCurvePtr const& curve) const {
+    std::string owner;
+    for (std::size_t const i : _owners.of(curve)) {
+      if (owner.empty())
+        owner = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(_owners.all()[i].container));
+    }
+    return titleOf(curve) + (owner.empty() ? "" : " of '" + owner + "'");
   }
 
   static FieldContainerPtr aimOf(AnimCurvePtr const& curve, FieldContainerPtr const& owner) {

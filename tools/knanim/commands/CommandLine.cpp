@@ -196,6 +196,12 @@ void defineSet(CLI::App& command, SetOptions& options) {
   addOut(command, options.out);
 }
 
+void defineWhy(CLI::App& command, WhyOptions& options) {
+  defineScene(command, options.scene);
+  command.add_option("CHANNEL", options.path, std::string(kPathHelp) + " [all that is animated]");
+  command.add_flag("--all", options.all, "List all reasons, however many");
+}
+
 void defineReduce(CLI::App& command, ReduceOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
   command.add_option("--animation", options.animation,
@@ -358,6 +364,7 @@ void addCommands(CommandList& commands) {
   commands.add<GetOptions>("get", "Print the value of one channel", &defineGet, &get);
   commands.add<SetOptions>("set", "Write a value to one channel of the scene, and tell what that does",
                            &defineSet, &set);
+  commands.add<WhyOptions>("why", "Tell why a channel does not move", &defineWhy, &why);
   commands.add<ReduceOptions>("reduce", "Find few keys that give the same curves within a tolerance",
                               &defineReduce, &reduce);
   commands.add<ShootOptions>("shoot", "Move a camera through viewpoints, and draw what it sees", &defineShoot,

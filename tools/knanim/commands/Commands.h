@@ -26,6 +26,9 @@ ExitCode get(GetOptions const& options, Terminal terminal);
 /// can go to another one.
 ExitCode set(SetOptions const& options, Terminal terminal);
 
+/// Tells why a channel, or what is animated in a scene, does not move.
+ExitCode why(WhyOptions const& options, Terminal terminal);
+
 /// Reduces the keys of an animation in memory, and prints how many are left and how far the curves moved.
 ExitCode reduce(ReduceOptions const& options, Terminal terminal);
 

@@ -105,16 +105,9 @@ PlotPanel makePanel(ImportedModel const& model, PanelCurves const& curves) {
 
 void sample(AnimatedScene const& scene, std::vector<PanelCurves> const& groups,
             std::vector<double> const& times, std::vector<PlotPanel>& panels) {
-  std::vector<std::size_t> curves;
-  std::vector<PlotSeries*> series;
   for (std::size_t panel = 0; panel < groups.size(); ++panel) {
-    curves.insert(curves.end(), groups[panel].begin(), groups[panel].end());
-    for (PlotSeries& each : panels[panel].series) series.push_back(&each);
-  }
-  CurveReader reader(scene, curves);
-  for (double const time : times) {
-    reader.evaluate(time);
-    for (std::size_t i = 0; i < series.size(); ++i) series[i]->samples.push_back({time, reader.value(i)});
+    for (std::size_t i = 0; i < groups[panel].size(); ++i)
+      panels[panel].series[i].samples = readSeries(scene.curves()[groups[panel][i]], times);
   }
 }
 

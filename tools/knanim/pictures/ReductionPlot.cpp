@@ -43,13 +43,7 @@ ReductionPlot::ReductionPlot(ImportedModel const& model, AnimatedScene const& sc
 }
 
 std::vector<Key> ReductionPlot::read(std::size_t curve) const {
-  std::vector<Key> samples;
-  CurveReader reader(_scene, {&curve, 1});
-  for (double const time : _times) {
-    reader.evaluate(time);
-    samples.push_back({time, reader.value(0)});
-  }
-  return samples;
+  return readSeries(_scene.curves()[curve], _times);
 }
 
 PlotPicture ReductionPlot::draw(std::string const& title, std::span<double const> tolerances) const {

@@ -1,6 +1,7 @@
 #include "knanim/scene/AnimatedScene.h"
 
 #include "knAnimEvaluator.h"
+#include "knCurves.h"
 #include "knanim/import/ShapeCaches.h"
 #include "knanim/import/StoredContent.h"
 #include "knanim/import/StoredModel.h"
@@ -187,23 +188,30 @@ ShapeCounts AnimatedScene::countShapes() const {
 }
 
 CurveReader::CurveReader(AnimatedScene const& scene, std::span<std::size_t const> curves) {
-  _records.reserve(curves.size());
-  for (std::size_t const index : curves)
-    _records.emplace_back(scene.curves()[index].node, scene.curves()[index].curve);
+  for (std::size_t const index : curves) add(scene.curves()[index]);
 }
 
 CurveReader::CurveReader(std::span<SceneCurve const> curves) {
-  _records.reserve(curves.size());
-  for (SceneCurve const& curve : curves) _records.emplace_back(curve.node, curve.curve);
+  for (SceneCurve const& curve : curves) add(curve);
+}
+
+void CurveReader::add(SceneCurve const& curve) {
+  _nodes.push_back(curve.node);
+  _values.push_back(0);
 }
 
 void CurveReader::evaluate(double time) {
-  auto const seconds = static_cast<float>(time);
-  for (knAnimManager::knCurveData& record : _records) {
-    record.time = seconds;
-    record.cycleValueOffset = 0;
-  }
-  knAnimManager::the()->computeCurveValues(_records, seconds);
+  for (std::size_t i = 0; i < _nodes.size(); ++i)
+    _values[i] = knCurves::getValue(_nodes[i], static_cast<float>(time)).value_or(0.F);
+}
+
+std::vector<Key> readSeries(SceneCurve const& curve, std::span<double const> times) {
+  std::vector<float> const seconds(times.begin(), times.end());
+  std::vector<float> values(seconds.size());
+  knCurves::getValues(curve.node, seconds, values);
+  std::vector<Key> samples;
+  for (std::size_t i = 0; i < values.size(); ++i) samples.push_back({times[i], values[i]});
+  return samples;
 }
 
 }  // namespace knanim

@@ -113,7 +113,7 @@ class AnimatedScene {
   bool _keepsKeys = false;               ///< keys of a stored scene would move with the frame rate
 };
 
-/// Evaluates some curves of a scene together. The scene's fields stay as they are.
+/// Reads some curves of a scene at one time after the other. The scene's fields stay as they are.
 class CurveReader {
  public:
   /// Reads the curves of these indices, in this order.
@@ -123,12 +123,18 @@ class CurveReader {
   /// Computes the value of every curve at a time in seconds.
   void evaluate(double time);
 
-  std::size_t size() const { return _records.size(); }
+  std::size_t size() const { return _values.size(); }
   /// The value of the last evaluation.
-  float value(std::size_t index) const { return _records[index].value + _records[index].cycleValueOffset; }
+  float value(std::size_t index) const { return _values[index]; }
 
  private:
-  std::vector<knAnimManager::knCurveData> _records;
+  void add(SceneCurve const& curve);
+
+  std::vector<osg::AnimNodePtr> _nodes;
+  std::vector<float> _values;
 };
+
+/// The values of one curve at all of these times, in seconds.
+std::vector<Key> readSeries(SceneCurve const& curve, std::span<double const> times);
 
 }  // namespace knanim

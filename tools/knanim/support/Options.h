@@ -113,6 +113,12 @@ struct SetOptions {
   std::string out;    ///< the scene afterwards, as a file; empty for none
 };
 
+struct WhyOptions {
+  SceneOptions scene;
+  std::string path;  ///< as Hips.translation.Y; empty for the whole scene
+  bool all = false;  ///< no limit to the length of the list
+};
+
 struct ReduceOptions {
   std::string model;
   std::string animation;                ///< number or name; empty for the first one

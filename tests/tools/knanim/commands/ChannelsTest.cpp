@@ -88,6 +88,17 @@ TEST(Channels, SetTellsWhatItDid) {
   EXPECT_EQ(test::readFile(path), bytes);
 }
 
+TEST(Channels, WhyTellsWhatMovesAndWhatDoesNot) {
+  TemporaryFolder const folder;
+  std::string const dotted = writeDottedModel(folder);
+  expectParts(run("why MODEL Hips.translation.Y", dotted),
+              {"value       8\n", "moved by    2 keys from 0 to 0.5 s, values from 2 to 5.1\n"});
+  expectParts(run("why MODEL Hips.left.rotation.X", dotted),
+              {"why         curve 'rotation.X' of 'Hips.left' ", "has one value at all keys\n"});
+  expectParts(run("why MODEL Cube/Cube.visible", studio()), {"why         no curve writes to it\n"});
+  expectParts(run("why MODEL", studio()), {"nothing in the scene has an animation\n"});
+}
+
 TEST(Channels, EveryRefusalSaysWhy) {
   std::vector<std::pair<std::string, std::string>> const cases = {
       {"channels MODEL camra", "no node or material \"camra\" is in this model; near to it: \"Camera\""},
