@@ -216,6 +216,21 @@ void CurveFitter::follow(Key const& next, std::function<double(double)> const& v
   }
 }
 
+SourceCurve toSourceCurve(CurveForm const& form) {
+  SourceCurve curve;
+  for (BezierKey const& key : form.keys) {
+    if (!curve.keys.empty()) {
+      BezierKey const& former = form.keys[curve.spans.size()];
+      SourceSpan span{SpanShape::Bezier, {former.out[0], former.out[1]}, {key.in[0], key.in[1]}};
+      if (former.out[0] < kShortestTangent) span.shape = SpanShape::Held;
+      if (form.isStraight) span.shape = SpanShape::Straight;
+      curve.spans.push_back(span);
+    }
+    curve.keys.push_back({key.time, key.value});
+  }
+  return curve;
+}
+
 std::vector<Key> listKeys(CurveForm const& form) {
   std::vector<Key> keys;
   for (BezierKey const& key : form.keys) {

@@ -57,6 +57,9 @@ struct FittedCurve {
 /// The keys of a form, of several at one time the last.
 std::vector<Key> listKeys(CurveForm const& form);
 
+/// A form as a curve of a file, without its ends.
+SourceCurve toSourceCurve(CurveForm const& form);
+
 FittedCurve fitCurve(SourceCurve const& source);
 
 /// The last time before another one that keys can have.

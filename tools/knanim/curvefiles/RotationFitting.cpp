@@ -62,26 +62,27 @@ class AngleFitter {
     for (std::size_t axis = 0; axis < 3; ++axis)
       step(_fitters[axis], Key{time, componentOf(angles, axis)}, axis);
   }
-  void addSpan(SpanAngles const& angles, double end, SpanShape shape) {
+  /// True for a span that is fitted.
+  bool addSpan(SpanAngles const& angles, double end, SpanShape shape) {
     double const bend = angles.bend();
     if (shape == SpanShape::Straight && bend <= kTolerance) {
       _bend = std::max(_bend, bend);
       go(end, angles.last(),
          [](CurveFitter& fitter, Key const& key, std::size_t) { fitter.goStraight(key); });
-      return;
+      return false;
     }
     go(end, angles.last(), [&](CurveFitter& fitter, Key const& key, std::size_t axis) {
       fitter.follow(key, [&](double share) { return componentOf(angles.at(share), axis); });
     });
+    return true;
   }
   FittedRotation result() const {
     FittedRotation result;
     for (std::size_t axis = 0; axis < 3; ++axis) {
       result.forms[axis].keys = _fitters[axis].keys();
       result.forms[axis].isStraight = _fitters[axis].isStraight();
-      result.deviation += _fitters[axis].deviation();
     }
-    result.deviation = std::max(result.deviation, _bend);
+    result.deviation = _bend;
     return result;
   }
 
@@ -90,6 +91,27 @@ class AngleFitter {
   std::array<CurveFitter, 3> _fitters;
 };
 
+/// The largest angle between the curves and the file in some spans. The deviations of the single angles would not tell
+/// it: near a quarter turn of y large ones cancel out.
+double deviationIn(std::vector<std::size_t> const& spans, SourceRotation const& source,
+                   std::array<CurveForm, 3> const& forms) {
+  std::array<SourceCurve, 3> const curves = {toSourceCurve(forms[0]), toSourceCurve(forms[1]),
+                                             toSourceCurve(forms[2])};
+  double largest = 0;
+  for (std::size_t const span : spans) {
+    double const begin = source.times[span];
+    double const end = source.times[span + 1];
+    constexpr int kSamples = 8;
+    for (int i = 0; i < kSamples; ++i) {
+      double const share = (i + 0.5) / kSamples;
+      double const time = std::lerp(begin, end, share);
+      auto const at = [&](std::size_t axis) { return valueBeside(curves[axis], time, time); };
+      largest = std::max(largest, angleBetween(toRotation({at(0), at(1), at(2)}), source.at(span, share)));
+    }
+  }
+  return largest;
+}
+
 }  // namespace
 
 FittedRotation fitRotation(SourceRotation const& source) {
@@ -97,6 +119,7 @@ FittedRotation fitRotation(SourceRotation const& source) {
   std::size_t const spans = source.times.size() - 1;
   EulerDegrees angles = toEuler(spans == 0 ? source.last : source.at(0, 0));
   AngleFitter fitter(source.times.front(), angles);
+  std::vector<std::size_t> fitted;
   for (std::size_t i = 0; i < spans; ++i) {
     double const end = source.times[i + 1];
     Rotation const next = i + 1 < spans ? source.at(i + 1, 0) : source.last;
@@ -108,14 +131,16 @@ FittedRotation fitRotation(SourceRotation const& source) {
     SpanAngles const along(source, i, angles);
     angles = toEulerNear(next, along.last());
     if (angleBetween(source.at(i, 1), next) < kTolerance) {
-      fitter.addSpan(along, end, source.shapes[i]);
+      if (fitter.addSpan(along, end, source.shapes[i])) fitted.push_back(i);
       angles = along.last();
       continue;
     }
-    fitter.addSpan(along, justBefore(end), source.shapes[i]);
+    if (fitter.addSpan(along, justBefore(end), source.shapes[i])) fitted.push_back(i);
     fitter.go(end, angles, hold);
   }
-  return fitter.result();
+  FittedRotation result = fitter.result();
+  result.deviation = std::max(result.deviation, deviationIn(fitted, source, result.forms));
+  return result;
 }
 
 }  // namespace knanim
