@@ -5,6 +5,8 @@
 #include "model/fields/FieldContainerFactory.h"
 #include "model/light/UberLight.h"
 
+#include <algorithm>
+
 using osg::FieldContainerPtr;
 using osg::UberCameraPtr;
 
@@ -63,6 +65,17 @@ void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UIn
   }
 }
 
+/// Whether a curve was made by a flight of the camera that it writes to. Flights have curves for all channels of a camera,
+/// the one that it does not take included, and are made anew time and again: nobody is to be warned of them.
+bool isOfFlight(FieldContainerPtr const& curve, FieldContainerPtr const& aim) {
+  auto const* const camera = osg::dcastTo<osg::UberCamera>(aim);
+  auto const* const object = osg::dcastTo<osg::AnimCurve>(curve);
+  if (camera == nullptr || object == nullptr || !camera->getAnimationRoot().isAlive()) return false;
+  return std::ranges::any_of(object->getParents(), [&](osg::NodePtr const& node) {
+    return node->getParent() == osg::NodePtr(camera->getAnimationRoot());
+  });
+}
+
 /// Asks for what the writing of a record reads of its curve, a few records ahead of its turn.
 [[gnu::always_inline]] inline void prefetchCurve(std::vector<knCurveData> const& data, std::size_t now) {
   constexpr std::size_t Ahead = 16;
@@ -76,6 +89,7 @@ void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UIn
 }  // namespace
 
 void knAnimEvaluator::FieldWrite::noteRefusal(FieldContainerPtr const& aim) const {
+  if (curve != nullptr && isOfFlight(*curve, aim)) return;
   MotionWarnings::noteRefusal(curve != nullptr ? *curve : FieldContainerPtr(), aim, name, valueIndex);
 }
 
