@@ -93,9 +93,10 @@ void CurveReplacement::finish() {
   };
   std::erase_if(_model.curves, isReplaced);
   // What was wrong with keys that count no more is not of interest.
-  for (auto const& [node, kind] : channels)
-    std::erase_if(_model.warnings,
-                  [&](std::string const& each) { return each.starts_with(channelOf(node, kind) + ": "); });
+  for (auto const& channel : channels) {
+    std::string const begin = channelOf(channel.first, channel.second) + ": ";
+    std::erase_if(_model.warnings, [&begin](std::string const& each) { return each.starts_with(begin); });
+  }
   for (ImportedCurve& curve : _curves) _model.curves.push_back(std::move(curve));
   std::sort(_model.curves.begin(), _model.curves.end(),
             [](ImportedCurve const& a, ImportedCurve const& b) { return placeOf(a) < placeOf(b); });
