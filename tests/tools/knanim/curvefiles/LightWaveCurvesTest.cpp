@@ -108,7 +108,7 @@ void expectLikeTheFile(std::string const& path) {
   test::PlayedFile const file(path);
   ASSERT_EQ(file.scene.curves().size(), envelopes.size()) << path;
   // Positions and, in the order of the transform's angles, pitch and heading, in a mirrored space.
-  for (std::size_t const i : {0, 1, 2, 3, 4}) {
+  for (std::size_t i = 0; i < 5; ++i) {
     SCOPED_TRACE(path + ' ' + file.model.curveName(file.model.curves[i]));
     Envelope const& envelope = envelopes[i == 3 ? 4 : i == 4 ? 3 : i];
     double const factor = i == 2 ? -1 : i > 2 ? -180 / M_PI : 1;
