@@ -47,6 +47,10 @@ function(kn_configure_target target)
     # Precompiled headers are found by ccache, and the compiler does not stop to collect garbage below 1 GB.
     target_compile_options(${target} PRIVATE -fpch-preprocess --param=ggc-min-heapsize=1000000)
   endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # With -O3 it takes joined strings for copies onto themselves.
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-Wno-restrict>)
+  endif()
   if(KN_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
