@@ -18,7 +18,7 @@ class KNSCENE_API UberLightBase : public NodeCore {
   KN_SFIELD_OWNED(ColorComponentSettingsPtr, Glossy, glossy)
   /// In the light's own unit; see `UberLight::getIntensity`.
   KN_FIELD_BARE(SField<Real32>, Intensity, intensity, Plain, 1000.F)
-  /// Colour temperature in kelvin. Setting it does not touch the colours; see `updateColorByTemperature`.
+  /// Colour temperature in kelvin. Setting it leaves the colours, a curve sets them: `updateColorByTemperature`.
   KN_SFIELD(Real32, Temperature, temperature, 6500.F)
   /// The light's own unit of intensity, one of `UberLight::IntensityUnit`.
   KN_SFIELD_READ(UInt32, Unit, unit, Plain, 1U)

@@ -20,7 +20,7 @@ class KNSCENE_API knSceneDataManager {
 
   /// Drops the present scene and begins one that is empty: a material-side root with a `MaterialPool` as its core, and
   /// below it the root of the objects, the pool's camera root and its sceneplate root, each with a `Group` as its core.
-  /// The frame rate stays.
+  /// The frame rate stays, and so do the clips of the manager: see `knAnimManager::clearClipStructure`.
   ///
   /// The animation library fills in the host callbacks that are empty then, so that a host that sets none has a working
   /// one; see `knAnimManager::fillEmptyCallbacks`.
