@@ -1,4 +1,5 @@
 // Two clips overlap on a figure of 30 joints; the queue plays them and tells when it has finished.
+// They are built by hand: `knAuthoring::makeClip` takes all animations of its objects, so the second would hold the first too.
 #include <knAnimEvaluator.h>
 #include <knAnimManager.h>
 #include <model/scenedata/knSceneDataManager.h>
@@ -64,9 +65,8 @@ int main() {
   knAnimManager::setSimulationTimeCB([] { return now; });
   std::vector<osg::NodePtr> const joints = makeFigure(knSceneDataManager::getSceneData(0)->getRoot(), 30);
 
-  osg::AnimNodePtr const bend = makeClip("Bend");  // 0 s to 2 s
-  osg::AnimNodePtr const straighten =
-      makeClip("Back");  // 1 s to 3 s, where it wins: its curves were made later
+  osg::AnimNodePtr const bend = makeClip("Bend");        // 0 s to 2 s
+  osg::AnimNodePtr const straighten = makeClip("Back");  // 1 s to 3 s; it wins, as its curves came later
   addMove(bend, joints, 0, 10);
   addMove(straighten, joints, 10, 0);
   straighten->setOffset({1, 0});
