@@ -258,7 +258,10 @@ ExitCode info(InfoOptions const& options, Terminal terminal) {
   }
   printModel(file.model(), options.model, terminal.output);
   printAnimations(file.model().summary, terminal.output);
-  if (missing != nullptr) return ExitCode::Ok;
+  if (missing != nullptr) {
+    warn(file.model().warnings, terminal);
+    return ExitCode::Ok;
+  }
   auto const loaded = file.load(std::get<std::size_t>(animation));
   if (auto const* model = std::get_if<ImportedModel>(&loaded)) {
     if (!model->curves.empty()) printAnimatedNodes(*model, options.allNodes, terminal.output);
@@ -266,6 +269,7 @@ ExitCode info(InfoOptions const& options, Terminal terminal) {
     std::fflush(terminal.output);
     warn(model->warnings, terminal);
   } else {
+    warn(file.model().warnings, terminal);
     warn(std::get<Failure>(loaded).message, terminal);
   }
   return ExitCode::Ok;

@@ -96,11 +96,14 @@ void printInfoJson(ModelFile const& file, std::string const& path, std::optional
   JsonText json;
   json.beginObject();
   putModel(file.model(), path, json);
-  if (animation) {
+  if (!animation) {
+    warn(file.model().warnings, terminal);
+  } else {
     auto const loaded = file.load(*animation);
     auto const content = file.loadContent();
     auto const* const model = std::get_if<ImportedModel>(&loaded);
     auto const* const parts = std::get_if<ModelContent>(&content);
+    warn((model != nullptr ? *model : file.model()).warnings, terminal);
     if (model == nullptr) warn(std::get<Failure>(loaded).message, terminal);
     if (parts == nullptr) warn(std::get<Failure>(content).message, terminal);
     if (model != nullptr && parts != nullptr) {
@@ -109,7 +112,6 @@ void printInfoJson(ModelFile const& file, std::string const& path, std::optional
       warn(completeScene(scene, *model, file), terminal);
       double const rate = framesPerSecond(model->summary.animations[model->animation]);
       putScene(surveyScene(scene, rate), rate, json);
-      warn(model->warnings, terminal);
     }
   }
   json.endObject().print(terminal.output);

@@ -73,15 +73,19 @@ EditResult loadObject(LoadedScene& loaded, LoadOntoOptions const& options, std::
 }
 
 /// The type of the object whose animations a file holds; empty for a file with nodes.
-std::variant<std::string, Failure> kindOfFile(std::string const& path) {
+std::variant<std::string, Failure> kindOfFile(std::string const& path, Terminal terminal) {
   if (!isStoredModel(path)) return std::string();
   auto const opened = StoredModel::open(path);
   if (auto const* failure = std::get_if<Failure>(&opened)) return *failure;
-  return std::get<StoredModel>(opened).objectKind();
+  auto const& stored = std::get<StoredModel>(opened);
+  std::string kind = stored.objectKind();
+  // A file with nodes is opened once more, as a model, and its warnings are printed then.
+  if (!kind.empty()) warn(stored.model().warnings, terminal);
+  return kind;
 }
 
 EditResult load(LoadedScene& loaded, LoadOntoOptions const& options, Terminal terminal) {
-  auto const kind = kindOfFile(options.file);
+  auto const kind = kindOfFile(options.file, terminal);
   if (auto const* failure = std::get_if<Failure>(&kind)) return *failure;
   bool const isObject = !std::get<std::string>(kind).empty();
   if (isObject && options.objects.empty())

@@ -114,15 +114,6 @@ std::optional<Failure> plotCurves(PlaySession& session, AnimatedScene const& sce
   return writeOutput(session, path, bytes, counted(session.chosen.size() - omitted, "curve"));
 }
 
-/// Whether an image is all that is asked for: that takes no animation.
-bool wantsOnlyImage(PlayOptions const& options) {
-  bool const wantsTime = options.from || options.to || options.frame || options.clock.isAnyGiven();
-  bool const wantsMore = !options.csv.empty() || !options.plot.empty() || !options.strip.empty() ||
-                         !options.film.empty() || !options.frames.empty() || options.clips ||
-                         options.bakeSkins || !options.animation.empty();
-  return !options.image.empty() && !wantsTime && !wantsMore;
-}
-
 /// The image of a model that nothing moves.
 ExitCode drawWithoutAnimation(PlayOptions const& options, Terminal terminal) {
   auto const loaded = LoadedScene::load({.model = options.model, .animation = ""}, terminal);

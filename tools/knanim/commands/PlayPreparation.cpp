@@ -87,16 +87,27 @@ std::optional<Failure> checkFrame(PlayOptions const& options, FrameRange const& 
 
 }  // namespace
 
+bool wantsOnlyImage(PlayOptions const& options) {
+  bool const wantsTime = options.from || options.to || options.frame || options.clock.isAnyGiven();
+  bool const wantsMore = !options.csv.empty() || !options.plot.empty() || !options.strip.empty() ||
+                         !options.film.empty() || !options.frames.empty() || options.clips ||
+                         options.bakeSkins || !options.animation.empty();
+  return !options.image.empty() && !wantsTime && !wantsMore;
+}
+
 std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Terminal terminal) {
   if (auto failure = checkOutputs(options)) return std::move(*failure);
   if (auto failure = checkCompanions(options)) return std::move(*failure);
   auto opened = ModelFile::open(options.model);
   if (auto* failure = std::get_if<Failure>(&opened)) return std::move(*failure);
   auto& file = std::get<ModelFile>(opened);
-  auto const animation = file.findAnimation(options.animation);
-  if (auto const* failure = std::get_if<Failure>(&animation)) return *failure;
-  auto loaded = file.load(std::get<std::size_t>(animation));
-  if (auto* failure = std::get_if<Failure>(&loaded)) return std::move(*failure);
+  auto loaded = file.loadChosen(options.animation);
+  if (auto* failure = std::get_if<Failure>(&loaded)) {
+    // The picture of the model as it stands opens the file once more, and prints them then.
+    bool const isPrintedLater = failure->code == ExitCode::NoAnimation && wantsOnlyImage(options);
+    if (!isPrintedLater) warn(file.model().warnings, terminal);
+    return std::move(*failure);
+  }
   auto& model = std::get<ImportedModel>(loaded);
   warn(model.warnings, terminal);
   model.tangents = options.tangents;

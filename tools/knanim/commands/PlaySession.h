@@ -35,6 +35,9 @@ struct PlaySession {
   ShapeCounts shapes = {};  ///< of the scene's caches
 };
 
+/// Whether an image is all that is asked for: that takes no animation.
+bool wantsOnlyImage(PlayOptions const& options);
+
 /// Reads the model, and checks all options. Prints warnings.
 std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Terminal terminal);
 

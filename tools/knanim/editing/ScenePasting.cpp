@@ -19,12 +19,11 @@ std::variant<ImportedModel, Failure> loadSource(PasteOptions const& options, Ter
   auto const opened = ModelFile::open(options.source);
   if (auto const* failure = std::get_if<Failure>(&opened)) return *failure;
   auto const& file = std::get<ModelFile>(opened);
-  auto const animation = file.findAnimation(options.animation);
-  if (auto const* failure = std::get_if<Failure>(&animation)) return *failure;
-  auto loaded = file.load(std::get<std::size_t>(animation));
-  if (auto const* failure = std::get_if<Failure>(&loaded)) return *failure;
+  auto loaded = file.loadChosen(options.animation);
+  auto const* const failure = std::get_if<Failure>(&loaded);
+  warn((failure != nullptr ? file.model() : std::get<ImportedModel>(loaded)).warnings, terminal);
+  if (failure != nullptr) return *failure;
   auto const& model = std::get<ImportedModel>(loaded);
-  warn(model.warnings, terminal);
   if (model.curves.empty())
     return Failure{ExitCode::NoAnimation, printable(options.source) + " has no curves to paste"};
   return loaded;

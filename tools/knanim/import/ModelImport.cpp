@@ -265,6 +265,12 @@ std::variant<ImportedModel, Failure> ModelFile::load(std::size_t animation) cons
   return _importer->ask<ImportedModel>({Part::Animation, animation});
 }
 
+std::variant<ImportedModel, Failure> ModelFile::loadChosen(std::string const& choice) const {
+  auto const animation = findAnimation(choice);
+  if (auto const* failure = std::get_if<Failure>(&animation)) return *failure;
+  return load(std::get<std::size_t>(animation));
+}
+
 std::variant<ModelContent, Failure> ModelFile::loadContent() const {
   if (_stored) return _stored->loadContent();
   return _importer->ask<ModelContent>({Part::Content});

@@ -25,7 +25,7 @@ class ModelFile {
   ModelFile& operator=(ModelFile&& other) noexcept;
   ~ModelFile();
 
-  /// Nodes and summary; no curves.
+  /// Nodes and summary; no curves. Its warnings are those of reading the file; a loaded animation has them as well.
   ImportedModel const& model() const { return _model; }
 
   /// The animation of a number (from 1, as `info` lists them) or, when it is no such number, of a name; an empty
@@ -36,6 +36,8 @@ class ModelFile {
   /// The model with the curves and morphs of an animation that `findAnimation` gave. Fails with `NoAnimation` when
   /// no usable key is in it, with `Failed` when its morphs ask for too much memory, and as `open`.
   std::variant<ImportedModel, Failure> load(std::size_t animation) const;
+  /// The animation that `findAnimation` gives for a choice, loaded; fails as these two.
+  std::variant<ImportedModel, Failure> loadChosen(std::string const& choice) const;
   /// Meshes, materials, cameras and lights. Fails with `Failed` for want of memory, and as `open`.
   std::variant<ModelContent, Failure> loadContent() const;
 

@@ -38,17 +38,17 @@ void addContent(ModelContent& all, ModelContent& part, std::size_t firstNode) {
 
 std::optional<Failure> load(ModelFile const& file, std::size_t number, std::string const& name,
                             QueueModels& models, Terminal terminal) {
-  auto const animation = file.findAnimation({});
-  if (auto const* failure = std::get_if<Failure>(&animation)) return *failure;
-  auto loaded = file.load(std::get<std::size_t>(animation));
-  if (auto const* failure = std::get_if<Failure>(&loaded)) return *failure;
+  auto loaded = file.loadChosen({});
+  auto const* const failure = std::get_if<Failure>(&loaded);
+  auto const& warnings = (failure != nullptr ? file.model() : std::get<ImportedModel>(loaded)).warnings;
+  for (std::string const& warning : warnings) warn(name + ": " + warning, terminal);
+  if (failure != nullptr) return *failure;
   auto content = file.loadContent();
-  if (auto const* failure = std::get_if<Failure>(&content)) return *failure;
+  if (auto const* noContent = std::get_if<Failure>(&content)) return *noContent;
   auto& model = std::get<ImportedModel>(loaded);
-  for (std::string const& warning : model.warnings) warn(name + ": " + warning, terminal);
+  std::size_t const animation = model.animation;
   models.add(number, name, std::move(model), std::move(std::get<ModelContent>(content)));
-  if (file.stored() != nullptr)
-    models.parts.back().stored = file.stored()->take(std::get<std::size_t>(animation));
+  if (file.stored() != nullptr) models.parts.back().stored = file.stored()->take(animation);
   return std::nullopt;
 }
 

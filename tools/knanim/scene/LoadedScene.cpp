@@ -24,11 +24,13 @@ std::variant<ImportedModel, Failure> loadAnimation(ModelFile const& file, SceneO
   bool const isNeeded = options.time || options.frame || !options.animation.empty();
   auto const animation = file.findAnimation(options.animation);
   if (auto const* failure = std::get_if<Failure>(&animation)) {
+    warn(file.model().warnings, terminal);
     if (isNeeded) return *failure;
     return file.model();
   }
   auto loaded = file.load(std::get<std::size_t>(animation));
   if (auto const* failure = std::get_if<Failure>(&loaded)) {
+    warn(file.model().warnings, terminal);
     if (isNeeded) return *failure;
     warn(failure->message, terminal);
     return file.model();

@@ -79,6 +79,24 @@ TEST_F(ToolFiles, AnimationsOfOneObjectFitOnlyTheirKind) {
        (test::writeFile(file("m"), "Cube = Hips"), file("m")));
 }
 
+TEST_F(ToolFiles, LostObjectsAreToldOnceAlsoWhereNothingPlays) {
+  good("convert " + test::modelPath("BLEND/BlenderDefault_269.blend") + ' ' + file("a.json"));
+  std::string text = test::readFile(file("a.json"));
+  for (std::size_t at = 0; (at = text.find("\"UberLight\"", at)) != std::string::npos;)
+    text.replace(at + 1, 4, "Gone");
+  test::writeFile(file("b.json"), text);
+  std::string const scene = file("b.json");
+  for (std::string const& line : {"info " + scene, "info --json " + scene, "channels " + scene,
+                                  "play " + scene, "play " + scene + " --image " + file("b.png"),
+                                  "queue " + scene, "load-onto " + file("a.json") + ' ' + scene}) {
+    std::string const errors = run(line).errors;
+    std::size_t const told = errors.find("unknown types, which were passed over: GoneLight");
+    EXPECT_TRUE(told != std::string::npos && errors.find("passed over", told + 40) == std::string::npos)
+        << line << '\n'
+        << errors;
+  }
+}
+
 TEST_F(ToolFiles, OldXmlFindsTheNodesThatNameIt) {
   {
     auto const loaded = LoadedScene::load({test::modelPath("BLEND/BlenderDefault_269.blend"), ""}, {});
