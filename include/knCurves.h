@@ -55,8 +55,9 @@ class KNANIM_API knCurves {
   // --- Keys ---------------------------------------------------------------------------------------------------
   // Keys stay in order of time; among equal times the one that was added last comes last. Tangents that the curve
   // computed (see `AnimCurve::addPoint`) are computed again, those of the neighbours too; vectors that were given stay.
-  // Each call announces the keys once. Null and dead handles, indices out of range and times that are not finite change
-  // nothing and return false, or -1. Main thread.
+  // Each call announces the keys once. Null and dead handles, indices out of range, and times, values and tangents that
+  // are not finite change nothing and return false, or -1; numbers that are not finite are also told to the log. Main
+  // thread.
 
   /// Removes a key.
   static bool removePoint(osg::AnimCurvePtr const& curve, osg::UInt32 index);

@@ -9,31 +9,34 @@
 
 /// Why an animation moves nothing.
 enum class knStillness {
-  NotAlive,       ///< the handle is null, or its container is gone
-  NoScene,        ///< no scene has begun
-  SimulationOff,  ///< the host's simulation switch is off
-  OnlySelection,  ///< the playback context hint restricts evaluation to the curve editor's selection
-  NotInScene,     ///< the tree does not hang on anything in the scene
-  Inactive,       ///< a node is switched off
-  Hidden,         ///< a node is hidden, so the evaluation of a scene skips it
-  NoCurves,       ///< there is no curve
-  NoKeys,         ///< the curve has no keys
-  BadKeys,        ///< a key has a time, value or tangent that is not finite
-  SameValues,     ///< all keys have the same value
-  NoTimeScale,    ///< a time scale of zero puts all keys at one time
-  NoAim,          ///< the owner has nothing that takes the channel
-  NoField,        ///< the target has no field of the curve's name
-  NoComponent,    ///< the field has no such component
-  NotWritable,    ///< the field is of a kind that takes no values
-  Overwritten,    ///< a later curve of the same owner writes the same channel
+  NotAlive,        ///< the handle is null, or its container is gone
+  NoScene,         ///< no scene has begun
+  SimulationOff,   ///< the host's simulation switch is off
+  OnlySelection,   ///< the playback context hint restricts evaluation to the curve editor's selection
+  NotInScene,      ///< the tree does not hang on anything in the scene
+  Inactive,        ///< a node is switched off
+  Hidden,          ///< a node is hidden, so the evaluation of a scene skips it
+  NoCurves,        ///< there is no curve and no shape cache
+  NoKeys,          ///< the curve has no keys
+  BadKeys,         ///< a key has a time, value or tangent, or a shape a time, that is not finite
+  SameValues,      ///< all keys have the same value
+  NoTimeScale,     ///< a time scale of zero puts all keys or shapes at one time
+  NoAim,           ///< the owner has nothing that takes the channel
+  NoField,         ///< the target has no field of the curve's name
+  NoComponent,     ///< the field has no such component
+  NotWritable,     ///< the field is of a kind that takes no values
+  Overwritten,     ///< a later curve of the same owner writes the same channel
+  NoShapes,        ///< a shape cache holds no shapes
+  ShapesDisagree,  ///< two neighbouring shapes of a cache have not the same numbers of vertices and normals
+  NoGeometry,  ///< the owner of a shape cache is no node with a geometry, or its geometry has no vertices to write
 };
 
 /// One reason.
 struct knStillnessReason {
   knStillness cause = knStillness::NotAlive;  ///< what is wrong
   osg::AnimNodePtr node;                      ///< the animation node in question; may be null
-  osg::FieldContainerPtr subject;             ///< the curve, owner or target in question; may be null
-  std::string text;                           ///< the reason in words: one line, without a line end
+  osg::FieldContainerPtr subject;  ///< the curve, shape cache, owner or target in question; may be null
+  std::string text;                ///< the reason in words: one line, without a line end
 };
 
 /// Answers why something does not move. A list holds all reasons that were found, the general ones first; it is empty if
@@ -42,7 +45,7 @@ struct knStillnessReason {
 ///
 /// Evaluations notice some of these faults themselves. When such an evaluation is done, it logs a warning, once for each
 /// curve or tree and cause: a scene evaluation without a scene; a curve without a target, or whose target has no such
-/// field or component; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next scene evaluation, a tree that
+/// field or component; shapes of a cache that do not agree, so that they are not blended; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next scene evaluation, a tree that
 /// `knAnimManager::addAnimation` gave to an object outside the scene. Keys that are not finite are reported when they
 /// are added. After a thousand warnings, one line says that there are more. An evaluation without a fault does no work
 /// for this.

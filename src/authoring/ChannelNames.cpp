@@ -1,6 +1,7 @@
 #include "authoring/ChannelNames.h"
 
 #include "diagnosis/NearNames.h"
+#include "diagnosis/Refusal.h"
 #include "knAnimManager.h"
 #include "model/fields/FieldContainerFactory.h"
 #include "model/scenegraph/NodeQueries.h"
@@ -56,6 +57,39 @@ bool isHolder(osg::NodePtr const& node, Channels const& channels, std::string_vi
   });
 }
 
+/// Whether the core takes values for a field that is not among the channels.
+bool isUnlisted(osg::FieldContainerPtr const& core, Channels const& all, std::string const& field) {
+  return core.isAlive() && !field.empty() && !findRefusal(core, field, 0) &&
+         std::ranges::none_of(all, [&](knOSGChannelData const& one) { return one.fieldName == field; });
+}
+
+/// Why a node has no channel of that name, in words. Only where a prefix is right is it left out of the comparison.
+std::string describeNoChannel(osg::NodePtr const& node, Channels const& all, std::string_view text) {
+  osg::FieldContainerPtr const core = node.isAlive() ? node->getCore() : osg::NodeCorePtr();
+  std::string result = core.isAlive() ? titleOf(core) : titleOf(osg::FieldContainerPtr(node));
+  std::size_t const point = text.find('.');
+  std::string_view const prefix =
+      point == std::string_view::npos ? std::string_view() : text.substr(0, point);
+  std::string_view name = text;
+  if (!prefix.empty() && node.isAlive()) {
+    std::string_view const rest = text.substr(point + 1);
+    if (isHolder(node, all, prefix)) {
+      name = rest;
+    } else if (!matching(all, rest).empty()) {
+      return result.append(" has a channel '").append(rest).append("', but is no '").append(prefix) + "'";
+    }
+  }
+  std::string const field(name.substr(0, name.find('.')));
+  if (isUnlisted(core, all, field))
+    return result.append(" takes values for '").append(field) +
+           "', but does not list it as a channel: list it by getChannelDescriptions, or make a curve for it "
+           "by "
+           "knAnimManager::createCurve";
+  std::vector<std::string> names;
+  for (knOSGChannelData const& one : all) names.push_back(withSuffix(one.channelName, one.suffix));
+  return result.append(" has no channel '").append(text).append("'") + nearClause(name, names);
+}
+
 Channels failed(std::string const& text) {
   knLog::error(text.c_str());
   return {};
@@ -75,9 +109,5 @@ std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string
     if (!isHolder(node, found, text.substr(0, point))) found.clear();
   }
   if (!found.empty()) return found;
-  std::vector<std::string> names;
-  for (knOSGChannelData const& one : all) names.push_back(withSuffix(one.channelName, one.suffix));
-  std::string const near = nearNames(text, names);
-  return failed("'" + osg::nameOf(node) + "' has no channel " + quoted +
-                (near.empty() ? "" : "; near names: " + near));
+  return failed(describeNoChannel(node, all, text));
 }

@@ -1,4 +1,6 @@
+#include "diagnosis/Refusal.h"
 #include "knCurves.h"
+#include "model/utils/knLog.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,32 +29,24 @@ void followAround(osg::AnimCurve& curve, std::size_t place) {
   }
 }
 
+bool isFinite(osg::Pnt2f const& point) { return std::isfinite(point.x()) && std::isfinite(point.y()); }
+
+bool isFinite(CCPnt const& key) {
+  return isFinite(key.point()) && std::isfinite(key.inX()) && std::isfinite(key.inY()) &&
+         std::isfinite(key.outX()) && std::isfinite(key.outY());
+}
+
+Int32 refuse(AnimCurvePtr const& curve, UInt32 index, char const* what) {
+  knLog::error((titleOf(curve) + ": key " + std::to_string(index) + " stays as it is: the new " + what +
+                " is not finite")
+                   .c_str());
+  return -1;
+}
+
 void tell(AnimCurvePtr const& curve) { announce(curve, osg::AnimCurveBase::ControlPointsFieldMask); }
 
-}  // namespace
-
-bool knCurves::removePoint(AnimCurvePtr const& curveArgument, UInt32 index) {
-  AnimCurvePtr const curve = curveArgument;
-  if (!hasKey(curve, index)) return false;
-  Keys& keys = curve->getControlPoints().getValues();
-  keys.erase(keys.begin() + index);
-  followAround(*curve, index);
-  tell(curve);
-  return true;
-}
-
-Int32 knCurves::movePoint(AnimCurvePtr const& curve, UInt32 index, osg::Pnt2f const& position) {
-  if (!hasKey(curve, index)) return -1;
-  CCPnt key = std::as_const(*curve).getControlPoints()[index];
-  key.setX(position.x());
-  key.setY(position.y());
-  return setPoint(curve, index, key);
-}
-
-Int32 knCurves::setPoint(AnimCurvePtr const& curveArgument, UInt32 index, CCPnt const& keyArgument) {
-  AnimCurvePtr const curve = curveArgument;
-  CCPnt const key = keyArgument;
-  if (!hasKey(curve, index) || !std::isfinite(key.x())) return -1;
+/// Puts a key in the place of another one, and then where its time belongs.
+Int32 replaceKey(AnimCurvePtr const& curve, UInt32 index, CCPnt const& key) {
   Keys& keys = curve->getControlPoints().getValues();
   auto const earlier = [](CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); };
   auto const from = keys.begin() + index;
@@ -73,4 +67,33 @@ Int32 knCurves::setPoint(AnimCurvePtr const& curveArgument, UInt32 index, CCPnt 
   followAround(*curve, newIndex);
   tell(curve);
   return static_cast<Int32>(newIndex);
+}
+
+}  // namespace
+
+bool knCurves::removePoint(AnimCurvePtr const& curveArgument, UInt32 index) {
+  AnimCurvePtr const curve = curveArgument;
+  if (!hasKey(curve, index)) return false;
+  Keys& keys = curve->getControlPoints().getValues();
+  keys.erase(keys.begin() + index);
+  followAround(*curve, index);
+  tell(curve);
+  return true;
+}
+
+Int32 knCurves::movePoint(AnimCurvePtr const& curveArgument, UInt32 index, osg::Pnt2f const& position) {
+  AnimCurvePtr const curve = curveArgument;
+  if (!hasKey(curve, index)) return -1;
+  if (!isFinite(position)) return refuse(curve, index, "time or value");
+  CCPnt key = std::as_const(*curve).getControlPoints()[index];
+  key.setX(position.x());
+  key.setY(position.y());
+  return replaceKey(curve, index, key);
+}
+
+Int32 knCurves::setPoint(AnimCurvePtr const& curveArgument, UInt32 index, CCPnt const& keyArgument) {
+  AnimCurvePtr const curve = curveArgument;
+  CCPnt const key = keyArgument;
+  if (!hasKey(curve, index)) return -1;
+  return isFinite(key) ? replaceKey(curve, index, key) : refuse(curve, index, "time, value or tangent");
 }

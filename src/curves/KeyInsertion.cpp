@@ -1,5 +1,7 @@
+#include "diagnosis/Refusal.h"
 #include "evaluation/PlacedSegment.h"
 #include "knCurves.h"
+#include "model/utils/knLog.h"
 
 #include <algorithm>
 #include <cmath>
@@ -127,7 +129,11 @@ bool isStraight(CCPnt const& a, CCPnt const& b) {
 
 Int32 knCurves::insertPoint(AnimCurvePtr const& curveArgument, float time) {
   AnimCurvePtr const curve = curveArgument;
-  if (!curve.isAlive() || !std::isfinite(time)) return -1;
+  if (!curve.isAlive()) return -1;
+  if (!std::isfinite(time)) {
+    knLog::error((titleOf(curve) + ": no key is inserted: the time is not finite").c_str());
+    return -1;
+  }
   auto const& present = std::as_const(*curve).getControlPoints().getValues();
   auto const next = std::lower_bound(present.begin(), present.end(), time,
                                      [](CCPnt const& key, float t) { return key.x() < t; });

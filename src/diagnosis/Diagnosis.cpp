@@ -4,6 +4,7 @@
 #include "evaluation/TreeWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "model/geometry/Geometry.h"
 #include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/scenegraph/NodeQueries.h"
@@ -28,7 +29,11 @@ namespace {
 
 using Reasons = std::vector<knStillnessReason>;
 
-/// Who holds which curves in the scene.
+bool hasMotion(NodePtr const& node) {
+  return osg::hasCore<AnimCurve>(node) || osg::hasCore<osg::TimeShapeCache>(node);
+}
+
+/// Who holds which curves and shape caches in the scene.
 class SceneOwners {
  public:
   struct Owner {
@@ -46,16 +51,16 @@ class SceneOwners {
     for (osg::MaterialPtr const& material : materials) addTreeOf(material, material);
     for (std::size_t i = 0; i < _owners.size(); ++i) {
       forEachNode(_owners[i].tree, [&](NodePtr const& node) {
-        if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore())) addOwner(curve, i);
+        if (hasMotion(node)) addOwner(node->getCore(), i);
         return true;
       });
     }
   }
 
   std::vector<Owner> const& all() const { return _owners; }
-  std::vector<std::size_t> of(AnimCurvePtr const& curve) const {
-    auto const found = _ofCurve.find(curve);
-    return found != _ofCurve.end() ? found->second : std::vector<std::size_t>();
+  std::vector<std::size_t> of(FieldContainerPtr const& core) const {
+    auto const found = _ofCore.find(core);
+    return found != _ofCore.end() ? found->second : std::vector<std::size_t>();
   }
   /// The curves of an owner that say the same field, component and vertex, in the order of its tree; of active nodes.
   std::vector<AnimCurvePtr> const& likeIn(std::size_t owner, AnimCurvePtr const& curve) {
@@ -81,8 +86,8 @@ class SceneOwners {
     if (owner.isAlive() && tree.isAlive() && _known.emplace(owner, tree).second)
       _owners.push_back({owner, tree});
   }
-  void addOwner(AnimCurvePtr const& curve, std::size_t owner) {
-    auto& owners = _ofCurve[curve];
+  void addOwner(FieldContainerPtr const& core, std::size_t owner) {
+    auto& owners = _ofCore[core];
     if (owners.empty() || owners.back() != owner) owners.push_back(owner);
   }
   using Channel = std::tuple<std::string, osg::UInt32, osg::UInt32>;
@@ -101,7 +106,7 @@ class SceneOwners {
   std::vector<Owner> _owners;
   std::set<std::pair<FieldContainerPtr, AnimNodePtr>> _known;
   std::unordered_map<std::size_t, std::map<Channel, std::vector<AnimCurvePtr>>> _channels;
-  std::unordered_map<AnimCurvePtr, std::vector<std::size_t>> _ofCurve;
+  std::unordered_map<FieldContainerPtr, std::vector<std::size_t>> _ofCore;
 };
 
 class Examination {
@@ -124,17 +129,24 @@ class Examination {
     for (NodePtr node = tree->getParent(); node.isAlive(); node = node->getParent()) lookAtNode(node);
     std::vector<std::pair<AnimNodePtr, AnimCurvePtr>> places;
     bool isHeld = false;
+    bool hasMotions = false;
     forEachNode(tree, [&](NodePtr const& node) {
       bool const isOn = lookAtNode(node);
+      if (!hasMotion(node)) return isOn;
+      hasMotions = true;
+      isHeld = !_owners.of(node->getCore()).empty() || isHeld;
+      AnimNodePtr const place = osg::dcast<AnimNodePtr>(node);
       if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore())) {
-        places.emplace_back(osg::dcast<AnimNodePtr>(node), curve);
-        isHeld = !_owners.of(curve).empty() || isHeld;
-        lookAtCurve(places.back().first, curve);
+        places.emplace_back(place, curve);
+        lookAtCurve(place, curve);
+      } else if (place) {
+        lookAtCache(place, osg::dcast<osg::TimeShapeCachePtr>(node->getCore()));
       }
       return isOn;
     });
-    if (places.empty()) add(knStillness::NoCurves, tree, {}, titleOf(tree) + " holds no curve");
-    if (!places.empty() && !isHeld)
+    if (!hasMotions)
+      add(knStillness::NoCurves, tree, {}, titleOf(tree) + " holds no curve and no shape cache");
+    if (hasMotions && !isHeld)
       add(knStillness::NotInScene, tree, {},
           titleOf(tree) + " moves nothing: it hangs on nothing that the scene holds");
     // Owners of the host's own classes are asked here, and may do anything.
@@ -199,6 +211,41 @@ class Examination {
       add(knStillness::SameValues, node, curve, title + " has one value at all keys");
   }
 
+  void lookAtCache(AnimNodePtr const& node, osg::TimeShapeCachePtr const& cache) {
+    std::string const title = titleIn(titleOf(node), cache);
+    if (node->getTotalScale() == 0.F)
+      add(knStillness::NoTimeScale, node, cache, title + ": a scale of zero puts all shapes at one time");
+    lookAtShapes(node, cache, title);
+    for (std::size_t const i : _owners.of(cache)) lookAtGeometry(node, _owners.all()[i].container, title);
+  }
+
+  void lookAtShapes(AnimNodePtr const& node, osg::TimeShapeCachePtr const& cache, std::string const& title) {
+    osg::TimeShapeData const* last = nullptr;
+    bool agree = true;
+    for (osg::TimeShapeDataPtr const& shape : std::as_const(*cache).getShapes()) {
+      if (!shape.isAlive()) continue;
+      if (!std::isfinite(shape->getTime()))
+        add(knStillness::BadKeys, node, cache, title + ": a shape's time is not finite");
+      std::string const text = last != nullptr && agree ? describeDisagreement(*last, *shape) : "";
+      agree = agree && text.empty();
+      if (!text.empty()) add(knStillness::ShapesDisagree, node, cache, title + ": " + text);
+      last = &*shape;
+    }
+    if (last == nullptr) add(knStillness::NoShapes, node, cache, title + " holds no shapes");
+  }
+
+  void lookAtGeometry(AnimNodePtr const& node, FieldContainerPtr const& owner, std::string const& title) {
+    auto const* const geometry = osg::coreOf<osg::Geometry>(osg::dcast<NodePtr>(owner));
+    char const* what = nullptr;
+    if (geometry == nullptr) {
+      what = "has no geometry";
+    } else if (osg::dcastTo<osg::GeoPositions3f>(geometry->getPositions()) == nullptr) {
+      what = "has a geometry without vertices of three floats";
+    }
+    if (what != nullptr)
+      add(knStillness::NoGeometry, node, owner, title + " moves nothing: " + titleOf(owner) + " " + what);
+  }
+
   void lookAtAim(AnimNodePtr const& node, AnimCurvePtr const& curve, std::size_t owner) {
     FieldContainerPtr const container = _owners.all()[owner].container;
     FieldContainerPtr const aim = aimOf(curve, container);
@@ -227,13 +274,14 @@ class Examination {
   }
 
   /// With the name of an object that has it.
-  std::string titleIn(AnimCurvePtr const& curve) const {
+  std::string titleIn(AnimCurvePtr const& curve) const { return titleIn(titleOf(curve), curve); }
+  std::string titleIn(std::string const& title, FieldContainerPtr const& core) const {
     std::string owner;
-    for (std::size_t const i : _owners.of(curve)) {
+    for (std::size_t const i : _owners.of(core)) {
       if (owner.empty())
         owner = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(_owners.all()[i].container));
     }
-    return titleOf(curve) + (owner.empty() ? "" : " of '" + owner + "'");
+    return title + (owner.empty() ? "" : " of '" + owner + "'");
   }
 
   static FieldContainerPtr aimOf(AnimCurvePtr const& curve, FieldContainerPtr const& owner) {

@@ -107,6 +107,14 @@ void MotionWarnings::noteNoAim(FieldContainerPtr const& curve, FieldContainerPtr
   hasRefusals = true;
 }
 
+void MotionWarnings::noteDisagreement(AnimNodePtr const& node, FieldContainerPtr const& geometry,
+                                      osg::TimeShapeData const& lower, osg::TimeShapeData const& upper) {
+  std::string const text = describeDisagreement(lower, upper);
+  if (text.empty() || !isNew(node->getCore(), knStillness::ShapesDisagree)) return;
+  told().refusals.push_back(lineOf(titleOf(node) + " of " + titleOf(geometry) + ": " + text));
+  hasRefusals = true;
+}
+
 void MotionWarnings::tellNotedRefusals() {
   hasRefusals = false;
   for (std::string const& line : std::exchange(told().refusals, {})) knLog::warning(line.c_str());
@@ -135,13 +143,24 @@ void MotionWarnings::noteNewTree(AnimNodePtr const& tree) {
 
 void MotionWarnings::checkNewTrees() {
   hasNewTrees = false;
-  std::vector<std::string> lines;
+  struct Outside {
+    NodePtr node;
+    AnimNodePtr first;
+    std::size_t count = 0;
+  };
+  std::vector<Outside> found;  // in the order of the trees, which come owner by owner
   SceneMembership scene;
   for (AnimNodePtr const& tree : std::exchange(told().newTrees, {})) {
     NodePtr outside;
     if (!tree.isAlive() || isHeld(tree, scene, outside) || !isNew(tree, knStillness::NotInScene)) continue;
-    lines.push_back(
-        lineOf(titleOf(tree) + " moves nothing: it hangs on " + titleOf(outside) + ", which no scene holds"));
+    if (found.empty() || found.back().node != outside) found.push_back({outside, tree});
+    ++found.back().count;
+  }
+  std::vector<std::string> lines;
+  for (auto const& [node, first, count] : found) {
+    std::string text = count == 1 ? titleOf(first) + " moves nothing: it hangs on "
+                                  : std::to_string(count) + " animations move nothing: they hang on ";
+    lines.push_back(lineOf(text.append(titleOf(node)) + ", which no scene holds"));
   }
   for (std::string const& line : lines) knLog::warning(line.c_str());
 }

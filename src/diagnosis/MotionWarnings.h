@@ -2,6 +2,7 @@
 
 #include "model/sceneext/AnimCurve.h"
 #include "model/sceneext/AnimNode.h"
+#include "model/sceneext/TimeShapeCache.h"
 
 #include <string>
 
@@ -14,6 +15,9 @@ void noteRefusal(osg::FieldContainerPtr const& curve, osg::FieldContainerPtr con
                  std::string const& field, osg::UInt32 valueIndex);
 /// A curve whose owner has nothing that takes its values.
 [[gnu::cold]] void noteNoAim(osg::FieldContainerPtr const& curve, osg::FieldContainerPtr const& owner);
+/// Two shapes of a cache that are to be blended and have different numbers of vertices or normals.
+[[gnu::cold]] void noteDisagreement(osg::AnimNodePtr const& node, osg::FieldContainerPtr const& geometry,
+                                    osg::TimeShapeData const& lower, osg::TimeShapeData const& upper);
 /// A tree was given to an object: the next scene evaluation looks whether the scene holds it.
 void noteNewTree(osg::AnimNodePtr const& tree);
 

@@ -5,6 +5,7 @@
 #include "model/light/UberLight.h"
 #include "model/scenegraph/NodeQueries.h"
 
+#include <sstream>
 #include <utility>
 
 using osg::FieldContainerPtr;
@@ -28,8 +29,10 @@ bool hasNoPlace(WriteRule const& rule, FieldContainerPtr const& aim) {
 
 std::vector<std::string> fieldNamesOf(osg::FieldContainerType const& type) {
   std::vector<std::string> names;
-  for (osg::FieldDescription const& field : type.getFieldDescriptions())
-    names.push_back(field.getName().str());
+  for (osg::FieldDescription const& field : type.getFieldDescriptions()) {
+    if (WriteRule::contentOf(field.getFieldType()) != WriteRule::Content::Other)
+      names.push_back(field.getName().str());
+  }
   if (type.isDerivedFrom(osg::Node::_type)) names.emplace_back("visible");
   return names;
 }
@@ -55,9 +58,20 @@ std::string describeRefusal(FieldContainerPtr const& aim, std::string const& fie
   if (cause == knStillness::NoComponent)
     return fieldOfAim + " has " + std::to_string(WriteRule::find(*type, field).size) +
            " components, and none of index " + std::to_string(valueIndex);
-  std::string const near = nearNames(field, fieldNamesOf(*type));
   return titleOf(aim) + " has no field '" + field + "' that takes values" +
-         (near.empty() ? "" : "; near names: " + near);
+         nearClause(field, fieldNamesOf(*type));
+}
+
+std::string describeDisagreement(osg::TimeShapeData const& one, osg::TimeShapeData const& other) {
+  std::size_t const count = one.getPositions().size();
+  if (other.getPositions().size() == count && one.getNormals().size() == count &&
+      other.getNormals().size() == count)
+    return {};
+  std::ostringstream text;
+  text << "the shapes at " << one.getTime() << " s and " << other.getTime() << " s have " << count << " and "
+       << other.getPositions().size() << " vertices and " << one.getNormals().size() << " and "
+       << other.getNormals().size() << " normals, so they are not blended: all four numbers must be the same";
+  return text.str();
 }
 
 std::string describeNoAim(FieldContainerPtr const& owner, std::string const& field) {
@@ -81,7 +95,8 @@ std::string titleOf(osg::AnimNodePtr const& tree) {
   if (!name.empty()) return "'" + name + "'";
   osg::AnimCurvePtr const curve =
       tree.isAlive() ? osg::dcast<osg::AnimCurvePtr>(tree->getCore()) : osg::AnimCurvePtr();
-  return curve ? titleOf(curve) : "an animation without a name";
+  if (curve) return titleOf(curve);
+  return osg::hasCore<osg::TimeShapeCache>(tree) ? "a shape cache" : "an animation without a name";
 }
 
 std::string titleOf(FieldContainerPtr const& container) {

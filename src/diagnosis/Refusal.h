@@ -1,6 +1,7 @@
 #pragma once
 
 #include "knDiagnosis.h"
+#include "model/sceneext/TimeShapeCache.h"
 
 #include <optional>
 
@@ -10,6 +11,8 @@ std::optional<knStillness> findRefusal(osg::FieldContainerPtr const& aim, std::s
 /// The same in words, without naming the curve.
 std::string describeRefusal(osg::FieldContainerPtr const& aim, std::string const& field,
                             osg::UInt32 valueIndex, knStillness cause);
+/// That two shapes of a cache are not blended, as their numbers differ; empty where they agree.
+std::string describeDisagreement(osg::TimeShapeData const& one, osg::TimeShapeData const& other);
 /// That the owner of a curve has nothing that takes it.
 std::string describeNoAim(osg::FieldContainerPtr const& owner, std::string const& field);
 inline constexpr char const* NoSceneText =

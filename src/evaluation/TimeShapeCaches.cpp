@@ -1,3 +1,4 @@
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/CycleTime.h"
 #include "evaluation/WriteOrder.h"
 #include "knAnimEvaluator.h"
@@ -157,6 +158,7 @@ void knAnimEvaluator::evaluateTimeShapeCaches(osg::AnimNodePtr node,
       copyWhole(shapes.shape->getPositions(), arrays.positions);
       copyWhole(shapes.shape->getNormals(), arrays.normals);
     } else if (shapes.lower != nullptr && shapes.upper != nullptr && !blendShapes(shapes, arrays)) {
+      MotionWarnings::noteDisagreement(node, geometry, *shapes.lower, *shapes.upper);
       return;
     }
     announceShape(geometry);

@@ -18,8 +18,8 @@ KN_CONTAINER_TYPE(SavedSceneBase, SavedScene, "SavedScene")
 
 namespace {
 
-bool fail(char const* operation, std::string const& fileName, char const* why) {
-  knLog::error(("knSceneFile::" + std::string(operation) + " : " + fileName + ": " + why).c_str());
+bool fail(char const* what, std::string const& fileName, char const* why) {
+  knLog::error(("scene file " + fileName + " can't be " + what + ": " + why).c_str());
   return false;
 }
 
@@ -93,7 +93,7 @@ LoadedScene readScene(std::string const& fileName) {
   LoadedScene scene;
   scene.record = osg::dcast<SavedScenePtr>(fileRoot->findAttachment(SavedSceneBase::_type.getGroupId(), 0));
   if (!scene.record) {
-    fail("load", fileName, "it holds no whole scene");
+    fail("read", fileName, "it holds no whole scene");
     return {};
   }
   stopAll(scene.record.get());
@@ -149,8 +149,8 @@ void takeTimeline(knAnimManager& manager, SavedScene const& scene, std::string c
     manager.setFPS(fps);
     knSceneDataManager::getSceneData(0)->setFps(sceneFps);
   } else {
-    std::string const text = "knSceneFile::load: \"" + fileName +
-                             "\" has a frame rate that is not above 0; the present one is kept";
+    std::string const text =
+        "scene file " + fileName + " has a frame rate that is not above 0; the present one is kept";
     knLog::warning(text.c_str());
   }
   manager.setKeepKeysAtFrame(keepsKeys);
@@ -161,7 +161,7 @@ void takeTimeline(knAnimManager& manager, SavedScene const& scene, std::string c
 
 bool knSceneFile::save(std::string const& fileName, bool compress, osg::SceneFileForm form) {
   if (!sceneRoot().isAlive() && !materialRoot().isAlive()) {
-    return fail("save", fileName, "there is no scene");
+    return fail("written", fileName, "there is no scene");
   }
   return osg::saveSceneFile(describeScene(*knAnimManager::the()).get(), fileName, compress, form);
 }

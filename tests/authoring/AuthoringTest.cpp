@@ -30,6 +30,20 @@ TEST_F(AuthoringTest, ATextNamesAChannel) {
     EXPECT_FALSE(knAuthoring::makeCurve(door, wrong)) << wrong;
   EXPECT_EQ(log.errors().size(), 5U);
   EXPECT_TRUE(log.contains("near names: rotation.Y"));
+  struct Answer {
+    NodePtr node;
+    char const* text;
+    char const* answer;
+  };
+  for (Answer const& one :
+       {Answer{door, "lamp.rotation.Y", "'Door' (Transform3D) has a channel 'rotation.Y', but is no 'lamp'"},
+        {door, "Q", "; it has: rotation, "},
+        {eye, "camera.vignetteIntensity", "near names: vignette"},
+        {eye, "from.X", "(UberCamera) takes values for 'from', but does not list it as a channel"}}) {
+    LogCapture const answers;
+    EXPECT_FALSE(knAuthoring::makeCurve(one.node, one.text));
+    EXPECT_TRUE(answers.contains(one.answer)) << answers.lines().back().text;
+  }
 }
 
 TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {

@@ -3,6 +3,7 @@
 #include "evaluation/CurveStage.h"
 #include "model/fields/Ref.h"
 #include "support/CurveMuseum.h"
+#include "support/LogCapture.h"
 #include "support/TestContainers.h"
 
 #include <bit>
@@ -132,7 +133,14 @@ TEST_F(CurvesTest, EditedKeysAreThoseOfACurveThatWasMadeSo) {
                                      FieldDataTraits<CCPnt>::isEqual))
           << round << " " << step;
     }
+    LogCapture const log;
+    CCPnt bad = curve->getControlPoints()[0];
+    bad.setOutY(INFINITY);
+    EXPECT_EQ(knCurves::setPoint(curve, 0, bad), -1);
     EXPECT_EQ(knCurves::movePoint(curve, 0, {NAN, 0}), -1);
+    EXPECT_EQ(knCurves::movePoint(curve, 0, {0, NAN}), -1);
+    EXPECT_EQ(knCurves::insertPoint(curve, NAN), -1);
+    EXPECT_EQ(log.errors().size(), 4U);
     EXPECT_FALSE(knCurves::removePoint(curve, 99));
   }
 }

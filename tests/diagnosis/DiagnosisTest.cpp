@@ -49,6 +49,14 @@ TEST_F(DiagnosisTest, EachMistakeIsToldOnceInTheFirstFrame) {
     EXPECT_EQ(names(knDiagnosis::whyStill(), mistake.cause), mistake.owner != outside);
     knAnimManager::the()->subAnimation(mistake.owner, mistake.tree);
   }
+  {
+    LogCapture const several;
+    for (int i = 0; i < 2; ++i)
+      knAnimManager::the()->addAnimation(outside, newCurveNode("scale", 0, {{0, 1}, {1, 2}}));
+    evaluate(0.25F);
+    ASSERT_EQ(several.warnings().size(), 1U);
+    EXPECT_TRUE(several.contains("2 animations move nothing: they hang on "));
+  }
   LogCapture const log;
   Held const alone(newCurveNode("translation", 0, {{0, 1}, {1, 2}}));
   for (int times = 0; times < 2; ++times)

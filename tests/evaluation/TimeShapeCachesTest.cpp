@@ -1,4 +1,6 @@
+#include "knDiagnosis.h"
 #include "model/geometry/Geometry.h"
+#include "support/LogCapture.h"
 #include "support/SceneStage.h"
 
 namespace kntest::TimeShapeCachesTest {
@@ -85,8 +87,29 @@ TEST_F(TimeShapeCachesTest, SizesThatDoNotFit) {
   EXPECT_EQ(position(larger, 100), Pnt3f());
   evaluate(2);
   EXPECT_EQ(position(smaller), Pnt3f(15, 15, 15)) << "a hit is copied whole or not at all";
-  evaluate(3);
+  LogCapture const log;
+  for (int times = 0; times < 2; ++times) evaluate(3);
   EXPECT_EQ(position(smaller), Pnt3f(15, 15, 15)) << "shapes of different sizes do not blend";
+  EXPECT_EQ(log.warnings().size(), 1U);
+  EXPECT_TRUE(log.contains("2 s and 4 s have 100 and 101 vertices and 100 and 100 normals"));
+}
+
+TEST_F(TimeShapeCachesTest, WhyACacheIsStill) {
+  cache->addShape(newShape(0, 10));
+  cache->addShape(newShape(2, 20));
+  osg::GeometryPtr const geometry = newGeometry();
+  osg::AnimNodePtr const node = cacheNodeOf(geometry);
+  EXPECT_TRUE(knDiagnosis::whyStill(node).empty() && knDiagnosis::whyStill().empty()) << "it plays";
+  auto const causes = [&] {
+    std::vector<knStillness> found;
+    for (knStillnessReason const& reason : knDiagnosis::whyStill(node)) found.push_back(reason.cause);
+    return found;
+  };
+  cache->addShape(newShape(4, 30, 4, 0));
+  EXPECT_EQ(causes(), std::vector{knStillness::ShapesDisagree});
+  cache->clearShapes();
+  geometry->setPositions({});
+  EXPECT_EQ(causes(), (std::vector{knStillness::NoShapes, knStillness::NoGeometry}));
 }
 
 TEST_F(TimeShapeCachesTest, WhatIsMissing) {

@@ -1,5 +1,7 @@
 #include "model/sceneext/AnimCurve.h"
 
+#include "model/sceneext/AnimAttachment.h"
+#include "model/scenegraph/NodeQueries.h"
 #include "model/utils/knLog.h"
 
 #include <algorithm>
@@ -30,14 +32,39 @@ CCPnt newLinearKey(Pnt2f const& point) {
   return key;
 }
 
+/// The name of an object that a curve drives; empty where it drives none.
+std::string ownerNameOf(AnimCurve const& curve) {
+  std::string name;
+  for (NodePtr const& user : curve.getParents()) {
+    NodePtr top = user;
+    while (top.isAlive() && top->getParent().isAlive()) top = top->getParent();
+    auto const* const tree = dcastTo<AnimNode>(top);
+    if (tree == nullptr) continue;
+    for (AttachmentPtr const& attachment : tree->getRootedAttachments()) {
+      if (!attachment.isAlive()) continue;
+      for (FieldContainerPtr const& owner : std::as_const(*attachment).getParents())
+        if (name.empty()) name = nameOf(dcast<AttachmentContainerPtr>(owner));
+    }
+  }
+  return name;
+}
+
+/// As "translation.X' of 'box'".
+std::string titleOf(AnimCurve const& curve) {
+  std::string title = "curve '";
+  title += curve.getChannelName().empty() ? curve.getName() : curve.getChannelName();
+  if (!curve.getSuffix().empty()) title += '.' + curve.getSuffix();
+  std::string const owner = ownerNameOf(curve);
+  return title + (owner.empty() ? "'" : "' of '" + owner + "'");
+}
+
 /// Once for a curve and cause, as long as no other one comes between.
 [[gnu::cold]] void warnOfKey(AnimCurve const& curve, char const* what) {
   static std::pair<AnimCurvePtr, char const*> told;
   std::pair const next(AnimCurvePtr(&curve), what);
   if (next == told) return;
   told = next;
-  std::string const name = curve.getChannelName().empty() ? curve.getName() : curve.getChannelName();
-  knLog::warning(("curve '" + name + "': " + what).c_str());
+  knLog::warning((titleOf(curve) + ": " + what).c_str());
 }
 
 bool earlier(CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); }
@@ -70,7 +97,11 @@ Int32 AnimCurve::addPoint(Point2f const& position, Vector2f const& inTangent, Ve
   followNeighbours(index);
   timeRangeChanged();
   // Last of all: who hears of it may do anything.
-  if (!std::isfinite(key.y())) warnOfKey(*this, "a key has a value that is not finite");
+  if (!std::isfinite(key.y())) {
+    warnOfKey(*this, "a key has a value that is not finite");
+  } else if (!std::isfinite(key.inX() + key.inY()) || !std::isfinite(key.outX() + key.outY())) {
+    warnOfKey(*this, "a key has a tangent that is not finite");
+  }
   return static_cast<Int32>(index);
 }
 
@@ -113,7 +144,12 @@ void AnimCurve::addPoints(MField<Pnt2f> const& points) {
     std::inplace_merge(keys.begin() + places.front(), keys.begin() + former, keys.end(), earlier);
   for (std::size_t const newPlace : places) followNeighbours(newPlace);
   timeRangeChanged();
-  if (isLeftOut) warnOfKey(*this, leftOut);
+  // One warning: who hears of it may do anything.
+  if (isLeftOut) {
+    warnOfKey(*this, leftOut);
+  } else if (!std::ranges::all_of(added, [](CCPnt const& key) { return std::isfinite(key.y()); })) {
+    warnOfKey(*this, "a key has a value that is not finite");
+  }
 }
 
 void AnimCurve::points(MField<Pnt2f>& points) const {

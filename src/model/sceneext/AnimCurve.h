@@ -62,8 +62,8 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   bool isEmpty() const { return getControlPoints().empty(); }
 
   /// Adds a key and returns its place. Keys are kept in order of time; among equal times the new one comes last.
-  /// A time that is not finite is refused with -1; a value is taken as it is. Announces nothing: after the last key of
-  /// an edit, announce `ControlPoints`.
+  /// A time that is not finite is refused with -1; values and tangents are taken as they are. The log is warned of numbers
+  /// that are not finite. Announces nothing: after the last key of an edit, announce `ControlPoints`.
   ///
   /// `replaceSameTime` puts the key in the place of the first one at exactly this time, if there is one.
   /// `computeTangents` turns a zero vector into one of its type's making, and keeps it up to date when further

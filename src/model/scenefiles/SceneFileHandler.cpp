@@ -186,7 +186,10 @@ bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compre
 
 NodePtr loadSceneFile(std::string const& fileName) {
   cached_ifstream stream(fileName, FileBufferSize, 1);
-  if (!stream.is_open()) return readFailed(fileName.c_str(), {"it can't be opened", 0, false});
+  if (!stream.is_open()) {
+    knLog::error((sceneName(fileName.c_str()) + " can't be read: it can't be opened").c_str());
+    return {};
+  }
   return SceneFileHandler::the().read(stream, fileName.c_str());
 }
 

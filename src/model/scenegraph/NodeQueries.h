@@ -3,6 +3,7 @@
 #include "model/scenegraph/Node.h"
 
 #include <string>
+#include <string_view>
 
 namespace osg {
 inline namespace knscene {
@@ -20,6 +21,11 @@ template <class Core>
 Core* coreOf(NodePtr const& node) {
   return node.isAlive() ? dcastTo<Core>(node->getCore()) : nullptr;
 }
+
+/// The first node of that name in a tree, as `traverse` meets them: parents before children, children in order. Null when
+/// there is none, when `root` is null or dead, and for an empty name. The nodes of animation trees are not below the nodes
+/// that they animate. Main thread, or any thread while nobody writes. Linear in the tree, which may be of any depth.
+KNSCENE_API NodePtr findNode(NodePtr const& root, std::string_view name);
 
 template <class Core>
 bool hasCore(NodePtr const& node) {

@@ -1,6 +1,7 @@
 #include "model/sceneext/AnimCurve.h"
 
 #include "model/sceneext/AnimBuilders.h"
+#include "support/LogCapture.h"
 
 namespace kntest::AnimCurveTest {
 
@@ -158,7 +159,10 @@ TEST_F(AnimCurveTest, TimesThatAreNotFiniteAreRefused) {
   Held const curve(newCurve({{0, 1}, {2, 7}}));
   for (float const time : {NAN, INFINITY, -INFINITY}) EXPECT_EQ(addKey(**curve, time, 1), -1);
   EXPECT_EQ(addKey(**curve, 1, NAN), 1) << "a value is taken as it is";
-  EXPECT_EQ(curve->getControlPoints().size(), 3U);
+  LogCapture const log;
+  EXPECT_EQ(curve->addPoint({3, 1}, {NAN, 0}, Zero, 3, 3, false, true), 3) << "nor does a tangent matter";
+  EXPECT_TRUE(log.contains("a tangent that is not finite"));
+  EXPECT_EQ(curve->getControlPoints().size(), 4U);
 }
 
 TEST_F(AnimCurveTest, AKeyOfTheSameTimeIsReplacedWhereAsked) {

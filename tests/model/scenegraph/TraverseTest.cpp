@@ -1,5 +1,6 @@
 #include "model/scenegraph/Traverse.h"
 
+#include "model/scenegraph/NodeQueries.h"
 #include "support/TestContainers.h"
 
 namespace kntest::TraverseTest {
@@ -53,6 +54,9 @@ TEST_F(TraverseTest, VisitsParentsFirstSkipsAndEnds) {
   EXPECT_EQ(walk([&](auto const& name) { return name == "a2" ? 77 : 0; }), "r a a1 a2");
   EXPECT_EQ(_result, 77);
   EXPECT_EQ(traverse(_root, nullptr), Action::Continue);
+  NodeUtils::setName(named("c"), "a2", false);
+  EXPECT_EQ(osg::findNode(_root, "a2"), named("a2"));
+  EXPECT_FALSE(osg::findNode(_root, "x") || osg::findNode(_root, "") || osg::findNode({}, "a"));
 }
 
 TEST_F(TraverseTest, TheVisitorMayTakeNodesAway) {
