@@ -37,9 +37,9 @@ TEST_F(AuthoringTest, ATextNamesAChannel) {
   };
   for (Answer const& one :
        {Answer{door, "lamp.rotation.Y", "'Door' (Transform3D) has a channel 'rotation.Y', but is no 'lamp'"},
-        {door, "Q", "; it has: rotation, "},
+        {door, "Q", "; it has: translation, "},
         {eye, "camera.vignetteIntensity", "near names: vignette"},
-        {eye, "from.X", "(UberCamera) takes values for 'from', but does not list it as a channel"}}) {
+        {eye, "from.X", "UberCamera takes values for 'from', but does not list it as a channel"}}) {
     LogCapture const answers;
     EXPECT_FALSE(knAuthoring::makeCurve(one.node, one.text));
     EXPECT_TRUE(answers.contains(one.answer)) << answers.lines().back().text;
