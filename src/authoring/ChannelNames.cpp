@@ -98,8 +98,7 @@ Channels failed(std::string const& text) {
 }  // namespace
 
 std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string_view text) {
-  std::string const quoted = "'" + std::string(text) + "'";
-  if (!node.isAlive()) return failed("no curve for " + quoted + ": the node is null or gone");
+  if (!node.isAlive()) return failed(std::string("no curve for '").append(text) + "': the node is null or gone");
   Channels all;
   knAnimManager::the()->getKeyableChannels(node, all);
   Channels found = matching(all, text);
