@@ -102,6 +102,10 @@ std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string
   Channels all;
   knAnimManager::the()->getKeyableChannels(node, all);
   Channels found = matching(all, text);
+  // Names of nodes may have points themselves.
+  std::string const owner = osg::nameOf(node) + '.';
+  if (found.empty() && owner.size() > 1 && text.starts_with(owner))
+    found = matching(all, text.substr(owner.size()));
   std::size_t const point = text.find('.');
   if (found.empty() && point != std::string_view::npos) {
     found = matching(all, text.substr(point + 1));

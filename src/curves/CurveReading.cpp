@@ -144,7 +144,10 @@ std::optional<float> getSlope(PlacedCurve const& placed, float time) {
     if (mode < osg::CycleInfinity || mode > osg::OscillateInfinity) return 0.F;
     mirrored = wrapTime(wrapped, placement, keys.front(), keys.back(), mode);
   }
-  std::size_t const lo = findSegment(keys, placement.toCurveTime(wrapped.time), flipped);
+  float const t = placement.toCurveTime(wrapped.time);
+  // Nodes above count for the place of the keys, but not for the period: what is past the keys then keeps their last value.
+  if ((isBefore || isAfter) && t > keys.back().x()) return 0.F;
+  std::size_t const lo = findSegment(keys, t, flipped);
   SegmentKeys const k =
       placeSegment(keys[flipped ? lo + 1 : lo], keys[flipped ? lo : lo + 1], flipped, xscale, xoff);
   std::optional<float> const slope = slopeOf(curve, k, wrapped.time);

@@ -43,21 +43,25 @@ Int32 refuse(AnimCurvePtr const& curve, UInt32 index, char const* what) {
   return -1;
 }
 
+/// Times that are no numbers, which files may bring, come last.
+bool isEarlier(CCPnt const& a, CCPnt const& b) {
+  return std::isnan(b.x()) ? !std::isnan(a.x()) : a.x() < b.x();
+}
+
 void tell(AnimCurvePtr const& curve) { announce(curve, osg::AnimCurveBase::ControlPointsFieldMask); }
 
 /// Puts a key in the place of another one, and then where its time belongs.
 Int32 replaceKey(AnimCurvePtr const& curve, UInt32 index, CCPnt const& key) {
   Keys& keys = curve->getControlPoints().getValues();
-  auto const earlier = [](CCPnt const& a, CCPnt const& b) { return a.x() < b.x(); };
   auto const from = keys.begin() + index;
   auto place = from;
   if (key.x() != from->x()) {
     // Without the key that moves, and no other one touched but those that it passes.
-    if (key.x() < from->x()) {
-      place = std::upper_bound(keys.begin(), from, key, earlier);
+    if (isEarlier(key, *from)) {
+      place = std::upper_bound(keys.begin(), from, key, isEarlier);
       std::rotate(place, from, from + 1);
     } else {
-      place = std::upper_bound(from + 1, keys.end(), key, earlier) - 1;
+      place = std::upper_bound(from + 1, keys.end(), key, isEarlier) - 1;
       std::rotate(from, from + 1, place + 1);
     }
   }

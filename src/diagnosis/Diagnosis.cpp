@@ -58,9 +58,10 @@ class SceneOwners {
   }
 
   std::vector<Owner> const& all() const { return _owners; }
-  std::vector<std::size_t> of(FieldContainerPtr const& core) const {
+  std::vector<std::size_t> const& of(FieldContainerPtr const& core) const {
+    static std::vector<std::size_t> const none;
     auto const found = _ofCore.find(core);
-    return found != _ofCore.end() ? found->second : std::vector<std::size_t>();
+    return found != _ofCore.end() ? found->second : none;
   }
   /// The curves of an owner that say the same field, component and vertex, in the order of its tree; of active nodes.
   std::vector<AnimCurvePtr> const& likeIn(std::size_t owner, AnimCurvePtr const& curve) {
@@ -131,16 +132,18 @@ class Examination {
     bool isHeld = false;
     bool hasMotions = false;
     forEachNode(tree, [&](NodePtr const& node) {
+      // As evaluations do, past what is no animation node, with all that is below it.
+      AnimNodePtr const animNode = osg::dcast<AnimNodePtr>(node);
+      if (!animNode) return false;
       bool const isOn = lookAtNode(node);
       if (!hasMotion(node)) return isOn;
       hasMotions = true;
       isHeld = !_owners.of(node->getCore()).empty() || isHeld;
-      AnimNodePtr const place = osg::dcast<AnimNodePtr>(node);
       if (AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore())) {
-        places.emplace_back(place, curve);
-        lookAtCurve(place, curve);
-      } else if (place) {
-        lookAtCache(place, osg::dcast<osg::TimeShapeCachePtr>(node->getCore()));
+        places.emplace_back(animNode, curve);
+        lookAtCurve(animNode, curve);
+      } else {
+        lookAtCache(animNode, osg::dcast<osg::TimeShapeCachePtr>(node->getCore()));
       }
       return isOn;
     });
@@ -151,6 +154,8 @@ class Examination {
           titleOf(tree) + " moves nothing: it hangs on nothing that the scene holds");
     // Owners of the host's own classes are asked here, and may do anything.
     for (auto const& [node, curve] : places) {
+      // With all its owners at once: trees that share the curve ask no more.
+      if (!_aimed.insert(curve).second) continue;
       for (std::size_t const owner : _owners.of(curve)) lookAtAim(node, curve, owner);
     }
   }
@@ -166,7 +171,7 @@ class Examination {
 
   Reasons take() { return std::move(_reasons); }
   void add(knStillness cause, AnimNodePtr const& node, FieldContainerPtr const& subject, std::string text) {
-    _reasons.push_back({cause, node, subject, std::move(text)});
+    _reasons.push_back({cause, node, subject, onOneLine(std::move(text))});
   }
 
  private:
@@ -184,7 +189,7 @@ class Examination {
   }
 
   void lookAtCurve(AnimNodePtr const& node, AnimCurvePtr const& curve) {
-    std::string const title = titleIn(curve);
+    std::string const title = titleIn(curve, firstOwner(curve));
     lookAtKeys(node, curve, title);
     if (node->getTotalScale() == 0.F)
       add(knStillness::NoTimeScale, node, curve, title + ": a scale of zero puts all keys at one time");
@@ -212,7 +217,7 @@ class Examination {
   }
 
   void lookAtCache(AnimNodePtr const& node, osg::TimeShapeCachePtr const& cache) {
-    std::string const title = titleIn(titleOf(node), cache);
+    std::string const title = titleIn(titleOf(node), firstOwner(cache));
     if (node->getTotalScale() == 0.F)
       add(knStillness::NoTimeScale, node, cache, title + ": a scale of zero puts all shapes at one time");
     lookAtShapes(node, cache, title);
@@ -250,7 +255,7 @@ class Examination {
     FieldContainerPtr const container = _owners.all()[owner].container;
     FieldContainerPtr const aim = aimOf(curve, container);
     if (!curve.isAlive() || !node.isAlive() || !container.isAlive()) return;
-    std::string const title = titleIn(curve);
+    std::string const title = titleIn(curve, container);
     if (!aim.isAlive()) {
       add(knStillness::NoAim, node, container,
           title + " moves nothing: " + describeNoAim(container, curve->getName()));
@@ -273,15 +278,17 @@ class Examination {
           title + " is overwritten by " + titleOf(*later) + ", which drives the same channel after it");
   }
 
-  /// With the name of an object that has it.
-  std::string titleIn(AnimCurvePtr const& curve) const { return titleIn(titleOf(curve), curve); }
-  std::string titleIn(std::string const& title, FieldContainerPtr const& core) const {
-    std::string owner;
-    for (std::size_t const i : _owners.of(core)) {
-      if (owner.empty())
-        owner = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(_owners.all()[i].container));
-    }
-    return title + (owner.empty() ? "" : " of '" + owner + "'");
+  FieldContainerPtr firstOwner(FieldContainerPtr const& core) const {
+    auto const& owners = _owners.of(core);
+    return owners.empty() ? FieldContainerPtr() : _owners.all()[owners.front()].container;
+  }
+  /// With the name of the object that has it.
+  static std::string titleIn(AnimCurvePtr const& curve, FieldContainerPtr const& owner) {
+    return titleIn(titleOf(curve), owner);
+  }
+  static std::string titleIn(std::string const& title, FieldContainerPtr const& owner) {
+    std::string const name = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(owner));
+    return title + (name.empty() ? "" : " of '" + name + "'");
   }
 
   static FieldContainerPtr aimOf(AnimCurvePtr const& curve, FieldContainerPtr const& owner) {
@@ -293,6 +300,7 @@ class Examination {
 
   bool const _isSimulating = knAnimManager::simulationEnabled();  // by the host, which may edit anything
   SceneOwners _owners;
+  std::unordered_set<AnimCurvePtr> _aimed;
   Reasons _reasons;
 };
 

@@ -5,6 +5,7 @@
 #include "model/light/UberLight.h"
 #include "model/scenegraph/NodeQueries.h"
 
+#include <algorithm>
 #include <sstream>
 #include <utility>
 
@@ -25,6 +26,16 @@ bool hasNoPlace(WriteRule const& rule, FieldContainerPtr const& aim) {
   if (rule.kind == Kind::Skip) return true;
   bool const isOfLight = rule.kind >= Kind::LightGlossy && rule.kind <= Kind::LightTemperature;
   return isOfLight && rule.field == nullptr && !isOnLight(aim);
+}
+
+/// A name among the nodes that have a core. Of very many nodes only a few are asked.
+std::string nameOfUser(osg::NodeCore const& core) {
+  constexpr std::size_t MostAsked = 16;
+  auto const& users = core.getParents();
+  for (std::size_t i = 0; i < std::min(users.size(), MostAsked); ++i) {
+    if (std::string name = osg::nameOf(users[i]); !name.empty()) return name;
+  }
+  return {};
 }
 
 std::vector<std::string> fieldNamesOf(osg::FieldContainerType const& type) {
@@ -80,12 +91,15 @@ std::string describeNoAim(FieldContainerPtr const& owner, std::string const& fie
   return titleOf(owner) + " has nothing that takes '" + field + "'";
 }
 
+std::string onOneLine(std::string text) {
+  std::ranges::replace_if(
+      text, [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  return text;
+}
+
 std::string titleOf(osg::AnimCurvePtr const& curve) {
   if (!curve.isAlive()) return "a curve that is gone";
-  std::string name;
-  for (osg::NodePtr const& user : std::as_const(*curve).getParents()) {
-    if (name.empty()) name = osg::nameOf(user);
-  }
+  std::string name = nameOfUser(*curve);
   if (name.empty()) name = curve->getChannelName().empty() ? curve->getName() : curve->getChannelName();
   return "curve '" + name + "'";
 }
@@ -102,14 +116,9 @@ std::string titleOf(osg::AnimNodePtr const& tree) {
 std::string titleOf(FieldContainerPtr const& container) {
   osg::FieldContainerType const* const type = container.findType();
   if (type == nullptr) return "a container that is gone";
-  std::string name;
-  if (auto const* const core = osg::dcastTo<osg::NodeCore>(container)) {
-    for (osg::NodePtr const& user : core->getParents()) {
-      if (name.empty()) name = osg::nameOf(user);
-    }
-  } else {
-    name = osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(container));
-  }
+  auto const* const core = osg::dcastTo<osg::NodeCore>(container);
+  std::string const name =
+      core != nullptr ? nameOfUser(*core) : osg::nameOf(osg::dcast<osg::AttachmentContainerPtr>(container));
   std::string const typeName = type->getName().str();
   return name.empty() ? "an unnamed " + typeName : "'" + name + "' (" + typeName + ")";
 }

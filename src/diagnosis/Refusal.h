@@ -18,6 +18,9 @@ std::string describeNoAim(osg::FieldContainerPtr const& owner, std::string const
 inline constexpr char const* NoSceneText =
     "nothing is evaluated, as there is no scene: begin one by knSceneDataManager::beginScene()";
 
+/// A text without line ends: names may have some.
+std::string onOneLine(std::string text);
+
 /// What to call things in a line of text. A curve: by the name of a node that has it, or by its channel. A tree: by its
 /// name, or by its curve. Anything else: by the name of a node that has it, and its type.
 std::string titleOf(osg::AnimCurvePtr const& curve);

@@ -25,6 +25,8 @@ TEST_F(AuthoringTest, ATextNamesAChannel) {
   EXPECT_NE(knAuthoring::makeCurve(door, "rotation.Y", {.reuse = false}), turn);
   EXPECT_EQ(knAuthoring::makeCurves(door, "translation").size(), 3U);
   EXPECT_EQ(knAuthoring::makeCurve(eye, "camera.exposure")->getName(), "exposure");
+  NodeUtils::setName(door, "Door.001", true);
+  EXPECT_EQ(knAuthoring::makeCurve(door, "Door.001.rotation.Y"), turn);
   EXPECT_TRUE(log.lines().empty());
   for (char const* const wrong : {"rotation", "rotaton.Y", "lamp.rotation.Y", "", "translation.Q"})
     EXPECT_FALSE(knAuthoring::makeCurve(door, wrong)) << wrong;
@@ -60,6 +62,13 @@ TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {
                knAuthoring::setKeys({}, times, values) || knAuthoring::setKey(door, "scale", 0, {1, 2}));
   EXPECT_EQ(log.errors().size(), 4U);
   EXPECT_EQ(curve->getControlPoints().size(), 3U);
+  // A jump: the first key at its time is replaced, and gets the tangents.
+  curve->addPoint({1, 6}, {}, {}, LinearTangent, LinearTangent, false, true);
+  ASSERT_TRUE(knAuthoring::setKeys(curve, {{1, 7}, {1.5F, 8}, {3, 9}}, {.tangents = knTangents::Step}));
+  ASSERT_EQ(curve->getControlPoints().size(), 6U);
+  EXPECT_EQ(curve->getControlPoints()[1].outType(), StepTangent);
+  EXPECT_EQ(curve->getControlPoints()[2].point(), Pnt2f(1, 6));
+  curve->clear();
   ASSERT_TRUE(knAuthoring::setKey(door, "translation", 1, {1, 2, 3}));
   evaluate(1);
   EXPECT_EQ(placeOf(door), Vec3f(1, 2, 3));

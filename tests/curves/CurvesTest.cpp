@@ -77,9 +77,13 @@ TEST_F(CurvesTest, TheSlopeIsTheDifferenceOfCloseValues) {
     Ref<AnimNode> const node(AnimNode::create());
     node->setCore(curve);
     node->setScale(round % 3 == 0 ? -1.5F : 1.F);
+    // Periods leave the node above out: times past the keys have the last value.
+    Ref<AnimNode> const above(AnimNode::create());
+    above->addChild(node);
+    above->setOffset({round % 4 == 0 ? -1.F : 0.F, 0});
     constexpr float Step = 0.004F;
     for (float time = -4; time < 12; time += 0.37F) {
-      float const slope = knCurves::getSlope(node, time).value();
+      float const slope = knCurves::getSlope(node, time).value_or(0);
       auto const differenceOver = [&](float h) {
         return (*knCurves::getValue(node, time + h) - *knCurves::getValue(node, time - h)) / (2 * h);
       };
@@ -141,6 +145,9 @@ TEST_F(CurvesTest, EditedKeysAreThoseOfACurveThatWasMadeSo) {
     EXPECT_EQ(knCurves::movePoint(curve, 0, {0, NAN}), -1);
     EXPECT_EQ(knCurves::insertPoint(curve, NAN), -1);
     EXPECT_EQ(log.errors().size(), 4U);
+    curve->getControlPoints().push_back(CCPnt({NAN, 0}, {}, {}, StepTangent, StepTangent));
+    auto const last = static_cast<UInt32>(model.size());
+    EXPECT_EQ(knCurves::movePoint(curve, last, {-1, 0}), 0) << "as if a file had brought it";
     EXPECT_FALSE(knCurves::removePoint(curve, 99));
   }
 }

@@ -77,6 +77,16 @@ TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
   evaluate(0.5F);
   EXPECT_TRUE(knDiagnosis::whyStill(node).empty() && knDiagnosis::whyStill().empty() && log.lines().empty());
 
+  // Evaluations pass over nodes that are no animation nodes. A curve that objects share tells of each once.
+  AnimNodePtr const block = animate(door, newGroup<AnimBlock>({}));
+  NodePtr const plain = Node::create();
+  plain->setCore(newFieldCurve("translation", 1, {{0, 1}, {1, 2}}));
+  block->addChild(plain);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(block), knStillness::NoCurves));
+  AnimCurvePtr const shared = newFieldCurve("translaton", 0, {{0, 1}, {1, 2}});
+  for (int i = 0; i < 3; ++i) animate(addNode(Transform3D::create()), newAnimNode(shared));
+  EXPECT_EQ(knDiagnosis::whyStill(shared).size(), 3U);
+
   animate(door, newCurveNode("translation", 0, {{0, 5}, {1, 6}}));
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Overwritten));
   node->setTravMask(0);

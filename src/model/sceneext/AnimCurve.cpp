@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
+#include <utility>
 
 namespace osg {
 inline namespace knscene {
@@ -58,12 +60,12 @@ std::string titleOf(AnimCurve const& curve) {
   return title + (owner.empty() ? "'" : "' of '" + owner + "'");
 }
 
-/// Once for a curve and cause, as long as no other one comes between.
+/// Once for a curve and cause, as long as there are not too many of them to remember.
 [[gnu::cold]] void warnOfKey(AnimCurve const& curve, char const* what) {
-  static std::pair<AnimCurvePtr, char const*> told;
-  std::pair const next(AnimCurvePtr(&curve), what);
-  if (next == told) return;
-  told = next;
+  constexpr std::size_t MostRemembered = 1000;
+  static auto& told = *new std::set<std::pair<AnimCurvePtr, char const*>>;
+  if (told.size() >= MostRemembered) told.clear();
+  if (!told.emplace(AnimCurvePtr(&curve), what).second) return;
   knLog::warning((titleOf(curve) + ": " + what).c_str());
 }
 
