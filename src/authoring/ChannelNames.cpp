@@ -98,7 +98,8 @@ Channels failed(std::string const& text) {
 }  // namespace
 
 std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string_view text) {
-  if (!node.isAlive()) return failed(std::string("no curve for '").append(text) + "': the node is null or gone");
+  if (!node.isAlive())
+    return failed(std::string("no curve for '").append(text) + "': the node is null or gone");
   Channels all;
   knAnimManager::the()->getKeyableChannels(node, all);
   Channels found = matching(all, text);
