@@ -71,7 +71,8 @@ void getCameraChannelData(osg::UberCameraPtr const& camera, Channels& channels) 
   for (knOSGChannelData const& one : known.channels) {
     knOSGChannelData& channel = channels.emplace_back(one);
     channel.containerId = containers[one.containerId].getContainerId();
-    channel.parentId = id;
+    // Channels without a field have none.
+    if (one.parentId != 0) channel.parentId = id;
     channel.objectName = name;
   }
 }

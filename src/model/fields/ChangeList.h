@@ -3,6 +3,7 @@
 #include "model/fields/BitVector.h"
 #include "model/fields/FieldContainerPtr.h"
 
+#include <utility>
 #include <vector>
 
 namespace osg {
@@ -17,6 +18,22 @@ class KNSCENE_API ChangeList {
     FieldContainerPtr container;  ///< may have died since
     BitVector mask;               ///< all fields announced since the last clear
   };
+
+  ChangeList() = default;
+  ChangeList(ChangeList const&) = default;
+  /// A list that was moved from is as after `clear`.
+  ChangeList(ChangeList&& other) noexcept
+      : _entries(std::move(other._entries)),
+        _places(std::move(other._places)),
+        _noted(std::exchange(other._noted, 0)),
+        _announcements(std::exchange(other._announcements, 0)) {}
+  ChangeList& operator=(ChangeList other) noexcept {
+    _entries.swap(other._entries);
+    _places.swap(other._places);
+    _noted = other._noted;
+    _announcements = other._announcements;
+    return *this;
+  }
 
   /// Adds the fields in `mask` to the container's entry. A null or dead handle is left alone. Constant time,
   /// without allocation for a container that the list already holds. Beside its entries a list takes four bytes for

@@ -98,6 +98,12 @@ TEST_F(ChangeListTest, MergesTheFieldsOfAContainerInOrderOfFirstChange) {
   EXPECT_TRUE(_list.getEntries()[0].container == *b && _list.getEntries()[1].container == *a);
   EXPECT_EQ(_list.getEntries()[0].mask, Node::TravMaskFieldMask | high);
   EXPECT_EQ(_list.getAnnouncementCount(), 3U);
+  ChangeList const taken = std::move(_list);
+  _list.addNew(*a, high);
+  _list.addNew(*b, high);
+  announce(*b, high);
+  EXPECT_TRUE(taken.getEntries().size() == 2 && _list.getEntries().size() == 2) << "it began anew";
+  EXPECT_EQ(_list.getAnnouncementCount(), 3U);
   _list.clear();
   EXPECT_TRUE(_list.getEntries().empty() && _list.getAnnouncementCount() == 0);
   announce(*a, Singles::LinkFieldMask);
