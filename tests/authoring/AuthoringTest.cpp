@@ -38,7 +38,8 @@ TEST_F(AuthoringTest, ATextNamesAChannel) {
     char const* answer;
   };
   for (Answer const& one :
-       {Answer{door, "lamp.rotation.Y", "'Door.001' (Transform3D) has a channel 'rotation.Y', but is no 'lamp'"},
+       {Answer{door, "lamp.rotation.Y",
+               "'Door.001' (Transform3D) has a channel 'rotation.Y', but is no 'lamp'"},
         {door, "Q", "; it has: translation, "},
         {eye, "camera.vignetteIntensity", "near names: vignette"},
         {eye, "from.X", "UberCamera takes values for 'from', but does not list it as a channel"}}) {
