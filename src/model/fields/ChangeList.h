@@ -19,8 +19,8 @@ class KNSCENE_API ChangeList {
     BitVector mask;               ///< all fields announced since the last clear
   };
 
-  ChangeList() = default;
-  ChangeList(ChangeList const&) = default;
+  ChangeList() = default;                   ///< an empty list
+  ChangeList(ChangeList const&) = default;  ///< the same entries and count
   /// A list that was moved from is as after `clear`.
   ChangeList(ChangeList&& other) noexcept
       : _entries(std::move(other._entries)),
