@@ -410,7 +410,12 @@ Operation const operations[] = {
        a.attachment->subAnimation(a.trees[1]);
        manager().mergeStructureAttachment(attachment);
      }},
-    OPERATION(manager().removeStructureAttachment(a.node); manager().pullStructureAttachment(a.node)),
+    {"removeStructureAttachment",
+     [](Arguments& a) {
+       NodePtr const node = a.node;
+       manager().removeStructureAttachment(a.node);
+       manager().pullStructureAttachment(node);
+     }},
     OPERATION(manager().mergeStructureAttachment(a.attachment)),
     OPERATION(manager().printStructureR(a.tree, "")),
     OPERATION(manager().addToClipStructure(a.trees[0])),
