@@ -29,6 +29,19 @@ void addJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "Print JSON for other programs: all that there is, in seconds and bytes");
 }
 
+/// Frames and film, which playing and moving cameras have in common.
+template <class Options>
+void addFilm(CLI::App& command, Options& options, std::string const& group) {
+  addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
+      ->group(group);
+  addOutput(command, "--film", options.film,
+            "Make a film: a .png that moves, or by the program ffmpeg a .gif, .mp4 and others")
+      ->group(group);
+  command.add_option("--size", options.size, "Width and height of frames and film in pixels")
+      ->capture_default_str()
+      ->group(group);
+}
+
 void definePictures(CLI::App& command, PlayOptions& options) {
   char const* const group = "Pictures";
   addOutput(command, "--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
@@ -55,14 +68,7 @@ void definePictures(CLI::App& command, PlayOptions& options) {
   command.add_option("--frame", options.frame, "Number of the frame in the image [the first]")
       ->needs(image)
       ->group(group);
-  addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
-      ->group(group);
-  addOutput(command, "--film", options.film,
-            "Make a film: a .png that moves, or by the program ffmpeg a .gif, .mp4 and others")
-      ->group(group);
-  command.add_option("--size", options.size, "Width and height of frames and film in pixels")
-      ->capture_default_str()
-      ->group(group);
+  addFilm(command, options, group);
   command
       .add_option("--camera", options.camera,
                   "Camera of the model to draw with; fit looks from aside at all of it [the model's first "
@@ -286,16 +292,9 @@ void defineShootPictures(CLI::App& command, ShootOptions& options) {
       ->check(CLI::Range(1, 64))
       ->group(group);
   addOutput(command, "--plan", options.plan,
-            "Draw way, viewpoints and frusta from above into a .png or .svg file")
+            "Draw path, viewpoints and frusta from above into a .png or .svg file")
       ->group(group);
-  addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
-      ->group(group);
-  addOutput(command, "--film", options.film,
-            "Make a film: a .png that moves, or by the program ffmpeg a .gif, .mp4 and others")
-      ->group(group);
-  command.add_option("--size", options.size, "Width and height of frames and film in pixels")
-      ->capture_default_str()
-      ->group(group);
+  addFilm(command, options, group);
   command
       .add_option("--motion-blur", options.motionBlur, "Samples over the time of the shutter for each frame")
       ->capture_default_str()

@@ -117,7 +117,7 @@ std::string inQuotes(std::string_view text) {
   return replaced(text, "'", [](char) { return std::string("'\\''"); });
 }
 
-/// A description within the specifications of zsh.
+/// A description as zsh's _arguments takes it.
 std::string described(std::string_view text) {
   return inQuotes(replaced(text, "[]:\\", [](char c) { return std::string("\\") + c; }));
 }

@@ -29,7 +29,7 @@ std::string filtered(std::string const& row, std::string const& above, Filter fi
   return result;
 }
 
-/// Small for rows that pack well, by the rule of thumb of the PNG specification: the sum of the bytes as signed numbers.
+/// Small for rows that pack well, by PNG's usual rule of thumb: the sum of the bytes as signed numbers.
 std::size_t weight(std::string const& row) {
   std::size_t sum = 0;
   for (char const byte : row) sum += static_cast<std::size_t>(std::abs(static_cast<signed char>(byte)));
