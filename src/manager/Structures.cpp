@@ -2,6 +2,8 @@
 #include "model/scenegraph/NodeQueries.h"
 #include "model/utils/knLog.h"
 
+#include <utility>
+
 using osg::AnimAttachmentPtr;
 using osg::AnimNodePtr;
 using osg::NodePtr;
@@ -32,28 +34,45 @@ void add(AnimNodePtr const& root, AnimNodePtr const& animation) {
   announce(root, osg::Node::ChildrenFieldMask);
 }
 
+/// Prints in pieces of whole lines: the lines of a deep tree together can be larger than the memory. When prints go to
+/// the log, each piece may run code of the host's.
+class Printing {
+ public:
+  Printing() = default;
+  Printing(Printing const&) = delete;
+  Printing& operator=(Printing const&) = delete;
+  ~Printing() { knLog::print(_text); }
+
+  void addLine(std::string const& line) {
+    constexpr std::size_t PieceSize = 1 << 16;
+    _text.append(line) += '\n';
+    if (_text.size() >= PieceSize) knLog::print(std::exchange(_text, {}));
+  }
+
+ private:
+  std::string _text;
+};
+
 /// The names of a tree, each on a line of its own with two dashes for each level in front, behind `indent`.
-std::string structureOf(AnimNodePtr const& animation, std::string indent) {
+void addStructure(Printing& printing, AnimNodePtr const& animation, std::string indent) {
   struct Pending {
     AnimNodePtr node;
     std::size_t depth;
   };
   std::vector<Pending> pending{{animation, 1}};
-  std::string text;
   std::size_t const outer = indent.size();
   while (!pending.empty()) {
     auto const [node, depth] = pending.back();
     pending.pop_back();
     if (!node.isAlive()) continue;
-    indent.resize(outer);
-    indent.append(2 * depth, '-');
-    text += indent + nameOf(node) + '\n';
     auto const& children = node->getChildren();
     for (std::size_t i = children.size(); i-- > 0;) {
       pending.push_back({osg::dcast<AnimNodePtr>(children[i]), depth + 1});
     }
+    indent.resize(outer);
+    indent.append(2 * depth, '-');
+    printing.addLine(indent + nameOf(node));
   }
-  return text;
 }
 
 }  // namespace
@@ -111,16 +130,19 @@ void knAnimManager::addToClipStructure(AnimNodePtr const& animation) { add(_clip
 
 void knAnimManager::printStructures() {
   if (!_structureAttachment.isAlive()) return;
-  std::string text = "====== STRUCTURE ======\n\n";
+  Printing printing;
+  printing.addLine("====== STRUCTURE ======\n");
   std::vector<AnimNodePtr> entries;
   _structureAttachment->getTopLevelAnimations(entries, true);
   for (AnimNodePtr const& entry : entries) {
-    text += nameOf(entry) + '\n';
-    for (NodePtr const& child : entry->getChildren()) text += structureOf(osg::dcast<AnimNodePtr>(child), "");
+    if (!entry.isAlive()) continue;
+    std::vector<NodePtr> const children = entry->getChildren().getValues();
+    printing.addLine(nameOf(entry));
+    for (NodePtr const& child : children) addStructure(printing, osg::dcast<AnimNodePtr>(child), "");
   }
-  knLog::print(text);
 }
 
 void knAnimManager::printStructureR(AnimNodePtr const& animation, std::string indent) {
-  knLog::print(structureOf(animation, std::move(indent)));
+  Printing printing;
+  addStructure(printing, animation, std::move(indent));
 }
