@@ -74,25 +74,21 @@ TEST_F(QueueRunTest, TreesStartPauseAndFinishOnClocksOfTheirOwn) {
 }
 
 TEST_F(QueueRunTest, CyclesRangesAndEnds) {
-  struct Case {
-    char const* name;
-    QueueSettings settings;
-    std::vector<double> ends;
-    std::vector<float> values;
-  };
-  for (Case const& each : {Case{"cycles", {0.5, 8, {}, 1, {}, {}}, {2.125, 4.625}, {10, -5}},
-                           Case{"range", {0.5, 8, {}, 0, TimeSpan{0.25, 0.5}, {}}, {0.375, 0.875}, {5, 2.5}},
-                           Case{"no end", {0.5, 8, {}, -1, {}, 2.25}, {2.25, 2.25}, {2.5, -3.75}},
-                           Case{"stand", {0, 8, {{3, {1.5, 9}}}, 0, {}, 2.0}, {1.125, 2.0}, {10, -1.875}},
-                           Case{"reset", {0, 8, {{1, {5, 6}}}, 0, {}, {}, true}, {1.125, 2.125}, {0, 5}}}) {
-    settings = each.settings;
+  auto const expect = [this](std::string const& name, QueueSettings const& set,
+                             std::vector<double> const& ends, std::vector<float> const& last) {
+    SCOPED_TRACE(name);
+    settings = set;
     play();
-    std::vector const ends = {record.tracks[0].playing->end, record.tracks[1].playing->end};
-    EXPECT_EQ(ends, each.ends) << each.name;
-    EXPECT_EQ(values, each.values) << each.name;
-    EXPECT_EQ(record.tracks[1].finished, !settings.seconds) << each.name;
-    EXPECT_EQ(unmet, each.name == std::string("reset") ? 1U : 0U) << each.name;
-  }
+    EXPECT_EQ((std::vector{record.tracks[0].playing->end, record.tracks[1].playing->end}), ends);
+    EXPECT_EQ(values, last);
+    EXPECT_EQ(record.tracks[1].finished, !settings.seconds);
+    EXPECT_EQ(unmet, name == "reset" ? 1U : 0U);
+  };
+  expect("cycles", {0.5, 8, {}, 1, {}, {}}, {2.125, 4.625}, {10, -5});
+  expect("range", {0.5, 8, {}, 0, TimeSpan{0.25, 0.5}, {}}, {0.375, 0.875}, {5, 2.5});
+  expect("no end", {0.5, 8, {}, -1, {}, 2.25}, {2.25, 2.25}, {2.5, -3.75});
+  expect("stand", {0, 8, {{3, {1.5, 9}}}, 0, {}, 2.0}, {1.125, 2.0}, {10, -1.875});
+  expect("reset", {0, 8, {{1, {5, 6}}}, 0, {}, {}, true}, {1.125, 2.125}, {0, 5});
 }
 
 TEST(QueueFilm, AModelThatHasNotBegunDoesNotMakeTheGround) {
