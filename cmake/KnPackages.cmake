@@ -48,7 +48,8 @@ Keeps curves on the objects of a scene, evaluates them for a frame on all
 cores, writes the values into the objects' fields and tells the program what
 has changed. The scene graph that it works on is part of it.
 .
-This package holds the headers, the CMake package and the pkg-config files.")
+This package holds the headers, the CMake package, the pkg-config files, and
+the pages with their examples.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME knanim)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
@@ -83,5 +84,11 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}"
     COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
+
+# Whoever develops with it reads the pages and the examples where Debian puts them.
+set(pages_dir "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}")
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${pages_dir}" COMPONENT development EXCLUDE_FROM_ALL)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${pages_dir}"
+  COMPONENT development EXCLUDE_FROM_ALL PATTERN Doxyfile EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
 
 include(CPack)
