@@ -1,7 +1,7 @@
 // Two clips overlap on a figure of 30 joints; the queue plays them and tells when it has finished.
-// They are built by hand: `knAuthoring::makeClip` takes all animations of its objects, so the second would hold the first too.
 #include <knAnimEvaluator.h>
 #include <knAnimManager.h>
+#include <knAuthoring.h>
 #include <model/scenedata/knSceneDataManager.h>
 #include <model/sceneext/AnimClip.h>
 #include <model/scenegraph/Transform3D.h>
@@ -32,29 +32,13 @@ std::vector<osg::NodePtr> makeFigure(osg::NodePtr parent, int count) {
   return joints;
 }
 
-osg::AnimNodePtr makeClip(char const* name) {
-  osg::AnimClipPtr const core = osg::AnimClip::create();
-  core->setName(name);
-  osg::AnimNodePtr const clip = osg::AnimNode::create();
-  clip->setCore(core);
-  osg::NodeUtils::setName(clip, name, true);
-  return clip;
-}
-
-/// Bends each joint from one angle to another within 2 s. The joint owns the curve, through a node that is switched off
-/// so that the timeline leaves it alone; the clip plays it, through a node of its own that shares the curve.
-void addMove(osg::AnimNodePtr const& clip, std::vector<osg::NodePtr> const& joints, float from, float to) {
-  knAnimManager& manager = *knAnimManager::the();
-  for (osg::NodePtr const& joint : joints) {
-    auto const [node, curve] = manager.createCurve("eulerRotation", "Z");
-    curve->addPoint({0, from}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
-    curve->addPoint({2, to}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
-    manager.addAnimation(joint, node);
-    manager.setTreeActive(node, false);
-    osg::AnimNodePtr const inClip = osg::AnimNode::create();
-    inClip->setCore(curve);
-    clip->addChild(inClip);
-  }
+/// A clip that bends each joint from one angle to another within 2 s. It shares its curves with a block of each joint,
+/// which is switched off, so that the timeline leaves it to the clip.
+osg::AnimNodePtr makeMove(char const* name, std::vector<osg::NodePtr> const& joints, float from, float to) {
+  for (osg::NodePtr const& joint : joints)
+    knAuthoring::setKeys(knAuthoring::makeCurve(joint, "rotation.Z"), {{0, from}, {2, to}},
+                         {.tangents = knTangents::Straight});
+  return knAuthoring::makeClipOfBlocks(knAuthoring::makeBlocks(joints, name), name);
 }
 
 }  // namespace
@@ -65,12 +49,14 @@ int main() {
   knAnimManager::setSimulationTimeCB([] { return now; });
   std::vector<osg::NodePtr> const joints = makeFigure(knSceneDataManager::getSceneData(0)->getRoot(), 30);
 
-  osg::AnimNodePtr const bend = makeClip("Bend");        // 0 s to 2 s
-  osg::AnimNodePtr const straighten = makeClip("Back");  // 1 s to 3 s; it wins, as its curves came later
-  addMove(bend, joints, 0, 10);
-  addMove(straighten, joints, 10, 0);
+  osg::AnimNodePtr const bend = makeMove("Bend", joints, 0, 10);  // 0 s to 2 s
+  osg::AnimNodePtr const straighten =
+      makeMove("Back", joints, 10, 0);  // 1 s to 3 s; it wins, as its curves came later
   straighten->setOffset({1, 0});
-  osg::AnimNodePtr const show = makeClip("Show");
+  // A clip of the two clips, which move into it.
+  osg::AnimNodePtr const show = osg::AnimNode::create();
+  show->setCore(osg::AnimClip::create());
+  osg::NodeUtils::setName(show, "Show", true);
   show->addChild(bend);
   show->addChild(straighten);
   manager.addToClipStructure(show);

@@ -6,6 +6,7 @@
 #include "model/sceneext/AnimClip.h"
 #include "model/sceneext/AnimTreeCloning.h"
 #include "model/scenegraph/NodeQueries.h"
+#include "model/utils/knIdTable.h"
 #include "model/utils/knLog.h"
 
 #include <algorithm>
@@ -104,6 +105,43 @@ AnimNodePtr makeShare(AnimNodePtr const& tree, float row) {
   share->setTravMask(0xFFFFFFFFU);
   share->setOffset({share->getOffset().x(), row});
   return share;
+}
+
+bool isUsable(knClipOptions const& options, std::string const& name) {
+  return std::isfinite(options.start) || fail("no clip '" + name + "' is made: its start is not finite");
+}
+
+/// A clip of the living ones of `trees`, each once.
+AnimNodePtr makeClipOf(std::vector<AnimNodePtr> trees, std::string const& name, knClipOptions const options,
+                       char const* whyNot) {
+  constexpr float RowHeight = 50.F;
+  knIdTable<bool> seen;
+  std::erase_if(trees, [&](AnimNodePtr const& tree) {
+    return !tree.isAlive() || !seen.insert(tree.getContainerId(), true).second;
+  });
+  if (trees.empty()) {
+    fail("no clip '" + name + "' is made: " + whyNot);
+    return {};
+  }
+  AnimNodePtr const clip = makeClipNode(UniqueNames().make(name));
+  clip->setOffset({options.start, 0.F});
+  float row = 0.F;
+  for (AnimNodePtr const& tree : trees) {
+    AnimNodePtr const share = tree.isAlive() ? makeShare(tree, row) : AnimNodePtr();
+    if (!share || !clip.isAlive()) continue;
+    clip->addChild(share);
+    row += RowHeight;
+  }
+  announce(clip, osg::Node::ChildrenFieldMask);
+  if (clip.isAlive()) knAnimManager::the()->addToClipStructure(clip);
+  if (!clip.isAlive()) return {};
+  if (!options.switchOffInScene) return clip;
+  for (AnimNodePtr const& tree : trees) {
+    if (!tree.isAlive()) continue;
+    tree->setTravMask(0);
+    announce(tree, osg::Node::TravMaskFieldMask);
+  }
+  return clip.isAlive() ? clip : AnimNodePtr();
 }
 
 }  // namespace
@@ -205,41 +243,20 @@ std::vector<AnimNodePtr> knAuthoring::makeBlocks(std::span<NodePtr const> object
 
 AnimNodePtr knAuthoring::makeClip(std::span<NodePtr const> objectArguments, std::string const& nameArgument,
                                   knClipOptions const& optionArguments) {
-  constexpr float RowHeight = 50.F;
   std::vector<NodePtr> const objects(objectArguments.begin(), objectArguments.end());
   std::string const name = nameArgument;
   knClipOptions const options = optionArguments;
-  if (!std::isfinite(options.start)) {
-    fail("no clip '" + name + "' is made: its start is not finite");
-    return {};
-  }
+  if (!isUsable(options, name)) return {};
   std::vector<AnimNodePtr> trees;
   for (NodePtr const& object : objects) {
-    for (AnimNodePtr const& tree : blocksOf(object, name)) {
-      if (std::ranges::find(trees, tree) == trees.end()) trees.push_back(tree);
-    }
+    std::vector<AnimNodePtr> const blocks = blocksOf(object, name);
+    trees.insert(trees.end(), blocks.begin(), blocks.end());
   }
-  std::erase_if(trees, [](AnimNodePtr const& tree) { return !tree.isAlive(); });
-  if (trees.empty()) {
-    fail("no clip '" + name + "' is made: none of the objects has an animation");
-    return {};
-  }
-  AnimNodePtr const clip = makeClipNode(UniqueNames().make(name));
-  clip->setOffset({options.start, 0.F});
-  float row = 0.F;
-  for (AnimNodePtr const& tree : trees) {
-    AnimNodePtr const share = tree.isAlive() ? makeShare(tree, row) : AnimNodePtr();
-    if (!share || !clip.isAlive()) continue;
-    clip->addChild(share);
-    row += RowHeight;
-  }
-  announce(clip, osg::Node::ChildrenFieldMask);
-  if (clip.isAlive()) knAnimManager::the()->addToClipStructure(clip);
-  if (!options.switchOffInScene) return clip;
-  for (AnimNodePtr const& tree : trees) {
-    if (!tree.isAlive()) continue;
-    tree->setTravMask(0);
-    announce(tree, osg::Node::TravMaskFieldMask);
-  }
-  return clip.isAlive() ? clip : AnimNodePtr();
+  return makeClipOf(trees, name, options, "none of the objects has an animation");
+}
+
+AnimNodePtr knAuthoring::makeClipOfBlocks(std::span<AnimNodePtr const> blocks, std::string const& name,
+                                          knClipOptions const& options) {
+  if (!isUsable(options, name)) return {};
+  return makeClipOf({blocks.begin(), blocks.end()}, name, options, "there is no block");
 }

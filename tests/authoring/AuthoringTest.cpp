@@ -88,6 +88,13 @@ TEST_F(AuthoringTest, AClipTakesOverFromTheScene) {
   knAnimManager::the()->evaluateByTime(clip, 2, true, true, false);
   EXPECT_EQ(placeOf(door).x(), 4);
   EXPECT_EQ(placeOf(other).x(), 4);
+  knAuthoring::setKeys(knAuthoring::makeCurve(door, "translation.Y"), {{0, 5}, {2, 5}});
+  std::vector<AnimNodePtr> blocks = knAuthoring::makeBlocks({{door}}, "second");
+  blocks.insert(blocks.end(), {blocks[0], AnimNodePtr()});
+  AnimNodePtr const second = knAuthoring::makeClipOfBlocks(blocks, "second");
+  knAnimManager::the()->evaluateByTime(second, 1, true, true, false);
+  EXPECT_EQ(placeOf(door), Vec3f(4, 5, 0)) << "only what was chosen";
+  EXPECT_EQ(second->getNChildren(), 1U);
   knAnimManager::the()->clearClipStructure();
 }
 
