@@ -25,7 +25,7 @@ enum class knStillness {
   NoField,         ///< the target has no field of the curve's name
   NoComponent,     ///< the field has no such component
   NotWritable,     ///< the field is of a kind that takes no values
-  Overwritten,     ///< a later curve of the same owner writes the same channel
+  Overwritten,     ///< a later curve of the same owner sets the same value
   NoShapes,        ///< a shape cache holds no shapes
   ShapesDisagree,  ///< two neighbouring shapes of a cache have not the same numbers of vertices and normals
   NoGeometry,  ///< the owner of a shape cache is no node with a geometry, or its geometry has no vertices to write

@@ -35,16 +35,19 @@ Channels matching(Channels const& all, std::string_view text) {
   return found;
 }
 
-bool endsWithoutCase(std::string_view text, std::string_view end) {
+/// Whether a name made of words, as "UberCamera", ends in these words, in letters of any case.
+bool endsInWord(std::string_view name, std::string_view end) {
   auto const isSame = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
-  return end.size() <= text.size() && std::ranges::equal(text.substr(text.size() - end.size()), end, isSame);
+  if (end.empty() || end.size() > name.size()) return false;
+  std::string_view const last = name.substr(name.size() - end.size());
+  return std::isupper(static_cast<unsigned char>(last[0])) != 0 && std::ranges::equal(last, end, isSame);
 }
 
 /// Whether a word tells what a container is: a type that it has, or the end of its name, as "camera" of "UberCamera".
 bool isKind(osg::FieldContainerPtr const& container, std::string_view word) {
   for (osg::FieldContainerType const* type = container.findType(); type != nullptr;
        type = type->getParent()) {
-    if (endsWithoutCase(type->getName().str(), word)) return true;
+    if (endsInWord(type->getName().str(), word)) return true;
   }
   return false;
 }

@@ -33,6 +33,25 @@ bool hasMotion(NodePtr const& node) {
   return osg::hasCore<AnimCurve>(node) || osg::hasCore<osg::TimeShapeCache>(node);
 }
 
+/// Channels that set the same under several names: the lens of a camera, and the colours of a light.
+std::string_view setBy(std::string const& field) {
+  if (field == "focalLength") return "fov";
+  if (field == "temperature" || field == "glossy") return "diffuse";
+  return field;
+}
+
+/// Whether a curve writes again what one of the same owner has written.
+bool isSetAgain(AnimCurve const& curve, AnimCurve const& by) {
+  std::string const& field = curve.getName();
+  if (field == by.getName())
+    return curve.getValueIndex() == by.getValueIndex() && curve.getVertexIndex() == by.getVertexIndex();
+  if (setBy(field) == "fov") return true;
+  // A temperature counts when it changes.
+  auto const& keys = by.getControlPoints();
+  auto const isFirst = [&](osg::CCPnt const& key) { return key.y() == keys[0].y(); };
+  return by.getName() == "temperature" && !std::ranges::all_of(keys, isFirst);
+}
+
 /// Who holds which curves and shape caches in the scene.
 class SceneOwners {
  public:
@@ -63,7 +82,7 @@ class SceneOwners {
     auto const found = _ofCore.find(core);
     return found != _ofCore.end() ? found->second : none;
   }
-  /// The curves of an owner that say the same field, component and vertex, in the order of its tree; of active nodes.
+  /// The curves of an owner that may write what a curve writes, in the order of its tree; of active nodes.
   std::vector<AnimCurvePtr> const& likeIn(std::size_t owner, AnimCurvePtr const& curve) {
     if (!_channels.contains(owner)) addChannels(owner);
     return _channels[owner][channelOf(curve)];
@@ -93,7 +112,10 @@ class SceneOwners {
   }
   using Channel = std::tuple<std::string, osg::UInt32, osg::UInt32>;
   static Channel channelOf(AnimCurvePtr const& curve) {
-    return {curve->getName(), curve->getValueIndex(), curve->getVertexIndex()};
+    std::string const& field = std::as_const(*curve).getName();
+    std::string_view const set = setBy(field);
+    if (set == "fov" || set == "diffuse") return {std::string(set), 0, 0};
+    return {field, curve->getValueIndex(), curve->getVertexIndex()};
   }
   void addChannels(std::size_t owner) {
     auto& channels = _channels[owner];
@@ -271,11 +293,12 @@ class Examination {
     auto const place = std::ranges::find(curves, curve);
     if (place == curves.end()) return;
     auto const later = std::find_if(place + 1, curves.end(), [&](AnimCurvePtr const& other) {
-      return other.isAlive() && other != curve && !other->isEmpty() && aimOf(other, container) == aim;
+      return other.isAlive() && other != curve && !other->isEmpty() && isSetAgain(*curve, *other) &&
+             aimOf(other, container) == aim && !findRefusal(aim, other->getName(), other->getValueIndex());
     });
     if (later != curves.end() && curve.isAlive())
       add(knStillness::Overwritten, node, *later,
-          title + " is overwritten by " + titleOf(*later) + ", which drives the same channel after it");
+          title + " is overwritten by " + titleOf(*later) + ", which sets the same after it");
   }
 
   FieldContainerPtr firstOwner(FieldContainerPtr const& core) const {

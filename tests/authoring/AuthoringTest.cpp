@@ -28,7 +28,7 @@ TEST_F(AuthoringTest, ATextNamesAChannel) {
   NodeUtils::setName(door, "Door.001", true);
   EXPECT_EQ(knAuthoring::makeCurve(door, "Door.001.rotation.Y"), turn);
   EXPECT_TRUE(log.lines().empty());
-  for (char const* const wrong : {"rotation", "rotaton.Y", "lamp.rotation.Y", "", "translation.Q"})
+  for (char const* const wrong : {"rotation", "rotaton.Y", "m3D.rotation.Y", "", "translation.Q"})
     EXPECT_FALSE(knAuthoring::makeCurve(door, wrong)) << wrong;
   EXPECT_EQ(log.errors().size(), 5U);
   EXPECT_TRUE(log.contains("near names: rotation.Y"));

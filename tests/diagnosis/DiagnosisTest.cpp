@@ -89,6 +89,18 @@ TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
 
   animate(door, newCurveNode("translation", 0, {{0, 5}, {1, 6}}));
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Overwritten));
+  // One thing under two names; a colour is only set by a temperature that changes.
+  NodePtr const eye = addNode(UberCamera::create());
+  NodePtr const lamp = addNode(UberLight::create());
+  AnimNodePtr const opening = animate(eye, newCurveNode("fov", 0, {{0, 50}, {1, 60}}));
+  animate(eye, newCurveNode("focalLength", 0, {{0, 20}, {1, 30}}));
+  AnimNodePtr const red = animate(lamp, newCurveNode("diffuse", 0, {{0, 0}, {1, 1}}));
+  animate(lamp, newCurveNode("diffuse", 1, {{0, 0}, {1, 1}}));
+  AnimNodePtr const warmth = animate(lamp, newCurveNode("temperature", 0, {{0, 4000}, {1, 4000}}));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(opening), knStillness::Overwritten));
+  EXPECT_FALSE(names(knDiagnosis::whyStill(red), knStillness::Overwritten));
+  curveOf(warmth)->addPoint({2, 6000}, {}, {}, LinearTangent, LinearTangent, false, true);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(red), knStillness::Overwritten));
   node->setTravMask(0);
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Inactive));
   curveOf(node)->clear();
