@@ -5,6 +5,8 @@
 #include <locale>
 #include <sstream>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -40,6 +42,17 @@ class TagScan {
     return _isWithinBounds;
   }
 
+  /// The text that was looked over, with an empty comment for each comment and each processing instruction.
+  std::string withoutAsides() const {
+    std::string result;
+    std::size_t place = 0;
+    for (auto const& [start, end] : _asides) {
+      result.append(_text, place, start - place).append("<!---->");
+      place = end;
+    }
+    return result.append(_text, place);
+  }
+
  private:
   /// Moves behind the next `end`; false at the end of the text.
   bool skipTo(std::string_view end) {
@@ -57,9 +70,12 @@ class TagScan {
   bool startsWith(std::string_view start) const { return _text.substr(_place).starts_with(start); }
 
   void readTag() {
+    std::size_t const start = _place - 1;
     if (startsWith("!--")) {
       _place += 3;  // "<!-->" opens a comment and does not close it
-      skipTo("-->");
+      if (skipTo("-->")) _asides.emplace_back(start, _place);
+    } else if (startsWith("?")) {
+      if (skipTo("?>")) _asides.emplace_back(start, _place);
     } else if (startsWith("![CDATA[")) {
       skipTo("]]>");
     } else if (startsWith("/")) {
@@ -98,6 +114,7 @@ class TagScan {
   std::size_t _place = 0;
   std::size_t _level = 0;
   bool _isWithinBounds = true;
+  std::vector<std::pair<std::size_t, std::size_t>> _asides;  ///< where each begins and ends
 };
 
 bool isUtf8(std::string_view text) {
@@ -143,11 +160,13 @@ std::string prepare(std::string const& text) {
   return prepared;
 }
 
-/// A zero byte would end the text early without a word, and the parser's own reading of what begins with "<?" does
-/// not end where it should.
-bool isParsable(std::string const& text) {
-  return text.find('\0') == std::string::npos && text.find("<?") == std::string::npos &&
-         TagScan(text).isWithinBounds();
+/// Whether the parser can take the text. A zero byte would end it early without a word, and the parser's own reading of
+/// what begins with "<?" does not end where it should: the parser is not shown any.
+bool makeParsable(std::string& text) {
+  TagScan scan(text);
+  if (text.find('\0') != std::string::npos || !scan.isWithinBounds()) return false;
+  if (text.find("<?") != std::string::npos) text = scan.withoutAsides();
+  return text.find("<?") == std::string::npos;
 }
 
 // --- Attributes and texts -----------------------------------------------------------------------------------------
@@ -290,8 +309,8 @@ TiXmlElement const* previousElement(TiXmlNode const* node) {
 }  // namespace
 
 std::optional<XmlRecords> readXmlRecords(std::string const& text, float framesPerSecond) {
-  std::string const prepared = prepare(text);
-  if (!isParsable(prepared)) return std::nullopt;
+  std::string prepared = prepare(text);
+  if (!makeParsable(prepared)) return std::nullopt;
   TiXmlDocument document;
   document.Parse(prepared.c_str(), nullptr, TIXML_ENCODING_UTF8);
   if (document.Error()) return std::nullopt;

@@ -25,8 +25,8 @@ class XmlConversionTest : public SceneStage {
     for (UInt64 const field : fields) attachment->getOldFieldNumbers().push_back(field);
     return node;
   }
-  void convert(std::string const& content) {
-    manager.convertXMLAnimations(root(), "<animations>" + content + "</animations>");
+  void convert(std::string const& content, std::string const& head = {}) {
+    manager.convertXMLAnimations(root(), head + "<animations>" + content + "</animations>");
   }
   NodePtr clipAt(UInt32 place) { return manager.clipStructureRoot()->getChild(place); }
 };
@@ -105,7 +105,8 @@ TEST_F(XmlConversionTest, ClipsHoldBlocksAndSequencesInRows) {
 TEST_F(XmlConversionTest, OneObjectStandsInAClipAsOftenAsItIsNamed) {
   std::string text = "<field id='1' typeID='6'/><track id='2'>";
   for (int i = 0; i < 1000; ++i) text += "<x id='1'/>";
-  convert(text + "</track><clip id='3'><t id='2'/></clip>");
+  // Instructions to other programs, and comments about them, are passed over.
+  convert(text + "</track><?a > ?><clip id='3'><t id='2'/></clip>", "<?xml version='1.0'?><?b?><!-- <? -->");
   EXPECT_EQ(clipAt(0)->getNChildren(), 1000U);
 }
 
