@@ -115,8 +115,11 @@ void copyPlainFields(AnimNodePtr const& source, AnimNodePtr const& target) {
   announce(target, mask);
 }
 
-/// Puts the trees of a file in the place of a structure's. The root of the structure stays, as hosts hold it.
+/// Puts the trees of a file in the place of a structure's. The root of the structure stays, as hosts hold it, and plays
+/// no longer, as what dies here does not.
 void replaceStructure(AnimNodePtr const target, osg::Ref<osg::AnimNode> const& source) {
+  if (!target.isAlive()) return;
+  knAnimManager::the()->dequeue(target);
   if (!target.isAlive()) return;
   target->clearChildren();
   announce(target, osg::Node::ChildrenFieldMask);

@@ -65,7 +65,11 @@ void SceneFilesTest::expectWhole(std::string const& file) {
   manager.setLoopTimeline(true);
   manager.setKeepKeysAtFrame(true);
   manager.setCurrentTimeNoEvaluation(0, false);
+  manager.enqueue(manager.clipStructureRoot(), true);
   ASSERT_TRUE(knSceneFile::load(file));
+  Real32 const lastTime = manager.clipStructureRoot()->getLastEvaluationTime();
+  knAnimEvaluator::the()->loop();
+  EXPECT_EQ(manager.clipStructureRoot()->getLastEvaluationTime(), lastTime) << "nothing plays";
   EXPECT_EQ(manager.fps(), 50);
   EXPECT_EQ(knSceneDataManager::getSceneData(0)->getFps(), 25);
   EXPECT_EQ(manager.detailedRangeEnd(), -12);
