@@ -2,6 +2,7 @@
 
 #include "model/camera/UberCamera.h"
 #include "model/geometry/Geometry.h"
+#include "model/sceneext/AnimCurve.h"
 #include "model/scenegraph/Transform3D.h"
 
 #include <array>
@@ -140,12 +141,13 @@ WriteRule makeRule(FieldContainerType const& type, std::string const& name) {
   return rule;
 }
 
-/// Plain fields are announced later. The transform of the library calls nothing of the host's; classes derived from it
-/// may.
+/// Plain fields are announced later; those of a curve can decide where its value goes. The transform of the library calls
+/// nothing of the host's; classes derived from it may.
 bool mayCallHost(WriteRule const& rule, FieldContainerType const& type) {
   switch (rule.kind) {
-    case Kind::Skip:
     case Kind::Field:
+      return type.isDerivedFrom(osg::AnimCurveBase::_type);
+    case Kind::Skip:
     case Kind::Visible:
       return false;
     case Kind::EulerRotation:

@@ -158,6 +158,20 @@ TEST_F(QueriesTest, Lists) {
   EXPECT_TRUE(knAnimManager::pyGetBlocks(true).empty());
 }
 
+TEST_F(QueriesTest, AmongSceneNodes) {
+  NodePtr const node = addNode(Group::create(), addNode(Group::create()));
+  node->addChild(newBlock("block"));
+  named(addNode(AnimClip::create(), node), "clip");
+  EXPECT_EQ(knAnimManager::pyGetBlocks(true), Names{"block"});
+  std::set<std::string> names;
+  manager.getBlockAndClipNames(names);
+  EXPECT_EQ(names, (std::set<std::string>{"block", "clip"}));
+  named(addNode(AnimClip::create(), manager.clipStructureRoot()), "same");
+  AnimNodePtr const clip = newClip("same");
+  manager.addToClipStructure(clip);
+  EXPECT_EQ(manager.find("same"), clip) << "a clip of a plain node hides nothing beside it";
+}
+
 TEST_F(QueriesTest, DeepTrees) {
   AnimNodePtr const top = newClip("top");
   manager.addToClipStructure(top);

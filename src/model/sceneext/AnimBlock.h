@@ -17,7 +17,11 @@ class KNSCENE_API AnimBlockBase : public AnimObject {
 };
 
 /// A group of curves of one object, or of a camera track.
-class KNSCENE_API AnimBlock : public AnimBlockBase {};
+class KNSCENE_API AnimBlock : public AnimBlockBase {
+ public:
+  /// Blocks that stand among the nodes of the scene are found there.
+  bool marksAnimation() const override { return true; }
+};
 
 using AnimBlockPtr = AnimBlock::Ptr;
 

@@ -14,7 +14,11 @@ class KNSCENE_API AnimClipBase : public AnimObject {
 };
 
 /// An arrangement of blocks, curves, sequences, shots, caches and other clips on a timeline.
-class KNSCENE_API AnimClip : public AnimClipBase {};
+class KNSCENE_API AnimClip : public AnimClipBase {
+ public:
+  /// Clips that stand among the nodes of the scene are found there.
+  bool marksAnimation() const override { return true; }
+};
 
 using AnimClipPtr = AnimClip::Ptr;
 

@@ -122,6 +122,8 @@ std::vector<std::string> NameRegister::getNames() {
     }
   }
   std::ranges::sort(named);
+  // A name can hang on its node at several bindings.
+  named.erase(std::unique(named.begin(), named.end()), named.end());
   std::vector<std::string> names;
   names.reserve(named.size());
   for (auto const& [id, name] : named) names.push_back(*name);
