@@ -105,6 +105,12 @@ void knAnimEvaluator::PlannedEvaluation::merge(ScenePlan::Section const& section
   }
 }
 
+/// Where a curve of a plain owner writes to, as it was before anybody was asked, who may have changed it.
+FieldContainerPtr knAnimEvaluator::PlannedEvaluation::plainAim(ScenePlan::Visit const& visit,
+                                                               osg::AnimCurve const& curve) {
+  return curve.getChannelName() == "visible" ? visit.owner : FieldContainerPtr(visit.core);
+}
+
 /// What owners answer by operations of their own is asked here, in order. They may do anything: from here on, only
 /// handles and ids are good.
 void knAnimEvaluator::PlannedEvaluation::mergeVisit(UInt32 number) {
@@ -115,11 +121,15 @@ void knAnimEvaluator::PlannedEvaluation::mergeVisit(UInt32 number) {
     if (target.state != State::Asked || target.kind == Kind::Pooled) continue;
     knCurveData record = makeRecord(target);
     if (!record.curve.isAlive()) continue;
-    if (!owner) owner.emplace(visit.owner);
-    FieldContainerPtr aim;
     std::vector<FieldContainerPtr>& parents = _evaluator._buffers->parents;
     parents.clear();
-    owner->findAim(*record.curve, aim, parents);
+    FieldContainerPtr aim;
+    if (visit.isPlain) {
+      aim = plainAim(visit, *record.curve);
+    } else {
+      if (!owner) owner.emplace(visit.owner);
+      owner->findAim(*record.curve, aim, parents);
+    }
     if (aim.isAlive()) {
       record.aims.insert(aim);
     } else {
@@ -173,9 +183,7 @@ void knAnimEvaluator::PlannedEvaluation::mergePools(UInt32 endVisit) {
       if (visit >= endVisit || _plan.targets[t].state == State::Idle) continue;
       knCurveData record = makeRecord(_plan.targets[t]);
       if (!record.curve.isAlive()) continue;
-      FieldContainerPtr aim;
-      std::vector<FieldContainerPtr> noParents;
-      AnimOwner(_plan.visits[visit].owner).findAim(*record.curve, aim, noParents);
+      FieldContainerPtr const aim = plainAim(_plan.visits[visit], *record.curve);
       if (aim.isAlive()) record.aims.insert(aim);
       addTurn(std::move(record), visit, t, ScenePlan::None);
     }
@@ -185,10 +193,10 @@ void knAnimEvaluator::PlannedEvaluation::mergePools(UInt32 endVisit) {
 /// Its containers stand in the plan; the first of them is enough to make the record count.
 void knAnimEvaluator::PlannedEvaluation::addPool(UInt32 number) {
   ScenePlan::Pool const& pool = _plan.pools[number];
-  auto const [visit, target] = _plan.occurrences[pool.firstOccurrence];
-  knCurveData record = makeRecord(_plan.targets[target]);
+  ScenePlan::Occurrence const first = _plan.occurrences[pool.firstOccurrence];
+  knCurveData record = makeRecord(_plan.targets[first.target]);
   record.aims.insert(_plan.aims[_plan.places[pool.firstPlace].aim]);
-  addTurn(std::move(record), visit, target, number);
+  addTurn(std::move(record), first.visit, first.target, number);
 }
 
 void knAnimEvaluator::PlannedEvaluation::findAims(ScenePlan::Pool const& pool, knContainerSet& aims) const {

@@ -32,6 +32,7 @@ class knAnimEvaluator::PlannedEvaluation {
   void merge(ScenePlan::Section const& section);
   void mergeVisit(osg::UInt32 number);
   void mergePools(osg::UInt32 endVisit);
+  static osg::FieldContainerPtr plainAim(ScenePlan::Visit const& visit, osg::AnimCurve const& curve);
   bool isWhole(ScenePlan::Pool const& pool) const;
   void addPool(osg::UInt32 number);
   void addTurn(knCurveData&& record, osg::UInt32 visit, osg::UInt32 target, osg::UInt32 pool);

@@ -13,8 +13,8 @@
 class SegmentBatch;
 
 /// What scene evaluations keep from one to the next: which nodes of which animation trees there are, in the order of
-/// gathering, and where their curves write to. It holds as long as the structure of the scene does, which is counted
-/// (osg::StructureCounter), and is made whole, never mended. Whatever hosts can write through references without a word
+/// gathering, and where their curves write to. It watches all that it rests on, holds until something of that changes its
+/// structure, which is counted (osg::StructureCounter), and is made whole, never mended. Whatever hosts can write through references without a word
 /// (masks, names, indices, keys, placements) is no part of it, and is read again by each evaluation.
 ///
 /// Objects are named by their addresses, which are good while the plan holds; ids tell what is left when it does not.
@@ -64,6 +64,8 @@ class ScenePlan {
     osg::UInt32 position;  ///< the number of targets before this visit's own
     bool isFurther;        ///< see AnimatedOwner
     bool isAsked = false;  ///< one of the targets is
+    bool isPlain = false;  ///< the owner takes what is asked itself, as AnimOwner says
+    osg::NodeCorePtr core;
   };
 
   /// Where one value of a pooled curve goes.

@@ -48,8 +48,12 @@ class ScenePlanning {
   void addMaterials(std::vector<osg::MaterialPtr> const& materials) {
     std::vector<AnimatedOwner> animated;
     for (osg::MaterialPtr const& material : materials) {
+      if (!material.isAlive()) continue;
+      osg::StructureCounter::watch(*material);
       osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(material);
-      if (attachment) animated.push_back(makeAnimatedOwner(material, attachment));
+      if (!attachment) continue;
+      osg::StructureCounter::watch(*attachment);
+      animated.push_back(makeAnimatedOwner(material, attachment));
     }
     addSection(animated);
   }
@@ -143,6 +147,8 @@ class ScenePlanning {
   }
 
   void addItem(AnimNode const& node, AnimNode const& tree) {
+    osg::StructureCounter::watch(node, true);
+    if (node.getCore().isAlive()) osg::StructureCounter::watch(*node.getCore());
     AnimCurve const* const curve = osg::dcastTo<AnimCurve>(node.getCore());
     _plan.items.push_back({&node, curve, 0, countOf(_plan.targets)});
     if (curve != nullptr) {
@@ -182,16 +188,19 @@ class ScenePlanning {
   }
 
   /// The entry of the container that takes an owner's curves itself; none where more has to be asked.
-  UInt32 plainAimOf(FieldContainerPtr const& owner) {
-    if (AnimOwner const asked(owner); !asked.isPlain() || !asked.getCore()) return ScenePlan::None;
-    osg::NodeCorePtr const core = osg::dcastTo<osg::Node>(owner)->getCore();
-    return osg::dcastTo<osg::Sceneplate>(core) == nullptr ? aimOf(core) : ScenePlan::None;
+  UInt32 plainAimOf(ScenePlan::Visit const& visit) {
+    bool const isAsked =
+        !visit.isPlain || !visit.core || osg::dcastTo<osg::Sceneplate>(visit.core) != nullptr;
+    return isAsked ? ScenePlan::None : aimOf(visit.core);
   }
 
   void planVisit(UInt32 number) {
-    ScenePlan::Visit const visit = _plan.visits[number];
+    ScenePlan::Visit& visit = _plan.visits[number];
     if (visit.first == visit.end) return;
-    UInt32 const aim = plainAimOf(visit.owner);
+    AnimOwner const owner(visit.owner);
+    visit.isPlain = owner.isPlain();
+    visit.core = owner.getCore();
+    UInt32 const aim = plainAimOf(visit);
     bool const isFirst = visit.first == visit.position;
     for (UInt32 t = visit.first; t < visit.end; ++t) {
       ScenePlan::Target& target = _plan.targets[t];

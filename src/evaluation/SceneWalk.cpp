@@ -1,10 +1,20 @@
 #include "evaluation/SceneWalk.h"
 
 #include "knAnimManager.h"
+#include "model/fields/StructureCounter.h"
 #include "model/geometry/Geometry.h"
 #include "model/sceneext/CameraTrack.h"
 
 #include <utility>
+
+namespace {
+
+void watch(osg::Node const& node) {
+  osg::StructureCounter::watch(node);
+  if (node.getCore().isAlive()) osg::StructureCounter::watch(*node.getCore());
+}
+
+}  // namespace
 
 AnimatedOwner makeAnimatedOwner(osg::FieldContainerPtr const& owner,
                                 osg::AnimAttachmentPtr const& attachment) {
@@ -19,9 +29,11 @@ void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pend
   while (!pending.empty()) {
     osg::NodePtr const node = pending.back();
     pending.pop_back();
+    if (gates != nullptr) watch(*node);
     osg::FieldContainerType const* const core = node->getCore().findType();
     if (core != nullptr && core->isDerivedFrom(osg::CameraTrackBase::_type)) continue;
     if (osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node)) {
+      if (gates != nullptr) osg::StructureCounter::watch(*attachment);
       if (attachment->getAnimationRoot().isAlive()) animated.push_back(makeAnimatedOwner(node, attachment));
     }
     auto const* const geometry = osg::dcastTo<osg::Geometry>(node->getCore());

@@ -19,8 +19,9 @@ AnimatedOwner makeAnimatedOwner(osg::FieldContainerPtr const& owner,
 
 /// Appends the nodes at and below `root` whose attachment has an animation root. Camera tracks are passed over with all
 /// below them, and so is what hangs below a component geometry. The cost follows what carries animation, not what
-/// the scene holds; trees may be of any depth. `pending` is scratch memory. `gates`, where it is given, receives the
-/// geometries that have such nodes below them: whether those count can change without a word.
+/// the scene holds; trees may be of any depth. `pending` is scratch memory. Plans give `gates`, which receives the
+/// geometries that have such nodes below them: whether those count can change without a word. What such a plan rests on is
+/// watched from then on (osg::StructureCounter).
 void findAnimatedNodes(osg::NodePtr const& root, std::vector<osg::NodePtr>& pending,
                        std::vector<AnimatedOwner>& animated, std::vector<osg::GeometryPtr>* gates = nullptr);
 

@@ -99,7 +99,7 @@
 /// A handle of which the container holds a reference: the setter takes one and drops the former one's.
 #define KN_SFIELD_OWNED(Handle, Name, text) \
   KN_SFIELD_READ(Handle, Name, text, Owned) \
-  void set##Name(Handle const& value) { ::osg::detail::replaceOwned(_f##Name, value); }
+  void set##Name(Handle const& value) { ::osg::detail::replaceOwned(*this, _f##Name, value); }
 
 /// A list of values; the getters give the field.
 #define KN_MFIELD(T, Name, text)                                 \
@@ -137,11 +137,11 @@ template <UInt32 FieldId>
 struct FieldTag {};
 
 template <class Handle>
-void replaceOwned(SField<Handle>& field, Handle value) {
+void replaceOwned(FieldContainer const& container, SField<Handle>& field, Handle value) {
   Handle const former = field.getValue();
   value.addRef();
   field.setValue(value);
-  StructureCounter::advance();
+  StructureCounter::advanceFor(container, former, value);
   former.subRef();
 }
 

@@ -31,6 +31,28 @@ void forEachOwned(FieldContainer& container, Use use) {
 
 }  // namespace
 
+void StructureCounter::watch(FieldContainer const& container, bool children) {
+  container._isWatched = true;
+  if (children) container._childrenAreWatched = true;
+}
+
+bool StructureCounter::isWatched(FieldContainerPtr const& handle) {
+  return handle.isAlive() && (*handle)._isWatched;
+}
+
+void StructureCounter::advanceFor(FieldContainer const& changed) {
+  if (changed._isWatched) advance();
+}
+
+void StructureCounter::advanceFor(FieldContainer const& changed, FieldContainerPtr const& former,
+                                  FieldContainerPtr const& present) {
+  if (changed._isWatched || isWatched(former) || isWatched(present)) advance();
+}
+
+void StructureCounter::advanceForChild(FieldContainer const& parent, FieldContainer const& child) {
+  if (parent._childrenAreWatched || child._isWatched) advance();
+}
+
 FieldContainer::FieldContainer() { FieldContainerFactory::the().beginLife(*this); }
 
 FieldContainerPtrBase::FieldContainerPtrBase(FieldContainer const* container) {

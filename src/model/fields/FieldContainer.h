@@ -72,12 +72,15 @@ class KNSCENE_API FieldContainer {
  private:
   friend class FieldContainerFactory;
   friend class FieldContainerPtrBase;
+  friend class StructureCounter;
   friend KNSCENE_API void linkAssignedFields(FieldContainer& container);
 
   StoreEntry* _entry = nullptr;  ///< null for an object that no handle leads to
   UInt32 _containerId = 0;
   Int32 _refCount = 0;
   bool _isSafeFromDropping = false;  ///< being made, or dying already
+  mutable bool _isWatched = false;   ///< see StructureCounter
+  mutable bool _childrenAreWatched = false;
 };
 
 /// For code that fills fields through `Field` alone: call once per container when all its fields are set. Counts as

@@ -161,7 +161,7 @@ void FieldContainerFactory::bury(FieldContainer& container) {
   container.onDestroy();
   giveBack(*std::exchange(container._entry, nullptr));
   _living.fetch_sub(1, std::memory_order_relaxed);
-  StructureCounter::advance();
+  StructureCounter::advanceFor(container);
   delete &container;
 }
 

@@ -8,10 +8,14 @@
 namespace osg {
 inline namespace knscene {
 
-/// Counts the structural changes of everything that lives in a scene: children, cores, attachments, animation roots,
-/// lists of materials, shapes and vertex curves, handles that a container holds a reference to, fields filled by
-/// files and copies, and every death. Whoever keeps something that rests on structure keeps the number with it, and
-/// knows by one comparison whether it still holds.
+class FieldContainer;
+class FieldContainerPtr;
+
+/// Counts the structural changes of what is watched: children, cores, attachments, animation roots, handles that a
+/// container holds a reference to, and deaths. Where animation begins or ends in a subtree, lists of materials, shapes
+/// and vertex curves, and fields filled by files and copies count always. Whoever keeps something that rests on structure
+/// watches the containers that it rests on, keeps the number with it, and knows by one comparison whether it still holds.
+/// What happens to other containers, such as a host makes and drops in each frame, is not counted.
 ///
 /// Values are not structure: placements, keys, masks and names do not count. One operation may count several times.
 /// A host's own containers that hold handles in lists call `advance` where they change them.
@@ -25,7 +29,19 @@ class KNSCENE_API StructureCounter {
   static UInt64 get() { return _count.load(std::memory_order_relaxed); }
   static void advance() { _count.store(get() + 1, std::memory_order_relaxed); }
 
+  /// From now on structural changes of a container count, for as long as it lives; with `children`, also what comes and
+  /// goes among its children. Main thread.
+  static void watch(FieldContainer const& container, bool children = false);
+  /// One step more if the container is watched, or one of two that it held and holds now, which may be null or dead.
+  static void advanceFor(FieldContainer const& changed);
+  static void advanceFor(FieldContainer const& changed, FieldContainerPtr const& former,
+                         FieldContainerPtr const& present);
+  /// One step more if what comes and goes among the children of the parent counts, or if the child is watched.
+  static void advanceForChild(FieldContainer const& parent, FieldContainer const& child);
+
  private:
+  static bool isWatched(FieldContainerPtr const& handle);
+
   static std::atomic<UInt64> _count;
 };
 

@@ -43,7 +43,7 @@ class KNSCENE_API Geometry : public GeometryBase {
   /// its place may give another one than the stored.
   virtual Transform3DPtr getTransform() const { return _fTransform.getValue(); }
   /// Stores a transform and takes a reference to it; null takes it away.
-  void setTransform(Transform3DPtr const& transform) { detail::replaceOwned(_fTransform, transform); }
+  void setTransform(Transform3DPtr const& transform) { detail::replaceOwned(*this, _fTransform, transform); }
 
   /// Appends a face. Its corners may name positions that come later.
   void addFace(std::span<UInt32 const> corners);

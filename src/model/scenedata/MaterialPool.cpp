@@ -19,7 +19,7 @@ void MaterialPool::setSceneplateRoot(NodePtr const& root) { setRoot(_fSceneplate
 void MaterialPool::setRoot(SField<NodePtr>& field, NodePtr const& root) {
   if (field.getValue() == root) return;
   Node::_changed = true;
-  detail::replaceOwned(field, root);
+  detail::replaceOwned(*this, field, root);
 }
 
 void MaterialPool::add(MaterialPtr const& material) {

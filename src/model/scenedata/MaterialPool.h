@@ -48,7 +48,7 @@ class KNSCENE_API MaterialPool : public MaterialPoolBase {
   void fieldsAssigned() override;
 
  private:
-  static void setRoot(SField<NodePtr>& field, NodePtr const& root);
+  void setRoot(SField<NodePtr>& field, NodePtr const& root);
 };
 
 using MaterialPoolPtr = MaterialPool::Ptr;

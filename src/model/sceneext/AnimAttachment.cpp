@@ -57,7 +57,7 @@ void AnimAttachment::setAnimationRoot(AnimNodePtr const& rootArgument) {
   _fAnimationRoot.setValue(root);
   linkRoot();
   AnimNode::_changed = true;
-  StructureCounter::advance();
+  StructureCounter::advanceFor(*this, former, root);
   former.subRef();
 }
 
@@ -114,9 +114,11 @@ void AnimAttachment::getTopLevelCurveNodes(std::vector<AnimNodePtr>& nodes) cons
 }
 
 bool AnimAttachment::hasAnimations() const {
-  std::vector<AnimNodePtr> animations;
-  getTopLevelAnimations(animations, true);
-  return !animations.empty();
+  AnimNodePtr const root = getAnimationRoot();
+  if (!root.isAlive()) return false;
+  auto const& children = root->getChildren();
+  return std::any_of(children.begin(), children.end(),
+                     [](NodePtr const& child) { return dcastTo<AnimNode>(child) != nullptr; });
 }
 
 bool AnimAttachment::hasVertexAnimation() const {

@@ -33,7 +33,7 @@ void Attachment::onDestroy() {
     std::erase_if(parent->_fAttachments.getValues(),
                   [&](AttachmentSlot const& slot) { return slot.attachment == self; });
   }
-  StructureCounter::advance();
+  StructureCounter::advanceFor(*this);
   for (AttachmentContainerPtr const& parent : parents) {
     if (parent.isAlive()) parent->attachmentsChanged();
   }
@@ -76,7 +76,7 @@ void AttachmentContainer::addAttachment(AttachmentPtr const& attachmentArgument,
   }
   slots.push_back({groupId, binding, attachment});
   link(slots.back());
-  StructureCounter::advance();
+  StructureCounter::advanceFor(*this, former, attachment);
   AttachmentPtr const both[] = {former, attachment};
   tell(AttachmentContainerPtr(this), both);
   former.subRef();
@@ -89,7 +89,7 @@ void AttachmentContainer::subAttachment(AttachmentPtr const& attachmentArgument,
   if (!attachment.isAlive() || slot == slots.end()) return;
   unlink(*slot);
   slots.erase(slot);
-  StructureCounter::advance();
+  StructureCounter::advanceFor(*this, attachment, {});
   tell(AttachmentContainerPtr(this), {&attachment, 1});
   attachment.subRef();
 }
@@ -142,8 +142,8 @@ void AttachmentContainer::onDestroy() {
     if (!slot.attachment.isAlive()) continue;
     unlink(slot);
     attachments.push_back(slot.attachment);
+    StructureCounter::advanceFor(*this, slot.attachment, {});
   }
-  StructureCounter::advance();
   for (AttachmentPtr const& attachment : attachments) {
     if (attachment.isAlive()) attachment->parentsChanged();
   }

@@ -13,6 +13,13 @@ KN_CONTAINER_TYPE(Node, Node, "Node")
 
 bool Node::_changed = false;
 
+namespace {
+
+/// By how many places a child may stand elsewhere than where it was counted, as far as gaps and the front decide.
+constexpr UInt32 MostMoved = 256;
+
+}  // namespace
+
 void NodeCore::accumulateMatrix(Matrix&) const {}
 
 void NodeCore::extendVolume(BoxVolume&) const {}
@@ -31,7 +38,7 @@ void NodeCore::onDestroy() {
     parent->_fCore.setValue({});
     parent->updateOwnMark();
   }
-  StructureCounter::advance();
+  StructureCounter::advanceFor(*this);
   for (NodePtr const& parent : parents) {
     if (parent.isAlive()) parent->structureChanged();
   }
@@ -52,7 +59,7 @@ void Node::setCore(NodeCorePtr const& coreArgument) {
   bool const carried = _carriesAnimation;
   updateOwnMark();
   if (carried || _carriesAnimation) _changed = true;
-  StructureCounter::advance();
+  StructureCounter::advanceFor(*this, former, core);
   structureChanged();
   former.subRef();
 }
@@ -84,6 +91,7 @@ NodePtr Node::getChild(UInt32 index) const {
 
 Int32 Node::findChild(NodePtr const& child) const {
   if (!child.isAlive() || child->getParent() != NodePtr(this)) return -1;
+  (void)_fChildren.begin();  // closes the gaps, which count as places
   renumberIfClosed();
   return static_cast<Int32>(placeOf(*child));
 }
@@ -112,30 +120,30 @@ void Node::numberChildren(std::size_t first) {
   }
 }
 
-/// Counts the children again when somebody has closed the gaps between them since, who may be a reader on any thread.
+/// Counts the children again when somebody has closed many gaps between them since, who may be a reader on any thread.
+/// A few only make the search in placeOf begin a few places off.
 void Node::renumberIfClosed() const {
-  if (!_hasLeftGaps.load(std::memory_order_acquire)) return;
+  if (_leftGaps.load(std::memory_order_acquire) < MostMoved) return;
   static std::mutex mutex;
   std::lock_guard const lock(mutex);
-  if (!_hasLeftGaps.load(std::memory_order_relaxed)) return;
+  if (_leftGaps.load(std::memory_order_relaxed) < MostMoved) return;
   const_cast<Node*>(this)->numberChildren(0);
-  _hasLeftGaps.store(false, std::memory_order_release);
+  _leftGaps.store(0, std::memory_order_release);
 }
 
 /// Leaves a gap, so that nobody else has to move: where children go one after the other, the gaps are closed once.
 void Node::eraseChild(Node const& child) {
-  constexpr UInt32 MostMoved = 256;
   auto& children = _fChildren.getValues();
   if (!children.hasGaps()) renumberIfClosed();
   auto const place = static_cast<UInt32>(placeOf(child));
   if (place == children.getPlaceCount()) return;
   UInt32 const ahead = child._placeAmongSiblings - _placeShift - place + MostMoved;
   _placeShift += children.takeAtPlace(place);
-  if (children.hasGaps()) _hasLeftGaps.store(true, std::memory_order_relaxed);
+  if (children.hasGaps() && _leftGaps < MostMoved) ++_leftGaps;
   bool const isMostlyGaps = children.getPlaceCount() - children.size() > children.size() + MostMoved;
   if (ahead <= 2 * MostMoved && !isMostlyGaps) return;
   numberChildren(0);
-  _hasLeftGaps.store(false, std::memory_order_relaxed);
+  _leftGaps.store(0, std::memory_order_relaxed);
 }
 
 bool Node::canAdopt(NodePtr const& child) const {
@@ -189,7 +197,6 @@ void Node::insertChild(UInt32 index, NodePtr const& childArgument) {
     child->_placeAmongSiblings = index + _placeShift;
   }
   link(*child);
-  StructureCounter::advance();
   tellMoved(child, formerParent, NodePtr(this));
 }
 
@@ -240,7 +247,6 @@ void Node::addChildren(std::vector<NodePtr> const& arguments) {
   children.insert(children.end(), added.begin(), added.end());
   numberChildren(first);
   for (NodePtr const& child : added) link(*child);
-  StructureCounter::advance();
   for (NodePtr const& child : added) tellMoved(child, {}, {});
   for (NodePtr const& parent : formerParents) tellMoved({}, parent, self);
   if (formerParents.empty()) tellMoved({}, {}, self);
@@ -261,7 +267,6 @@ void Node::subChild(NodePtr const& childArgument) {
   NodePtr const self(this);
   if (!child.isAlive() || child->getParent() != self) return;
   detach(*child);
-  StructureCounter::advance();
   tellMoved(child, {}, self);
   child.subRef();
 }
@@ -287,7 +292,6 @@ void Node::clearChildren() {
 
 /// The children are taken away: tells everybody, and drops the references.
 void Node::giveUp(NodePtr const& parent, std::vector<NodePtr> const& children) {
-  StructureCounter::advance();
   for (NodePtr const& child : children) tellMoved(child, {}, {});
   tellMoved({}, {}, parent);
   for (NodePtr const& child : children) child.subRef();
@@ -305,7 +309,6 @@ bool Node::replaceChildBy(NodePtr const& oldArgument, NodePtr const& newArgument
   newChild->_placeAmongSiblings = static_cast<UInt32>(place) + _placeShift;
   unlink(*oldChild);
   link(*newChild);
-  StructureCounter::advance();
   tellMoved(oldChild, {}, {});
   tellMoved(newChild, formerParent, self);
   oldChild.subRef();
@@ -314,16 +317,20 @@ bool Node::replaceChildBy(NodePtr const& oldArgument, NodePtr const& newArgument
 
 void Node::link(Node& child) {
   child._fParent.setValue(NodePtr(this));
+  StructureCounter::advanceForChild(*this, child);
   if (!child._countsAsAnimated) return;
   _changed = true;
+  StructureCounter::advance();
   enrol(child);
   updateAnimationMark();
 }
 
 void Node::unlink(Node& child) {
   child._fParent.setValue({});
+  StructureCounter::advanceForChild(*this, child);
   if (!child._countsAsAnimated) return;
   _changed = true;
+  StructureCounter::advance();
   strikeOff(child);
   updateAnimationMark();
 }
@@ -344,10 +351,10 @@ void Node::strikeOff(Node const& child) {
 
 void Node::updateAnimationMark() {
   // Upwards only as far as the answer changes, which it can where a class of the host's says so, with no other change.
-  StructureCounter::advance();
   for (Node* node = this; node != nullptr;) {
     bool const animated = node->_carriesAnimation || !node->_animatedChildren.empty();
     if (animated == node->_countsAsAnimated) return;
+    StructureCounter::advance();
     node->_countsAsAnimated = animated;
     NodePtr const parent = node->getParent();
     if (!parent.isAlive()) return;
@@ -435,15 +442,19 @@ void Node::fieldsAssigned() {
 
 void Node::onDestroy() {
   NodePtr const parent = getParent();
+  // Its core may have other users, whose order changes.
+  StructureCounter::advanceFor(*this, getCore(), parent);
   unlinkCore();
   if (_countsAsAnimated) _changed = true;
   if (parent.isAlive()) {
     parent->eraseChild(*this);
     parent->unlink(*this);
   }
-  for (NodePtr const& child : _fChildren) child->_fParent.setValue({});
+  for (NodePtr const& child : _fChildren) {
+    child->_fParent.setValue({});
+    StructureCounter::advanceForChild(*this, *child);
+  }
   _animatedChildren.clear();
-  StructureCounter::advance();
   if (parent.isAlive()) tellMoved(NodePtr(this), parent, {});
   for (UInt32 i = 0; i < getNChildren(); ++i) {
     NodePtr const child = getChild(i);

@@ -63,7 +63,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   UInt32 _placeAmongUsers = 0;     ///< in the core's list of its nodes, while that holds this node
   bool _carriesAnimation = false;  ///< an attachment or the core of this very node marks animation
   bool _countsAsAnimated = false;
-  mutable std::atomic<bool> _hasLeftGaps = false;  ///< in the list of children, since they were numbered
+  mutable std::atomic<UInt16> _leftGaps = 0;  ///< in the list of children, since they were numbered
 
  public:
   // Last: evaluations read it together with the first fields of AnimNode, which follow.
