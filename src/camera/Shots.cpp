@@ -1,4 +1,5 @@
 #include "camera/CameraChannels.h"
+#include "camera/FirstHolders.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/fields/Ref.h"
@@ -217,13 +218,23 @@ void knAnimManager::updateCameraShotCurves(AnimNodePtr const& root) {
   std::set<AnimNodePtr> shots;
   getCameraTrackBlocksR(root, blocks);
   AnimNodePtr const held = root;
+  // The owners of all of them first: a search for each would walk over the scene each time.
+  FirstHolders tracks(blocks);
+  if (!tracks.wantNothing()) {
+    for (NodePtr const& node : knUberCameraPool::getCameraTrackNodes()) tracks.look(node);
+  }
   for (AnimNodePtr const& block : blocks) {
-    NodePtr const trackNode = getCameraTrackNodeWithAnimationBlock(block);
+    NodePtr const trackNode = tracks.of(block);
     if (trackNode.isAlive()) updateCameraShotCurvesR(block, trackNode->getParent());
   }
   getCameraShotsR(held, shots);
+  FirstHolders cameras(shots);
+  if (cameras.wantNothing()) return;
+  for (UberCameraPtr const& camera : knUberCameraPool::getContentPtrs(true, true)) {
+    for (NodePtr const& node : camera->getParents()) cameras.look(node);
+  }
   for (AnimNodePtr const& shot : shots) {
-    NodePtr const cameraNode = getCameraNodeWithAnimationShot(shot);
+    NodePtr const cameraNode = cameras.of(shot);
     if (cameraNode.isAlive()) updateCameraShotCurvesR(shot, cameraNode);
   }
 }

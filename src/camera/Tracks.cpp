@@ -1,4 +1,5 @@
 #include "camera/CameraChannels.h"
+#include "camera/FirstHolders.h"
 #include "camera/FlightTree.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
@@ -317,13 +318,10 @@ NodePtr knAnimManager::getCameraTrackNodeWithAnimationBlock(AnimNodePtr const& b
 
 std::set<NodePtr> knAnimManager::getCameraTrackNodesWithAnimationBlocks(std::set<AnimNodePtr> const& blocks) {
   std::set<NodePtr> nodes;
-  if (blocks.empty()) return nodes;
+  FirstHolders holders(blocks);
+  if (holders.wantNothing()) return nodes;
   for (NodePtr const& node : knUberCameraPool::getCameraTrackNodes()) {
-    bool const holdsAny = std::ranges::any_of(blocks, [&](AnimNodePtr const& block) {
-      osg::AnimObjectPtr const object = objectOf(block);
-      return object && holdsObject(node, object);
-    });
-    if (holdsAny) nodes.insert(node);
+    if (holders.look(node)) nodes.insert(node);
   }
   return nodes;
 }

@@ -222,7 +222,7 @@ void pasteOnEach(std::vector<Target> const targets, MakePaste makePaste, bool no
 /// What a paste ends with, unless it had nothing to do: the message tells that it ran, not that an entry got through.
 void finish(Paste::Outcome outcome, bool notify) {
   if (outcome == Paste::Outcome::NothingDone) return;
-  if (outcome == Paste::Outcome::OnContainer) CurveDataRefresh::isDue();
+  if (outcome == Paste::Outcome::OnContainer) CurveDataRefresh::isDue(notify);
   if (notify) tellPasted();
 }
 

@@ -12,8 +12,8 @@ CurveDataRefresh::~CurveDataRefresh() {
   if (--_depth == 0 && std::exchange(_isDue, false)) knAnimManager::the()->updateSceneAnimCurveData();
 }
 
-void CurveDataRefresh::isDue() {
-  if (_depth > 0 && !knUtils::hasReceivers()) {
+void CurveDataRefresh::isDue(bool isTold) {
+  if (_depth > 0 && !(isTold && knUtils::hasReceivers())) {
     _isDue = true;
   } else {
     knAnimManager::the()->updateSceneAnimCurveData();

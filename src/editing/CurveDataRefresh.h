@@ -9,8 +9,8 @@ class CurveDataRefresh {
   CurveDataRefresh& operator=(CurveDataRefresh const&) = delete;
   ~CurveDataRefresh();
 
-  /// A step has changed what the data tells of.
-  static void isDue();
+  /// A step has changed what the data tells of, and sends a message or not.
+  static void isDue(bool isTold);
 
  private:
   static int _depth;

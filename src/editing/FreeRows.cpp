@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace {
 
@@ -26,10 +27,30 @@ void FreeRows::add(osg::AnimNodePtr const& animation) {
   if (std::isnan(height)) return;
   Span span{};
   knAnimManager::the()->getBounds(animation, span.start, span.end);
-  _rows[height].push_back(span);
+  _rows[height].add(span);
   float const row = height / kRowHeight;
   if (row >= 0.F && row < static_cast<float>(_leaves) && row == std::floor(row))
     note(static_cast<std::size_t>(row));
+}
+
+void FreeRows::Row::add(Span span) {
+  if (!(span.start <= span.end)) {
+    others.push_back(span);
+    return;
+  }
+  auto next = joined.upper_bound(span.start);
+  if (next != joined.begin() && std::prev(next)->second >= span.start) --next;
+  while (next != joined.end() && next->first <= span.end) {
+    span = {std::min(span.start, next->first), std::max(span.end, next->second)};
+    next = joined.erase(next);
+  }
+  joined.emplace(span.start, span.end);
+  if (!(span.end - span.start <= longest.end - longest.start)) longest = span;
+}
+
+bool FreeRows::Row::isTakenAt(float time) const {
+  auto const next = joined.upper_bound(time);
+  return next != joined.begin() && std::prev(next)->second >= time;
 }
 
 bool FreeRows::collide(Span const& taken, Span const& wanted) {
@@ -43,9 +64,13 @@ bool FreeRows::isTakenOnAll(Span const& common, Span const& wanted) {
 }
 
 bool FreeRows::isFree(std::size_t row, Span const& wanted) const {
-  auto const taken = _rows.find(heightOf(row));
-  return taken == _rows.end() ||
-         std::ranges::none_of(taken->second, [&](Span const& span) { return collide(span, wanted); });
+  auto const at = _rows.find(heightOf(row));
+  if (at == _rows.end()) return true;
+  Row const& taken = at->second;
+  if (taken.isTakenAt(wanted.start) || taken.isTakenAt(wanted.end)) return false;
+  auto const next = taken.joined.upper_bound(wanted.start);
+  if (next != taken.joined.end() && next->second < wanted.end) return false;
+  return std::ranges::none_of(taken.others, [&](Span const& span) { return collide(span, wanted); });
 }
 
 /// Renews what the rows share, from one row upwards.
@@ -53,9 +78,7 @@ void FreeRows::note(std::size_t row) {
   std::size_t place = _leaves + row;
   auto const taken = _rows.find(heightOf(row));
   if (taken == _rows.end()) return;
-  auto const length = [](Span const& span) { return span.end - span.start; };
-  Span const longest = *std::ranges::max_element(taken->second, {}, length);
-  _common[place] = longest.start <= longest.end ? longest : Nowhere;  // not for times that are no numbers
+  _common[place] = taken->second.longest;
   while ((place /= 2) > 0) {
     Span const& a = _common[2 * place];
     Span const& b = _common[2 * place + 1];

@@ -3,6 +3,7 @@
 #include "model/sceneext/AnimNode.h"
 
 #include <limits>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -16,7 +17,8 @@ class FreeRows {
   /// Takes in one more node, where it stands.
   void add(osg::AnimNodePtr const& animation);
   /// The first row on which nothing stands between `start` and `end`; what only touches counts as standing there.
-  /// Logarithmic in the rows, where what stands on them overlaps, and at most linear in all that stands there.
+  /// Logarithmic in the rows, where what stands on them overlaps, and at most linear in them; logarithmic in what stands on
+  /// a row.
   float find(float start, float end);
 
  private:
@@ -34,7 +36,17 @@ class FreeRows {
   void grow();
   void note(std::size_t row);
 
-  std::unordered_map<float, std::vector<Span>> _rows;
+  /// What is taken of one row.
+  struct Row {
+    std::map<float, float> joined;  ///< from when to when, spans that touch or overlap being one
+    std::vector<Span> others;       ///< whose times are no numbers
+    Span longest = Nowhere;         ///< of the joined ones
+
+    void add(Span span);
+    bool isTakenAt(float time) const;
+  };
+
+  std::unordered_map<float, Row> _rows;
   /// By place as in a heap, the rows being the leaves: a span that is taken on every row below, or Nowhere. Whatever
   /// collides with it collides on all of these rows.
   std::vector<Span> _common;

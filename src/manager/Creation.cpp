@@ -2,12 +2,14 @@
 
 #include "diagnosis/MotionWarnings.h"
 #include "knAnimManager.h"
+#include "manager/NamesToFind.h"
 #include "manager/UniqueNames.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
 #include <sstream>
+#include <unordered_set>
 
 using osg::AnimAttachmentPtr;
 using osg::AnimBlockPtr;
@@ -237,8 +239,10 @@ std::string knAnimManager::getUniqueName(std::string const& name) { return Uniqu
 std::string knAnimManager::createCopyNameFrom(std::string const& name) {
   if (name.empty()) return {};
   std::string candidate = name + " copy";
+  if (!find(candidate)) return candidate;
+  std::unordered_set<std::string> const taken = collectNamesToFind();
   std::ostringstream numbers;
-  for (int count = 2; find(candidate); ++count) {
+  for (int count = 2; taken.contains(candidate); ++count) {
     numbers << count;
     candidate += numbers.str();
   }

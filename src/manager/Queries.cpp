@@ -1,3 +1,5 @@
+#include "manager/NamesToFind.h"
+
 #include "evaluation/SceneMaterials.h"
 #include "evaluation/TreeWalk.h"
 #include "knAnimManager.h"
@@ -8,6 +10,7 @@
 #include "model/sceneext/CameraTrack.h"
 #include "model/sceneext/TagAttachment.h"
 #include "model/sceneext/VertexAnimCurves.h"
+#include "model/scenegraph/NameRegister.h"
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
@@ -196,23 +199,46 @@ Action::ResultE knAnimManager::collectAnimInfo(NodePtr const& node) {
 AnimNodePtr knAnimManager::find(std::string const& argument) {
   // A copy: it may stand in what the host drops when it is asked for materials.
   std::string const name = argument;
-  if (name.empty()) return {};
+  // A name that no animation node has costs no walk.
+  if (name.empty() || !osg::NameRegister::the().contains(name)) return {};
   if (AnimNodePtr const clip = findClip(name)) return clip;
   if (AnimNodePtr const block = findMaterialBlock(name)) return block;
   return findBlockR(materialRoot(), name);
 }
 
+std::unordered_set<std::string> collectNamesToFind() {
+  std::unordered_set<std::string> names;
+  auto const insertBlocks = [&](osg::AttachmentContainerPtr const& container) {
+    AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(container);
+    std::vector<AnimNodePtr> blocks;
+    if (attachment) attachment->getTopLevelBlockNodes(blocks);
+    for (AnimNodePtr const& block : blocks) names.insert(nameOf(block));
+  };
+  forEachNode(knAnimManager::the()->clipStructureRoot(), [&](NodePtr const& node) {
+    if (hasCore<osg::AnimClip>(node)) names.insert(nameOf(node));
+    return node->getCore().isAlive();
+  });
+  for (osg::MaterialPtr const& material : findAllMaterials(materialRoot())) insertBlocks(material);
+  forEachAnimatedNode(materialRoot(), [&](NodePtr const& node) {
+    insertBlocks(node);
+    return true;
+  });
+  return names;
+}
+
 AnimNodePtr knAnimManager::findClip(std::string const& name) { return findClipR(_clipStructureRoot, name); }
 
 AnimNodePtr knAnimManager::findClipR(NodePtr const& root, std::string const& name) {
-  NodePtr found;
+  AnimNodePtr found;
   if (name.empty()) return {};
   forEachNode(root, [&](NodePtr const& node) {
     if (found || !node->getCore().isAlive()) return false;
-    if (hasCore<osg::AnimClip>(node) && isNamed(node, name)) found = node;
-    return !found;
+    if (!hasCore<osg::AnimClip>(node) || !isNamed(node, name)) return true;
+    // A clip on a node of another kind cannot be given: it leaves out what is below it, and nothing else.
+    found = osg::dcast<AnimNodePtr>(node);
+    return false;
   });
-  return osg::dcast<AnimNodePtr>(found);
+  return found;
 }
 
 AnimNodePtr knAnimManager::findBlock(osg::AttachmentContainerPtr const& container, std::string const& name) {

@@ -1,3 +1,4 @@
+#include "editing/CurveDataRefresh.h"
 #include "editing/PasteRule.h"
 #include "knAnimManager.h"
 #include "model/fields/Ref.h"
@@ -127,6 +128,7 @@ class Conversion {
         _mostObjects(kMostObjectsPerElement * countElements(text.records)) {}
 
   void run() {
+    CurveDataRefresh const refresh;
     if (!_text.records.empty()) {
       osg::traverse(_root, [this](NodePtr const& node) {
         return convertAnimationsOf(node) ? osg::Action::Continue : osg::Action::Skip;

@@ -127,6 +127,13 @@ TEST_F(CreationTest, Names) {
     EXPECT_FALSE(manager.rename(block, name)) << "its own name is taken";
     EXPECT_EQ(manager.find(name), block);
   }
+  // However many copies there are, the scene is looked through once more; for a free name not at all.
+  int walks = 0;
+  knAnimManager::setGetAllMaterialsCB([&](auto const&, auto&) { ++walks; });
+  EXPECT_EQ(manager.createCopyNameFrom("Door"), "Door copy2232342345");
+  EXPECT_EQ(walks, 2);
+  EXPECT_EQ(manager.find("free"), nullptr);
+  EXPECT_EQ(walks, 2);
 }
 
 }  // namespace kntest::CreationTest

@@ -177,7 +177,9 @@ EditResult SceneEditing::unshare(std::string const& pattern) {
   std::size_t shared = 0;
   for (std::size_t const node : std::get<0>(found)) {
     for (osg::AnimNodePtr tree : topTrees(_scene.nodes()[node])) {
-      bool const isShared = knAnimManager::the()->blockSceneRefCount(tree) > 1;
+      // Counting walks over all animations of the scene: only for what has several users at all.
+      bool const isShared = tree->getCore().isAlive() && tree->getCore()->getParents().size() > 1 &&
+                            knAnimManager::the()->blockSceneRefCount(tree) > 1;
       shared += isShared ? 1U : 0U;
       std::string const name = nameOf(tree);
       knAnimManager::the()->unshareFrom(tree, _scene.nodes()[node]);
