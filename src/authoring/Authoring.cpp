@@ -2,6 +2,7 @@
 #include "knAnimManager.h"
 #include "knAuthoring.h"
 #include "manager/UniqueNames.h"
+#include "model/fields/Ref.h"
 #include "model/sceneext/AnimBlock.h"
 #include "model/sceneext/AnimClip.h"
 #include "model/sceneext/AnimTreeCloning.h"
@@ -32,10 +33,12 @@ AnimCurvePtr curveOf(NodePtr const& node, knOSGChannelData const& channel, bool 
     AnimNodePtr const present = manager.findChannelCurveNode(channel, knAnimManager::getAnimAttachment(node));
     if (present) return osg::dcast<AnimCurvePtr>(present->getCore());
   }
-  AnimNodePtr const made = manager.createChannelCurveNode(channel, {});
+  osg::Ref<osg::AnimNode> made = manager.createChannelCurveNode(channel, {});
   if (!made.isAlive()) return {};
   AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(made->getCore());
-  manager.addAnimation(node, made);
+  manager.addAnimation(node, made.get());
+  // Without a node to hang on, it goes.
+  made.reset();
   return curve.isAlive() ? curve : AnimCurvePtr();
 }
 
@@ -146,18 +149,19 @@ AnimNodePtr makeClipOf(std::vector<AnimNodePtr> trees, std::string const& name, 
 
 }  // namespace
 
-AnimCurvePtr knAuthoring::makeCurve(NodePtr const& nodeArgument, std::string_view channel,
+AnimCurvePtr knAuthoring::makeCurve(NodePtr const& nodeArgument, std::string_view channelArgument,
                                     knCurveOptions const& options) {
   NodePtr const node = nodeArgument;
+  std::string const channel(channelArgument);
+  bool const reuse = options.reuse;
   std::vector<knOSGChannelData> const channels = findChannels(node, channel);
   if (channels.empty()) return {};
   if (channels.size() > 1) {
-    fail(std::string("'").append(channel) + "' of '" + osg::nameOf(node) + "' has " +
-         std::to_string(channels.size()) + " components; name one of them, as " + channels[0].channelName +
-         "." + channels[0].suffix);
+    fail("'" + channel + "' of '" + osg::nameOf(node) + "' has " + std::to_string(channels.size()) +
+         " components; name one of them, as " + channels[0].channelName + "." + channels[0].suffix);
     return {};
   }
-  return curveOf(node, channels[0], options.reuse);
+  return curveOf(node, channels[0], reuse);
 }
 
 std::vector<AnimCurvePtr> knAuthoring::makeCurves(NodePtr const& nodeArgument, std::string_view channel,

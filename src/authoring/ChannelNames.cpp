@@ -100,11 +100,13 @@ Channels failed(std::string const& text) {
 
 }  // namespace
 
-std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string_view text) {
-  if (!node.isAlive())
-    return failed(std::string("no curve for '").append(text) + "': the node is null or gone");
+std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string_view textArgument) {
+  std::string const kept(textArgument);
+  std::string_view const text = kept;
   Channels all;
   knAnimManager::the()->getKeyableChannels(node, all);
+  // Containers of the host's own classes were asked, and may have destroyed the node.
+  if (!node.isAlive()) return failed("no curve for '" + kept + "': the node is null or gone");
   Channels found = matching(all, text);
   // Names of nodes may have points themselves.
   std::string const owner = osg::nameOf(node) + '.';

@@ -10,7 +10,10 @@ namespace {
 
 using Channels = std::vector<knOSGChannelData>;
 
-void listChannels(osg::UberCameraPtr const& camera, std::string const& name, Channels& channels) {
+/// A camera, its tonemapping and its fog.
+using Containers = std::array<osg::FieldContainerPtr, 3>;
+
+void listChannels(Containers const& containers, std::string const& name, Channels& channels) {
   struct Row {
     char const* name;
     char const* shortNames[3];
@@ -21,16 +24,15 @@ void listChannels(osg::UberCameraPtr const& camera, std::string const& name, Cha
   // From, at and up place the camera: its transform is never keyed beside them.
   static std::vector<std::string> const excluded = {"translation", "scale", "eulerRotation",
                                                     "eulerRotationOrientation"};
-  osg::UInt32 const id = camera.getContainerId();
+  osg::UInt32 const id = containers[0].getContainerId();
   for (Row const& row : rows) {
     for (osg::UInt32 i = 0; i < 3; ++i) {
       channels.emplace_back(id, id, 0, row.name, row.name, row.shortNames[i], suffixes[i], i, name);
     }
   }
   knAnimManager& manager = *knAnimManager::the();
-  manager.getKeyableChannels(camera, id, 0, name, channels, excluded);
-  manager.getKeyableChannels(camera->getTonemappingSettings(), id, 0, name, channels, excluded);
-  manager.getKeyableChannels(camera->getFogSettings(), id, 0, name, channels, excluded);
+  for (osg::FieldContainerPtr const& container : containers)
+    manager.getKeyableChannels(container, id, 0, name, channels, excluded);
 }
 
 /// The list for cameras of some classes, whose containers have the numbers 0 to 2: the camera, its tonemapping, its fog.
@@ -45,28 +47,37 @@ bool isDeclared(osg::FieldContainerPtr const& container) {
   return container.isAlive() && container->hasChannelDescriptions();
 }
 
+/// Null, or alive.
+bool isWhole(osg::FieldContainerPtr const& container) { return !container || container.isAlive(); }
+
 }  // namespace
 
 void getCameraChannelData(osg::UberCameraPtr const& camera, Channels& channels) {
   if (!camera.isAlive()) return;
   std::string const name = knUberCameraUtils::getName(camera);
-  std::array<osg::FieldContainerPtr, 3> const containers{camera, camera->getTonemappingSettings(),
-                                                         camera->getFogSettings()};
-  if (std::ranges::any_of(containers, isDeclared)) return listChannels(camera, name, channels);
+  osg::UInt32 const id = camera.getContainerId();
+  Containers const containers{camera, camera->getTonemappingSettings(), camera->getFogSettings()};
+  bool const areDeclared = std::ranges::any_of(containers, isDeclared);
+  // The host's own classes were asked, and may have destroyed anything.
+  if (!containers[0].isAlive()) return;
+  if (areDeclared) return listChannels(containers, name, channels);
   static KnownList& known = *new KnownList;
   std::array<osg::FieldContainerType const*, 3> types{};
   std::ranges::transform(containers, types.begin(),
                          [](auto const& container) { return container.findType(); });
   if (types != known.types) {
-    known = {types, {}};
-    listChannels(camera, {}, known.channels);
-    for (knOSGChannelData& channel : known.channels) {
-      auto const isIt = [&](auto const& one) { return one.getContainerId() == channel.containerId; };
+    std::array<osg::UInt32, 3> ids{};
+    std::ranges::transform(containers, ids.begin(),
+                           [](auto const& container) { return container.getContainerId(); });
+    KnownList fresh{types, {}};
+    listChannels(containers, {}, fresh.channels);
+    for (knOSGChannelData& channel : fresh.channels)
       channel.containerId =
-          static_cast<osg::UInt32>(std::ranges::find_if(containers, isIt) - containers.begin());
-    }
+          static_cast<osg::UInt32>(std::ranges::find(ids, channel.containerId) - ids.begin());
+    // They were asked again.
+    if (!std::ranges::all_of(containers, isWhole)) return;
+    known = std::move(fresh);
   }
-  osg::UInt32 const id = camera.getContainerId();
   channels.reserve(channels.size() + known.channels.size());
   for (knOSGChannelData const& one : known.channels) {
     knOSGChannelData& channel = channels.emplace_back(one);

@@ -92,9 +92,13 @@ void AnimOwner::findAim(osg::AnimCurve const& curve, FieldContainerPtr& aim, Par
 
 void AnimOwner::findAimOfMaterial(osg::AnimCurve const& curve, FieldContainerPtr& aim,
                                   Parents& parents) const {
+  if (!_hasDescriptions) {
+    osg::AnimCurvePtr const asking(&curve);
+    osg::dcastTo<osg::Material>(_owner)->getChannelDescriptions(_descriptions);
+    _hasDescriptions = true;
+    if (!asking.isAlive()) return;
+  }
   aim = _owner;
-  if (!_hasDescriptions) osg::dcastTo<osg::Material>(_owner)->getChannelDescriptions(_descriptions);
-  _hasDescriptions = true;
   auto const found = std::find_if(
       _descriptions.begin(), _descriptions.end(),
       [&](osg::ChannelDescription const& one) { return one.channelName == curve.getChannelName(); });

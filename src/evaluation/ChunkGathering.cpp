@@ -29,6 +29,13 @@ struct Scratch {
   std::vector<Found> found;
 };
 
+/// Handlers of the process's end may evaluate when the main thread's own memory is gone.
+thread_local bool scratchIsGone = false;
+
+struct ThreadScratch : Scratch {
+  ~ThreadScratch() { scratchIsGone = true; }
+};
+
 [[gnu::always_inline]] inline void prefetchPlace(FieldContainerPtr const& handle) {
   __builtin_prefetch(handle.getStoreAddress());
 }
@@ -78,16 +85,25 @@ class Batch {
       : _choice(choice), _animated(animated), _first(first), _last(last), _chunk(chunk) {}
 
   void run() {
-    thread_local Scratch scratch;
+    if (scratchIsGone) {
+      Scratch own;
+      run(own);
+      return;
+    }
+    thread_local ThreadScratch scratch;
+    run(scratch);
+  }
+
+ private:
+  static constexpr std::size_t MostComputed = 2048;
+
+  void run(Scratch& scratch) {
     prefetchTrees();
     findNodes(scratch);
     std::size_t const firstRecord = _chunk.records.size();
     makeRecords(scratch.found);
     if (_choice.computeValues) computeValues(firstRecord);
   }
-
- private:
-  static constexpr std::size_t MostComputed = 2048;
 
   template <class Visit>
   [[gnu::always_inline]] void forEachTree(Visit visit) const {

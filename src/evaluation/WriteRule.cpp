@@ -207,12 +207,18 @@ WriteRule::Content WriteRule::contentOf(osg::FieldType const& type) {
 }
 
 WriteRule const& WriteRule::find(FieldContainerType const& type, std::string const& name) {
+  // Handlers of the process's end may evaluate when the main thread's own memory is gone.
+  thread_local bool tableIsGone = false;
   struct Remembered {
     FieldContainerType const* type = nullptr;
     std::string name;
     WriteRule const* rule = nullptr;
   };
-  thread_local std::array<Remembered, 256> table;
+  struct Table : std::array<Remembered, 256> {
+    ~Table() { tableIsGone = true; }
+  };
+  if (tableIsGone) return *findForGood(type, name);
+  thread_local Table table;
   std::size_t const length = name.size();
   auto const letter = [&](std::size_t i) {
     return static_cast<std::size_t>(static_cast<unsigned char>(name[i]));

@@ -152,14 +152,18 @@ void addLetters(Channels& channels, Channel const& channel, char const* const (&
 /// Lists the channels of one container. `blank` is a record without names.
 class ContainerChannels {
  public:
-  ContainerChannels(knAnimManager const& manager, osg::FieldContainer const& container, Channel const& blank,
+  ContainerChannels(knAnimManager const& manager, FieldContainerPtr const& container, Channel const& blank,
                     Channels& out)
-      : _manager(manager), _container(container), _blank(blank), _out(out) {
-    if (_declares) container.getChannelDescriptions(_declared);
+      : _manager(manager), _type(container->getType()), _blank(blank), _out(out) {
+    _declares = container->hasChannelDescriptions();
+    // The host's own classes answer by code of their own, which may destroy the container.
+    if (_declares && container.isAlive()) container->getChannelDescriptions(_declared);
+    _isGone = !container.isAlive();
   }
 
   void list(std::vector<std::string> const& excludedNames) {
-    for (FieldDescription const& field : _container.getType().getFieldDescriptions()) {
+    if (_isGone) return;
+    for (FieldDescription const& field : _type.getFieldDescriptions()) {
       std::string const fieldName = field.getName().str();
       if (std::count(excludedNames.begin(), excludedNames.end(), fieldName) != 0) continue;
       if (Content const content = contentOf(&field); content.typeId != 0) listField(fieldName, content);
@@ -170,7 +174,7 @@ class ContainerChannels {
  private:
   template <class Type>
   bool isA() const {
-    return _container.getType().isDerivedFrom(Type::_type);
+    return _type.isDerivedFrom(Type::_type);
   }
 
   /// The name that a field's channels go by, null when it cannot be keyed.
@@ -262,10 +266,11 @@ class ContainerChannels {
   }
 
   knAnimManager const& _manager;
-  osg::FieldContainer const& _container;
+  osg::FieldContainerType const& _type;
   Channel const& _blank;
   Channels& _out;
-  bool const _declares = _container.hasChannelDescriptions();
+  bool _declares = false;
+  bool _isGone = false;
   std::vector<osg::ChannelDescription> _declared;
 };
 
@@ -320,7 +325,8 @@ std::unordered_set<std::string_view> const& singleKeyableNames() {
 
 }  // namespace
 
-void knAnimManager::getKeyableChannels(osg::NodePtr const& node, Channels& channels) {
+void knAnimManager::getKeyableChannels(osg::NodePtr const& nodeArgument, Channels& channels) {
+  osg::NodePtr const node = nodeArgument;
   if (!node.isAlive()) return;
   osg::NodeCorePtr const core = node->getCore();
   UInt32 const nodeId = node.getContainerId();
@@ -329,34 +335,36 @@ void knAnimManager::getKeyableChannels(osg::NodePtr const& node, Channels& chann
     getKeyableChannels(container, parentId, nodeId, name, channels, {});
   };
   UInt32 const coreId = core.getContainerId();
+  // Each is looked for when its turn comes: those before it may have been asked for their channels, and done anything.
   list(transformOf(core), coreId);
   list(core, coreId);
   if (auto const* const group = osg::dcastTo<osg::MaterialGroup>(core)) {
     getKeyableChannels(group->getMaterial(), channels);
   }
-  if (auto const* const camera = osg::dcastTo<osg::UberCamera>(core)) {
+  if (auto const* const camera = osg::dcastTo<osg::UberCamera>(core))
     list(camera->getTonemappingSettings(), coreId);
-    list(camera->getFogSettings(), coreId);
-  }
-  if (auto const* const light = osg::dcastTo<osg::UberLight>(core)) {
-    list(light->getDiffuse(), coreId);
-    list(light->getLensFlareEffect(), coreId);
-  }
+  if (auto const* const camera = osg::dcastTo<osg::UberCamera>(core)) list(camera->getFogSettings(), coreId);
+  if (auto const* const light = osg::dcastTo<osg::UberLight>(core)) list(light->getDiffuse(), coreId);
+  if (auto const* const light = osg::dcastTo<osg::UberLight>(core)) list(light->getLensFlareEffect(), coreId);
   list(node, nodeId);
 }
 
-void knAnimManager::getKeyableChannels(FieldContainerPtr const& container, UInt32 parentId, UInt32 nodeId,
-                                       std::string const& nodeName, Channels& channels,
+void knAnimManager::getKeyableChannels(FieldContainerPtr const& containerArgument, UInt32 parentId,
+                                       UInt32 nodeId, std::string const& nodeName, Channels& channels,
                                        std::vector<std::string> const& excludedNames) {
+  FieldContainerPtr const container = containerArgument;
   if (!container.isAlive()) return;
+  std::vector<std::string> const excluded = excludedNames;
   Channel const blank(container.getContainerId(), parentId, nodeId, "", "", "", "", 0, nodeName);
-  ContainerChannels(*this, *container, blank, channels).list(excludedNames);
+  ContainerChannels(*this, container, blank, channels).list(excluded);
 }
 
-void knAnimManager::getKeyableChannels(osg::MaterialPtr const& material, Channels& channels) {
+void knAnimManager::getKeyableChannels(osg::MaterialPtr const& materialArgument, Channels& channels) {
+  osg::MaterialPtr const material = materialArgument;
   if (!material.isAlive()) return;
   std::vector<osg::ChannelDescription> descriptions;
   material->getChannelDescriptions(descriptions);
+  if (!material.isAlive()) return;
   UInt32 const materialId = material.getContainerId();
   std::string const name = nameOf(material);
   for (auto const& [ids, fieldName, channelName] : descriptions) {

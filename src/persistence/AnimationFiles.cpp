@@ -156,8 +156,9 @@ void loadOntoAll(Handles targets, char const* fileName, bool notify, UniqueName 
 
 bool knAnimManager::saveAnimations(char const* fileName, AttachmentContainerPtr const& source) {
   if (fileName == nullptr || !source.isAlive()) return false;
-  // `source` may be a reference into what a handler of the host's edits.
+  // The arguments may stand in what a handler of the host's edits.
   AttachmentContainerPtr const saved = source;
+  std::string const name = fileName;
   AnimNodePtr const tree = osg::dcast<AnimNodePtr>(saved);
   osg::FieldContainerPtr const owner = tree ? findOwningContainer(tree) : osg::FieldContainerPtr(saved);
   if (!owner) {
@@ -184,7 +185,7 @@ bool knAnimManager::saveAnimations(char const* fileName, AttachmentContainerPtr 
     attachment->getTopLevelAnimations(trees, true);
     for (AnimNodePtr const& each : trees) addCopy(each, root);
   }
-  return root.isAlive() && osg::saveSceneFile(root.get(), fileName, true);
+  return root.isAlive() && osg::saveSceneFile(root.get(), name, true);
 }
 
 bool knAnimManager::loadAnimationsTo(AttachmentContainerPtr const& target, char const* fileName,

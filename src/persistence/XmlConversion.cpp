@@ -154,10 +154,10 @@ class Conversion {
     if (!node->getCore().isAlive()) return false;
     AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
     if (!attachment || attachment->getOldRecordIds().empty()) return true;
-    Channels channels;
-    _manager.getKeyableChannels(node, channels);
     std::vector<osg::UInt64> const ids(attachment->getOldRecordIds().begin(),
                                        attachment->getOldRecordIds().end());
+    Channels channels;
+    _manager.getKeyableChannels(node, channels);
     for (osg::UInt64 const id : ids) {
       Data const* const record = find(id);
       if (record == nullptr) continue;
@@ -177,7 +177,7 @@ class Conversion {
     for (knOSGChannelData const& each : channels) {
       if (isJoined(record.name, each.fieldName, each.suffix)) channel = &each;
     }
-    if (channel == nullptr) return;
+    if (channel == nullptr || !attachment.isAlive()) return;
     AnimNodePtr node = _manager.findChannelCurveNode(attachment, channel->channelName, channel->suffix);
     if (!node) node = _manager.createChannelCurveNode(*channel, attachment);
     convertCurve(record, node);

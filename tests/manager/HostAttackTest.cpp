@@ -1,5 +1,9 @@
 #include "knAnimHelper.h"
+#include "knAuthoring.h"
 #include "knFramePlayer.h"
+#include "knSceneFile.h"
+#include "model/scenefiles/SceneFileProgress.h"
+#include "model/scenegraph/Cloning.h"
 #include "support/SceneStage.h"
 
 namespace kntest {
@@ -24,6 +28,10 @@ void callHost() {
       callHost();                                                 \
     }                                                             \
     HOST_OVERRIDE(Parent, fieldsAssigned)                         \
+    bool hasChannelDescriptions() const override {                \
+      callHost();                                                 \
+      return false;                                               \
+    }                                                             \
     __VA_ARGS__                                                   \
   };                                                              \
   KN_CONTAINER_TYPE(Name, Name, #Name)
@@ -70,6 +78,8 @@ struct Arguments {
   knOSGChannelData channel;
   std::string name = "block";
   std::string suffix = "X";
+  std::string fileName = testing::TempDir() + "HostAttackTestWhole.osb";
+  std::vector<NodePtr> nodes;
   float time = 1.5F;
 };
 
@@ -239,6 +249,7 @@ class HostileStage {
     a.curves = {a.curve, a.looseCurve};
     a.records = {knCurveData(a.curveNode, a.curve)};
     a.owners = {a.node};
+    a.nodes = {a.node, a.leaf};
     a.channel.containerId = a.node->getCore().getContainerId();
     a.channel.fieldName = a.channel.channelName = "translation";
   }
@@ -278,6 +289,7 @@ class HostileStage {
   double const _formerFps = knSceneDataManager::getSceneData(0)->getFps();
   UInt32 _hook = 0;
   knUtils::Subscription _listener;
+  SceneFileProgress const _watch{[](auto...) { return callHost(), true; }};
   std::vector<FieldContainerPtr> _held;
 };
 
@@ -483,6 +495,15 @@ Operation const operations[] = {
            "<p id='1'/></curve><block id='3' name='b'><c id='2'/></block><track id='4'><b id='3'/></track>"
            "<clip id='5' name='c'><t id='4'/></clip></a>");
      }},
+    OPERATION(manager().saveAnimations(a.fileName.c_str(), a.node)),
+    OPERATION(knSceneFile::save(a.fileName)),
+    // single calls
+    OPERATION(std::vector<knOSGChannelData> channels; manager().getKeyableChannels(a.cameraNode, channels)),
+    OPERATION(manager().prepareCameraAnimation(a.camera, a.camera, 2, {})),
+    OPERATION(knAuthoring::makeCurve(a.node, a.channel.channelName)),
+    OPERATION(knAuthoring::makeCurves(a.other, a.channel.channelName)),
+    OPERATION(knAuthoring::makeClip(a.nodes, a.name)),
+    OPERATION(drop(deepCopyContainer(a.camera, a.name))),
     // cameras
     {"animateCamera",
      [](Arguments& a) {

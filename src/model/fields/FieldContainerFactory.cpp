@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <exception>
 #include <utility>
 
 namespace osg {
@@ -147,12 +148,20 @@ void FieldContainerFactory::destroy(FieldContainer& container) {
   }
   std::vector<FieldContainer*> dying{&container};
   waiting = &dying;
+  std::exception_ptr thrown;
   while (!dying.empty()) {
     FieldContainer* const next = dying.back();
     dying.pop_back();
-    bury(*next);
+    try {
+      bury(*next);
+    } catch (...) {
+      // The host's code threw. The container stays, as there may still be links to it; the others go all the same.
+      next->_isSafeFromDropping = false;
+      if (!thrown) thrown = std::current_exception();
+    }
   }
   waiting = nullptr;
+  if (thrown) std::rethrow_exception(thrown);
 }
 
 void FieldContainerFactory::bury(FieldContainer& container) {

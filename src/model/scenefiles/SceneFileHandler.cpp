@@ -25,16 +25,16 @@ std::string sceneName(char const* fileName) {
   return fileName != nullptr ? "scene file " + std::string(fileName) : "scene file";
 }
 
-bool writeFailed(char const* fileName, std::string const& why) {
-  knLog::error((sceneName(fileName) + " can't be written: " + why).c_str());
+bool writeFailed(std::string const& name, std::string const& why) {
+  knLog::error((name + " can't be written: " + why).c_str());
   return false;
 }
 
-NodePtr readFailed(char const* fileName, SceneFileProblem const& problem) {
+NodePtr readFailed(std::string const& name, SceneFileProblem const& problem) {
   std::string const line = problem.line > 0 ? "line " + std::to_string(problem.line) + ", " : "";
   std::string const place = " (" + line + "byte " + std::to_string(problem.offset) +
                             (problem.inContents ? " of its contents)" : ")");
-  knLog::error((sceneName(fileName) + " can't be read: " + problem.what + place).c_str());
+  knLog::error((name + " can't be read: " + problem.what + place).c_str());
   return {};
 }
 
@@ -80,7 +80,7 @@ NodePtr readText(std::istream& stream, SceneFileProblem& problem, Warnings& warn
   return {};
 }
 
-NodePtr readGraph(std::istream& stream, char const* fileName) {
+NodePtr readGraph(std::istream& stream, std::string const& name) {
   SceneFileProblem problem;
   Warnings warnings;
   NodePtr root;
@@ -90,8 +90,8 @@ NodePtr readGraph(std::istream& stream, char const* fileName) {
   } catch (std::bad_alloc const&) {
     problem = {"there is not enough memory", 0, false};
   }
-  if (!root) return readFailed(fileName, problem);
-  for (std::string const& warning : warnings) knLog::warning((sceneName(fileName) + ' ' + warning).c_str());
+  if (!root) return readFailed(name, problem);
+  for (std::string const& warning : warnings) knLog::warning((name + ' ' + warning).c_str());
   return root;
 }
 
@@ -161,18 +161,22 @@ SceneFileHandler& SceneFileHandler::the() {
 
 bool SceneFileHandler::write(NodePtr const& root, std::ostream& stream, char const* fileName,
                              unsigned int compress) {
+  // By value: who watches may drop what the argument stands in.
+  std::string const name = sceneName(fileName);
   std::string const why = writeGraph(root, stream, formOf(fileName), compress != 0);
-  return why.empty() || writeFailed(fileName, why);
+  return why.empty() || writeFailed(name, why);
 }
 
 NodePtr SceneFileHandler::read(std::istream& stream, char const* fileName, GraphOpSeq const* graphOpSeq) {
   // A file tells its name: who reads by the extension alone gives no more than that.
   auto const* const file = dynamic_cast<cached_ifstream const*>(&stream);
-  return runOperations(readGraph(stream, file != nullptr ? file->getName().c_str() : fileName), graphOpSeq);
+  std::string const name = sceneName(file != nullptr ? file->getName().c_str() : fileName);
+  return runOperations(readGraph(stream, name), graphOpSeq);
 }
 
 bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compress, SceneFileForm form) {
-  if (!root.isAlive()) return writeFailed(fileName.c_str(), "there is no scene");
+  std::string const name = sceneName(fileName.c_str());
+  if (!root.isAlive()) return writeFailed(name, "there is no scene");
   FileReplacement file(fileName);
   std::string why;
   if (file.isGood()) {
@@ -181,7 +185,7 @@ bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compre
     why = writeGraph(root, stream, form == SceneFileForm::ByName ? formOf(fileName.c_str()) : form, compress);
   }
   if (why.empty() && file.commit()) return true;
-  return writeFailed(fileName.c_str(), file.isGood() ? why : file.reason());
+  return writeFailed(name, file.isGood() ? why : file.reason());
 }
 
 NodePtr loadSceneFile(std::string const& fileName) {

@@ -14,7 +14,8 @@ class KNSCENE_API SceneFileProgress {
  public:
   /// Is told the step, such as "reading", and how much of it is done, in units of its own: bytes or objects. False ends
   /// the reading or writing, which then fails like any other, with the reason that it was interrupted. Called often, so it
-  /// should look at its own clock before it does more than that; it must not read or write scene files itself.
+  /// should look at its own clock before it does more than that; it must not read or write scene files itself. An edit of
+  /// the structure that is being written ends the writing.
   using Watch = std::function<bool(char const* step, UInt64 done, UInt64 total)>;
 
   /// Tells `watch` from now on, and its destructor the one that was told before.

@@ -47,7 +47,9 @@ class ContentsWriter {
   FieldWriter makeWriter() {
     return FieldWriter([this](FieldContainerPtr const& handle) {
       _wroteHandle = true;
-      return numberOf(handle);
+      UInt32 const number = numberOf(handle);
+      if (_isOwnedField && number == 0 && handle.isAlive()) _isEdited = true;
+      return number;
     });
   }
 
@@ -112,12 +114,21 @@ class ContentsWriter {
     for (Stored const& stored : _containers) out.put(stored.typeNumber);
   }
 
+  bool endByEdit() {
+    _problem.what = "its structure was changed meanwhile";
+    return false;
+  }
+
   bool putValues(Stored const& stored, FieldWriter& out) {
+    // Who is told of the progress may edit what was collected.
+    if (!stored.container.isAlive()) return endByEdit();
     FieldWriter values = makeWriter();
     for (FieldDescription const* const field : _types[stored.typeNumber].fields) {
       std::size_t const before = values.bytes().size();
       _wroteHandle = false;
+      _isOwnedField = field->getRole() == FieldRole::Owned;
       field->getField(*stored.container)->write(values);
+      if (_isEdited) return endByEdit();
       if (_wroteHandle && layoutOf(field->getFieldType().getContentType().getName()).empty()) {
         _hiddenHandles = field->getName().str();
       }
@@ -140,6 +151,8 @@ class ContentsWriter {
   OwnershipGraph _graph;
   UInt64 _objectMemory = 0;
   bool _wroteHandle = false;
+  bool _isOwnedField = false;
+  bool _isEdited = false;  ///< an owned container is none of those that were collected
   std::string _hiddenHandles;
 };
 

@@ -54,7 +54,7 @@ class Copier {
   }
 
   /// The copy that stands for an owned container, made at the first request; the container itself if shared.
-  FieldContainerPtr copyOf(FieldContainerPtr const& source) {
+  FieldContainerPtr copyOf(FieldContainerPtr const source) {
     if (!source.isAlive()) return {};
     if (isShared(source->getType())) return source;
     auto const [place, isNew] = _copies.try_emplace(source);
@@ -82,9 +82,10 @@ class Copier {
   }
 
   void copyFields(Pair const& pair, FieldRole role) {
-    // Containers of the host's own kinds are made by its code.
-    if (!pair.source.isAlive() || !pair.copy.isAlive()) return;
+    if (!pair.source.isAlive()) return;
     for (FieldDescription const& description : pair.source->getType().getFieldDescriptions()) {
+      // Containers of the host's own kinds are made by its code, at any of the fields.
+      if (!pair.source.isAlive() || !pair.copy.isAlive()) return;
       if (description.getRole() != role) continue;
       Field& target = *description.getField(*pair.copy);
       target.copyFrom(*description.getField(*pair.source));
