@@ -13,7 +13,7 @@ CurveDataRefresh::~CurveDataRefresh() {
 }
 
 void CurveDataRefresh::isDue(bool isTold) {
-  if (_depth > 0 && !(isTold && knUtils::hasReceivers())) {
+  if (_depth > 0 && !(isTold && knUtils::hasReceivers("pastedAnimations"))) {
     _isDue = true;
   } else {
     knAnimManager::the()->updateSceneAnimCurveData();

@@ -20,6 +20,10 @@ struct Entry {
 class Registry {
  public:
   bool isEmpty() const { return _entries.empty(); }
+  bool isHeard(std::string_view name) const {
+    return std::any_of(_entries.begin(), _entries.end(),
+                       [&](auto const& entry) { return entry->takes(name); });
+  }
 
   std::uint64_t add(std::string_view name, knUtils::Receiver receiver) {
     std::uint64_t const id = ++_lastId;
@@ -109,7 +113,7 @@ void knUtils::Subscription::end() {
   if (_id != 0) registry->remove(std::exchange(_id, 0));
 }
 
-bool knUtils::hasReceivers() { return registry != nullptr && !registry->isEmpty(); }
+bool knUtils::hasReceivers(std::string_view name) { return registry != nullptr && registry->isHeard(name); }
 
 void knUtils::call(char const* name, knMessage& message, int channel) {
   if (isHeard(name)) registry->deliver(name, message, channel);

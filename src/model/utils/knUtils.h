@@ -56,8 +56,8 @@ class KNSCENE_API knUtils {
   /// Sends a message without payload, in all else like the other overload.
   static void call(char const* name, int channel);
 
-  /// Whether anybody listens to any message.
-  static bool hasReceivers();
+  /// Whether anybody listens to a message of that name, or to all.
+  static bool hasReceivers(std::string_view name);
   /// Registers `receiver` for the messages called exactly `name`. An empty name or an empty receiver
   /// registers nothing and gives a subscription that holds nothing.
   [[nodiscard]] static Subscription listen(std::string_view name, Receiver receiver);
