@@ -28,7 +28,8 @@ class KNSCENE_API AnimShotBase : public AnimObject {
   KN_SFIELD(UInt32, ShotType, shotType, 0U)
   /// 0: none. 1: the camera flies from where it stands to the start. 2: a fade through exposure.
   KN_SFIELD(UInt32, TransitionType, transitionType, 0U)
-  /// 0 to 3, selects the tangent types.
+  /// How keys are reached and left: 1 eases into them, 2 out of them, 3 both; any other value goes straight, or holds
+  /// where the shot is still and has no transition.
   KN_SFIELD(UInt32, Interpolation, interpolation, 0U)
   KN_CONTAINER_END
 };
