@@ -57,7 +57,7 @@ TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {
   ASSERT_TRUE(knAuthoring::setKeys(curve, times, values, {.tangents = knTangents::Clamped}));
   EXPECT_EQ(changes.getEntries().size(), 1U);
   ASSERT_EQ(curve->getControlPoints().size(), 3U);
-  EXPECT_NEAR(*knCurves::getValue(curve, 1.5F), 15, 1e-4);
+  for (float const time : {0.5F, 1.5F}) EXPECT_NEAR(*knCurves::getValue(curve, time), 10 * time, 1e-4);
   std::vector<float> const bad{0, NAN, 1, 2};
   EXPECT_FALSE(knAuthoring::setKeys(curve, times, bad) || knAuthoring::setKeys(curve, times, {}) ||
                knAuthoring::setKeys({}, times, values) || knAuthoring::setKey(door, "scale", 0, {1, 2}));
@@ -65,8 +65,10 @@ TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {
   EXPECT_EQ(curve->getControlPoints().size(), 3U);
   // A jump: the first key at its time is replaced, and gets the tangents.
   curve->addPoint({1, 6}, {}, {}, LinearTangent, LinearTangent, false, true);
+  curve->addPoint({4, 6}, {}, {}, LinearTangent, LinearTangent, false, true);
   ASSERT_TRUE(knAuthoring::setKeys(curve, {{1, 7}, {1.5F, 8}, {3, 9}}, {.tangents = knTangents::Step}));
-  ASSERT_EQ(curve->getControlPoints().size(), 6U);
+  ASSERT_EQ(curve->getControlPoints().size(), 7U);
+  EXPECT_FLOAT_EQ(curve->getControlPoints()[6].inX(), -0.4F) << "it follows its new neighbour";
   EXPECT_EQ(curve->getControlPoints()[1].outType(), StepTangent);
   EXPECT_EQ(curve->getControlPoints()[2].point(), Pnt2f(1, 6));
   curve->clear();
@@ -81,7 +83,10 @@ TEST_F(AuthoringTest, AClipTakesOverFromTheScene) {
     knAuthoring::setKeys(knAuthoring::makeCurve(node, "translation.X"), {{0, 0}, {2, 8}},
                          {.tangents = knTangents::Straight});
   EXPECT_FALSE(knAuthoring::makeClip({{eye}}, "none"));
-  AnimNodePtr const clip = knAuthoring::makeClip({{door, other}}, "opening", {.start = 1});
+  changes.clear();
+  EXPECT_TRUE(knAuthoring::makeClip({{door}}, "switched off by now"));
+  EXPECT_TRUE(announced(treesOf(door)[0]).test(Node::TravMaskFieldId));
+  AnimNodePtr const clip = knAuthoring::makeClip({{door, other, door}}, "opening", {.start = 1});
   ASSERT_TRUE(clip.isAlive() && clip->getNChildren() == 2);
   evaluate(1);
   EXPECT_EQ(placeOf(door).x(), 0) << "the scene leaves it to the clip";
@@ -104,12 +109,14 @@ TEST_F(AuthoringTest, ThePlayerShowsItsFirstFrameAtTheManagersRate) {
   now = 100;
   knAnimManager::setSimulationTimeCB([] { return now; });
   knFramePlayer& player = knFramePlayer::the();
-  player.play({.lastFrame = 48});
-  EXPECT_EQ(placeOf(door).x(), 3) << "the timeline stood there already";
-  now += 1;
-  player.tick();
-  player.apply();
-  EXPECT_EQ(knAnimManager::the()->currentFrame(), 24);
+  for (bool const reverse : {false, true}) {
+    player.play({.lastFrame = 48, .reverse = reverse, .fps = reverse ? 12.0 : 0.0});
+    EXPECT_EQ(placeOf(door).x(), reverse ? 4 : 3) << "the timeline stood there already";
+    now += 1;
+    player.tick();
+    player.apply();
+    EXPECT_EQ(knAnimManager::the()->currentFrame(), reverse ? 36 : 24);
+  }
   player.stop(nullptr);
 }
 

@@ -1,5 +1,7 @@
 #include "camera/CameraStage.h"
+#include "model/constraint/AimConstraint.h"
 #include "model/math/MatrixTools.h"
+#include "support/LogCapture.h"
 
 namespace kntest::FlightsTest {
 
@@ -12,8 +14,14 @@ class FlightsTest : public CameraStage {
 };
 
 TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
+  LogCapture const log;
   UberCameraPtr const target = coreOf<UberCamera>(addNode(UberCamera::create(), parent));
+  NodePtr const aim = addNode(Transform3D::create()), above = addNode(Transform3D::create(), parent);
+  camera->setAimNode(aim);
+  camera->setUpVectorNode(above);
   for (int times = 0; times < 40; ++times) {
+    coreOf<Transform3D>(aim)->setRotatePivot(vector(2));
+    coreOf<Transform3D>(above)->setTranslation(vector(9));
     camera->setRotatePivot(vector(2));
     camera->setRotationOrientationAsEuler(vector(180));
     target->setViewByFromAtUp(point(20), point(20), vector(1));
@@ -23,6 +31,7 @@ TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
     target->getTonemappingSettings()->setExposure(1 + number(1));
     simulationTime() = 100;
     manager.animateCamera(camera, target, 2, {});
+    Real32 const reach = length(AimConstraint::getAimPos(above) - camera->getFrom(Camera::WorldSpace));
     Pnt3f const start = camera->getFrom();
     Pnt3f previous = start;
     Real32 const mean = length(target->getFrom() - start) / 100;
@@ -35,17 +44,23 @@ TEST_F(FlightsTest, AFlightEndsInTheStateOfItsTarget) {
     EXPECT_LT(length(camera->getFrom() - target->getFrom()), 1e-4F);
     EXPECT_LT(length(camera->getAt() - target->getAt()), 1e-4F);
     EXPECT_LT(length(camera->getUp() - target->getUp()), 1e-4F);
+    EXPECT_LT(length(AimConstraint::getAimPos(aim) - camera->getAt(Camera::WorldSpace)), 1e-3F);
+    Vec3f const upwards = normalized(camera->getUp(Camera::WorldSpace)) * reach;
+    EXPECT_LT(length(AimConstraint::getAimPos(above) - (camera->getFrom(Camera::WorldSpace) + upwards)),
+              1e-3F);
     EXPECT_NEAR(camera->getFov(), target->getFov(), 1e-4F) << "whatever became of the angles of view";
     EXPECT_FLOAT_EQ(camera->getTonemappingSettings()->getExposure(),
                     target->getTonemappingSettings()->getExposure());
     EXPECT_FALSE(knAnimEvaluator::the()->isPlaying(flight()));
   }
+  EXPECT_TRUE(log.lines().empty()) << "of channels that the camera does not take nobody is warned";
 }
 
 /// Flights tell who owns their curves, and a look at the whole scene finds the same; edits of the host's come between.
 TEST_F(FlightsTest, OwnersAreKnownWithoutALookAtTheScene) {
   using Access = knAnimEvaluatorAccess;
   NodePtr const other = addNode(UberCamera::create(), parent);
+  UberCameraPtr const second = coreOf<UberCamera>(other);
   NodePtr const track = addNode(CameraTrack::create(), cameraNode);
   UberCameraPtr const viewpoint = coreOf<UberCamera>(addNode(UberCamera::create(), track));
   Held<AnimNodePtr> const strange(newAnimNode(Group::create()));
@@ -72,9 +87,9 @@ TEST_F(FlightsTest, OwnersAreKnownWithoutALookAtTheScene) {
         animate(track, newCurveNode("from", 0, {{0, 0}}));
       },
       [&] { camera->setAnimationRoot(newAnimNode(Group::create())); },
+      [&] { second->setAnimationRoot(flight()); },
   };
   Held<NodePtr> const keptNode(other);
-  UberCameraPtr const second = coreOf<UberCamera>(other);
   int kept = 0;
   for (int times = 0; times < 400; ++times) {
     auto const any = [&](auto const& list) {
@@ -103,12 +118,17 @@ TEST_F(FlightsTest, TurningToAPointLooksAtItInTheEnd) {
     camera->setRotatePivot(times % 4 == 0 ? Vec3f() : vector(0.5F));
     announce(camera, Transform3D::RotatePivotFieldMask);
     Pnt3f const at = point(60);
+    Vec3f const up = camera->getUp();
     simulationTime() = 100;
     manager.animateCamera(camera, at, times % 2 == 0 ? Vec3f() : vector(1), 1);
     EXPECT_FALSE(curveIn(flight(), "from", 0));
     playTo(1.5);
     Vec3f const wanted = normalized(at - camera->getFrom(Camera::WorldSpace));
     EXPECT_LT(length(sight() - wanted), 1e-4F) << times;
+    if (times % 2 != 0) continue;
+    Vec3f const aside = normalized(cross(up, camera->getAt() - camera->getFrom()));
+    EXPECT_NEAR(dot(aside, camera->getUp()), 0, 1e-3F) << times;
+    EXPECT_GT(dot(up, camera->getUp()), 0) << times;
   }
 }
 
@@ -120,6 +140,9 @@ TEST_F(FlightsTest, RotationsGoTheShortWayOnce) {
        {std::tuple{0U, 170.F, 190.F}, {1U, 10.F, -10.F}, {2U, -400.F, 40.F}}) {
     EXPECT_EQ(keysOf(curveIn(*root, "eulerRotation", index)), (Keys{{0, start}, {2, end}}));
   }
+  Held<AnimNodePtr> const half(newAnimNode(Group::create()));
+  manager.createRotationCurves(*half, camera, {-10, 10, -400}, 2);
+  EXPECT_EQ(keysOf(curveIn(*half, "eulerRotation", 0)), (Keys{{0, 170}, {2, -10}})) << "half a turn";
 }
 
 TEST_F(FlightsTest, EachFormMakesItsCurves) {
@@ -190,6 +213,9 @@ TEST_F(FlightsTest, MotionBlurEvaluatesEachTimeOnce) {
   EXPECT_EQ(placeOf(mover).x(), 3.125F);
   manager.resetMotionBlurObjectID();
   manager.resetMotionBlur();
+  animate(addNode(Sceneplate::create(), knSceneDataManager::getSceneplateRoot(0)),
+          newCurveNode("f", 0, {{0, 0}}));
+  EXPECT_EQ(Access::gatherScene().size(), 2U) << "sceneplates are evaluated again";
 }
 
 }  // namespace kntest::FlightsTest

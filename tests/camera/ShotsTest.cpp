@@ -49,6 +49,7 @@ TEST_F(ShotsTest, KeysFollowTransitionTypeAndInterpolation) {
   AnimCurvePtr const exposure = curveIn(*fade, "exposure", 0);
   float const present = camera->getTonemappingSettings()->getExposure();
   EXPECT_EQ(keysOf(exposure), (Keys{{0, present}, {0, present}, {0.0001F, 0}}));
+  EXPECT_EQ(exposure->getControlPoints()[0].outType(), 0U);
   EXPECT_FALSE(exposure->getIsCameraShotCurve());
 }
 
@@ -76,6 +77,7 @@ TEST_F(ShotsTest, ConvertingOnceGivesTheCameraAClone) {
   camera->setFrom({-5, -6, -7});
   manager.updateCameraShotCurves(*clip);
   EXPECT_EQ(keysOf(curveIn(shot, "from", 1)), (Keys{{0, -6}, {0.0001F, 11}, {5, 21}}));
+  EXPECT_FLOAT_EQ(curveIn(shot, "from", 1)->getControlPoints()[1].inY(), 0.4F * (-6 - 11));
 }
 
 }  // namespace kntest::ShotsTest

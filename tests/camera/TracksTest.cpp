@@ -43,6 +43,7 @@ TEST_F(TracksTest, KeysFollowMovesFadesAndPauses) {
       {0, 0, 0, {5, 6}, "from", {{0, 5}, {0, 6}}, false},
       {4, 0, 1, {5, 6, 7}, "from", {{0, 2}, {4, 5}, {5, 5}, {9, 6}, {10, 6}, {14, 7}}, true},
       {4, 1, 0, {5}, "exposure", {{0, 0}, {1, 5}, {4, 5}}, true},
+      {2, 2, 0, {5}, "exposure", {{0, 0}, {2, 5}, {2, 5}}, true},
       {0, 2, 0, {5, 6}, "exposure", {{0, 0}, {2, 0}, {4, 6}}, false},
       {4, 1, 1, {}, "from", {}, false},
   };
@@ -82,9 +83,11 @@ TEST_F(TracksTest, BlocksAreMadeKeptAndReplaced) {
   auto const listening = knUtils::listen("updateClipScene", [&](auto, auto&, int) { ++told; });
   manager.updateCameraTrackBlockForNode(track);
   EXPECT_EQ(told, 0U);
-  coreOf<CameraTrack>(track)->setAnimationDuration(3);
-  manager.updateCameraTrackBlockForNode(track);
-  EXPECT_EQ(told, 1U);
+  for (float const seconds : {3.F, 1.F}) {
+    coreOf<CameraTrack>(track)->setAnimationDuration(seconds);
+    manager.updateCameraTrackBlockForNode(track);
+  }
+  EXPECT_EQ(told, 2U);
 
   // A clip shares the block; both occurrences are replaced. The camera has an aim now.
   AnimNodePtr const inClip = newAnimNode(block->getCore(), 1, 8);
@@ -97,8 +100,10 @@ TEST_F(TracksTest, BlocksAreMadeKeptAndReplaced) {
   EXPECT_TRUE(curveIn(fresh, "aimTranslation", 2));
   NodePtr const clip = manager.clipStructureRoot()->getChild(0);
   EXPECT_EQ(clip->getChild(0)->getCore(), fresh->getCore());
+  manager.addToClipStructure(newAnimNode(fresh->getCore()));
   manager.deleteCameraTrackBlockInClips(dcast<AnimBlockPtr>(fresh->getCore()));
   EXPECT_EQ(manager.clipStructureRoot()->getNChildren(), 0U);
+  EXPECT_TRUE(manager.clipStructureRoot()->getParent()) << "the root stays";
 }
 
 }  // namespace kntest::TracksTest

@@ -94,6 +94,9 @@ TEST_F(CurvesTest, TheSlopeIsTheDifferenceOfCloseValues) {
       EXPECT_NEAR(slope, near, slack) << time;
     }
   }
+  CurveStage const tent(
+      {{{0, 0, 0, 0, 0, 0}, {1, 8, 0, 0, 0, 0}, {2, 0, 0, 0, 0, 0}}, 0, 0, true, {{-1, 0}}});
+  EXPECT_EQ(knCurves::getSlope(tent.node, -1), -8.F) << "on a key, of what comes after";
 }
 
 /// The same keys, put in one after the other.
@@ -160,10 +163,15 @@ TEST_F(CurvesTest, ClampedTangentsNeverLeaveTheSpanOfTheirKeys) {
     float const slack = 1e-6F + 1e-6F * heightOf(*curve);
     for (std::size_t i = 0; i + 1 < keys.size(); ++i) {
       auto const [low, high] = std::minmax({keys[i].y(), keys[i + 1].y()});
+      for (float const end : {keys[i].y() + keys[i].outY(), keys[i + 1].y() + keys[i + 1].inY()})
+        ASSERT_TRUE(end >= low && end <= high) << round << ": an end of a tangent";
+      float previous = keys[i].y();
       for (int part = 0; part <= 10; ++part) {
         float const time = std::lerp(keys[i].x(), keys[i + 1].x(), 0.1F * static_cast<float>(part));
         float const value = *knCurves::getValue(curve, time);
         ASSERT_TRUE(value >= low - slack && value <= high + slack) << round << " at " << time;
+        ASSERT_GE((value - previous) * (keys[i].y() < keys[i + 1].y() ? 1 : -1), -slack) << round << " turns";
+        previous = value;
       }
     }
   }
@@ -175,6 +183,8 @@ TEST_F(CurvesTest, AnInsertedKeyLeavesTheShape) {
     if (round % 2 == 0)
       knCurves::setTangents(curve, round % 4 == 0 ? knTangents::Smooth : knTangents::Clamped);
     curve->setForceLinearInterpolation(round % 11 == 0);
+    bool const isFree = round % 3 == 0 && round % 11 != 0;
+    for (CCPnt& key : curve->getControlPoints()) key.setOutType(isFree ? 3 : key.outType());
     float const end = curve->getControlPoints()[4].x();
     std::vector<float> times;
     for (int i = 0; i <= 200; ++i) times.push_back(0.005F * static_cast<float>(i) * end);
@@ -184,13 +194,20 @@ TEST_F(CurvesTest, AnInsertedKeyLeavesTheShape) {
     float const time = round % 9 == 0 ? 0.001F : (0.001F + 0.998F * unit()) * end;
     auto const index = static_cast<UInt32>(knCurves::insertPoint(curve, time));
     ASSERT_EQ(curve->getControlPoints().size(), 6U) << round;
-    EXPECT_EQ(curve->getControlPoints()[index].x(), time);
+    CCPnt const key = curve->getControlPoints()[index], former = curve->getControlPoints()[index - 1];
+    EXPECT_EQ(key.x(), time);
+    EXPECT_TRUE(!isFree || (key.inType() == former.inType() && key.outType() == 3)) << round;
+    EXPECT_TRUE(round % 6 != 1 || std::fabs(former.outX() - 0.4F * (time - former.x())) < 1e-5F) << round;
     EXPECT_EQ(knCurves::insertPoint(curve, time), static_cast<Int32>(index));
     knCurves::getValues(curve, times, after);
     for (std::size_t i = 0; i < times.size(); ++i) {
       ASSERT_NEAR(after[i], before[i], 1e-6F + 1e-6F * heightOf(*curve)) << round << " at " << times[i];
     }
     EXPECT_EQ(knCurves::insertPoint(curve, end + 1), -1);
+  }
+  for (auto const& [out, in] : {std::pair(0.5F, -1.5F), {1.5F, -0.5F}}) {
+    CurveStage const turning({{{0, 0, 0, 0, out, 0}, {1, 1, in, 0, 0, 0}}});
+    EXPECT_EQ(knCurves::insertPoint(turning.curve, 0.5F), -1) << "a segment that may turn back in time";
   }
 }
 

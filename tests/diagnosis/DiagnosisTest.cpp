@@ -84,9 +84,13 @@ TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
   block->addChild(plain);
   EXPECT_TRUE(names(knDiagnosis::whyStill(block), knStillness::NoCurves));
   AnimCurvePtr const shared = newFieldCurve("translaton", 0, {{0, 1}, {1, 2}});
-  for (int i = 0; i < 3; ++i) animate(addNode(Transform3D::create()), newAnimNode(shared));
+  for (int i = 0; i < 6; ++i)
+    animate(i % 2 == 0 ? addNode(Transform3D::create()) : root()->getChildren().getValues().back(),
+            newAnimNode(shared));
   EXPECT_EQ(knDiagnosis::whyStill(shared).size(), 3U);
 
+  animate(door, newCurveNode("translation", 0, {}));
+  EXPECT_TRUE(knDiagnosis::whyStill(node).empty()) << "a curve without keys overwrites nothing";
   animate(door, newCurveNode("translation", 0, {{0, 5}, {1, 6}}));
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Overwritten));
   // One thing under two names; a colour is only set by a temperature that changes.
@@ -101,8 +105,11 @@ TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
   EXPECT_FALSE(names(knDiagnosis::whyStill(red), knStillness::Overwritten));
   curveOf(warmth)->addPoint({2, 6000}, {}, {}, LinearTangent, LinearTangent, false, true);
   EXPECT_TRUE(names(knDiagnosis::whyStill(red), knStillness::Overwritten));
-  node->setTravMask(0);
-  EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::Inactive));
+  AnimNodePtr const inner = newCurveNode("translation", 0, {{0, 5}, {1, 6}});
+  block->addChild(inner);
+  for (AnimNodePtr const& off : {node, block}) off->setTravMask(0);
+  for (AnimNodePtr const& still : {node, inner})
+    EXPECT_TRUE(names(knDiagnosis::whyStill(still), knStillness::Inactive));
   curveOf(node)->clear();
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::NoKeys));
   knAnimManager::setSimulationEnabledCB([] { return false; });

@@ -33,6 +33,7 @@ TEST_F(CopyPasteTest, WhereAnimationsFit) {
   EXPECT_EQ(toNode(paintedToo), "");
   EXPECT_EQ(childrenOf(animationsOf(paintedToo)), "walk' ");
   EXPECT_TRUE(dcast<AnimNodePtr>(animationsOf(paintedToo)->getChild(0))->getFlipped());
+  EXPECT_TRUE(announced(animationsOf(paintedToo)->getChild(0)).test(AnimNode::FlippedFieldId));
   EXPECT_EQ(toNode(bare), "Paste of animation walk to bare " + aimRefused);
   EXPECT_TRUE(knAnimManager::getAnimAttachment(bare)) << "made all the same";
   EXPECT_EQ(printed([&] { manager.clonePasteTo(red, false, true); }),
@@ -46,9 +47,11 @@ TEST_F(CopyPasteTest, WhereAnimationsFit) {
   manager.copy(*loose, {});
   EXPECT_EQ(toNode(moving), "Paste of animation loose to moving " + aimRefused) << "owned by nobody";
   manager.copy(*loose, painted);
+  knAnimManager::_animRoots.clear();
   EXPECT_EQ(printed([&] { manager.pasteTo({painted, {}, paintedToo}, false, true); }), "");
   EXPECT_EQ(childrenOf(animationsOf(painted)), "walk loose' ");
   EXPECT_EQ(messages, 8) << "one for a list";
+  EXPECT_GT(knAnimManager::_animRoots.size(), 0U) << "the curve data were refreshed";
   block.subRef();
 }
 
@@ -71,7 +74,10 @@ TEST_F(CopyPasteTest, TheBufferAndItsHost) {
   }
   EXPECT_EQ(manager.pasteTo(node, false, false).size(), 3U) << "without the callback copies add up";
   destroyAsHost();
+  NodePtr const above = tree->getParent();
+  changes.clear();
   manager.cut({tree, {}});
+  EXPECT_TRUE(announced(above).test(Node::ChildrenFieldId));
   EXPECT_FALSE(tree.isAlive()) << "its parent held the last reference";
   EXPECT_EQ(printed([&] { manager.clonePasteTo(node, false, false); }), "") << "nothing is left to be shared";
   AnimNodePtr const clip = addClip("clip");
@@ -153,7 +159,7 @@ TEST_F(CopyPasteTest, OwnersAsAWalkFindsThem) {
         if (pick(2) == 0)
           materials[pick(3)]->addAttachment(attachment);
         else
-          nodes[pick(nodes.size())]->addAttachment(attachment);
+          nodes[pick(nodes.size())]->addAttachment(attachment, static_cast<UInt16>(pick(4) == 0));
       }
     }
     for (AnimNodePtr const& tree : trees) {

@@ -97,6 +97,7 @@ TEST_F(CurveReductionTest, ThePromiseHoldsEverywhere) {
     }
     // The bound is sharp, and what was found does occur.
     EXPECT_LE(result.found, 1.05 * largest + 0.02 * tolerance) << round;
+    EXPECT_GE(result.found, 0.95 * largest - 0.03 * tolerance - 4e-6 * size - 4e-6) << round;
     EXPECT_LE(result.error, 1.05 * largest + 0.03 * tolerance + 4e-6 * size + 4e-6) << round;
 
     ASSERT_TRUE(now.front().x == old.front().x && now.back().x == old.back().x);
@@ -157,14 +158,24 @@ TEST_F(CurveReductionTest, StepsAndSmoothPassagesStay) {
                 values[1].value + values[1].cycleValueOffset + (mode == CycleInfinity ? -3.25F : 3.25F),
                 1e-4);
   }
-  CurveScene linear = scene;
-  linear.keys.erase(linear.keys.begin(), linear.keys.begin() + 4);
-  linear.pre = linear.post = LinearInfinity;
-  CurveStage const extended(linear);
-  auto const before = extended.compute({-3, 30});
-  EXPECT_EQ(knCurveReduction::reduce({{extended.curve, 0.05F, {}}})[0].outcome, Outcome::Reduced);
-  auto const after = extended.compute({-3, 30});
-  for (int i : {0, 1}) EXPECT_EQ(before[std::size_t(i)].value, after[std::size_t(i)].value);
+  scene.keys.erase(scene.keys.begin(), scene.keys.begin() + 4);
+  for (auto const& [pre, post] :
+       {std::pair(LinearInfinity, ConstantInfinity), {ConstantInfinity, LinearInfinity}}) {
+    scene.pre = pre, scene.post = post;
+    CurveStage const extended(scene);
+    auto const before = extended.compute({-3, 30});
+    EXPECT_EQ(knCurveReduction::reduce({{extended.curve, 0.05F, {}}})[0].outcome, Outcome::Reduced);
+    auto const after = extended.compute({-3, 30});
+    for (int i : {0, 1}) EXPECT_EQ(before[std::size_t(i)].value, after[std::size_t(i)].value);
+  }
+  // A corner at the seam: nothing is to be kept of the slopes there.
+  scene.keys.resize(97);
+  for (UInt32 const mode : {CycleInfinity, OscillateInfinity}) {
+    scene.pre = scene.post = mode;
+    CurveStage const corner(scene);
+    knCurveReduction::reduce({{corner.curve, 0.05F, {}}});
+    EXPECT_GT(std::fabs(slopeIn(copyOf(*corner.curve).back()) + 0.7853981), 1e-3);
+  }
 }
 
 TEST_F(CurveReductionTest, HardCurvesKeepWhatCannotBeSolved) {
@@ -180,19 +191,21 @@ TEST_F(CurveReductionTest, HardCurvesKeepWhatCannotBeSolved) {
         EXPECT_TRUE(isSame(before[i], after[i]) || !piece.finite) << piece.name;
     }
   }
-  // A segment without solution between two that would have gone.
-  CurveScene scene{{{0, 0, 0, 0, 0.4F, 0},
-                    {1, 0, -0.4F, 0, 0.4F, 0},
-                    {2, 0, -0.4F, 0, 1.F / 18, 1},
-                    {3, 0, -11.F / 18, 1, 0.4F, 0},
-                    {4, 0, -0.4F, 0, 0.4F, 0},
-                    {5, 0, -0.4F, 0, 0, 0}}};
-  CurveStage const stage(scene);
-  knCurveReduction::reduce({{stage.curve, 5.F, {}}});
-  auto const keys = copyOf(*stage.curve);
-  ASSERT_EQ(keys.size(), 4U);
-  EXPECT_EQ(keys[1].outtangent(), Vec2f(1.F / 18, 1));
-  EXPECT_EQ(keys[2].intangent(), Vec2f(-11.F / 18, 1));
+  // A segment without solution, or that turns back, between two that would have gone.
+  for (auto const& [out, in] :
+       {std::pair(Vec2f(1.F / 18, 1), Vec2f(-11.F / 18, 1)), {{0.3F, 1}, {0.5F, 1}}}) {
+    CurveStage const stage({{{0, 0, 0, 0, 0.4F, 0},
+                             {1, 0, -0.4F, 0, 0.4F, 0},
+                             {2, 0, -0.4F, 0, out.x(), out.y()},
+                             {3, 0, in.x(), in.y(), 0.4F, 0},
+                             {4, 0, -0.4F, 0, 0.4F, 0},
+                             {5, 0, -0.4F, 0, 0, 0}}});
+    knCurveReduction::reduce({{stage.curve, 5.F, {}}});
+    auto const keys = copyOf(*stage.curve);
+    ASSERT_EQ(keys.size(), 4U);
+    EXPECT_EQ(keys[1].outtangent(), out);
+    EXPECT_EQ(keys[2].intangent(), in);
+  }
 }
 
 TEST_F(CurveReductionTest, RoundedTimesAndLargeValuesKeepThePromise) {

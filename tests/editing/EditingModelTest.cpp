@@ -64,6 +64,7 @@ class EditingModelTest : public EditingStage {
     std::string const name = "t" + std::to_string(nextTree);
     model[place].push_back({nextTree++, name, false, 0, newCores(), start, end});
     AnimNodePtr const tree = newBlock(name, start, end);
+    tree->setHidden(pick(3) == 0);
     place >= Clip ? treesAt(place)->addChild(tree) : manager.addAnimation(containerOf(place), tree);
   }
   void remember(int place, std::size_t first, std::size_t count) {
@@ -215,6 +216,7 @@ TEST_F(EditingModelTest, RandomEdits) {
     if (step % 10 != 0 || model[place].empty()) continue;
     int const core = model[place][0].cores[0];
     // Those of the scene's nodes and materials; the clips are no part of it.
+    knAnimManager::_animRoots.clear();
     EXPECT_EQ(manager.blockSceneRefCount(treeAt(place, 0)), countOf(core, false));
     EXPECT_EQ(manager.blockNodeRefCount(treeAt(place, 0)) == 0, place >= Clip);
   }

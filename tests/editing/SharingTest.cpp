@@ -26,10 +26,12 @@ TEST_F(SharingTest, CompatibilityAndMoves) {
   knAnimManager::_animRoots.clear();
   EXPECT_TRUE(manager.moveBlockToNode(block, shape, mover, true));
   EXPECT_EQ(childrenOf(animationsOf(shape)) + childrenOf(animationsOf(mover)), "block ");
+  EXPECT_TRUE(manager.moveBlockToNode(block, mover, mover, false)) << "without a message";
   EXPECT_EQ(messages, 1);
 
   manager.setAllBlocksInactive(mover);
   EXPECT_EQ(block->getTravMask(), 0U);
+  EXPECT_TRUE(announced(block).test(Node::TravMaskFieldId));
   EXPECT_TRUE(block->getChild(0)->isActive());
 }
 
@@ -55,6 +57,8 @@ TEST_F(SharingTest, Duplicating) {
   empty->addAttachment(AnimAttachment::create());
   animate(lower, dcast<AnimNodePtr>(cloneAnimTree(block, true)));
   Held const former(block);
+  printed([&] { manager.createDuplicatesFromSharedR(empty); });
+  EXPECT_TRUE(knAnimManager::getAnimAttachment(empty)) << "with nothing in the buffer";
   NodePtr start = upper;
   EXPECT_EQ(printed([&] { manager.createDuplicatesFromSharedR(start); }),
             "WARNING: empty has no animations. Copy failed!\n");
@@ -100,17 +104,28 @@ TEST_F(SharingTest, OwnersOfCores) {
 }
 
 TEST_F(SharingTest, DeepTrees) {
-  NodePtr node = addNode(Transform3D::create());
+  NodePtr node = growChain(root(), 100'000, [] { return Node::create(); });
+  for (NodePtr one = node; one != root(); one = one->getParent()) one->setCore(Group::create());
+  node->setCore(Transform3D::create());
   NodePtr const other = addNode(Transform3D::create());
   other->addAttachment(AnimAttachment::create());
   AnimNodePtr tree =
       animate(node, newChain(100'000, newFieldCurve("translation", 0, {{0, 0}, {1, 1}, {2, 2}})));
+  evaluate(0.5F);
+  EXPECT_EQ(placeOf(node).x(), 0.5F);
+  manager.evaluateByTime(tree, 0.25F, true, true, false);
+  EXPECT_EQ(placeOf(node).x(), 0.25F);
+  EXPECT_EQ(manager.getInfo(tree).curves, 1U);
+  EXPECT_EQ(knAnimManager::pyGetBlocks(true).size() + knAnimManager::pyGetClips().size(), 0U);
+  EXPECT_FALSE(manager.find("none"));
+  manager.setTreeActive(tree, true);
   manager.renameCurves(node, {{"translation", "scale.Y"}});
   manager.updateSceneChannelNames(root());
   std::vector<AnimNodePtr> curves;
   manager.getAnimCurveNodes(knAnimManager::getAnimAttachment(node)->getAnimationRoot(), curves, false, false,
                             true);
   ASSERT_EQ(curves.size(), 1U);
+  EXPECT_EQ(manager.getAnimationRoot(curves[0]), tree->getParent());
   EXPECT_EQ(curveOf(curves[0])->getName(), "scale");
   manager.douglasPeuckerPointReduction({curveOf(curves[0])});
   EXPECT_EQ(curveOf(curves[0])->getControlPoints().size(), 2U);

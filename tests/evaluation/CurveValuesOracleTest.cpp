@@ -244,8 +244,10 @@ TEST_F(CurveValuesOracleTest, TheMuseum) {
       curve.chain = {{scale, 0}, {1, 0}};
       if (curve.keys.size() < 2) {
         float const expected = curve.keys.empty() ? CurveStage::Kept : curve.keys[0].y;
-        for (knCurveData const& record : CurveStage(curve).compute({-9, 2, 9}))
-          EXPECT_EQ(record.value, expected);
+        for (curve.pre = 0; curve.pre < 6; curve.post = ++curve.pre) {
+          for (knCurveData const& record : CurveStage(curve).compute({-9, 2, 9, NAN}))
+            EXPECT_EQ(record.value, expected);
+        }
         continue;
       }
       Model const model(curve);

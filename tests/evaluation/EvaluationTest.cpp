@@ -13,70 +13,6 @@ class EvaluationTest : public SceneStage {
   NodePtr const owner = addNode(Transform3D::create());
 };
 
-TEST_F(EvaluationTest, AFrameOfAScene) {
-  AnimNodePtr const right = newCurveNode("translation", 0, {{0, 0}, {1, 10}});
-  animate(owner, newGroup<AnimBlock>({right, newCurveNode("scale", 1, {{0, 1}, {1, 3}})}));
-  // One core under two nodes, and the same curve on another object.
-  animate(addNode(owner->getCore()), newAnimNode(right->getCore()));
-  NodePtr const other = addNode(Transform3D::create());
-  animate(other, newAnimNode(right->getCore()));
-  // Curves without anything to write to, and an attachment that has no root yet.
-  NodePtr const shape = addNode(Geometry::create());
-  animate(shape, newCurveNode("positions", 0, {{0, 0}, {1, 1}}));
-  animate(shape, newAnimNode(VertexAnimCurves::create()));
-  addNode({})->addAttachment(AnimAttachment::create());
-  PhongMaterialPtr const material = PhongMaterial::create();
-  animate(material, newCurveNode("shininess", 0, {{0, 5}}));
-  knSceneData::getMaterialPool()->add(material);
-  knAnimEvaluator::setGetMaterialPoolCB([] { return knSceneData::getMaterialPool(); });
-  changes.clear();
-  evaluate(0.5F);
-  EXPECT_EQ(x(), 5);
-  EXPECT_EQ(placeOf(other).x(), 5);
-  EXPECT_EQ(coreOf<Transform3D>(owner)->getScale(), Vec3f(1, 2, 1));
-  EXPECT_EQ(material->getShininess(), 5);
-  EXPECT_EQ(changes.getAnnouncementCount(), 3U) << "two transforms and the material";
-  changes.clear();
-  evaluate(0.5F);
-  EXPECT_EQ(changes.getAnnouncementCount(), 0U);
-  EXPECT_TRUE(AnimNode::_changed) << "an evaluation of the scene asks nobody for owners";
-  evaluate(std::nanf(""));
-  evaluate(0.5F);
-  EXPECT_EQ(x(), 5);
-  knSceneDataManager::getSceneData(0)->setMaterialRoot({});
-  evaluate(0.25F);
-  EXPECT_EQ(x(), 5);
-  EXPECT_EQ(Access::time(), 0.25F);
-}
-
-TEST_F(EvaluationTest, AnimationsThatJoinTheSceneAreNoticed) {
-  AnimNodePtr const tree = newCurveNode("translation", 0, {{0, 0}, {1, 10}});
-  NodePtr const moved = Node::create();
-  moved->setCore(Transform3D::create());
-  animate(moved, tree);
-  NodePtr const group = Node::create();
-  group->addChild(moved);
-  UberCameraPtr const camera = UberCamera::create();
-  AnimNodePtr const flight = newCurveNode("focusDistance", 0, {{0, 0}, {1, 10}});
-  camera->setAnimationRoot(flight);
-  PhongMaterialPtr const material = PhongMaterial::create();
-  AnimNodePtr const shine = animate(material, newCurveNode("shininess", 0, {{0, 0}, {1, 10}}));
-  NodePtr const cameraNode = addNode(Group::create());
-  auto const play = [&](AnimNodePtr const& one, float time) {
-    manager.evaluateByTime(one, time, true, true, false);
-  };
-  for (AnimNodePtr const& one : {tree, flight, shine}) play(one, 1);
-  root()->addChild(group);
-  play(tree, 0.5F);
-  EXPECT_EQ(placeOf(moved).x(), 5);
-  cameraNode->setCore(camera);
-  play(flight, 0.5F);
-  EXPECT_EQ(camera->getFocusDistance(), 5);
-  knSceneData::getMaterialPool()->add(material);
-  play(shine, 0.5F);
-  EXPECT_EQ(material->getShininess(), 5);
-}
-
 /// More curves than one worker computes for an owner: the rest is left for all workers. The last to write wins.
 TEST_F(EvaluationTest, AnOwnerOfVeryManyCurves) {
   osg::NodePtr const few = addNode(Transform3D::create());
@@ -90,6 +26,12 @@ TEST_F(EvaluationTest, AnOwnerOfVeryManyCurves) {
   evaluate(0.5F);
   EXPECT_EQ(placeOf(few), Vec3f(0, 7, 0));
   EXPECT_EQ(placeOf(many), Vec3f(Count, 1, 0));
+  // Of a tree, the curve that was made last.
+  AnimNodePtr const older = newCurveNode("translation", 2, {{0, 3}}),
+                    newer = newCurveNode("translation", 2, {{0, 4}});
+  AnimNodePtr const tree = animate(few, newGroup<AnimBlock>({newer, older}));
+  manager.evaluateByTime(tree, 0, true, true, false);
+  EXPECT_EQ(placeOf(few).z(), 4);
 }
 
 TEST_F(EvaluationTest, Filters) {

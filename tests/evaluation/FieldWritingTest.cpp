@@ -225,6 +225,7 @@ TEST_F(FieldWritingTest, Cameras) {
   Access::write({one("up", 0, 1), one("aimTranslation", 1, 5), one("upTranslation", 0, 3)});
   EXPECT_EQ(camera->getUp(), Vec3f(1, 1, 0));
   EXPECT_EQ(placeOf(target), Vec3f(7, 5, 9));
+  EXPECT_EQ(announced(target->getCore()), Transform3D::TranslationFieldMask);
   EXPECT_EQ(placeOf(upwards), Vec3f(3, 0, 0));
   EXPECT_EQ(navigatorUpdates, 1);
 

@@ -58,7 +58,9 @@ TEST_F(PlayingQueueTest, ATreePlaysOnItsOwnClockAndEndsExactly) {
   osg::AnimNodePtr const tree = newTree();
   int finished = 0;
   tree->registerFinishedAnimationCallback([&](auto const&) { ++finished; }, false);
+  changes.clear();
   manager.enqueue(tree, true);
+  EXPECT_EQ(announced(tree), AnimNode::StartTimeFieldMask | AnimNode::PlayingFieldMask);
   EXPECT_EQ(xAt(103, tree), 30.F);
   EXPECT_EQ(std::exchange(sent, {}), "evaluatedAnimationObjects 1; ");
   EXPECT_TRUE(manager.isPlaying(tree));
@@ -68,6 +70,20 @@ TEST_F(PlayingQueueTest, ATreePlaysOnItsOwnClockAndEndsExactly) {
   EXPECT_FALSE(manager.isPlaying(tree));
   loop();
   EXPECT_EQ(sent, "") << "an idle pass";
+  tree->registerFinishedAnimationCallback([&](auto const&) { ++finished; }, true);
+  manager.enqueue(tree, true);
+  manager.dequeueAll();
+  tree->finishedAnimation();
+  EXPECT_EQ(finished, 2) << "one for a single call was cancelled";
+}
+
+TEST_F(PlayingQueueTest, OwnersThatChangeWhileATreePlaysAreNoticed) {
+  osg::NodePtr const owner = addNode(osg::Transform3D::create());
+  osg::AnimNodePtr const tree = animate(owner, newCurveNode("translation", 0, {{0, 0}, {10, 100}}));
+  manager.enqueue(tree, true);
+  for (double const time : {101, 102, 103}) EXPECT_EQ(xAt(time, tree), 10 * (time - 100));
+  Access::removeParents(tree);
+  EXPECT_EQ(xAt(104, tree), 30);
 }
 
 TEST_F(PlayingQueueTest, CyclesAndRanges) {
@@ -83,6 +99,7 @@ TEST_F(PlayingQueueTest, CyclesAndRanges) {
   manager.enqueue(std::vector{endless, four, range, still, osg::AnimNodePtr()}, true);
   EXPECT_EQ(xAt(100, range), 20.F);
   EXPECT_EQ(xAt(102, range), 40.F);
+  EXPECT_EQ(xAt(99, range), 10.F) << "a clock that is set back";
   EXPECT_EQ(xAt(104, range), 50.F);
   EXPECT_FALSE(range->getUsePlayRange());
   EXPECT_EQ(xAt(113, endless), 30.F);
@@ -112,9 +129,10 @@ TEST_F(PlayingQueueTest, PauseResetAndWaiting) {
   EXPECT_TRUE(manager.isPlaying("walk")) << "pausing does not end playing";
   manager.pause(tree, false);
   EXPECT_NEAR(xAt(165, tree), 40.F, 1e-3);
+  manager.pause(tree, true);
   manager.reset(tree, true);
   EXPECT_EQ(x(tree), 100.F);
-  EXPECT_FALSE(manager.isPlaying("walk") || manager.isPlaying(""));
+  EXPECT_FALSE(tree->getPausing() || manager.isPlaying("walk") || manager.isPlaying(""));
   manager.enqueue(tree, false);
   sent.clear();
   manager.dequeue(tree);

@@ -155,10 +155,16 @@ TEST_F(TimeShapeCachesTest, OverlapInAClip) {
   }
   osg::GeometryPtr const geometry = newGeometry();
   osg::NodePtr const owner = geometry->getParents()[0];
-  osg::AnimNodePtr const clip = newGroup<osg::AnimClip>({newAnimNode(later), newAnimNode(cache)});
+  osg::AnimNodePtr const second = newAnimNode(later);
+  osg::AnimNodePtr const clip = newGroup<osg::AnimClip>({second, newAnimNode(cache)});
   animate(owner, clip);
-  for (auto const& [time, value] :
-       {std::pair(1.F, 10.F), {3.F, 10.F}, {6.F, 70.F}, {9.F, 70.F}, {-1.F, 10.F}}) {
+  for (auto const& [time, value, offset] : {std::tuple(1.F, 10.F, 0.F),
+                                            {3.F, 10.F, 0.F},
+                                            {6.F, 70.F, 0.F},
+                                            {9.F, 70.F, 0.F},
+                                            {-1.F, 10.F, 0.F},
+                                            {2.F, 10.F, -3.F}}) {
+    second->setOffset({offset, 0});
     knAnimEvaluator::the()->evaluateObject(clip, time, false, true, true);
     EXPECT_EQ(position(geometry).x(), value) << time;
   }

@@ -322,7 +322,7 @@ AnimNodePtr newShotNode() {
   return node;
 }
 
-/// An operation of one statement, which is its name.
+/// An operation of a few statements, which are its name.
 #define OPERATION(...)                                                               \
   Operation {                                                                        \
     .name = #__VA_ARGS__, .call = []([[maybe_unused]] Arguments& a) { __VA_ARGS__; } \
@@ -364,13 +364,8 @@ Operation const operations[] = {
      }},
     OPERATION(player().start({.fps = 25}, false, nullptr); player().tick(); player().apply()),
     // timeline
-    {"setFPS",
-     [](Arguments&) {
-       manager().setKeepKeysAtFrame(true);
-       manager().setFPS(25);
-       manager().setKeepKeysAtFrame(false);
-       manager().setFPS(24);
-     }},
+    OPERATION(manager().setKeepKeysAtFrame(true); manager().setFPS(25); manager().setKeepKeysAtFrame(false);
+              manager().setFPS(24)),
     OPERATION(manager().setCurrentFrame(static_cast<double>(a.time), true, true)),
     OPERATION(manager().setPlaybackContextHint(1); manager().setCurrentFrame(7, true, true)),
     OPERATION(manager().updateSceneAnimCurveData()),
@@ -409,25 +404,13 @@ Operation const operations[] = {
     OPERATION(manager().setTreeActive(a.node, false)),
     OPERATION(manager().setTreeActive(a.attachment->getAnimationRoot(), false)),
     // structures
-    {"pushStructureAttachment",
-     [](Arguments& a) {
-       NodePtr const node = a.leaf;
-       manager().pushStructureAttachment(a.leaf);
-       manager().removeStructureAttachment(node);
-     }},
+    OPERATION(NodePtr const node = a.leaf; manager().pushStructureAttachment(a.leaf);
+              manager().removeStructureAttachment(node)),
     OPERATION(manager().pullStructureAttachment(first(a.root->getChildren()))),
-    {"mergeStructureAttachment",
-     [](Arguments& a) {
-       AnimAttachmentPtr const attachment = a.attachment;
-       a.attachment->subAnimation(a.trees[1]);
-       manager().mergeStructureAttachment(attachment);
-     }},
-    {"removeStructureAttachment",
-     [](Arguments& a) {
-       NodePtr const node = a.node;
-       manager().removeStructureAttachment(a.node);
-       manager().pullStructureAttachment(node);
-     }},
+    OPERATION(AnimAttachmentPtr const attachment = a.attachment; a.attachment->subAnimation(a.trees[1]);
+              manager().mergeStructureAttachment(attachment)),
+    OPERATION(NodePtr const node = a.node; manager().removeStructureAttachment(a.node);
+              manager().pullStructureAttachment(node)),
     OPERATION(manager().mergeStructureAttachment(a.attachment)),
     OPERATION(manager().printStructureR(a.tree, "")),
     OPERATION(manager().addToClipStructure(a.trees[0])),
@@ -438,27 +421,13 @@ Operation const operations[] = {
     OPERATION(manager().copyFrom(a.node)),
     OPERATION(manager().cut(a.trees[0])),
     OPERATION(manager().cut(a.trees)),
-    {"pasteTo",
-     [](Arguments& a) {
-       NodePtr const node = a.other, clip = a.clip;
-       manager().copy(a.trees);
-       manager().pasteTo(node, true, true);
-       manager().pasteTo(clip, true, true);
-     }},
-    {"pasteTo, materials",
-     [](Arguments& a) {
-       std::vector<MaterialPtr> const targets = {a.material, a.material};
-       manager().copyFrom(a.material);
-       manager().pasteTo(targets, false, true);
-     }},
-    {"clonePasteTo",
-     [](Arguments& a) {
-       AnimNodePtr const clip = a.clip;
-       std::vector<NodePtr> const targets = {a.node, a.clip, a.other};
-       manager().copy(a.trees);
-       manager().clonePasteTo(targets, false, true);
-       manager().clonePasteToWithOffset(clip, 3, true, true);
-     }},
+    OPERATION(NodePtr const node = a.other, clip = a.clip; manager().copy(a.trees);
+              manager().pasteTo(node, true, true); manager().pasteTo(clip, true, true)),
+    OPERATION(std::vector<MaterialPtr> const targets = {a.material, a.material};
+              manager().copyFrom(a.material); manager().pasteTo(targets, false, true)),
+    OPERATION(AnimNodePtr const clip = a.clip; std::vector<NodePtr> const targets = {a.node, a.clip, a.other};
+              manager().copy(a.trees); manager().clonePasteTo(targets, false, true);
+              manager().clonePasteToWithOffset(clip, 3, true, true)),
     OPERATION(manager().copy(a.trees); manager().clearCopyBuffer()),
     OPERATION(manager().unshareFrom(a.trees[0], a.node)),
     OPERATION(manager().unshareClipsR(a.trees[2])),
@@ -477,13 +446,9 @@ Operation const operations[] = {
     OPERATION(manager().douglasPeuckerPointReduction(a.curves)),
     OPERATION(knAnimHelper::scaleAndOffsetCurveValues(a.curve, a.time, 1)),
     // files
-    {"saveAnimations, loadAnimationsTo",
-     [](Arguments& a) {
-       std::string const file = testing::TempDir() + "HostAttackTest.osb";
-       AttachmentContainerPtr const target = a.other;
-       manager().saveAnimations(file.c_str(), a.node);
-       manager().loadAnimationsTo(target, file.c_str(), true);
-     }},
+    OPERATION(std::string const file = testing::TempDir() + "HostAttackTest.osb";
+              AttachmentContainerPtr const target = a.other; manager().saveAnimations(file.c_str(), a.node);
+              manager().loadAnimationsTo(target, file.c_str(), true)),
     {"convertXMLAnimations",
      [](Arguments& a) {
        NodePtr const node = a.node;
@@ -505,21 +470,13 @@ Operation const operations[] = {
     OPERATION(knAuthoring::makeClip(a.nodes, a.name)),
     OPERATION(drop(deepCopyContainer(a.camera, a.name))),
     // cameras
-    {"animateCamera",
-     [](Arguments& a) {
-       UberCameraPtr const camera = a.camera;
-       camera->setAimNode(a.leaf);
-       manager().animateCamera(a.camera, camera, 2, {});
-       manager().animateCamera(camera, Pnt3f(1, 2, 3), Vec3f(), 2);
-       manager().animateCamera(camera, Matrix(), {1, 1, 1, 1}, {}, 2);
-       manager().animateCamera(camera, {}, {1, 0, 0}, {0, 1, 0}, 40, 3, 2);
-     }},
-    {"animateCamera, with a target",
-     [](Arguments& a) {
-       a.camera->setAimNode(a.leaf);
-       a.camera->setAnimationRoot(HostAnimNode::create());
-       manager().animateCamera(a.camera, Pnt3f(1, 2, 3), Vec3f(), 2);
-     }},
+    OPERATION(UberCameraPtr const camera = a.camera; camera->setAimNode(a.leaf);
+              manager().animateCamera(a.camera, camera, 2, {});
+              manager().animateCamera(camera, Pnt3f(1, 2, 3), Vec3f(), 2);
+              manager().animateCamera(camera, Matrix(), {1, 1, 1, 1}, {}, 2);
+              manager().animateCamera(camera, {}, {1, 0, 0}, {0, 1, 0}, 40, 3, 2)),
+    OPERATION(a.camera->setAimNode(a.leaf); a.camera->setAnimationRoot(HostAnimNode::create());
+              manager().animateCamera(a.camera, Pnt3f(1, 2, 3), Vec3f(), 2)),
     {"animateCamera, onto a track",
      [](Arguments& a) {
        UberCameraPtr const camera = a.camera, fresh = HostCamera::create();
@@ -544,21 +501,11 @@ Operation const operations[] = {
        for (int i = 0; i < 2; ++i) manager().recreateCameraTrackBlockForNode(track);
        manager().updateCameraTrackBlockForNode(track);
      }},
-    {"shot",
-     [](Arguments& a) {
-       AnimNodePtr const clip = a.clip;
-       NodePtr const cameraNode = a.cameraNode;
-       clip->addChild(newShotNode());
-       manager().convertShotToCurvesR(clip, cameraNode);
-       manager().updateCameraShotCurves(clip);
-     }},
-    {"motion blur",
-     [](Arguments& a) {
-       a.camera->setMotionBlur(true);
-       a.camera->setAimNode(a.leaf);
-       manager().applyMotionBlur(a.camera, a.time);
-       manager().resetMotionBlur();
-     }},
+    OPERATION(AnimNodePtr const clip = a.clip; NodePtr const cameraNode = a.cameraNode;
+              clip->addChild(newShotNode()); manager().convertShotToCurvesR(clip, cameraNode);
+              manager().updateCameraShotCurves(clip)),
+    OPERATION(a.camera->setMotionBlur(true); a.camera->setAimNode(a.leaf);
+              manager().applyMotionBlur(a.camera, a.time); manager().resetMotionBlur()),
     // the scene layer
     OPERATION(knSceneDataManager::beginScene()),
     OPERATION(knSceneDataManager::endScene()),

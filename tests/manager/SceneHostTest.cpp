@@ -102,37 +102,4 @@ TEST_F(SceneHostTest, HostsSeeTheNamesMadeTogether) {
   EXPECT_EQ(UniqueNames().make("door"), "door");
 }
 
-TEST_F(SceneHostTest, CamerasAndSceneplatesBelongToTheScene) {
-  MaterialPoolPtr const pool = knSceneData::getMaterialPool();
-  NodePtr const camera = addNode(UberCamera::create(), pool->getCameraRoot());
-  NodePtr const plate = addNode(Sceneplate::create(), pool->getSceneplateRoot());
-  AnimNodePtr const onCamera = animate(camera, newBlock("on camera"));
-  AnimNodePtr const onPlate = animate(plate, newBlock("on plate"));
-  EXPECT_EQ(manager.find("on camera"), onCamera);
-  EXPECT_EQ(manager.find("on plate"), onPlate);
-  EXPECT_EQ(knAnimManager::getBlockNodes(true), (std::vector<NodePtr>{onCamera, onPlate}));
-  std::vector<knAnimNodeData> found;
-  manager.getNodesWithAnimation(knSceneDataManager::getSceneData(0)->getMaterialRoot(), found);
-  ASSERT_EQ(found.size(), 2U);
-  EXPECT_EQ(found[1].node, plate);
-  EXPECT_EQ(Access::gatherScene().size(), 1U) << "of the sceneplate, once";
-  manager.updateSceneAnimCurveData();
-  EXPECT_EQ(knAnimManager::_animRoots.size(), 1U);
-  Access::updateParents();
-  EXPECT_EQ(Access::parents().size(), 2U);
-  knSceneDataManager::beginScene();
-}
-
-/// Asking again and again who has animations leaves nothing behind.
-TEST_F(SceneHostTest, PollingGrowsNoList) {
-  for (int i = 0; i < 100; ++i) animate(addNode(Group::create()), newBlock("b"));
-  knAnimManager::_animCurveNodes.clear();
-  std::vector<knAnimNodeData> found;
-  manager.getNodesWithAnimation(root(), found);
-  manager.getMaterialsWithAnimation(found);
-  EXPECT_EQ(found.size(), 100U);
-  EXPECT_EQ(knAnimManager::_animCurveNodes.size(), 0U);
-  EXPECT_EQ(found[57].node, root()->getChild(57)) << "in tree order";
-}
-
 }  // namespace kntest::SceneHostTest

@@ -30,6 +30,7 @@ TEST_F(StructuresTest, PushPullAndRemove) {
   AnimNodePtr const clip = newTree("clip");
   manager.addToClipStructure(clip);
   manager.pushStructureAttachment(holder);
+  EXPECT_EQ(announced(holder), AttachmentContainer::AttachmentsFieldMask);
   EXPECT_EQ(AnimNodePtr(dcast<AnimNodePtr>(clip->getParent())), manager.clipStructureRoot());
   EXPECT_EQ(knAnimManager::getAnimAttachment(holder)->getAnimationRoot(), clip->getParent()->getParent());
   EXPECT_EQ(pull(holder), "knAnimManager::pullStructureAttachment of holder\nfound structure...\n")

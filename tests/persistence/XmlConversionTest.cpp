@@ -48,6 +48,7 @@ TEST_F(XmlConversionTest, CurvesAndBlocksStandOnTheirNodes) {
   auto const trees = treesOf(object);
   ASSERT_EQ(trees.size(), 2U);
   EXPECT_EQ(knAnimManager::getAnimAttachment(unrelated), nullptr);
+  EXPECT_EQ(announced(unrelated), AttachmentContainer::AttachmentsFieldMask);
 
   AnimNodePtr const block = trees[0];
   EXPECT_STREQ(NodeUtils::getName(block), "Swing");
@@ -76,28 +77,30 @@ TEST_F(XmlConversionTest, CurvesAndBlocksStandOnTheirNodes) {
 }
 
 TEST_F(XmlConversionTest, ClipsHoldBlocksAndSequencesInRows) {
-  NodePtr const object = oldObject({}, {7});
+  NodePtr const object = oldObject({}, {7}), below = oldObject({}, {7});
+  object->addChild(below);
   convert(std::string(kPoints) +
           R"(<clip id="50" name="early"/>
              <curve id="10" name="translationX" field="7" active="1"><p id="1"/><p id="2"/></curve>
              <block id="30" name="Walk" active="1"><c id="10"/></block>
              <field id="40" typeID="6" name="Cue" begin="50" active="1"/><field id="41" name="none"/>
-             <track id="60" number="3"><x id="30"/><x id="40"/><x id="41"/><x id="61"/></track>
+             <track id="60" number="3"><x id="30"/><x id="40"/><x id="41"/><x id="61"/><x id="30"/></track>
              <clip id="61" name="inner" active="1"/>
              <clip id="62" name="outer" active="1"><t id="60"/></clip><!-- the end -->)");
   ASSERT_EQ(manager.clipStructureRoot()->getNChildren(), 2U);
   EXPECT_STREQ(NodeUtils::getName(clipAt(0)), "inner");
   NodePtr const outer = clipAt(1);
-  ASSERT_EQ(outer->getNChildren(), 3U);
+  ASSERT_EQ(outer->getNChildren(), 4U);
   auto const block = dcast<AnimNodePtr>(outer->getChild(0));
   auto const cue = dcast<AnimNodePtr>(outer->getChild(1));
   EXPECT_TRUE(block->isActive());
   EXPECT_EQ(block->getOffset(), Vec2f(0, 150));
   EXPECT_EQ(cue->getOffset(), Vec2f(2, 150));
   EXPECT_NE(dcast<AnimSequencePtr>(cue->getCore()), nullptr);
-  // The scene node has the same curves, switched off.
+  // The scene node has the same curves, switched off; one below it that says the same has none.
+  EXPECT_TRUE(treesOf(below).empty());
   auto const trees = treesOf(object);
-  ASSERT_EQ(trees.size(), 1U);
+  ASSERT_EQ(trees.size(), 2U) << "of each time that the block is named";
   EXPECT_FALSE(trees[0]->isActive());
   EXPECT_EQ(trees[0]->getCore(), block->getCore());
 }

@@ -164,6 +164,9 @@ TEST_F(UberCameraTest, LensAngleAndSensorGoTogether) {
   }
   EXPECT_EQ(_camera->getFocalLength(), kept);
   EXPECT_EQ(_camera->getFStop(), 8.F);
+  _camera->setPrincipalPointOffset({3, 6});
+  Vec4f const edges = _camera->getViewEdges(1);
+  EXPECT_NEAR((edges[2] + edges[3]) / (edges[0] + edges[1]), 2, 1e-4F) << "moved by the offset";
   _camera->setFrustumSides({-1, 2, -3, 4});
   Matrix const projection = _camera->getProjection(1);
   EXPECT_LT(apart(projection.multFullMatrixPnt({20, -30, -10}), {1, -1, 0.98F}), 0.03F);

@@ -72,6 +72,12 @@ TEST_F(AimConstraintTest, WhatCannotBeAimedAtLeavesTheCamera) {
   camera->setUpVectorNode(aim);
   knConstraintManager::evaluateConstraints();
   EXPECT_LT(length(sight() - normalized(Pnt3f(50, 0, 0) - from)), 1e-4F);
+  // An up target that turns with the camera.
+  Vec3f const up = camera->getUp();
+  cameraNode->addChild(below);
+  camera->setUpVectorNode(below);
+  knConstraintManager::evaluateConstraints();
+  EXPECT_EQ(camera->getUp(), up);
 }
 
 TEST_F(AimConstraintTest, ThePlayerTurnsCamerasAfterItHasMovedTheirAims) {
@@ -88,9 +94,8 @@ TEST_F(AimConstraintTest, ThePlayerTurnsCamerasAfterItHasMovedTheirAims) {
 
 TEST_F(AimConstraintTest, MatricesAreTheirPartsTogether) {
   for (int times = 0; times < 300; ++times) {
-    Matrix matrix =
-        Matrix::translation(vector(5)) * Matrix::rotationEuler(vector(5) * 40) * Matrix::scale(vector(5));
-    if (times % 2 == 0) matrix = matrix * Matrix::rotationEuler(vector(5) * 40) * Matrix::scale(vector(5));
+    Matrix const matrix = Matrix::translation(vector(5)) * Matrix::rotationEuler(vector(5) * 40) *
+                          Matrix::scale(vector(5)) * Matrix::rotationEuler(vector(5) * 40);
     TransformParts const parts = splitTransform(matrix);
     Matrix const frame = Matrix::rotation(parts.scaleOrientation);
     Matrix back;

@@ -110,16 +110,4 @@ TEST_F(ChangeListTest, MergesTheFieldsOfAContainerInOrderOfFirstChange) {
   EXPECT_EQ(_announced.maskOf(*a), Singles::LinkFieldMask) << "what was cleared is forgotten";
 }
 
-TEST_F(ChangeListTest, AnnouncingCallsChangedUnlessTold) {
-  Held const container(Singles::create());
-  announce(*container, Singles::BoolFieldMask | Singles::Vec3fFieldMask);
-  ASSERT_EQ(container->changes.size(), 1U);
-  EXPECT_EQ(container->changes[0].mask, Singles::BoolFieldMask | Singles::Vec3fFieldMask);
-  EXPECT_EQ(container->changes[0].origin, 1U);
-  FieldContainerPtr::_ignore_change = true;
-  announce(*container, Singles::TextFieldMask);
-  FieldContainerPtr::_ignore_change = false;
-  EXPECT_TRUE(container->changes.size() == 1 && _announced.maskOf(*container).test(Singles::TextFieldId));
-}
-
 }  // namespace kntest::FieldContainerPtrTest

@@ -15,26 +15,6 @@ AnimNodes topLevel(AnimAttachment const& attachment, bool includeHidden) {
   return nodes;
 }
 
-TEST_F(AnimAttachmentTest, TopLevelAnimationsAreListedInOrder) {
-  Held const attachment(AnimAttachment::create());
-  ASSERT_TRUE(attachment->getAnimationRoot().isAlive()) << "brought along";
-  AnimNodePtr const block = newAnimNode(AnimBlock::create());
-  AnimNodePtr const curve = newAnimNode(newCurve({{0, 1}}));
-  AnimNodePtr const hiddenCurve = newAnimNode(newCurve({{0, 1}}));
-  AnimNodePtr const inner = newAnimNode(newCurve({{0, 1}}));
-  hiddenCurve->setHidden(true);
-  block->addChild(inner);
-  for (AnimNodePtr const& node : {block, curve, hiddenCurve}) attachment->addAnimation(node);
-  attachment->getAnimationRoot()->addChild(Node::create());
-
-  EXPECT_EQ(topLevel(**attachment, true), (AnimNodes{block, curve, hiddenCurve}));
-  EXPECT_EQ(topLevel(**attachment, false), (AnimNodes{block, curve}));
-  AnimNodes nodes{inner};
-  attachment->getTopLevelBlockNodes(nodes);
-  attachment->getTopLevelCurveNodes(nodes);
-  EXPECT_EQ(nodes, (AnimNodes{inner, block, curve, hiddenCurve})) << "the lists are appended to";
-}
-
 TEST_F(AnimAttachmentTest, AnimationsMoveInAndOut) {
   Held const first(AnimAttachment::create()), second(AnimAttachment::create());
   Held const animation(newAnimNode());

@@ -24,25 +24,6 @@ void expectComputed(CCPnt const& key, Vec2f const& tangent, CCPnt const& neighbo
   EXPECT_FLOAT_EQ(tangent.y(), rise);
 }
 
-TEST_F(AnimCurveTest, KeysAreSortedWhateverTheOrderOfAdding) {
-  std::mt19937 random(3);
-  for (int round = 0; round < 200; ++round) {
-    Held const curve(AnimCurve::create());
-    std::vector<Pnt2f> added;
-    for (int i = 0; i < 30; ++i) {
-      // Few different times, so that many are equal; the value tells the order of adding.
-      Pnt2f const point(static_cast<float>(random() % 12) / 4 - 1, i);
-      Int32 const place = addKey(**curve, point.x(), point.y(), random() % 4);
-      added.push_back(point);
-      ASSERT_EQ(curve->getControlPoints()[static_cast<std::size_t>(place)].point(), point);
-    }
-    std::stable_sort(added.begin(), added.end(), [](Pnt2f a, Pnt2f b) { return a.x() < b.x(); });
-    MField<Pnt2f> points{{99, 99}};
-    curve->points(points);
-    ASSERT_EQ(points.getValues(), added);
-  }
-}
-
 TEST_F(AnimCurveTest, ManyPointsAreAddedAsOneByOne) {
   std::mt19937 random(5);
   for (int round = 0; round < 2000; ++round) {

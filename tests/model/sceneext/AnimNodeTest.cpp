@@ -209,7 +209,7 @@ class Forest {
     if (node.isAlive() && node->getParent()) node->getParent()->subChild(node);
   }
   void editCore() {
-    NodeCorePtr const& core = anyCore();
+    NodeCorePtr const core = number(2) == 0 ? anyCore() : any()->getCore();  // copies of cores as well
     if (AnimCurve* const curve = dcastTo<AnimCurve>(core)) return editCurve(*curve);
     if (AnimShot* const shot = dcastTo<AnimShot>(core)) {
       shot->setShotDuration(std::abs(offset().x()));
@@ -334,9 +334,12 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
       {"away from a plain node", [&] { sceneNode->subChild(child); }},
       {"set root", [&] { attachment->setAnimationRoot(root); }},
       {"hang", [&] { sceneNode->addAttachment(attachment); }},
+      {"hang again", [&] { sceneNode->addAttachment(attachment); }, false},
       {"add animation", [&] { attachment->addAnimation(child); }},
       {"clear children", [&] { root->clearChildren(); }},
       {"take away", [&] { sceneNode->subAttachment(attachment); }},
+      {"hang another", [&] { sceneNode->addAttachment(AnimAttachment::create()); }},
+      {"which dies there", [&] { sceneNode->getAttachments()[0].attachment.subRef(); }},
       {"hang on one that dies", [&] { carrier->addAttachment(attachment); }},
       {"subtree with animation", [&] { sceneNode->addChild(carrier); }},
       {"core of its owner", [&] { carrier->setCore(Group::create()); }},

@@ -64,21 +64,4 @@ TEST_F(TimeShapeCacheTest, TheShapeAtATimeIsFoundThroughPlacementAndFlips) {
   }
 }
 
-TEST_F(TimeShapeCacheTest, ToleranceIsThatOfTheTime) {
-  Held const cache(TimeShapeCache::create());
-  cache->addShape(newShape(0));
-  EXPECT_NE(cache->findShape(0.9e-5F, 0, 1), nullptr);
-  EXPECT_EQ(cache->findShape(1.1e-5F, 0, 1), nullptr);
-  EXPECT_EQ(cache->findShape(std::nanf(""), 0, 1), nullptr);
-  TimeShapeDataPtr const far = newShape(4096);
-  cache->addShape(far);
-  EXPECT_EQ(cache->findShape(std::nextafterf(4096, 1e9F), 0, 1), far) << "a neighbouring float";
-  EXPECT_EQ(cache->findShape(4096.01F, 0, 1), nullptr);
-  // Two shapes within the tolerance: the nearer one.
-  TimeShapeDataPtr const near = newShape(0.4e-5F);
-  cache->addShape(near);
-  EXPECT_EQ(cache->findShape(0.3e-5F, 0, 1), near);
-  EXPECT_EQ(cache->findShape(0.1e-5F, 0, 1), cache->getShapes().front());
-}
-
 }  // namespace kntest::TimeShapeCacheTest
