@@ -83,7 +83,6 @@ TEST_F(AuthoringTest, AClipTakesOverFromTheScene) {
     knAuthoring::setKeys(knAuthoring::makeCurve(node, "translation.X"), {{0, 0}, {2, 8}},
                          {.tangents = knTangents::Straight});
   EXPECT_FALSE(knAuthoring::makeClip({{eye}}, "none"));
-  changes.clear();
   EXPECT_TRUE(knAuthoring::makeClip({{door}}, "switched off by now"));
   EXPECT_TRUE(announced(treesOf(door)[0]).test(Node::TravMaskFieldId));
   AnimNodePtr const clip = knAuthoring::makeClip({{door, other, door}}, "opening", {.start = 1});

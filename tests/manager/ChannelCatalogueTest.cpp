@@ -83,21 +83,6 @@ class ChannelCatalogueTest : public SceneTest {
   Channels _channels;
 };
 
-TEST_F(ChannelCatalogueTest, NamesDecideColoursAndWhatFlightsPassOver) {
-  Color3f const red(0.898F, 0.298F, 0.298F), green(0.298F, 0.898F, 0.298F), blue(0.4F, 0.624F, 0.816F),
-      yellow(0.898F, 0.827F, 0.298F), orange(0.953F, 0.557F, 0.271F);
-  for (auto const& [suffixes, color] :
-       {std::pair("RX", red), {"GY", green}, {"BZ", blue}, {"AWI", yellow}, {"xV", orange}}) {
-    for (char const letter : std::string(suffixes))
-      EXPECT_EQ(_manager.getDefaultColor(std::string(1, letter)), color) << letter;
-  }
-  for (char const* const other : {"", "XY", "RX"})
-    EXPECT_EQ(_manager.getDefaultColor(other), orange) << other;
-  for (char const* const name :
-       {"visible", "focalLength", "turntableAngle", "turntableHeight", "turntableDistance"})
-    EXPECT_TRUE(_manager.ignoreChannel(name) && !_manager.ignoreChannel(std::string(name) + 's')) << name;
-}
-
 TEST_F(ChannelCatalogueTest, ListsTheCoreAndThenTheNode) {
   NodePtr const dead = Node::create();
   dead.subRef();
@@ -109,9 +94,7 @@ TEST_F(ChannelCatalogueTest, ListsTheCoreAndThenTheNode) {
   expectIds("rotation", {_node->getCore(), _node->getCore(), *_node});
   expectIds("visible", {*_node, NodePtr(), *_node});
   EXPECT_EQ(_channels[6].shortName + _channels[6].objectName + _channels.back().shortName, "EboxV");
-}
-
-TEST_F(ChannelCatalogueTest, ListsTheTransformOfAShapeBeforeTheShape) {
+  // Of a shape its transform comes first.
   auto const check = [this](auto const& core, std::string const& rest) {
     _node->setCore(core);
     EXPECT_EQ(list(), rest) << "without a transform";

@@ -26,32 +26,6 @@ class CreationTest : public SceneStage {
   static AnimNodePtr unkeyed(char const* field) { return newCurveNode(field, 0, {}); }
 };
 
-TEST_F(CreationTest, CurvesAreNamedAfterTheirChannels) {
-  struct {
-    char const *name, *suffix, *channel, *node;
-    UInt32 index;
-  } const rows[] = {{"x", "", "x", "x.", 0},    {"c", "B", "cB", "c.B", 2},    {"c", "Z", "cZ", "c.Z", 2},
-                    {"c", "b", "cb", "c.b", 0}, {"c", "XY", "cXY", "c.XY", 0}, {"c", "A", "cA", "c.A", 3}};
-  for (auto const& row : rows) {
-    auto const [node, curve] = manager.createCurve(row.name, row.suffix);
-    Held const held(node);
-    EXPECT_EQ(curve->getName(), row.name);
-    EXPECT_EQ(curve->getChannelName(), row.channel);
-    EXPECT_EQ(nameOf(node), row.node);
-    EXPECT_EQ(curve->getValueIndex(), row.index) << row.node;
-  }
-
-  NodePtr const node = owner({});
-  AnimNodePtr const made =
-      manager.createChannelCurveNode(attachmentOf(node), "eulerRotation", 2, "Z", "rotation");
-  EXPECT_EQ(nameOf(made), "rotation.Z");
-  EXPECT_EQ(curveOf(made)->getName(), "eulerRotation");
-  Held const loose(manager.createChannelCurveNode({}, "f", 0, "X", ""));
-  EXPECT_EQ(nameOf(*loose), "f.X");
-  EXPECT_EQ(manager.createChannelCurveNode(attachmentOf(node), "", 0, "", "channel"), nullptr);
-  EXPECT_EQ(treesOf(node).size(), 1U);
-}
-
 TEST_F(CreationTest, ChannelsFindTheirCurves) {
   NodePtr const node = addNode(Transform3D::create());
   std::vector<knOSGChannelData> channels;

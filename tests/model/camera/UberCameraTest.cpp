@@ -33,38 +33,6 @@ class UberCameraTest : public SceneTest {
   Held<UberCameraPtr> const _camera{UberCamera::create()};
 };
 
-TEST_F(UberCameraTest, ViewAndTransformStayInStep) {
-  expectInStep(**_camera, 1e-7F);
-  std::vector<std::function<void()>> const steps{
-      [&] { _camera->setFrom(point()); },
-      [&] { _camera->setAt(point()); },
-      [&] { _camera->setUp(vector(3)); },
-      [&] { _camera->setViewByFromAtUp(point(), point(), vector(3)); },
-      [&] { _camera->setRotationAsEuler(vector(400)); },
-      [&] { _camera->setRotationOrientationAsEuler(vector(400)); },
-      [&] {
-        _camera->setRoll(number(200));
-        _camera->setAtDistance(1 + std::abs(number(9)));
-        announce(*_camera, UberCamera::RollFieldMask | UberCamera::AtDistanceFieldMask);
-      },
-      [&] {
-        _camera->setTranslation(vector(10));
-        _camera->setRotatePivot(vector(2));
-        announce(*_camera, UberCamera::TranslationFieldMask | UberCamera::RotatePivotFieldMask);
-      },
-      [&] { _camera->setTurntableAngle(number(700)); },
-      [&] { _camera->setTurntableHeight(number(10)); },
-      [&] { _camera->setTurntableDistance(1 + std::abs(number(10))); },
-  };
-  for (int i = 0; i < 600; ++i) {
-    std::size_t const step = _random() % steps.size();
-    steps[step]();
-    SCOPED_TRACE("step " + std::to_string(step) + ", round " + std::to_string(i));
-    expectInStep(**_camera);
-    if (HasFailure()) return;
-  }
-}
-
 TEST_F(UberCameraTest, WrittenFieldsCountOnceAnnounced) {
   _camera->setViewByFromAtUp({0, 0, 10}, {0, 0, 0}, {0, 1, 0});
   Field& from = *_camera->getField("viewFrom");
@@ -111,17 +79,11 @@ TEST_F(UberCameraTest, SpacesAreThoseOfTheParentAndTheWorld) {
     Pnt3f const from = point(), at = point();
     Vec3f const up = vector(2);
     _camera->setViewByFromAtUp(from, at, up, Camera::WorldSpace);
-    expectInStep(**_camera);
     Pnt3f worldFrom, worldAt;
     Vec3f worldUp;
     _camera->getFromAtUp(worldFrom, worldAt, worldUp, Camera::WorldSpace);
     EXPECT_LT(apart(worldFrom, from) + apart(worldAt, at) + length(worldUp - up), 1e-3F);
-    Vec3f const sight = normalized(axis(node->getToWorld(), 2));
-    EXPECT_GT(dot(sight, normalized(from - at)), 1 - 1e-5F);
-    EXPECT_LT(length(_camera->vectorToLocal(_camera->vectorToWorld(up)) - up), 1e-4F);
   }
-  placed->setScale({0, 1, 1});
-  EXPECT_EQ(_camera->pointToLocal({1, 2, 3}), Pnt3f(1, 2, 3)) << "no way back";
 }
 
 TEST_F(UberCameraTest, TurntableGoesAroundAt) {

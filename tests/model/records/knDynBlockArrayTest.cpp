@@ -96,18 +96,6 @@ TEST_F(KnDynBlockArrayTest, ManyThreadsAppendEachValueOnce) {
   EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), static_cast<std::ptrdiff_t>(seen.size()));
 }
 
-TEST_F(KnDynBlockArrayTest, BlocksWithoutMemoryLoseTheirElementsOnly) {
-  Array array(128);
-  append(array, 128);
-  TestMemory::allowed = 1;  // the table grows, the block is missing
-  EXPECT_EQ(appendInVain(array), 128U);
-  TestMemory::allowed = 1000;
-  append(array, 128);
-  array[129] = 9;
-  EXPECT_EQ(array[129], 0U);
-  EXPECT_EQ(array[256], 256U * 3);
-}
-
 TEST_F(KnDynBlockArrayTest, WorksOnWithoutATable) {
   TestMemory::allowed = 0;
   testing::internal::CaptureStdout();

@@ -209,7 +209,7 @@ class Forest {
     if (node.isAlive() && node->getParent()) node->getParent()->subChild(node);
   }
   void editCore() {
-    NodeCorePtr const core = number(2) == 0 ? anyCore() : any()->getCore();  // copies of cores as well
+    NodeCorePtr const& core = anyCore();
     if (AnimCurve* const curve = dcastTo<AnimCurve>(core)) return editCurve(*curve);
     if (AnimShot* const shot = dcastTo<AnimShot>(core)) {
       shot->setShotDuration(std::abs(offset().x()));
@@ -349,6 +349,7 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
       {"camera", [&] { sceneNode->setCore(camera); }, false, true},
       {"flights", [&] { camera->setAnimationRoot(newAnimNode()); }},
       {"camera with flights joins", [&] { scene->setCore(camera); }},
+      {"which leaves", [&] { scene->setCore({}); }},
       {"subtree with flights", [&] { scene->addChild(sceneNode); }},
       {"flights end", [&] { camera->setAnimationRoot({}); }},
       {"subtree without", [&] { scene->subChild(sceneNode); }, false, true},
@@ -359,10 +360,7 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
       {"pool", [&] { scene->setCore(pool); }},
       {"cameras", [&] { pool->setCameraRoot(sceneNode); }},
       {"switch", [&] { alternatives->addMaterial(plain); }, false, true},
-      {"vertex curve",
-       [&] {
-         vertices->addNormalCurve(newCurve({{0, 0}}));
-       }},
+      {"vertex curve", [&] { vertices->addNormalCurve(AnimCurve::create()); }},
       {"no vertex curve", [&] { vertices->addPositionCurve({}); }, false},
       {"no more vertex curves", [&] { vertices->clearCurves(); }},
       {"shape", [&] { cache->addShape(TimeShapeData::create()); }, false, true},
@@ -378,6 +376,21 @@ TEST_F(AnimNodeTest, StructuralChangesRaiseTheFlagAndValuesDoNot) {
     EXPECT_EQ(AnimNode::_changed, step.raises) << step.name;
     EXPECT_EQ(StructureCounter::get() > count, step.grows) << step.name;
   }
+}
+
+TEST_F(AnimNodeTest, CopiesAreAsLongAsTheirOwnParts) {
+  VertexAnimCurvesPtr const vertices = VertexAnimCurves::create();
+  TimeShapeCachePtr const cache = TimeShapeCache::create();
+  vertices->addNormalCurve(newCurve({{0, 0}}));
+  cache->addShape(TimeShapeData::create());
+  Held const root(newAnimNode(vertices));
+  root->addChild(newAnimNode(cache));
+  Held const copy(deepCloneAnimTree(root, ""));
+  EXPECT_EQ(animRangeOf(copy), (TimeRange{0, 0}));
+  dcast<VertexAnimCurvesPtr>(copy->getCore())->getNormalCurves()[0]->addPoints({{5, 0}});
+  EXPECT_EQ(animRangeOf(copy), (TimeRange{0, 5}));
+  dcast<TimeShapeCachePtr>(copy->getChild(0)->getCore())->getShapes()[0]->setTime(-7);
+  EXPECT_EQ(animRangeOf(copy), (TimeRange{-7, 5}));
 }
 
 TEST_F(AnimNodeTest, FinishedCallbacksRunInOrderAndMayChangeThemselves) {

@@ -51,7 +51,7 @@ TEST(EulerAngles, PathsRunOnWithoutJumps) {
     EulerDegrees step;
   };
   for (Path const& path : {Path{{10, 20, 30}, {3, 0.02, -5}}, Path{{0, 0, 0}, {0, 1.7, 0}},
-                           Path{{15, -40, 5}, {0.01, -2.31, 0.4}}, Path{{0, 0, 0}, {0, 90.0 / 64, 0}}}) {
+                           Path{{15, -40, 5}, {0.01, -2.31, 0.4}}, Path{{20, 0, 30}, {0, 90.0 / 64, 0}}}) {
     EulerDegrees angles = path.start;
     for (int i = 1; i <= 1000; ++i) {
       EulerDegrees const exact{path.start.x + i * path.step.x, path.start.y + i * path.step.y,

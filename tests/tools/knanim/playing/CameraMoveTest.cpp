@@ -23,6 +23,7 @@ TEST(CameraMoveTest, EachWayPassesItsViewpointsAndComesBackFromSamples) {
     settings.shutterSpeed = 10;
     CameraMove move(someViewpoints(), settings);
     std::vector<double> const arrivals = move.arrivals();
+    EXPECT_EQ(arrivals.back(), kind == MoveKind::Turntable ? 2 : 4.5);
     std::size_t next = 0;
     for (int frame = 0; frame <= 20 * move.duration() + 0.1; ++frame) {
       double const time = frame / 20.0;

@@ -92,7 +92,7 @@ TEST(FrameRange, FramesStandOnTheGrid) {
         Case{{-2.4000001, 8.033333}, 30, {}, {}, -72, 241}, Case{{0, 20.0F / 24}, 24, {}, {}, 0, 20},
         Case{{0, 10}, 10, 1.05, 1.99, 11, 19}, Case{{0, 10}, 10, 20, 30, 200, 300},
         Case{{0, 10}, 10, -1, {}, -10, 100}, Case{{0.01, 0.02}, 30, {}, {}, 1, 1},
-        Case{{5, 5}, 24, {}, {}, 120, 120}, Case{{0, 9}, 0.5, {}, {}, 0, 4}}) {
+        Case{{5.000001, 5.000001}, 24, {}, {}, 120, 120}, Case{{0, 9}, 0.5, {}, {}, 0, 4}}) {
     auto const range = frameRange(each.span, each.fps, each.from, each.to);
     ASSERT_TRUE(std::holds_alternative<FrameRange>(range)) << std::get<Failure>(range).message;
     EXPECT_EQ(std::get<FrameRange>(range).first, each.first);
