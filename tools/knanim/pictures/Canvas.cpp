@@ -12,8 +12,6 @@
 namespace knanim {
 namespace {
 
-constexpr double kPixelScale = 2;
-
 cairo_status_t append(void* bytes, unsigned char const* data, unsigned length) {
   static_cast<std::string*>(bytes)->append(reinterpret_cast<char const*>(data), length);
   return CAIRO_STATUS_SUCCESS;
@@ -21,8 +19,9 @@ cairo_status_t append(void* bytes, unsigned char const* data, unsigned length) {
 
 cairo_surface_t* makeSurface(PictureFormat format, double width, double height, std::string& bytes) {
   if (format == PictureFormat::Png) {
-    return cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(std::ceil(width * kPixelScale)),
-                                      static_cast<int>(std::ceil(height * kPixelScale)));
+    return cairo_image_surface_create(CAIRO_FORMAT_RGB24,
+                                      static_cast<int>(std::ceil(width * Canvas::kPixelScale)),
+                                      static_cast<int>(std::ceil(height * Canvas::kPixelScale)));
   }
   cairo_surface_t* const surface = cairo_svg_surface_create_for_stream(append, &bytes, width, height);
   cairo_svg_surface_set_document_unit(surface, CAIRO_SVG_UNIT_PX);
@@ -186,11 +185,12 @@ void Canvas::expose(Box const& box, double factor) {
 
 std::vector<std::uint32_t> Canvas::pixels() const { return pixelsOf(_surface); }
 
-void Canvas::drawPixels(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box) {
+void Canvas::drawImage(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box,
+                       cairo_format_t format) {
   if (width == 0 || pixels.size() < width) return;
   std::size_t const height = pixels.size() / width;
   cairo_surface_t* const image =
-      cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height));
+      cairo_image_surface_create(format, static_cast<int>(width), static_cast<int>(height));
   if (cairo_surface_status(image) == CAIRO_STATUS_SUCCESS) {
     auto const stride = static_cast<std::size_t>(cairo_image_surface_get_stride(image));
     for (std::size_t row = 0; row < height; ++row) {

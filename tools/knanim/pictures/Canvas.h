@@ -47,6 +47,8 @@ enum class PictureFormat : std::uint8_t { Png, Svg };
 /// logical ones either way.
 class Canvas {
  public:
+  static constexpr double kPixelScale = 2;
+
   Canvas(PictureFormat format, double width, double height);
   ~Canvas();
   Canvas(Canvas const&) = delete;
@@ -74,7 +76,14 @@ class Canvas {
   std::vector<std::uint32_t> pixels() const;
   std::size_t pixelWidth() const { return static_cast<std::size_t>(cairo_image_surface_get_width(_surface)); }
   /// Draws such pixels, `width` in a row, into a box.
-  void drawPixels(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box);
+  void drawPixels(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box) {
+    drawImage(pixels, width, box, CAIRO_FORMAT_RGB24);
+  }
+  /// The same with pixels as 0xAARRGGBB, the colours multiplied by the opacity.
+  void drawLayer(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box) {
+    drawImage(pixels, width, box, CAIRO_FORMAT_ARGB32);
+  }
+  bool isOfPoints() const { return _format == PictureFormat::Png; }
   /// Keeps what is drawn until `unclip` within the box.
   void clip(Box const& box);
   void unclip();
@@ -83,6 +92,8 @@ class Canvas {
   bool finish(std::string& bytes, std::string& message);
 
  private:
+  void drawImage(std::vector<std::uint32_t> const& pixels, std::size_t width, Box const& box,
+                 cairo_format_t format);
   void setStyle(TextStyle style);
   void setColor(Color color);
 

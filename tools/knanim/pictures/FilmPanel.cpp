@@ -1,5 +1,6 @@
 #include "knanim/pictures/FilmPanel.h"
 
+#include "knanim/pictures/DepthLayer.h"
 #include "knanim/scene/ClosedSurface.h"
 
 #include <algorithm>
@@ -21,6 +22,7 @@ constexpr int kSegmentsOfGridLine = 14;
 constexpr int kMostGridLines = 64;  ///< in one direction
 constexpr std::size_t kPiecesOfTrail = 6;
 constexpr std::size_t kMostOutlinedFaces = 12'000;
+constexpr double kOutlineOffset = 0.003;  ///< as a part of the depth of all that is seen
 constexpr std::size_t kMostShadowedFaces = 40'000;
 
 Color mix(Color const& a, Color const& b, double share) {
@@ -73,17 +75,19 @@ osg::BoxVolume boundsOf(Pose const& pose, SceneFigure const& figure) {
 }
 
 struct SeenFace {
-  std::vector<Point> corners;
+  std::vector<DeepPoint> corners;
   double depth = 0;
   Color color;
+  Color line;
 };
 
 /// Positive for corners that run clockwise in the picture.
-double turnOf(std::span<Point const> corners) {
+double turnOf(std::span<DeepPoint const> corners) {
   double turn = 0;
   for (std::size_t i = 0; i < corners.size(); ++i) {
-    Point const& next = corners[(i + 1) % corners.size()];
-    turn += corners[i].x * next.y - next.x * corners[i].y;
+    Point const& at = corners[i].at;
+    Point const& next = corners[(i + 1) % corners.size()].at;
+    turn += at.x * next.y - next.x * at.y;
   }
   return turn;
 }
@@ -119,6 +123,8 @@ class PanelPainter {
   void drawJoints();
   void drawMeshShadows();
   void drawMeshes();
+  void drawByDepth(std::span<SeenFace const> faces, bool outlined);
+  void drawInOrder(std::vector<SeenFace>& faces);
   void addFaces(std::size_t index, std::vector<SeenFace>& faces) const;
   Color faceColor(std::size_t mesh, std::span<osg::Pnt3f const> corners) const;
   double stickWidth(double depth) const;
@@ -318,7 +324,7 @@ void PanelPainter::addFaces(std::size_t index, std::vector<SeenFace>& faces) con
     first += size;
     std::vector<SeenPoint> const part = _frame.view.seePart(corners);
     for (SeenPoint const& seen : part) {
-      face.corners.push_back(place(seen));
+      face.corners.push_back({place(seen), seen.depth});
       face.depth += seen.depth / static_cast<double>(part.size());
     }
     if (part.size() < std::min<std::size_t>(size, 3)) continue;
@@ -328,21 +334,50 @@ void PanelPainter::addFaces(std::size_t index, std::vector<SeenFace>& faces) con
   }
 }
 
-/// From the back to the front, so that what is hidden is painted over.
 void PanelPainter::drawMeshes() {
   std::vector<SeenFace> faces;
   for (std::size_t i = 0; i < _frame.pose.meshes.size(); ++i) addFaces(i, faces);
+  bool const outlined = faces.size() <= kMostOutlinedFaces;
+  for (SeenFace& face : faces) face.line = mix(face.color, kMiddle, outlined ? 0.35 : 0);
+  _canvas.isOfPoints() ? drawByDepth(faces, outlined) : drawInOrder(faces);
+}
+
+void PanelPainter::drawByDepth(std::span<SeenFace const> faces, bool outlined) {
+  DepthLayer layer(_box);
+  // So that a face does not hide its own outline.
+  double const nearer = std::max(0.0, _farthest - _nearest) * kOutlineOffset;
+  for (SeenFace const& face : faces) {
+    std::size_t const count = face.corners.size();
+    if (count == 1) layer.addDisc(face.corners[0], 1.2, face.line);
+    if (count == 2) layer.addLine(face.corners[0], face.corners[1], 0.9, face.line);
+    if (count < 3) continue;
+    layer.addFace(face.corners, face.color);
+    for (std::size_t i = 0; outlined && i < count; ++i) {
+      DeepPoint from = face.corners[i];
+      DeepPoint to = face.corners[(i + 1) % count];
+      from.depth -= std::min(nearer, from.depth / 2);
+      to.depth -= std::min(nearer, to.depth / 2);
+      layer.addLine(from, to, 0.45, face.line);
+    }
+  }
+  layer.draw(_canvas);
+}
+
+/// A drawing of lines and areas has no pixels: from the back to the front, so that what is hidden is painted over. Faces
+/// that are large beside others can come in the wrong order.
+void PanelPainter::drawInOrder(std::vector<SeenFace>& faces) {
   std::stable_sort(faces.begin(), faces.end(),
                    [](SeenFace const& a, SeenFace const& b) { return a.depth > b.depth; });
-  bool const outlined = faces.size() <= kMostOutlinedFaces;
+  std::vector<Point> corners;
   for (SeenFace const& face : faces) {
-    Color const line = mix(face.color, kMiddle, outlined ? 0.35 : 0);
-    if (face.corners.size() == 1) {
-      _canvas.fillDisc(face.corners[0], 1.2, line);
-    } else if (face.corners.size() == 2) {
-      _canvas.drawRod(face.corners[0], face.corners[1], 0.9, line);
+    corners.clear();
+    for (DeepPoint const& corner : face.corners) corners.push_back(corner.at);
+    if (corners.size() == 1) {
+      _canvas.fillDisc(corners[0], 1.2, face.line);
+    } else if (corners.size() == 2) {
+      _canvas.drawRod(corners[0], corners[1], 0.9, face.line);
     } else {
-      _canvas.fillPolygon(face.corners, face.color, 0.45, line);
+      _canvas.fillPolygon(corners, face.color, 0.45, face.line);
     }
   }
 }

@@ -1,4 +1,5 @@
 #include "knanim/pictures/AnimatedPng.h"
+#include "knanim/pictures/DepthLayer.h"
 #include "knanim/pictures/FilmShooting.h"
 #include "knanim/pictures/IndexedPng.h"
 #include "knanim/pictures/PngChunks.h"
@@ -30,6 +31,23 @@ TEST(Film, ASmallFigureFarAwayIsDrawn) {
     ASSERT_TRUE(drawFilm(film, figure, PictureFormat::Svg, bytes, message)) << message;
     EXPECT_LT(bytes.size(), 2'000'000U) << place;
   }
+}
+
+TEST(DepthLayer, NearerFacesHideFartherOnesWherePixelsMeet) {
+  Canvas canvas(PictureFormat::Png, 40, 20);
+  DepthLayer layer({0, 0, 40, 20});
+  Color const red{1, 0, 0};
+  Color const blue{0, 0, 1};
+  // The blue one leans: nearer at the left end, farther at the right one.
+  layer.addFace(std::vector<DeepPoint>{{{0, 0}, 1}, {{40, 0}, 3}, {{40, 10}, 3}, {{0, 10}, 1}}, blue);
+  layer.addFace(std::vector<DeepPoint>{{{0, 0}, 1.5}, {{40, 0}, 1.5}, {{40, 10}, 1.5}, {{0, 10}, 1.5}}, red);
+  layer.addFace(std::vector<DeepPoint>{{{5, 5}, 1}, {{9, 5}, 1}}, red);
+  layer.draw(canvas);
+  std::vector<std::uint32_t> const pixels = canvas.pixels();
+  // 1 / depth falls evenly from 1 to 1/3, so they meet at half of the way.
+  for (std::size_t const x : {2U, 38U}) EXPECT_EQ(pixels[6 * 80 + x], 0x0000FFU) << x;
+  for (std::size_t const x : {42U, 78U}) EXPECT_EQ(pixels[6 * 80 + x], 0xFF0000U) << x;
+  EXPECT_EQ(pixels[30 * 80 + 40], 0xFFFFFFU);
 }
 
 TEST(PictureView, TheFittedViewHoldsAllPointsAndIsFilledByThem) {
