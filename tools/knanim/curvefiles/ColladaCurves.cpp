@@ -173,7 +173,7 @@ class Sampled {
     replacement.addRotation(node, rotation);
     if (_hasEnds)
       replacement.warn(node, ChannelKind::Rotation,
-                       "what its curves do outside the keys has no equal, the end values are held");
+                       "what its curves do outside the keys has no equivalent, the end values are held");
   }
 
  private:

@@ -279,7 +279,7 @@ class DocumentReader {
     if (sampler == _samplers.end()) return "its sampler is missing";
     Inputs const inputs = readInputs(*sampler->second);
     if (!inputs.times || !inputs.values || inputs.values->width != columns || inputs.times->width != 1)
-      return "its keys are not in the file as it says";
+      return "the file's key data is damaged";
     for (std::size_t i = 0; i < columns; ++i) {
       auto const [place, isNew] = step.curves.try_emplace(first + i);
       if (!isNew) return "the file moves it more than once, the first curve counts";

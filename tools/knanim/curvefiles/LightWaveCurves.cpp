@@ -80,7 +80,7 @@ class Turns {
     auto const [before, after] = ends(source);
     if (!before || !after)
       replacement.warn(node, ChannelKind::Rotation,
-                       "what its angles do outside the keys has no equal, the end values are held");
+                       "what its angles do outside the keys has no equivalent, the end values are held");
     replacement.addRotation(node, source, before.value_or(Outside::Constant),
                             after.value_or(Outside::Constant));
   }

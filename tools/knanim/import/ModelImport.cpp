@@ -12,6 +12,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstring>
+#include <iostream>
 #include <optional>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -110,6 +111,9 @@ std::string answerSafely(std::variant<ModelReader, Failure> const& opened, Reque
   std::signal(SIGINT, SIG_IGN);
   std::signal(SIGTERM, SIG_IGN);
   if (getppid() != parent) _exit(1);
+  // Some importers talk to the terminal by themselves.
+  std::cout.rdbuf(nullptr);
+  std::cerr.rdbuf(nullptr);
   auto const opened = ModelReader::open(path);
   auto const never = [] { return false; };
   for (Request request; line.receive(&request, sizeof(request), never);) {
@@ -254,8 +258,7 @@ std::variant<std::size_t, Failure> ModelFile::findAnimation(std::string const& c
   std::vector<std::string> names;
   for (AnimationSummary const& each : animations) names.push_back(each.name);
   std::string const near = isNumber ? "" : nearClause(nearNames(choice, names));
-  std::string const all =
-      (animations.size() == 1 ? "; there is" : "; there are") + listOfAnimations(_model.summary);
+  std::string const all = "; it has:" + listOfAnimations(_model.summary);
   return Failure{ExitCode::Usage,
                  "no animation \"" + printable(choice) + "\" in this model" + (near.empty() ? all : near)};
 }

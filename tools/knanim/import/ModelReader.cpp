@@ -1,12 +1,14 @@
 #include "knanim/import/ModelReader.h"
 
 #include "knanim/curvefiles/FileCurves.h"
+#include "knanim/import/CameraRepairs.h"
 #include "knanim/import/SceneConversion.h"
 #include "knanim/import/ShapeCaches.h"
 #include "knanim/support/MemoryLimit.h"
 #include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
 
+#include <algorithm>
 #include <assimp/Importer.hpp>
 #include <assimp/commonMetaData.h>
 #include <assimp/config.h>
@@ -66,6 +68,12 @@ std::optional<Failure> checkShapes(ImportedModel const& model, aiScene const& sc
                                        ", more than " + mebibytes(kMostShapeBytes)};
 }
 
+/// The importer of the first version passes over animations.
+std::string lostOfOldGltf(ModelSummary const& summary) {
+  bool const isOld = summary.importer.starts_with("glTF") && summary.formatVersion.starts_with('1');
+  return isOld && summary.animations.empty() ? "animations of glTF 1 files are not read" : "";
+}
+
 }  // namespace
 
 Failure notAModel(std::string const& path, std::string const& reason) {
@@ -99,6 +107,19 @@ std::string nothingMoves(std::span<AnimationSummary const> animations, char cons
   return message;
 }
 
+std::string emptinessOf(ImportedModel const& model) {
+  ModelSummary const& summary = model.summary;
+  bool const plays = std::ranges::any_of(summary.animations, [](AnimationSummary const& each) {
+    return each.keys.total() + each.morphKeys + each.meshChannels > 0;
+  });
+  if (plays || summary.faces > 0) return {};
+  if (summary.vertices > 0)
+    return counted(summary.vertices, "vertex", "vertices") + " without faces: points are not drawn";
+  if (summary.cameras + summary.lights > 0) return {};
+  return "there is nothing to see or play in this file: " + counted(model.nodes.size(), "node") +
+         ", no meshes, animations, cameras or lights";
+}
+
 ModelReader::ModelReader(std::unique_ptr<Assimp::Importer> importer, aiScene const* scene)
     : _importer(std::move(importer)), _scene(scene), _model(describeScene(*scene)) {
   _model.summary.importer = importerName(*_importer);
@@ -119,6 +140,11 @@ std::variant<ModelReader, Failure> ModelReader::open(std::string const& path) {
     ModelReader file(std::move(importer), scene);
     file._path = path;
     file._model.summary.fileBytes = std::get<std::uintmax_t>(size);
+    for (std::string const& lost :
+         {lostOfOldGltf(file._model.summary), lostOfCameras(path, file._model.summary.cameras),
+          emptinessOf(file._model)}) {
+      if (!lost.empty()) file._model.warnings.push_back(lost);
+    }
     return file;
   } catch (std::exception const& exception) {
     return notAModel(path, exception.what());
@@ -150,7 +176,9 @@ std::variant<ImportedModel, Failure> ModelReader::load(std::size_t animation) co
 
 std::variant<ModelContent, Failure> ModelReader::loadContent() const {
   try {
-    return readContent(*_scene, _model);
+    ModelContent content = readContent(*_scene, _model);
+    repairCameras(_path, _model, content);
+    return content;
   } catch (std::exception const& exception) {
     return Failure{ExitCode::Failed, exception.what()};
   }

@@ -53,5 +53,7 @@ std::variant<std::uintmax_t, Failure> checkModelFile(std::string const& path);
 Failure notAModel(std::string const& path, std::string const& reason);
 /// Why animations are not played, as far as they are of another sort.
 std::string nothingMoves(std::span<AnimationSummary const> animations, char const* where);
+/// What a model lacks for anything of it to be seen or played; empty when it lacks nothing.
+std::string emptinessOf(ImportedModel const& model);
 
 }  // namespace knanim

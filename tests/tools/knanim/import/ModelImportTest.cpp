@@ -46,6 +46,17 @@ INSTANTIATE_TEST_SUITE_P(
                       "glTF2/simple_skin/simple_skin.gltf", "X/Testwuson.X",
                       "glTF2/glTF-Sample-Models/AnimatedMorphCube-glTF/AnimatedMorphCube.gltf"));
 
+TEST(ModelImport, CamerasSeeTheirModelsAndEmptyFilesAreToldOf) {
+  test::TemporaryFolder const folder;
+  for (char const* const name : {"3DS/CameraRollAnim.3ds", "ASE/CameraRollAnim.ase", "LWS/move_x.lws"}) {
+    test::Outcome const outcome = test::run("play " + modelPath(name) + " --image " + folder.file("a.png"));
+    EXPECT_EQ(outcome.errors.find("sees nothing"), std::string::npos) << name << outcome.errors;
+  }
+  test::writeFile(folder.file("a.obj"), "# nothing\nv 0 0 0\nv 1 0 0\n");
+  test::writeFile(folder.file("b.gltf"), R"({"asset":{"version":"2.0"},"scenes":[{}],"scene":0})");
+  test::expectParts(test::run("info " + folder.file("b.gltf")).errors, {"nothing to see or play"});
+}
+
 /// A chain of joints; the importer goes down by a call for each.
 TEST(ModelImport, AnImporterThatCrashesIsNoCrashOfTheTool) {
   test::TemporaryFolder const folder;
