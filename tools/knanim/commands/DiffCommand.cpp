@@ -58,7 +58,8 @@ void printCurves(std::vector<CurveDifference> const& curves, bool all, std::FILE
 }
 
 void print(AnimationDifference const& result, bool all, std::FILE* output) {
-  printRow(output, "equal", counted(result.equal, "curve"));
+  bool const isNothing = result.equal == 0 && result.isEmpty();
+  printRow(output, "equal", isNothing ? "neither has an animation" : counted(result.equal, "curve"));
   printList("missing", result.missing, all, output);
   printList("added", result.added, all, output);
   printList("renamed", result.renamed, all, output);

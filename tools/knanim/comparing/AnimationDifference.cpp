@@ -129,15 +129,32 @@ double distance(HarvestedCache const& a, HarvestedCache const& b) {
   return largest;
 }
 
+/// Whether a cache is another one but for the rounding of a file that keeps offsets or other units of time.
+bool isAlike(HarvestedCache const& a, HarvestedCache const& b) {
+  constexpr float kRounding = 1e-5F;
+  if (a.times.size() != b.times.size()) return false;
+  float size = 0;
+  float largest = 0;
+  for (std::size_t i = 0; i < a.shapes.size(); ++i) {
+    bool const isSameTime = std::abs(a.times[i] - b.times[i]) <= kRounding * std::max(1.F, std::abs(a.times[i]));
+    if (!isSameTime || a.shapes[i].size() != b.shapes[i].size()) return false;
+    for (std::size_t k = 0; k < a.shapes[i].size(); ++k) {
+      size = std::max(size, osg::length(osg::Vec3f(a.shapes[i][k])));
+      largest = std::max(largest, osg::length(a.shapes[i][k] - b.shapes[i][k]));
+    }
+  }
+  return largest <= kRounding * size;
+}
+
 void compareCaches(AnimationHarvest const& first, AnimationHarvest const& second, double tolerance,
                    AnimationDifference& result) {
   std::map<std::pair<std::string, std::string>, HarvestedCache const*> there;
   for (HarvestedCache const& each : second.caches) there[{each.owner, each.name}] = &each;
+  std::vector<HarvestedCache const*> missing;
   for (HarvestedCache const& each : first.caches) {
     auto const found = there.find({each.owner, each.name});
-    std::string const label = describe({each.owner, each.name}) + ", " + counted(each.times.size(), "shape");
     if (found == there.end()) {
-      result.missing.push_back(label);
+      missing.push_back(&each);
       continue;
     }
     double const largest = distance(each, *found->second);
@@ -147,6 +164,20 @@ void compareCaches(AnimationHarvest const& first, AnimationHarvest const& second
       ++result.equal;
     there.erase(found);
   }
+  for (auto old = missing.begin(); old != missing.end();) {
+    auto const same = std::ranges::find_if(
+        there, [&](auto const& each) { return isAlike(**old, *each.second); });
+    if (same == there.end()) {
+      ++old;
+      continue;
+    }
+    result.renamed.push_back(describe({(*old)->owner, (*old)->name}) + " is " + describe(same->first));
+    there.erase(same);
+    old = missing.erase(old);
+  }
+  for (HarvestedCache const* each : missing)
+    result.missing.push_back(describe({each->owner, each->name}) + ", " +
+                             counted(each->times.size(), "shape"));
   for (auto const& [name, each] : there)
     result.added.push_back(describe(name) + ", " + counted(each->times.size(), "shape"));
 }

@@ -33,7 +33,7 @@ struct AnimationDifference {
   std::vector<std::string> missing;  ///< in the second, as "path [animation]" with the number of their curves
   std::vector<std::string> added;
   std::vector<std::string>
-      renamed;  ///< "path [animation] is path [animation]": the same curves under other names
+      renamed;  ///< "path [animation] is path [animation]": the same curves or shapes under other names
   std::vector<CurveDifference> curves;
   std::vector<CacheDifference> caches;
 
