@@ -6,6 +6,7 @@
 #include "knanim/scene/ChannelPath.h"
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/support/Console.h"
+#include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 #include "model/fields/ChangeList.h"
 
@@ -22,10 +23,10 @@ std::variant<float, Failure> readValue(std::string_view text) {
   auto const read = std::from_chars(text.data(), text.data() + text.size(), value);
   std::string const shown = '"' + printable(text) + '"';
   if (read.ec == std::errc::invalid_argument || read.ptr != text.data() + text.size())
-    return Failure{ExitCode::Usage, shown + " is no number"};
+    return Failure{ExitCode::Usage, shown + " is not a number"};
   if (read.ec == std::errc::result_out_of_range)
-    return Failure{ExitCode::Usage, shown + " is no number that a channel can hold"};
-  if (!std::isfinite(value)) return Failure{ExitCode::Usage, "the value has to be finite, unlike " + shown};
+    return Failure{ExitCode::Usage, shown + " is not a number that a channel can hold"};
+  if (!std::isfinite(value)) return Failure{ExitCode::Usage, "the value has to be finite, not " + shown};
   return value;
 }
 
@@ -33,11 +34,9 @@ std::optional<Failure> checkImage(SetOptions const& options) {
   if (options.image.empty()) return std::nullopt;
   if (!pictureFormat(options.image)) {
     return Failure{ExitCode::Usage,
-                   "the name of a picture ends in .png or .svg, unlike " + printable(options.image)};
+                   "the name of a picture ends in .png or .svg, not " + printable(options.image)};
   }
-  std::error_code error;
-  if (!std::filesystem::equivalent(options.image, options.scene.model, error)) return std::nullopt;
-  return Failure{ExitCode::Usage, "the output would replace the model " + printable(options.scene.model)};
+  return checkKeepsInputs(options.image, {&options.scene.model, 1});
 }
 
 /// "Transform3D of node "Hips": translation", with the fields that the mask names.

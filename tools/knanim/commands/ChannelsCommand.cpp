@@ -5,6 +5,7 @@
 #include "knanim/support/CsvTable.h"
 #include "knanim/support/JsonText.h"
 #include "knanim/support/NearNames.h"
+#include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 
 #include <algorithm>
@@ -150,11 +151,10 @@ std::variant<Objects, Failure> chooseObjects(SceneObjects const& objects, std::s
 }  // namespace
 
 ExitCode channels(ChannelsOptions const& options, Terminal terminal) {
-  std::error_code error;
-  if (!options.csv.empty() && std::filesystem::equivalent(options.csv, options.scene.model, error)) {
-    return report({ExitCode::Usage, "the output would replace the model " + printable(options.scene.model)},
-                  terminal);
-  }
+  if (auto const failure = checkKeepsInputs(options.csv, {&options.scene.model, 1}))
+    return report(*failure, terminal);
+  if (options.json && isStandardOutput(options.csv))
+    return report({ExitCode::Usage, "--json and --csv - would both print to standard output"}, terminal);
   auto const loaded = LoadedScene::load(options.scene, terminal);
   if (auto const* failure = std::get_if<Failure>(&loaded)) return report(*failure, terminal);
   LoadedScene const& scene = *std::get<std::unique_ptr<LoadedScene>>(loaded);

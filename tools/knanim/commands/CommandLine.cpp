@@ -1,9 +1,11 @@
 #include "knanim/commands/CommandList.h"
 #include "knanim/commands/CommandPages.h"
 #include "knanim/commands/Commands.h"
+#include "knanim/commands/HelpFormatter.h"
 #include "knanim/commands/UsageErrors.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/Interruption.h"
+#include "knanim/support/LogCapture.h"
 
 #include <cerrno>
 #include <cstring>
@@ -14,30 +16,33 @@ namespace {
 char const* const kFooter =
     "Exit codes:\n"
     "  0  all went well\n"
-    "  1  failed for a reason that has no code of its own, or interrupted; diff: there are differences\n"
-    "  2  the command line cannot be carried out\n"
+    "  1  another failure, or interrupted; diff: there are differences\n"
+    "  2  the command line is wrong, or names something that the model does not have\n"
     "  3  the model is missing or cannot be read\n"
     "  4  the file is not a model of a known format\n"
     "  5  the model has no animation that can be played\n"
-    "  6  an output cannot be written, or not whole\n"
+    "  6  an output cannot be written completely\n"
     "\n"
-    "A table or picture that cannot be written whole leaves the old file as it was.\n"
+    "If an output cannot be written completely, the old file stays as it was.\n"
+    "\n"
     "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
     "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
 
 void addJson(CLI::App& command, bool& json) {
-  command.add_flag("--json", json, "Print JSON for other programs: all that there is, in seconds and bytes");
+  command.add_flag("--json", json, "Print JSON for other programs: everything, in seconds and bytes");
 }
 
 /// Frames and film, which playing and moving cameras have in common.
 template <class Options>
 void addFilm(CLI::App& command, Options& options, std::string const& group) {
   addOutput(command, "--frames", options.frames, "Write every frame as a .png file into a folder")
+      ->type_name("FOLDER")
       ->group(group);
   addOutput(command, "--film", options.film,
-            "Make a film: a .png that moves, or by the program ffmpeg a .gif, .mp4 and others")
+            "Make a film: an animated .png, or, with ffmpeg installed, a .gif, .mp4 or other video")
       ->group(group);
   command.add_option("--size", options.size, "Width and height of frames and film in pixels")
+      ->type_name("WxH")
       ->capture_default_str()
       ->group(group);
 }
@@ -48,10 +53,11 @@ void definePictures(CLI::App& command, PlayOptions& options) {
   command
       .add_option(
           "--channel", options.channels,
-          "The channels in the table and the plot: those whose name fits, with * and ? as wildcards; a "
-          "node's "
-          "name takes all of its channels. May be given again; with clips the first one counts [all in the "
-          "table, in the plot those that move most]")
+          "The channels in the table and the plot: those whose name fits, with * and ? as wildcards and "
+          "whatever the case; a node's name takes all of its channels. May be given again; with clips the "
+          "first "
+          "one counts [all in the table, in the plot those that move most]")
+      ->type_name("PATTERN")
       ->allow_extra_args(false)
       ->group(group);
   CLI::Option* const strip =
@@ -70,9 +76,11 @@ void definePictures(CLI::App& command, PlayOptions& options) {
       ->group(group);
   addFilm(command, options, group);
   command
-      .add_option("--camera", options.camera,
-                  "Camera of the model to draw with; fit looks from aside at all of it [the model's first "
-                  "camera; fit where that crops the figure]")
+      .add_option(
+          "--camera", options.camera,
+          "Camera of the model to draw with; fit shows the whole figure from the side [the model's first "
+          "camera; fit where that crops the figure]")
+      ->type_name("NAME")
       ->group(group);
 }
 
@@ -90,9 +98,10 @@ void defineClock(CLI::App& command, ClockOptions& options) {
                   "End after so long, if the last frame has not come before [at the last frame]")
       ->group(group);
   CLI::Option* const loop =
-      command.add_option("--loop", options.loop, "Play the frames of a range, as 10:50, over and over");
+      command.add_option("--loop", options.loop, "Play the frames of a range, such as 10:50, over and over")
+          ->type_name("A/B");
   loop->group(group);
-  command.add_option("--loops", options.rounds, "How often [3; with --seconds until then]")
+  command.add_option("--loops", options.rounds, "How often [3, or with --seconds until the time is up]")
       ->check(CLI::Range(1, 1'000'000))
       ->needs(loop)
       ->group(group);
@@ -104,11 +113,12 @@ void defineClock(CLI::App& command, ClockOptions& options) {
 
 void definePlay(CLI::App& command, PlayOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation [the first]");
+  command
+      .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
+      ->type_name("NAME");
   command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
-  command.add_option("--from", options.from, "Begin in seconds [the animation's begin]");
-  command.add_option("--to", options.to, "End in seconds [the animation's end]");
+  command.add_option("--from", options.from, "Begin in seconds [where the animation begins]");
+  command.add_option("--to", options.to, "End in seconds [where the animation ends]");
   addOutput(command, "--csv", options.csv, "Write all values of all frames as a table; - is standard output");
   command.add_flag("--bake-skins", options.bakeSkins,
                    "Turn meshes with bones into caches of one shape for every frame, and play these");
@@ -124,8 +134,10 @@ void definePlay(CLI::App& command, PlayOptions& options) {
 
 void defineInfo(CLI::App& command, InfoOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation whose nodes are listed [the first]");
+  command
+      .add_option("--animation", options.animation,
+                  "Number (from 1) or name of the animation whose nodes are listed [the first]")
+      ->type_name("NAME");
   command.add_flag("--all", options.allNodes, "List all animated nodes, however many");
   addJson(command, options.json);
 }
@@ -135,18 +147,21 @@ void defineQueue(CLI::App& command, QueueOptions& options) {
   command.add_option("--stagger", options.stagger, "Seconds from the start of one model to that of the next")
       ->capture_default_str();
   command
-      .add_option(
-          "--pause", options.pauses,
-          "Let all models stand still: TIME:SECONDS, or NUMBER@TIME:SECONDS for the model that comes so "
-          "many in the command line. May be given again")
+      .add_option("--pause", options.pauses,
+                  "Pause all models: TIME:SECONDS, or NUMBER@TIME:SECONDS for the NUMBER-th model on the "
+                  "command line. "
+                  "May be given again")
+      ->type_name("TIME/SECONDS")
       ->allow_extra_args(false);
   command
       .add_option("--cycles", options.cycles,
                   "Repetitions after the first run; -1, with --seconds, without end")
       ->check(CLI::Range(-1, 1'000'000))
       ->capture_default_str();
-  command.add_option("--range", options.range,
-                     "The part to play, BEGIN:END in seconds, repetitions included [all]");
+  command
+      .add_option("--range", options.range,
+                  "The part to play, BEGIN:END in seconds, repetitions included [all]")
+      ->type_name("BEGIN/END");
   command.add_option("--seconds", options.seconds, "End after so long, if the models have not ended before");
   command.add_flag("--reset-at-end", options.resetAtEnd, "Show the first frame of all models at the end");
   command.add_option("--rate", options.rate, "Passes per second")->capture_default_str();
@@ -163,8 +178,9 @@ void defineQueue(CLI::App& command, QueueOptions& options) {
 
 void defineScene(CLI::App& command, SceneOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation [the first]");
+  command
+      .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
+      ->type_name("NAME");
   CLI::Option* const time =
       command.add_option("--time", options.time, "Evaluate there first, in seconds [the scene as loaded]");
   CLI::Option* const frame = command.add_option("--frame", options.frame, "The same, as a number of a frame");
@@ -180,14 +196,15 @@ void defineChannels(CLI::App& command, ChannelsOptions& options) {
   command.add_option("NODE", options.node,
                      "A node or material, by its name or the end of its path [a table of all]");
   command.add_flag("--all", options.all, "List all nodes and materials, however many");
-  addOutput(
-      command, "--csv", options.csv,
-      "Write the channels with their values as a table; - is standard output. Of a long path the end is "
-      "given, behind ...");
+  addOutput(command, "--csv", options.csv,
+            "Write the channels with their values as a table; - is standard output. Long paths are shortened "
+            "at the "
+            "front, after ...");
   addJson(command, options.json);
 }
 
-constexpr char const* kPathHelp = "The channel: node or material, field and component, as Hips.translation.Y";
+constexpr char const* kPathHelp =
+    "The channel: node or material, field and component, such as Hips.translation.Y";
 
 void defineGet(CLI::App& command, GetOptions& options) {
   defineScene(command, options.scene);
@@ -197,7 +214,7 @@ void defineGet(CLI::App& command, GetOptions& options) {
 void defineSet(CLI::App& command, SetOptions& options) {
   defineScene(command, options.scene);
   command.add_option("PATH", options.path, kPathHelp)->required();
-  command.add_option("VALUE", options.value, "The number to write, as 12 or -0.5")->required();
+  command.add_option("VALUE", options.value, "The number to write, such as 12 or -0.5")->required();
   addOutput(command, "--image", options.image, "Draw the scene afterwards into a .png or .svg file");
   addOut(command, options.out);
 }
@@ -210,14 +227,16 @@ void defineWhy(CLI::App& command, WhyOptions& options) {
 
 void defineReduce(CLI::App& command, ReduceOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation [the first]");
+  command
+      .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
+      ->type_name("NAME");
   command
       .add_option(
           "--tolerance", options.tolerances,
-          "How far curves may move: PATTERN=VALUE in the unit of the channel, as rotation=0.05 or "
+          "How far curves may move: PATTERN=VALUE in the unit of the channel, such as rotation=0.05 or "
           "Hips*=0.1, VALUE for all, or translation=0.1% of the figure's size. May be given again; the last "
           "one that fits counts [0.1 degree, 0.1 % of the size, 0.001 for scales]")
+      ->type_name("[PATTERN=]VALUE")
       ->allow_extra_args(false);
   command.add_flag(
       "--points", options.points,
@@ -230,6 +249,7 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
   command
       .add_option("--channel", options.channels,
                   "Draw the channels whose name fits, six at most [two of those that move most]")
+      ->type_name("PATTERN")
       ->allow_extra_args(false)
       ->needs(plot)
       ->group("Pictures");
@@ -237,21 +257,23 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
 
 /// An option that adds a step, in the order of the command line.
 void addStep(CLI::App& command, EditOptions& options, std::string const& name, EditVerb verb,
-             std::string const& help) {
+             std::string const& type, std::string const& help) {
   auto const add = [&options, verb](std::string const& text) {
     options.steps.push_back({verb, text});
     if (verb == EditVerb::Paste) options.paste.source = text;
   };
   command.add_option_function<std::string>(name, add, help)
       ->trigger_on_parse()
+      ->type_name(type)
       ->group("Steps (carried out in the order of the command line, each as often as it is given)");
 }
 
 void defineEdit(CLI::App& command, EditOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation [the first]");
-  command.add_flag("--all", options.all, "Tell all that there is to say of a step");
+  command
+      .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
+      ->type_name("NAME");
+  command.add_flag("--all", options.all, "Print all details of each step");
   command.add_option("--fps", options.framesPerSecond, "Frames per second of the strip")
       ->capture_default_str();
   addPasteOptions(command, options.paste);
@@ -264,23 +286,25 @@ void defineEdit(CLI::App& command, EditOptions& options) {
       ->check(CLI::Range(1, 32))
       ->needs(strip)
       ->group("Pictures");
-  addStep(command, options, "--paste", EditVerb::Paste,
-          "Copy the animation of another model, this option's text, onto the nodes of the same names");
-  addStep(command, options, "--copy", EditVerb::Copy,
-          "FROM=TO: copy the animations of a node to another one");
-  addStep(command, options, "--share", EditVerb::Share,
-          "FROM=TO: the same with curves that both nodes have: an edit of one shows in the other");
-  addStep(command, options, "--cut", EditVerb::Cut, "Remove the animations of the nodes whose name fits");
-  addStep(command, options, "--unshare", EditVerb::Unshare,
+  addStep(command, options, "--paste", EditVerb::Paste, "SOURCE",
+          "Copy the animation of the model SOURCE onto the nodes of the same names; once");
+  addStep(command, options, "--copy", EditVerb::Copy, "FROM=TO",
+          "Copy the animations of a node to another one");
+  addStep(command, options, "--share", EditVerb::Share, "FROM=TO",
+          "The same, but both nodes use the same curves: an edit of one shows in the other");
+  addStep(command, options, "--cut", EditVerb::Cut, "NODES",
+          "Remove the animations of the nodes whose name fits");
+  addStep(command, options, "--unshare", EditVerb::Unshare, "NODES",
           "Give the nodes whose name fits curves of their own");
-  addStep(
-      command, options, "--rename", EditVerb::Rename,
-      "Rename curves by a file of lines like \"color = ambienceColor\" or \"rotationX = eulerRotation.X\"");
-  addStep(command, options, "--scale", EditVerb::Scale,
-          "PATTERN=FACTOR, or FACTOR for all curves: values grow, and tangents with them");
-  addStep(command, options, "--offset", EditVerb::Offset, "PATTERN=VALUE, or VALUE: add to the values");
-  addStep(command, options, "--shift", EditVerb::Shift,
-          "SECONDS: move all animations in time; PATTERN=SECONDS: the curves that fit");
+  addStep(command, options, "--rename", EditVerb::Rename, "FILE",
+          "Rename curves by a file of lines such as \"color = ambienceColor\" or \"rotationX = "
+          "eulerRotation.X\"");
+  addStep(command, options, "--scale", EditVerb::Scale, "[PATTERN=]FACTOR",
+          "Multiply the values of the curves that fit, or of all; tangents grow with them");
+  addStep(command, options, "--offset", EditVerb::Offset, "[PATTERN=]VALUE",
+          "Add to the values of the curves that fit, or of all");
+  addStep(command, options, "--shift", EditVerb::Shift, "[PATTERN=]SECONDS",
+          "Move all animations in time, or the curves that fit");
 }
 
 void defineShootPictures(CLI::App& command, ShootOptions& options) {
@@ -307,33 +331,42 @@ void defineShootPictures(CLI::App& command, ShootOptions& options) {
 
 void defineShoot(CLI::App& command, ShootOptions& options) {
   command.add_option("MODEL", options.model, "The model")->required();
-  command.add_option("--move", options.move, "By what the camera moves: track, flight, shot or turntable")
+  command.add_option("--move", options.move, "How the camera moves")
       ->capture_default_str()
-      ->check(CLI::IsMember({"track", "flight", "shot", "turntable"}));
+      ->check(oneOf({"track", "flight", "shot", "turntable"}));
   command.add_option("--camera", options.cameras, "A camera of the model as a viewpoint. May be given again")
+      ->type_name("NAME")
       ->allow_extra_args(false);
   command
-      .add_option("--view", options.views,
-                  "A viewpoint FROM:AT or FROM:AT:UP, as 4,2,5:0,1,0. May be given again [all cameras of "
-                  "the model, or four places around it]")
+      .add_option(
+          "--view", options.views,
+          "A viewpoint FROM:AT or FROM:AT:UP, such as 4,2,5:0,1,0. May be given again [all cameras of "
+          "the model; four places around it where there are fewer than two]")
+      ->type_name("FROM/AT")
       ->allow_extra_args(false);
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation that plays meanwhile [the first]");
+  command
+      .add_option("--animation", options.animation,
+                  "Number (from 1) or name of the animation that plays during the move [the first]")
+      ->type_name("NAME");
   command
       .add_option("--seconds", options.seconds,
                   "From one viewpoint to the next, or once around with the turntable")
       ->capture_default_str();
   command.add_option("--pause", options.pause, "Seconds at each viewpoint")->capture_default_str();
   command
-      .add_option(
-          "--fade", options.fade,
-          "Seconds in which the exposure comes up: at each viewpoint of a track, at the begin of a shot")
+      .add_option("--fade", options.fade,
+                  "Seconds in which the exposure comes up: at each viewpoint of a track, at the beginning of "
+                  "each shot")
       ->capture_default_str();
-  command.add_option("--exposure", options.exposures,
-                     "The exposure at each viewpoint, as 1,0.3,2; the last one counts for the rest [1]");
+  command
+      .add_option("--exposure", options.exposures,
+                  "The exposure at each viewpoint, such as 1,0.3,2; the last one counts for the rest [1]")
+      ->type_name("E,E,...");
   command.add_option("--fov", options.fov, "Vertical angle of view in degrees [the cameras', or 40]");
-  command.add_option("--near", options.near, "What is nearer is not seen [a little]");
-  command.add_option("--far", options.far, "What is farther is not seen [far enough]");
+  command.add_option("--near", options.near,
+                     "Near plane; anything closer is not drawn [close enough to cut nothing]");
+  command.add_option("--far", options.far,
+                     "Far plane; anything beyond is not drawn [far enough to cut nothing]");
   command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
   defineShootPictures(command, options);
 }
@@ -361,9 +394,9 @@ void addCommands(CommandList& commands) {
   commands.add<ChannelsOptions>("channels", "List what can be keyed, with its values", &defineChannels,
                                 &channels);
   commands.add<GetOptions>("get", "Print the value of one channel", &defineGet, &get);
-  commands.add<SetOptions>("set", "Write a value to one channel of the scene, and tell what that does",
+  commands.add<SetOptions>("set", "Write a value to one channel of the scene, and say what that changes",
                            &defineSet, &set);
-  commands.add<WhyOptions>("why", "Tell why a channel does not move", &defineWhy, &why);
+  commands.add<WhyOptions>("why", "Say why a channel does not move", &defineWhy, &why);
   commands.add<ReduceOptions>("reduce", "Find few keys that give the same curves within a tolerance",
                               &defineReduce, &reduce);
   commands.add<ShootOptions>("shoot", "Move a camera through viewpoints, and draw what it sees", &defineShoot,
@@ -378,7 +411,7 @@ void addCommands(CommandList& commands) {
 
 CLI::Option* addOutput(CLI::App& command, std::string const& name, std::string& path,
                        std::string const& help) {
-  return command.add_option(name, path, help)->check([](std::string const& given) {
+  return command.add_option(name, path, help)->type_name("FILE")->check([](std::string const& given) {
     return given.empty() ? std::string("needs the name of a file") : std::string();
   });
 }
@@ -388,14 +421,16 @@ void addOut(CLI::App& command, std::string& path) {
 }
 
 void addTangents(CLI::App& command, Tangents& tangents) {
-  static std::map<std::string, Tangents> const names = {
-      {"linear", Tangents::Linear}, {"auto", Tangents::Auto}, {"clamped", Tangents::Clamped}};
+  auto const set = [&tangents](std::string const& word) {
+    tangents = word == "auto" ? Tangents::Auto : word == "clamped" ? Tangents::Clamped : Tangents::Linear;
+  };
   command
-      .add_option(
-          "--tangents", tangents,
-          "Of curves whose file has none: linear, straight lines; auto, smooth through each key; clamped, "
-          "smooth and never beyond the values of two neighbouring keys [linear]")
-      ->transform(CLI::CheckedTransformer(names).description(""));
+      .add_option_function<std::string>(
+          "--tangents", set,
+          "Tangents for curves whose file has none: linear (straight lines), auto (smooth through each key) "
+          "or "
+          "clamped (smooth, and never beyond the values of two neighbouring keys) [linear]")
+      ->check(oneOf({"linear", "auto", "clamped"}));
 }
 
 void addPasteOptions(CLI::App& command, PasteOptions& options) {
@@ -403,15 +438,18 @@ void addPasteOptions(CLI::App& command, PasteOptions& options) {
   command
       .add_option("--source-animation", options.animation,
                   "Number (from 1) or name of the animation that is pasted [the first]")
+      ->type_name("NAME")
       ->group(group);
   command
       .add_option("--map", options.map,
                   "A file of \"source = target\" lines for nodes of other names; a * stands for the same "
                   "characters on both sides")
+      ->type_name("FILE")
       ->group(group);
   command
       .add_option("--only", options.only,
                   "Paste the nodes of the source whose name fits; may be given again [all]")
+      ->type_name("NODES")
       ->allow_extra_args(false)
       ->group(group);
   command
@@ -429,13 +467,20 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   CLI::App app("Imports animated models, plays them and shows what is in them.", "knanim");
   app.set_version_flag("--version", std::string("knanim ") + KNANIM_VERSION);
   app.footer(kFooter);
+  app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(1);
   CommandList commands(app);
   addCommands(commands);
   std::string page;
   addPageOption(app, page);
+  // "help" is what many programs call it.
+  std::vector<char const*> words(arguments, arguments + count);
+  if (count > 1 && std::strcmp(words[1], "help") == 0) {
+    words.erase(words.begin() + 1);
+    words.push_back("--help");
+  }
   try {
-    app.parse(count, arguments);
+    app.parse(static_cast<int>(words.size()), words.data());
   } catch (CLI::Success const& request) {
     std::string text = page.empty() ? app.help() : page;
     if (dynamic_cast<CLI::CallForVersion const*>(&request) != nullptr)
@@ -446,6 +491,7 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
     return report({ExitCode::Usage, explain(app, error)}, terminal);
   }
   InterruptionGuard const guard;
+  LogToTerminal const log(terminal);
   ExitCode const code = commands.run(terminal);
   return checkOutput(code, terminal);
 }

@@ -1,5 +1,7 @@
 #include "knanim/commands/CommandPages.h"
 
+#include "knanim/commands/HelpFormatter.h"
+
 #include <algorithm>
 #include <functional>
 #include <sstream>
@@ -33,18 +35,6 @@ bool isNumber(CLI::Option const& option) {
   return type.starts_with("FLOAT") || type.starts_with("INT") || type.starts_with("UINT");
 }
 
-/// The values that an option may have, if they are a few words.
-std::vector<std::string> choices(CLI::Option const& option) {
-  std::string const type = option.get_type_name();
-  std::size_t const begin = type.find('{');
-  std::size_t const end = type.find('}');
-  std::vector<std::string> words;
-  if (begin == std::string::npos || end == std::string::npos) return words;
-  std::istringstream list(type.substr(begin + 1, end - begin - 1));
-  for (std::string word; std::getline(list, word, ',');) words.push_back(word);
-  return words;
-}
-
 std::string joined(std::vector<std::string> const& words, char const* between) {
   std::string text;
   for (std::string const& word : words) text += (text.empty() ? "" : between) + word;
@@ -68,10 +58,7 @@ std::string roff(std::string_view text) {
 }
 
 void putOption(CLI::Option const& option, std::ostream& page) {
-  std::string const value = !takesValue(option)        ? ""
-                            : !choices(option).empty() ? joined(choices(option), "|")
-                            : isNumber(option)         ? "NUMBER"
-                                                       : "TEXT";
+  std::string const value = valueLabel(option);
   page << ".TP\n\\fB" << roff(option.get_positional() ? option.get_name(true) : longName(option)) << "\\fR";
   if (!option.get_positional() && !value.empty()) page << " \\fI" << roff(value) << "\\fR";
   std::string const standard = option.get_default_str();
@@ -86,22 +73,26 @@ void putCommand(CLI::App const& command, std::ostream& page) {
   for (CLI::Option const* const each : namedOptions(command)) {
     if (longName(*each) != "--help") putOption(*each, page);
   }
-  if (!command.get_footer().empty()) page << ".PP\n\\&" << roff(command.get_footer()) << '\n';
+  // The footer of the program is a section of its own.
+  if (command.get_footer() != command.get_parent()->get_footer())
+    page << ".PP\n\\&" << roff(command.get_footer()) << '\n';
 }
 
 /// The footer of the help, in which lines with two blanks in front and a number are exit codes.
 void putFooter(std::string const& footer, std::ostream& page) {
   std::istringstream lines(footer);
-  std::string rest;
+  std::string notes;
   page << ".SH \"EXIT STATUS\"\n";
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with("  ")) {
       page << ".TP\n.B " << line.substr(2, 1) << "\n\\&" << roff(line.substr(5)) << '\n';
-    } else if (!line.ends_with(':')) {
-      rest += (rest.empty() || line.empty() ? "" : "\n") + line;
+    } else if (!line.ends_with(':') && !line.empty()) {
+      notes += "\\&" + roff(line) + '\n';
+    } else if (!notes.empty()) {
+      notes += ".PP\n";
     }
   }
-  page << ".SH NOTES\n\\&" << roff(rest) << '\n';
+  page << ".SH NOTES\n" << notes;
 }
 
 // --- Shells -------------------------------------------------------------------------------------------------------
@@ -126,11 +117,13 @@ void putZshOption(CLI::Option const& option, std::ostream& script) {
   std::string const repeats = option.get_expected_max() > 1 ? "*" : "";
   script << " \\\n        '" << repeats << longName(option) << (takesValue(option) ? "=[" : "[")
          << described(option.get_description()) << ']';
-  std::vector<std::string> const words = choices(option);
+  std::vector<std::string> const words = choicesOf(option);
   if (!words.empty()) {
     script << ":value:(" << joined(words, " ") << ')';
   } else if (takesValue(option)) {
-    script << (isNumber(option) ? ":number: " : ":text:_files");
+    std::string const label = valueLabel(option);
+    bool const isFile = label == "FILE" || label == "FOLDER";
+    script << (isFile ? ":file:_files" : isNumber(option) ? ":number: " : ":value: ");
   }
   script << '\'';
 }
@@ -143,7 +136,7 @@ void addPageOption(CLI::App& app, std::string& page) {
     throw CLI::Success();
   };
   app.add_option_function<std::string>("--print", print, "Print the manual page or a completion of a shell")
-      ->check(CLI::IsMember({"man", "bash", "zsh"}))
+      ->check(oneOf({"man", "bash", "zsh"}))
       ->group("");
 }
 
@@ -174,7 +167,10 @@ std::string manualPage(CLI::App const& app) {
        << name << " info walk.fbx\n"
        << name << " play walk.fbx \\-\\-strip walk.png\n"
        << name << " play walk.fbx \\-\\-film walk\\-film.png\n"
-       << name << " convert walk.fbx walk.json\n.fi\n";
+       << name << " convert walk.fbx walk.json\n.fi\n"
+       << ".SH \"SEE ALSO\"\n.BR ffmpeg (1)\n.PP\n\\fB" << name
+       << " \\-\\-print man\\fR, \\fBbash\\fR or \\fBzsh\\fR writes this page, or the completion of a "
+          "shell.\n";
   return page.str();
 }
 
@@ -191,9 +187,9 @@ std::string bashCompletion(CLI::App const& app) {
          << "  case \"$command $former\" in\n";
   for (CLI::App const* const each : commandsOf(app)) {
     for (CLI::Option const* const option : namedOptions(*each)) {
-      if (choices(*option).empty()) continue;
+      if (choicesOf(*option).empty()) continue;
       script << "    \"" << each->get_name() << ' ' << longName(*option) << "\") words=\""
-             << joined(choices(*option), " ") << "\" ;;\n";
+             << joined(choicesOf(*option), " ") << "\" ;;\n";
     }
   }
   script << "  esac\n  if [[ -z $command ]]; then\n    words=\"" << joined(names, " ") << ' '

@@ -6,6 +6,7 @@
 #include "knanim/support/Console.h"
 #include "knanim/support/Text.h"
 
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -40,6 +41,10 @@ std::optional<Failure> check(ConvertOptions const& options) {
   bool const isPrecise =
       std::isfinite(wanted.degrees) && wanted.degrees > 0 && std::isfinite(wanted.share) && wanted.share > 0;
   if (!isPrecise) return Failure{ExitCode::Usage, "the errors of an export have to be finite and above 0"};
+  ExportOptions const usual;
+  bool const isSampling = wanted.degrees != usual.degrees || wanted.share != usual.share;
+  if (isSampling && sceneForm(options.out) == SceneForm::Scene)
+    return Failure{ExitCode::Usage, "--rotation-error and --value-error are for .gltf and .glb files"};
   if (!options.object.empty() && sceneForm(options.out) == SceneForm::Gltf)
     return Failure{ExitCode::Usage, "the animations of one object go to .osb or .json files"};
   if (!options.object.empty() && options.bakeSkins)
@@ -83,8 +88,8 @@ ExitCode convert(ConvertOptions const& options, Terminal terminal) {
 }
 
 ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {
-  if (auto const failure = checkSceneOutput(options.out, {&options.model, 1}))
-    return report(*failure, terminal);
+  std::array<std::string, 2> const inputs = {options.model, options.xml};
+  if (auto const failure = checkSceneOutput(options.out, inputs)) return report(*failure, terminal);
   if (options.framesPerSecond && !(std::isfinite(*options.framesPerSecond) && *options.framesPerSecond > 0))
     return report({ExitCode::Usage, "the frame rate has to be finite and above 0"}, terminal);
   std::ifstream stream(options.xml, std::ios::binary);

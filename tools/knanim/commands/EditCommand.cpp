@@ -48,9 +48,9 @@ EditResult carryOut(EditStep const& step, EditOptions const& options, SceneEditi
     case EditVerb::Paste:
       return editing.paste(options.paste, terminal);
     case EditVerb::Copy:
-      return editing.copy(step.text);
+      return editing.copy(step.text, options.paste.replace);
     case EditVerb::Share:
-      return editing.share(step.text);
+      return editing.share(step.text, options.paste.replace);
     case EditVerb::Cut:
       return editing.cut(step.text);
     case EditVerb::Unshare:
@@ -69,27 +69,30 @@ EditResult carryOut(EditStep const& step, EditOptions const& options, SceneEditi
 
 std::optional<Failure> check(EditOptions const& options) {
   if (options.steps.empty())
-    return Failure{ExitCode::Usage, "there is nothing to do: give a step, as --shift 0.5"};
-  bool const pastes = std::any_of(options.steps.begin(), options.steps.end(),
-                                  [](EditStep const& step) { return step.verb == EditVerb::Paste; });
+    return Failure{ExitCode::Usage, "there is nothing to do: give a step, such as --shift 0.5"};
+  auto const countOf = [&options](EditVerb verb) {
+    return std::ranges::count(options.steps, verb, &EditStep::verb);
+  };
   PasteOptions const& paste = options.paste;
-  bool const modifies = !paste.animation.empty() || !paste.map.empty() || !paste.only.empty() ||
-                        paste.retarget || paste.replace;
-  if (modifies && !pastes)
+  if (countOf(EditVerb::Paste) > 1)
     return Failure{ExitCode::Usage,
-                   "--source-animation, --map, --only, --retarget and --replace require --paste"};
-  std::array<std::string, 2> const inputs = {options.model, paste.source};
+                   "--paste may be given once; write a scene with --out and paste again onto that"};
+  bool const modifies =
+      !paste.animation.empty() || !paste.map.empty() || !paste.only.empty() || paste.retarget;
+  if (modifies && countOf(EditVerb::Paste) == 0)
+    return Failure{ExitCode::Usage, "--source-animation, --map, --only and --retarget require --paste"};
+  if (paste.replace && countOf(EditVerb::Paste) + countOf(EditVerb::Copy) + countOf(EditVerb::Share) == 0)
+    return Failure{ExitCode::Usage, "--replace requires --paste, --copy or --share"};
+  std::vector<std::string> inputs = {options.model, paste.source, paste.map};
+  for (EditStep const& step : options.steps) {
+    if (step.verb == EditVerb::Rename) inputs.push_back(step.text);
+  }
   if (auto failure = checkSceneOutput(options.out, inputs)) return failure;
   if (options.strip.empty()) return std::nullopt;
   if (!pictureFormat(options.strip))
     return Failure{ExitCode::Usage,
-                   "the name of a picture ends in .png or .svg, unlike " + printable(options.strip)};
-  for (std::string const& model : inputs) {
-    std::error_code error;
-    if (std::filesystem::equivalent(options.strip, model, error))
-      return Failure{ExitCode::Usage, "the output would replace the model " + printable(model)};
-  }
-  return std::nullopt;
+                   "the name of a picture ends in .png or .svg, not " + printable(options.strip)};
+  return checkKeepsInputs(options.strip, inputs);
 }
 
 /// How much there is in a scene.

@@ -9,10 +9,14 @@ void defineConvert(CLI::App& command, ConvertOptions& options) {
   addOutput(command, "OUT", options.out,
             "The file to write: .osb or .json for a scene of the library, .gltf or .glb for glTF 2.0")
       ->required();
-  command.add_option("--animation", options.animation,
-                     "Number (from 1) or name of the animation that is switched on [the first]");
-  command.add_option("--object", options.object,
-                     "Write only the animations of this node or material, without the scene");
+  command
+      .add_option("--animation", options.animation,
+                  "Number (from 1) or name of the animation that is switched on [the first]")
+      ->type_name("NAME");
+  command
+      .add_option("--object", options.object,
+                  "Write only the animations of this node or material, without the scene")
+      ->type_name("NAME");
   command.add_flag("--bake-skins", options.bakeSkins,
                    "Turn meshes with bones into caches of one shape for every frame");
   command.add_option("--fps", options.framesPerSecond, "Frames per second of baked skins")
@@ -43,6 +47,7 @@ void defineLoadOnto(CLI::App& command, LoadOntoOptions& options) {
           "--object", options.objects,
           "The nodes and materials that take the animations of one object: names, with * and ?; may be "
           "given again")
+      ->type_name("NAMES")
       ->allow_extra_args(false);
   command.add_flag("--all", options.all, "List all that does not fit");
   addPasteOptions(command, options.paste);
@@ -74,7 +79,8 @@ void addFileCommands(CommandList& commands) {
                                &defineConvert, &convert);
   commands.add<LoadOntoOptions>("load-onto", "Add the animations of a file to the nodes of a model",
                                 &defineLoadOnto, &loadOnto);
-  commands.add<DiffOptions>("diff", "Tell in what the animations of two models differ", &defineDiff, &diff);
+  commands.add<DiffOptions>("diff", "List the differences between the animations of two models", &defineDiff,
+                            &diff);
   commands.add<ConvertXmlOptions>("convert-xml", "Build the animations of an old XML text on a scene",
                                   &defineConvertXml, &convertXml);
 }

@@ -20,7 +20,7 @@ std::string describe(PlaySession const& session, Shooting const& shooting, Scene
     text += ", seen from camera \xE2\x80\x9C" + shooting.cameraName + "\xE2\x80\x9D";
   for (FilmFrame const& frame : shooting.film.frames) {
     if (frame.trails.empty()) continue;
-    text += "; thin lines are the ways of hands, feet and other ends in the last 0.6 s";
+    text += "; thin lines are the paths of hands, feet and other ends in the last 0.6 s";
     break;
   }
   bool const hasSides = std::any_of(figure.sticks().begin(), figure.sticks().end(),

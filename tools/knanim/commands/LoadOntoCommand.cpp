@@ -104,7 +104,7 @@ EditResult load(LoadedScene& loaded, LoadOntoOptions const& options, Terminal te
 }  // namespace
 
 ExitCode loadOnto(LoadOntoOptions const& options, Terminal terminal) {
-  std::array<std::string, 2> const inputs = {options.model, options.file};
+  std::array<std::string, 3> const inputs = {options.model, options.file, options.paste.map};
   if (auto const failure = checkSceneOutput(options.out, inputs)) return report(*failure, terminal);
   auto const opened = LoadedScene::load({options.model, ""}, terminal);
   if (auto const* failure = std::get_if<Failure>(&opened)) return report(*failure, terminal);

@@ -2,6 +2,7 @@
 #include "knanim/pictures/PlotPicture.h"
 #include "knanim/scene/ChannelChoice.h"
 #include "knanim/support/Console.h"
+#include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 
 #include <array>
@@ -23,7 +24,7 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
   for (std::string const* picture : pictures) {
     if (!picture->empty() && !pictureFormat(*picture)) {
       return Failure{ExitCode::Usage,
-                     "the name of a picture ends in .png or .svg, unlike " + printable(*picture)};
+                     "the name of a picture ends in .png or .svg, not " + printable(*picture)};
     }
   }
   std::vector<std::string const*> outputs = {&options.csv, &options.film};
@@ -31,8 +32,7 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     std::string const& output = *outputs[i];
     if (output.empty()) continue;
-    if (isSameFile(output, options.model))
-      return Failure{ExitCode::Usage, "the output would replace the model " + printable(options.model)};
+    if (auto failure = checkKeepsInputs(output, {&options.model, 1})) return failure;
     for (std::size_t j = i + 1; j < outputs.size(); ++j) {
       if (output == *outputs[j] || isSameFile(output, *outputs[j]))
         return Failure{ExitCode::Usage, "two outputs would be the same file " + printable(output)};
@@ -48,6 +48,8 @@ std::optional<Failure> checkCompanions(PlayOptions const& options) {
   bool const isDrawn = !options.strip.empty() || !options.image.empty() || !options.frames.empty();
   if (!options.camera.empty() && options.film.empty() && !isDrawn)
     return Failure{ExitCode::Usage, "--camera requires --strip, --image, --frames or --film"};
+  if (options.size != PlayOptions().size && options.film.empty() && options.frames.empty())
+    return Failure{ExitCode::Usage, "--size requires --frames or --film"};
   return std::nullopt;
 }
 

@@ -67,15 +67,17 @@ std::variant<QueueSettings, Failure> readSettings(QueueOptions const& options) {
   for (std::string const& text : options.pauses) {
     auto const pause = readPause(text, options.models.size());
     if (!pause)
-      return usage("no pause: \"" + printable(text) +
-                   "\"; a pause is TIME:SECONDS for all models, or NUMBER@TIME:SECONDS for one of the " +
-                   std::to_string(options.models.size()));
+      return usage(
+          "bad pause \"" + printable(text) +
+          "\": a pause is TIME:SECONDS for all models, or NUMBER@TIME:SECONDS for one of them, 1 to " +
+          std::to_string(options.models.size()));
     settings.pauses.push_back(*pause);
   }
   if (options.range.empty()) return settings;
   auto const range = readPair(options.range);
   if (!range || range->first >= range->second)
-    return usage("no range: \"" + printable(options.range) + "\"; a range is BEGIN:END in seconds");
+    return usage("bad range \"" + printable(options.range) + "\": a range is BEGIN:END in seconds" +
+                 (range ? ", and begins before it ends" : ""));
   settings.range = TimeSpan{range->first, range->second};
   return settings;
 }
@@ -83,13 +85,8 @@ std::variant<QueueSettings, Failure> readSettings(QueueOptions const& options) {
 std::optional<Failure> checkStrip(QueueOptions const& options) {
   if (options.strip.empty()) return std::nullopt;
   if (!pictureFormat(options.strip))
-    return usage("the name of a picture ends in .png or .svg, unlike " + printable(options.strip));
-  for (std::string const& model : options.models) {
-    std::error_code error;
-    if (std::filesystem::equivalent(options.strip, model, error))
-      return usage("the output would replace the model " + printable(model));
-  }
-  return std::nullopt;
+    return usage("the name of a picture ends in .png or .svg, not " + printable(options.strip));
+  return checkKeepsInputs(options.strip, options.models);
 }
 
 std::optional<Failure> writeStrip(QueueFilm& film, std::string const& path, Terminal terminal) {
@@ -114,7 +111,7 @@ void warnOfUnmetPauses(QueueRun const& run, Terminal terminal) {
   for (QueuePause const& pause : run.unmetPauses()) {
     std::string const who =
         pause.model ? "model " + std::to_string(*pause.model) + " did not play" : "no model played";
-    warn("the pause at " + brief(pause.time.begin, 6) + " s came to nothing: " + who + " then", terminal);
+    warn("the pause at " + brief(pause.time.begin, 6) + " s had no effect: " + who + " then", terminal);
   }
 }
 

@@ -19,11 +19,9 @@ constexpr std::size_t kMostListedCurves = 20;
 std::optional<Failure> checkPicture(ReduceOptions const& options) {
   if (options.plot.empty()) return std::nullopt;
   if (!pictureFormat(options.plot))
-    return Failure{ExitCode::Usage, "a picture has to end with .png or .svg: " + printable(options.plot)};
-  std::error_code error;
-  if (std::filesystem::equivalent(options.plot, options.model, error))
-    return Failure{ExitCode::Usage, "the output would replace the model " + printable(options.model)};
-  return std::nullopt;
+    return Failure{ExitCode::Usage,
+                   "the name of a picture ends in .png or .svg, not " + printable(options.plot)};
+  return checkKeepsInputs(options.plot, {&options.model, 1});
 }
 
 std::variant<std::vector<std::size_t>, Failure> chooseCurves(ImportedModel const& model,
@@ -62,7 +60,7 @@ void printKinds(ImportedModel const& model, SceneReduction const& reduction, std
     if (count == 0) continue;
     printRow(output, channelName(kind),
              counted(count, "curve") + ", " + counted(sum.keysBefore, "key") + " to " +
-                 grouped(sum.keysAfter) + ", error below " + brief(sum.error) + unitOf(kind) + ", found " +
+                 grouped(sum.keysAfter) + ", error at most " + brief(sum.error) + unitOf(kind) + ", found " +
                  brief(sum.found));
   }
 }
@@ -76,7 +74,7 @@ void printCurves(ImportedModel const& model, SceneReduction const& reduction,
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return kept(a) > kept(b); });
   std::size_t const shown = all ? order.size() : std::min(order.size(), kMostListedCurves);
-  std::fprintf(output, "\n  %-34s  %8s  %8s  %12s  %12s\n", "channel", "keys", "after", "error below",
+  std::fprintf(output, "\n  %-34s  %8s  %8s  %12s  %12s\n", "channel", "keys", "after", "at most",
                "tolerance");
   for (std::size_t i = 0; i < shown; ++i) {
     ReducedCurve const& curve = reduction.curves[order[i]];

@@ -52,13 +52,11 @@ std::optional<Failure> checkNumbers(ShootOptions const& options) {
 std::optional<Failure> checkOutputs(ShootOptions const& options) {
   for (std::string const& picture : {options.strip, options.plan}) {
     if (!picture.empty() && !pictureFormat(picture))
-      return usage("the name of a picture ends in .png or .svg, unlike " + printable(picture));
+      return usage("the name of a picture ends in .png or .svg, not " + printable(picture));
   }
   std::vector<std::string> const outputs = {options.strip, options.plan, options.film};
   for (std::size_t i = 0; i < outputs.size(); ++i) {
-    std::error_code error;
-    if (!outputs[i].empty() && std::filesystem::equivalent(outputs[i], options.model, error))
-      return usage("the output would replace the model " + printable(options.model));
+    if (auto failure = checkKeepsInputs(outputs[i], {&options.model, 1})) return failure;
     for (std::size_t j = i + 1; j < outputs.size(); ++j) {
       if (!outputs[i].empty() && outputs[i] == outputs[j])
         return usage("two outputs would be the same file " + printable(outputs[i]));
@@ -158,7 +156,10 @@ FilmFrame Shoot::capture(CameraMove& move, CameraMoment const& moment, long long
 std::optional<Failure> Shoot::shoot(CameraMove& move, Terminal terminal) {
   double const last = std::floor(move.duration() * _options.framesPerSecond + 1e-6);
   if (!(last < kMostFrames)) return usage("the move has more than 100 000 frames; --fps makes fewer");
-  FrameRange const range{_options.framesPerSecond, 0, static_cast<long long>(last)};
+  FrameRange range{_options.framesPerSecond, 0, static_cast<long long>(last)};
+  // Once around, the camera is where it began: a film that repeats shows that view once.
+  bool const comesBack = _options.move == "turntable" && range.last > 0;
+  if (comesBack && range.time(range.last) > move.duration() - 1e-6) --range.last;
   std::vector<long long> const ofStrip = spreadFrames(range, _options.stripFrames);
   FilmRoll roll(_targets, range.count());
   ProgressBar progress(terminal.errors, "shooting", range.count());
@@ -229,7 +230,10 @@ std::optional<Failure> Shoot::run(Terminal terminal) {
   lookAround();
   auto chosen = chooseViewpoints(_options, _loaded.scene(), _room);
   if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
-  CameraMove move(std::move(std::get<std::vector<Viewpoint>>(chosen)), settings());
+  MoveSettings const moving = settings();
+  if (!(moving.near < moving.far))
+    return usage("--near has to be below --far, which is " + brief(static_cast<double>(moving.far)));
+  CameraMove move(std::move(std::get<std::vector<Viewpoint>>(chosen)), moving);
   _record.viewpoints = move.viewpoints();
   _record.arrivals = move.arrivals();
   if (auto failure = shoot(move, terminal)) return failure;

@@ -72,23 +72,19 @@ void printEvenness(ShootOptions const& options, ShootRecord const& record, std::
     };
     return std::ranges::max_element(steps, {}, ratio);
   };
-  printRow(output, "way", brief(path) + " units, the largest step " + worst(places)->largestToMean());
+  printRow(output, "path", brief(path) + " units, the largest step " + worst(places)->largestToMean());
   printRow(output, "turn", brief(turn) + " degrees, the largest step " + worst(angles)->largestToMean());
 }
 
 /// How far the camera was from its viewpoints at the frames that are exactly at their times.
-void printNearness(ShootOptions const& options, ShootRecord const& record, std::span<CameraMoment const> way,
-                   std::FILE* output) {
+void printNearness(ShootRecord const& record, std::span<CameraMoment const> way, std::FILE* output) {
   double farthest = 0;
   std::size_t met = 0;
-  for (std::size_t i = 0; i < record.arrivals.size(); ++i) {
+  for (std::size_t i = 0; i < std::min(record.arrivals.size(), record.viewpoints.size()); ++i) {
     for (CameraMoment const& moment : way) {
       if (std::abs(moment.time - record.arrivals[i]) > 1e-6) continue;
-      Viewpoint const& viewpoint = record.viewpoints[i % record.viewpoints.size()];
-      bool const isTurntable = options.move == "turntable";
-      farthest = std::max(
-          farthest, static_cast<double>(
-                        osg::length(moment.from - (isTurntable ? record.viewpoints[0] : viewpoint).from)));
+      farthest =
+          std::max(farthest, static_cast<double>(osg::length(moment.from - record.viewpoints[i].from)));
       ++met;
     }
   }
@@ -134,7 +130,7 @@ void printShootReport(ShootOptions const& options, ShootRecord const& record,
   printRow(output, "curves", counted(record.curves, "curve") + ", " + counted(record.keys, "key"));
   printRow(output, "frames", grouped(way.size()) + ", " + brief(options.framesPerSecond) + " per second");
   printEvenness(options, record, way, output);
-  printNearness(options, record, way, output);
+  printNearness(record, way, output);
   printFiles(output, record.files);
 }
 

@@ -30,11 +30,42 @@ std::string unexpected(CLI::App const& command) {
   return option != words.end() ? *option : words.empty() ? std::string() : words.front();
 }
 
+/// The commands that have an option, as "; play and shoot have it"; empty when none has.
+std::string ownersOf(CLI::App const& app, std::string const& option) {
+  std::vector<std::string> owners;
+  for (CLI::App const* const each : app.get_subcommands(nullptr)) {
+    if (each->get_option_no_throw(option) != nullptr) owners.push_back(each->get_name());
+  }
+  std::string text;
+  for (std::size_t i = 0; i < owners.size(); ++i)
+    text += (i == 0 ? "; " : i + 1 == owners.size() ? " and " : ", ") + owners[i];
+  return text.empty() ? text : text + (owners.size() == 1 ? " has it" : " have it");
+}
+
+/// What the parser says of a value, in plain words.
+std::string aboutValue(CLI::App const& command, CLI::ParseError const& error) {
+  std::string const said = error.what();
+  std::string const conversion = "Could not convert: ";
+  if (std::size_t const sign = said.find(" = "); said.starts_with(conversion) && sign != std::string::npos) {
+    std::string const name = said.substr(conversion.size(), sign - conversion.size());
+    CLI::Option const* const option = command.get_option_no_throw(name);
+    bool const isWhole = option != nullptr && !option->get_type_name().starts_with("FLOAT");
+    return name + " takes a " + (isWhole ? "whole number" : "number") + ", not \"" + said.substr(sign + 3) +
+           '"';
+  }
+  std::string const name = said.substr(0, said.find(": "));
+  if (said.ends_with(" missing")) return name + " needs a value";
+  if (said.find(": At Most 1 ") != std::string::npos) return name + " may be given once";
+  // The parser leaves out the names of hidden options, of which there is one.
+  return said.starts_with(": ") ? "--print" + said : said;
+}
+
 std::string whatIsWrong(CLI::App const& app, CLI::App const* command, CLI::ParseError const& error) {
   bool const isAboutNames = dynamic_cast<CLI::RequiredError const*>(&error) != nullptr ||
                             dynamic_cast<CLI::ExtrasError const*>(&error) != nullptr;
-  if (!isAboutNames) return printable(error.what());
-  std::string word = unexpected(command != nullptr ? *command : app);
+  CLI::App const& asked = command != nullptr ? *command : app;
+  if (!isAboutNames) return printable(aboutValue(asked, error));
+  std::string word = unexpected(asked);
   bool const isOption = word.starts_with('-');
   std::string const shown = '"' + printable(word) + '"';
   std::string const who = command != nullptr ? command->get_name() : "knanim";
@@ -43,10 +74,13 @@ std::string whatIsWrong(CLI::App const& app, CLI::App const* command, CLI::Parse
     return (word.empty() ? "a command is missing" : "no command " + shown) + insteadClause(word, names);
   }
   if (word.empty()) return printable(error.what());
-  if (!isOption) return who + " takes no further argument, unlike " + shown;
+  if (!isOption) return who + " takes no more arguments: " + shown;
+  if (word.size() > 2 && word[1] == '.')
+    return printable(word) + " needs a digit: -0" + printable(word.substr(1));
   word.resize(std::min(word.size(), word.find('=')));
-  std::vector<std::string> const names = optionNames(command != nullptr ? *command : app);
-  return who + " has no option " + printable(word) + nearClause(nearNames(word, names));
+  std::string const elsewhere = word.starts_with("--") ? ownersOf(app, word) : "";
+  return who + " has no option " + printable(word) +
+         (elsewhere.empty() ? nearClause(nearNames(word, optionNames(asked))) : elsewhere);
 }
 
 }  // namespace

@@ -136,7 +136,8 @@ bool isAlike(HarvestedCache const& a, HarvestedCache const& b) {
   float size = 0;
   float largest = 0;
   for (std::size_t i = 0; i < a.shapes.size(); ++i) {
-    bool const isSameTime = std::abs(a.times[i] - b.times[i]) <= kRounding * std::max(1.F, std::abs(a.times[i]));
+    bool const isSameTime =
+        std::abs(a.times[i] - b.times[i]) <= kRounding * std::max(1.F, std::abs(a.times[i]));
     if (!isSameTime || a.shapes[i].size() != b.shapes[i].size()) return false;
     for (std::size_t k = 0; k < a.shapes[i].size(); ++k) {
       size = std::max(size, osg::length(osg::Vec3f(a.shapes[i][k])));
@@ -165,8 +166,8 @@ void compareCaches(AnimationHarvest const& first, AnimationHarvest const& second
     there.erase(found);
   }
   for (auto old = missing.begin(); old != missing.end();) {
-    auto const same = std::ranges::find_if(
-        there, [&](auto const& each) { return isAlike(**old, *each.second); });
+    auto const same =
+        std::ranges::find_if(there, [&](auto const& each) { return isAlike(**old, *each.second); });
     if (same == there.end()) {
       ++old;
       continue;

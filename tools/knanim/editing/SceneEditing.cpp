@@ -55,9 +55,15 @@ void moveInTime(osg::AnimNodePtr const& node, float seconds) {
   osg::announce(node, osg::AnimNodeBase::OffsetFieldMask);
 }
 
-void switchOff(osg::AnimNodePtr const& tree) {
-  tree->setTravMask(0);
-  osg::announce(tree, osg::Node::TravMaskFieldMask);
+/// Blocks of one animation are told by their name, so those that gave way to others need another one.
+std::string formerName(std::string const& name, Trees const& others) {
+  auto const isTaken = [&others](std::string const& wanted) {
+    return std::any_of(others.begin(), others.end(),
+                       [&wanted](osg::AnimNodePtr const& each) { return nameOf(each) == wanted; });
+  };
+  std::string wanted = name + " (before)";
+  for (int number = 2; isTaken(wanted); ++number) wanted = name + " (before " + std::to_string(number) + ')';
+  return wanted;
 }
 
 /// A curve that several nodes share is written once.
@@ -120,8 +126,17 @@ void SceneEditing::copyOnto(osg::NodePtr const& source, osg::NodePtr const& targ
   // By their names it is told which blocks belong to one animation.
   for (std::size_t i = 0; i < pasted.size() && pasted.size() == copied.size(); ++i)
     osg::NodeUtils::setName(pasted[i], nameOf(copied[i]), true);
-  for (osg::AnimNodePtr const& tree : former)
-    isReplaced ? manager.subAnimation(target, tree) : switchOff(tree);
+  for (osg::AnimNodePtr const& tree : former) {
+    if (isReplaced) {
+      manager.subAnimation(target, tree);
+      continue;
+    }
+    std::string const name = nameOf(tree);
+    bool const isReused = std::any_of(pasted.begin(), pasted.end(),
+                                      [&name](osg::AnimNodePtr const& each) { return nameOf(each) == name; });
+    if (isReused) osg::NodeUtils::setName(tree, formerName(name, former), true);
+    _scene.switchOff(tree);
+  }
 }
 
 void SceneEditing::refresh() {
@@ -130,7 +145,7 @@ void SceneEditing::refresh() {
   for (AnimationSummary& animation : _model.summary.animations) animation.durationSeconds = 0;
 }
 
-EditResult SceneEditing::copyBetween(std::string const& text, bool isShared) {
+EditResult SceneEditing::copyBetween(std::string const& text, bool isShared, bool isReplaced) {
   // Names may hold the sign: the place is taken where both sides are nodes.
   std::size_t sign = text.find('=');
   auto const isNode = [this](std::string const& name) { return nodeOfName(name).index() == 0; };
@@ -151,7 +166,7 @@ EditResult SceneEditing::copyBetween(std::string const& text, bool isShared) {
   if (trees.empty()) return usage("node " + quoted(sourceName) + " has no animation to copy");
   if (knAnimManager::the()->isCompatible(source, target) != 1)
     return usage("node " + quoted(targetName) + " is of another kind than " + quoted(sourceName));
-  copyOnto(source, target, isShared, false);
+  copyOnto(source, target, isShared, isReplaced);
   refresh();
   return EditReport{sourceName + " to " + targetName + ": " + counted(trees.size(), "animation") +
                         (isShared ? ", with the same curves" : ""),

@@ -25,9 +25,10 @@ class SceneEditing {
 
   /// Brings the animation of another model onto the nodes of the same names, or of those that a table maps them to.
   EditResult paste(PasteOptions const& options, Terminal terminal);
-  /// Both take "FROM=TO", two nodes. A copy is independent of what it was made from, the other has its curves too.
-  EditResult copy(std::string const& text) { return copyBetween(text, false); }
-  EditResult share(std::string const& text) { return copyBetween(text, true); }
+  /// Both take "FROM=TO", two nodes. A copy is independent of what it was made from; with `share` both nodes have the
+  /// same curves. What TO had is removed, or else switched off.
+  EditResult copy(std::string const& text, bool isReplaced) { return copyBetween(text, false, isReplaced); }
+  EditResult share(std::string const& text, bool isReplaced) { return copyBetween(text, true, isReplaced); }
   /// Takes away the animations of the nodes that a pattern fits.
   EditResult cut(std::string const& pattern);
   /// Gives the animations of nodes curves of their own.
@@ -41,14 +42,14 @@ class SceneEditing {
   EditResult shift(std::string const& text);
 
  private:
-  EditResult copyBetween(std::string const& text, bool isShared);
+  EditResult copyBetween(std::string const& text, bool isShared, bool isReplaced);
   EditResult changeValues(std::string const& text, bool isFactor);
   std::variant<std::vector<std::size_t>, Failure> nodesThatFit(std::string const& pattern) const;
   std::variant<std::size_t, Failure> nodeOfName(std::string const& name) const;
   std::vector<std::size_t> curvesThatFit(std::string const& pattern) const;
-  /// Copies all animations of a node to another one, under their own names. What was there is switched off, or removed.
-  static void copyOnto(osg::NodePtr const& source, osg::NodePtr const& target, bool isShared,
-                       bool isReplaced);
+  /// Copies all animations of a node to another one, under their own names. What was there is removed, or switched off:
+  /// then, if it has the same name, it is called "NAME (before)" from now on.
+  void copyOnto(osg::NodePtr const& source, osg::NodePtr const& target, bool isShared, bool isReplaced);
   std::size_t shiftAll(float seconds);
   void refresh();
 

@@ -153,6 +153,15 @@ void describeContent(SceneParts const& parts, ModelSummary& summary) {
   summary.lights = parts.lights.size();
 }
 
+double lastTime(osg::AnimNode const& cache) {
+  double last = 0;
+  for (osg::TimeShapeDataPtr const& shape : osg::dcastTo<osg::TimeShapeCache>(cache.getCore())->getShapes()) {
+    if (double const time = shape.isAlive() ? timeOf(shape, cache) : 0; std::isfinite(time))
+      last = std::max(last, time);
+  }
+  return last;
+}
+
 void describeCaches(SceneParts const& parts, ImportedModel& model) {
   std::vector<std::size_t> const numbers = meshNumbers(parts);
   for (std::size_t i = 0; i < parts.meshes.size(); ++i) {

@@ -1,5 +1,6 @@
 #include "knanim/import/StoredModel.h"
 
+#include "knDiagnosis.h"
 #include "knSceneFile.h"
 #include "knanim/import/ModelReader.h"
 #include "knanim/import/StoredContent.h"
@@ -23,6 +24,8 @@
 #include <array>
 #include <charconv>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 
 namespace knanim {
 namespace {
@@ -69,11 +72,13 @@ osg::NodePtr ownerOf(osg::NodePtr const& file) {
   return node;
 }
 
-/// A group above what a file without a whole scene brings.
+/// A group above what a file without a whole scene brings. That it stands in no scene is meant so.
 osg::NodePtr groupAround(osg::NodePtr const& file) {
   osg::NodePtr const group = osg::Node::create();
   group->setCore(osg::GroupBase::create());
+  knDiagnosis::setWarnings(false);
   group->addChild(holdsAnimations(file) ? ownerOf(file) : file);
+  knDiagnosis::setWarnings(true);
   return group;
 }
 
@@ -129,11 +134,27 @@ AnimationSummary summarize(std::string const& name, SceneParts const& parts, dou
   }
   for (ScenePart const& mesh : parts.meshes) {
     for (osg::AnimNodePtr const& cache : findCaches(mesh.node)) {
+      auto const& shapes = osg::dcastTo<osg::TimeShapeCache>(cache->getCore())->getShapes();
       ++summary.morphChannels;
-      summary.morphKeys += osg::dcastTo<osg::TimeShapeCache>(cache->getCore())->getShapes().size();
+      summary.morphKeys += shapes.size();
+      summary.durationSeconds = std::max(summary.durationSeconds, lastTime(*cache));
     }
   }
   return summary;
+}
+
+/// The name that all shape caches have in common; empty when there is none.
+std::string nameOfCaches(SceneParts const& parts) {
+  std::optional<std::string> common;
+  for (ScenePart const& mesh : parts.meshes) {
+    for (osg::AnimNodePtr const& cache : findCaches(mesh.node)) {
+      char const* const name = osg::NodeUtils::getName(cache);
+      std::string const own = printable(name != nullptr ? name : "");
+      if (common.value_or(own) != own) return {};
+      common = own;
+    }
+  }
+  return common.value_or("");
 }
 
 /// The animations of a scene: one for each name of blocks, and what is switched on where that is no single one of them.
@@ -142,7 +163,8 @@ std::vector<AnimationSummary> summarizeAll(SceneParts const& parts, double rate)
   std::vector<BlockName> const names = blockNames(parts.all);
   auto const active =
       std::count_if(names.begin(), names.end(), [](BlockName const& each) { return each.isActive; });
-  AnimationSummary whole = summarize(kAllActive, parts, rate);
+  std::string const ofCaches = names.empty() ? nameOfCaches(parts) : "";
+  AnimationSummary whole = summarize(ofCaches.empty() ? kAllActive : ofCaches, parts, rate);
   if (active != 1 && whole.keys.total() + whole.morphKeys != 0) all.push_back(std::move(whole));
   for (BlockName const& each : names) {
     std::vector<FormerMask> const former = switchTo(each.name, parts.all);
@@ -188,6 +210,8 @@ std::variant<StoredModel, Failure> StoredModel::open(std::string const& path) {
   model.describe(path);
   model._model.summary.fileBytes = std::get<std::uintmax_t>(size);
   model._model.warnings.insert(model._model.warnings.end(), log.warnings().begin(), log.warnings().end());
+  if (std::string const empty = emptinessOf(model._model); !empty.empty() && model.objectKind().empty())
+    model._model.warnings.push_back(empty);
   return model;
 }
 
@@ -201,8 +225,8 @@ void StoredModel::describe(std::string const& path) {
   }
   _model.stored = path;
   ModelSummary& summary = _model.summary;
-  std::string const extension = std::filesystem::path(path).extension().string();
-  summary.importer = extension == ".json" ? "knOpenSGAnim scene, as text" : "knOpenSGAnim scene";
+  bool const isText = std::ifstream(path).peek() == '{';
+  summary.importer = isText ? "knOpenSGAnim scene, as text" : "knOpenSGAnim scene";
   describeContent(parts, summary);
   summary.materials = _pool.size();
   double rate = 0;

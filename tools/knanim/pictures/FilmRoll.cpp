@@ -21,8 +21,8 @@ Failure unwritable(std::string message) { return {ExitCode::OutputUnwritable, st
 }  // namespace
 
 std::variant<std::array<std::size_t, 2>, Failure> readFilmSize(std::string const& text) {
-  Failure const failure{ExitCode::Usage, "no size: \"" + printable(text) +
-                                             "\"; a size is WIDTHxHEIGHT, even numbers of pixels from " +
+  Failure const failure{ExitCode::Usage, "bad size \"" + printable(text) +
+                                             "\": a size is WIDTHxHEIGHT, even numbers of pixels from " +
                                              std::to_string(kLeastSide) + " to " + std::to_string(kMostSide)};
   std::array<std::size_t, 2> size{};
   char const* const end = text.data() + text.size();
@@ -65,16 +65,30 @@ std::optional<Failure> FilmRoll::open() {
   return std::nullopt;
 }
 
-std::optional<Failure> FilmRoll::writeFrame(long long frame, Canvas& canvas) const {
+std::optional<Failure> FilmRoll::writeFrame(long long frame, Canvas& canvas) {
   std::string number = std::to_string(frame);
   number.insert(0, number.size() < 5 ? 5 - number.size() : 0, '0');
   std::string bytes;
   std::string message;
   if (!canvas.finish(bytes, message)) return Failure{ExitCode::Failed, "cannot draw a frame: " + message};
-  OutputFile output((std::filesystem::path(_targets.frames) / ("frame-" + number + ".png")).string());
+  std::string const name = "frame-" + number + ".png";
+  OutputFile output((std::filesystem::path(_targets.frames) / name).string());
   output.write(bytes);
   if (!output.commit()) return unwritable(output.message());
+  _names.insert(name);
   return std::nullopt;
+}
+
+/// Pictures in the folder that are called like frames, but are none of this film's.
+std::size_t FilmRoll::countOthers() const {
+  std::size_t count = 0;
+  std::error_code error;
+  for (std::filesystem::directory_iterator each(_targets.frames, error), end; !error && each != end;
+       each.increment(error)) {
+    std::string const name = each->path().filename().string();
+    if (name.starts_with("frame-") && name.ends_with(".png") && _names.count(name) == 0) ++count;
+  }
+  return count;
 }
 
 std::optional<Failure> FilmRoll::add(FilmFrame const& frame, SceneFigure const& figure,
@@ -96,7 +110,12 @@ std::optional<Failure> FilmRoll::commit(std::vector<WrittenFile>& written) {
   if (_encoder && !_encoder->commit()) return unwritable(_encoder->message());
   if (_picture && !_picture->commit()) return unwritable(_picture->message());
   if (!_targets.film.empty()) written.push_back({_targets.film, counted(_count, "frame")});
-  if (!_targets.frames.empty()) written.push_back({_targets.frames, counted(_count, "picture")});
+  if (_targets.frames.empty()) return std::nullopt;
+  std::string what = counted(_count, "picture");
+  if (std::size_t const others = countOthers(); others > 0)
+    what +=
+        "; " + grouped(others) + " more of an earlier run " + (others == 1 ? "is" : "are") + " still there";
+  written.push_back({_targets.frames, what});
   return std::nullopt;
 }
 

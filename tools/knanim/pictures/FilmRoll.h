@@ -7,6 +7,7 @@
 
 #include <array>
 #include <optional>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -43,11 +44,13 @@ class FilmRoll {
 
  private:
   std::optional<Failure> open();
-  std::optional<Failure> writeFrame(long long number, Canvas& canvas) const;
+  std::optional<Failure> writeFrame(long long number, Canvas& canvas);
+  std::size_t countOthers() const;
 
   FilmTargets _targets;
   std::size_t _count;
   bool _isOpen = false;
+  std::set<std::string> _names;  ///< of the frames in the folder
   std::optional<FilmEncoder> _encoder;
   std::optional<AnimatedPng> _picture;
 };

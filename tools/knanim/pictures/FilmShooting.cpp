@@ -142,10 +142,12 @@ bool decideView(Shooter& shooter, SceneFigure const& figure, osg::NodePtr const&
     else if (!useOwn)
       shooting.warning = "the model's first camera " +
                          std::string(shown == 0 ? "sees nothing of it" : "crops it") +
-                         "; it is seen from aside instead (--camera \"" + name + "\" takes that camera)";
+                         "; it is drawn from the side instead (--camera \"" + name + "\" takes that camera)";
     shooting.cameraName = useOwn ? name : "";
   }
   if (!useOwn) useFittedView(shooter.film, figure, aspect);
+  if (figure.hasLostFaces())
+    shooting.warning = "no face of the model can be drawn: its vertices are not finite, or missing";
   return useOwn;
 }
 

@@ -2,6 +2,7 @@
 
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "knDiagnosis.h"
 #include "knanim/scene/AnimationTrees.h"
 #include "model/constraint/knConstraintManager.h"
 #include "model/scenedata/knSceneDataManager.h"
@@ -179,9 +180,12 @@ void CameraMove::startDueShots(double time) {
   }
 }
 
+/// The library makes curves for all that a camera can have, so that some move nothing of this one.
 void CameraMove::evaluateTree(double time) const {
   if (!_tree.isAlive()) return;
+  knDiagnosis::setWarnings(false);
   knAnimEvaluator::the()->evaluateObject(_tree, static_cast<float>(time), false, true, true);
+  knDiagnosis::setWarnings(true);
 }
 
 void CameraMove::showAt(double time) {

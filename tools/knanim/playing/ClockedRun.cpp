@@ -202,7 +202,7 @@ std::variant<RunPlan, Failure> planRun(ClockOptions const& options, FrameRange c
                .seconds = options.seconds};
   if (plan.loop) {
     if (!readLoop(*options.loop, plan.frames))
-      return usage("--loop takes two whole frame numbers like 10:50, unlike " + printable(*options.loop));
+      return usage("--loop takes two whole frame numbers like 10:50, not " + printable(*options.loop));
     plan.rounds = options.rounds;
     if (!options.rounds && !options.seconds) plan.rounds = kDefaultRounds;
   }

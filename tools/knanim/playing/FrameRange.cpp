@@ -21,7 +21,7 @@ Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)
 std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSecond,
                                              std::optional<double> from, std::optional<double> to) {
   if (!std::isfinite(framesPerSecond) || framesPerSecond <= 0)
-    return usage("the frame rate has to be above 0");
+    return usage("the frame rate has to be finite and above 0");
   double const begin = from.value_or(span.begin);
   double const end = to.value_or(span.end);
   if (!std::isfinite(begin) || !std::isfinite(end)) return usage("the range of time has to be finite");
@@ -35,7 +35,10 @@ std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSeco
     return usage("no frame lies from " + brief(begin) + " s to " + brief(end) + " s at " +
                  brief(framesPerSecond) + " frames per second");
   }
-  if (last - first >= kMostFrames || std::max(std::abs(first), std::abs(last)) > kLargestFrame) {
+  if (std::max(std::abs(first), std::abs(last)) > kLargestFrame && last - first < kMostFrames)
+    return usage(
+        "frames so far from 0 s have no numbers: " + brief(std::max(std::abs(begin), std::abs(end))) + " s");
+  if (last - first >= kMostFrames) {
     return usage("from " + brief(begin) + " s to " + brief(end) + " s there are " + brief(last - first + 1) +
                  " frames, more than can be played; give a shorter range or a lower frame rate");
   }

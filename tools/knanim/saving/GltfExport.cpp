@@ -1,5 +1,6 @@
 #include "knanim/saving/GltfExport.h"
 
+#include "knanim/import/StoredModel.h"
 #include "knanim/saving/GltfModel.h"
 #include "knanim/scene/BlockSwitch.h"
 #include "knanim/scene/HungCurves.h"
@@ -69,7 +70,7 @@ std::vector<std::string> animationNames(LoadedScene const& loaded) {
   std::string const& chosen = animations[loaded.model().animation].name;
   if (auto const place = std::find(names.begin(), names.end(), chosen); place != names.end())
     std::rotate(names.begin(), place, place + 1);
-  if (names.empty()) names.push_back(chosen);
+  if (names.empty()) names.push_back(chosen == kAllActive ? "" : chosen);
   return names;
 }
 

@@ -9,6 +9,7 @@
 #include "knanim/support/Interruption.h"
 #include "knanim/support/LogCapture.h"
 #include "knanim/support/NearNames.h"
+#include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 
 #include <algorithm>
@@ -43,6 +44,15 @@ std::string sizeOf(std::string const& path) {
   return error ? "" : ", " + counted(bytes, "byte");
 }
 
+/// The library's reason begins with the same as this message.
+Failure unwritable(std::string const& path, std::string const& reason) {
+  std::string const head = "can't be written: ";
+  std::size_t const at = reason.find(head);
+  return {ExitCode::OutputUnwritable,
+          "cannot write " + printable(path) + ": " +
+              (at == std::string::npos ? reason : reason.substr(at + head.size()))};
+}
+
 void warnOfSkins(LoadedScene const& loaded, Terminal terminal) {
   auto const skinned = std::count_if(
       loaded.scene().meshes().begin(), loaded.scene().meshes().end(),
@@ -67,13 +77,8 @@ std::optional<Failure> checkSceneOutput(std::string const& path, std::span<std::
   if (path.empty()) return std::nullopt;
   if (!sceneForm(path))
     return Failure{ExitCode::Usage,
-                   "the name of a scene ends in .osb, .json, .gltf or .glb, unlike " + printable(path)};
-  for (std::string const& input : inputs) {
-    std::error_code error;
-    if (std::filesystem::equivalent(path, input, error))
-      return Failure{ExitCode::Usage, "the output would replace the model " + printable(input)};
-  }
-  return std::nullopt;
+                   "the name of a scene ends in .osb, .json, .gltf or .glb, not " + printable(path)};
+  return checkKeepsInputs(path, inputs);
 }
 
 std::optional<Failure> saveScene(LoadedScene& loaded, std::string const& path, ExportOptions const& options,
@@ -90,9 +95,7 @@ std::optional<Failure> saveScene(LoadedScene& loaded, std::string const& path, E
     FileProgress const progress(terminal.errors);
     bool const isSaved = knSceneFile::save(path);
     if (!isSaved && InterruptionGuard::isInterrupted()) return Failure{ExitCode::Failed, "interrupted"};
-    if (!isSaved)
-      return Failure{ExitCode::OutputUnwritable,
-                     "cannot write " + printable(path) + ": " + log.reason("no reason given")};
+    if (!isSaved) return unwritable(path, log.reason("no reason given"));
   }
   printRow(terminal.output, "file", printable(path) + sizeOf(path));
   return std::nullopt;
@@ -111,8 +114,7 @@ std::optional<Failure> saveObject(LoadedScene& loaded, std::string const& object
   loaded.scene().switchBack();
   LogCapture const log;
   if (!knAnimManager::the()->saveAnimations(path.c_str(), found.front()->container))
-    return Failure{ExitCode::OutputUnwritable,
-                   "cannot write " + printable(path) + ": " + log.reason("no reason given")};
+    return unwritable(path, log.reason("no reason given"));
   printRow(terminal.output, "file",
            printable(path) + ", the animations of " + printable(found.front()->path) + sizeOf(path));
   return std::nullopt;

@@ -130,6 +130,12 @@ void AnimatedScene::switchBack() {
   _formerMasks.clear();
 }
 
+void AnimatedScene::switchOff(osg::AnimNodePtr const& tree) {
+  std::erase_if(_formerMasks, [&tree](FormerMask const& former) { return former.node == tree; });
+  tree->setTravMask(0);
+  osg::announce(tree, osg::Node::TravMaskFieldMask);
+}
+
 void AnimatedScene::readCurves(ImportedModel& model) {
   _curves.clear();
   model.curves.clear();
@@ -150,7 +156,8 @@ void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& c
     auto const place = places.find({_nodes[morph.node], morph.mesh});
     if (place == places.end()) continue;
     ImportedMesh const& mesh = content.meshes[morph.mesh];
-    hangCache(place->second, mesh, makeMorphCache(mesh, morph), "morph");
+    std::string const& name = model.summary.animations[model.animation].name;
+    hangCache(place->second, mesh, makeMorphCache(mesh, morph), name.empty() ? "morph" : name);
   }
 }
 

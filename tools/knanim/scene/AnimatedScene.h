@@ -87,6 +87,9 @@ class AnimatedScene {
   /// Puts back what was switched for the sake of the animation, as before saving. It may be switched again.
   void switchBack();
 
+  /// Switches a tree off for good: `switchBack` leaves it so.
+  void switchOff(osg::AnimNodePtr const& tree);
+
   /// Looks at what hangs on the nodes by now, after blocks and curves came or went: `curves` and those of the model
   /// become what is active there.
   void readCurves(ImportedModel& model);

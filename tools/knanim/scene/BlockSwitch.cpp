@@ -42,12 +42,16 @@ std::vector<BlockName> blockNames(std::span<osg::NodePtr const> nodes) {
 }
 
 std::vector<FormerMask> switchTo(std::string const& name, std::span<osg::NodePtr const> nodes) {
+  bool isOn = false;
+  forEachBlock(nodes, [&](osg::AnimNodePtr const& block, std::string const& own) {
+    isOn = isOn || (own == name && block->isActive());
+  });
   std::vector<FormerMask> former;
   forEachBlock(nodes, [&](osg::AnimNodePtr const& block, std::string const& own) {
-    osg::UInt32 const mask = own == name ? 0xFFFFFFFFU : 0U;
-    if (block->isActive() == (own == name)) return;
+    bool const isChosen = own == name;
+    if (block->isActive() == isChosen || (isChosen && isOn)) return;
     former.push_back({block, block->getTravMask()});
-    setMask(block, mask);
+    setMask(block, isChosen ? 0xFFFFFFFFU : 0U);
   });
   return former;
 }

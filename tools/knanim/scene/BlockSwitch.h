@@ -24,7 +24,8 @@ struct FormerMask {
 };
 
 /// Switches the blocks of one name on and those of all other names off; what hangs on nodes without a block stays as it
-/// is. Returns what was otherwise before.
+/// is. Where blocks of that name are on already, those that are off stay so: someone switched them off, one by one.
+/// Returns the masks that were changed.
 std::vector<FormerMask> switchTo(std::string const& name, std::span<osg::NodePtr const> nodes);
 void switchBack(std::span<FormerMask const> former);
 

@@ -2,6 +2,7 @@
 
 #include "knAnimManager.h"
 #include "knanim/support/Console.h"
+#include "knanim/support/Interruption.h"
 #include "knanim/support/Text.h"
 #include "model/constraint/knConstraintManager.h"
 
@@ -31,7 +32,7 @@ std::variant<ImportedModel, Failure> loadAnimation(ModelFile const& file, SceneO
   auto loaded = file.load(std::get<std::size_t>(animation));
   if (auto const* failure = std::get_if<Failure>(&loaded)) {
     warn(file.model().warnings, terminal);
-    if (isNeeded) return *failure;
+    if (isNeeded || InterruptionGuard::isInterrupted()) return *failure;
     warn(failure->message, terminal);
     return file.model();
   }

@@ -31,6 +31,8 @@ class SceneFigure {
  public:
   SceneFigure(ImportedModel const& model, ModelContent const& content, AnimatedScene const& scene);
 
+  /// Whether the model has faces, but none that can be drawn.
+  bool hasLostFaces() const { return !_hasMeshes && _model.summary.faces > 0; }
   bool hasMeshes() const { return _hasMeshes; }
   /// Empty when meshes are drawn.
   std::span<Stick const> sticks() const { return _sticks; }

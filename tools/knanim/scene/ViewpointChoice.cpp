@@ -103,6 +103,8 @@ std::optional<Failure> addCameras(ShootOptions const& options, AnimatedScene con
     viewpoints.push_back(ofCamera(*found, room));
   }
   if (!options.cameras.empty() || !options.views.empty()) return std::nullopt;
+  // One camera is enough to turn around, but not to go anywhere.
+  if (scene.cameras().size() < 2 && options.move != "turntable") return std::nullopt;
   for (SceneCamera const& camera : scene.cameras()) viewpoints.push_back(ofCamera(camera, room));
   return std::nullopt;
 }
@@ -113,7 +115,7 @@ std::optional<Failure> setExposures(std::string const& text, std::vector<Viewpoi
   for (std::size_t i = 0; i < viewpoints.size(); ++i) {
     auto const exposure = readNumber(parts[std::min(i, parts.size() - 1)]);
     if (!exposure || *exposure < 0)
-      return usage("no exposures: \"" + printable(text) + "\"; they are numbers from 0 up, as 1,0.3,2");
+      return usage("bad exposures \"" + printable(text) + "\": they are numbers from 0 up, as 1,0.3,2");
     viewpoints[i].exposure = *exposure;
   }
   return std::nullopt;
@@ -137,8 +139,10 @@ std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions cons
   for (std::string const& text : options.views) {
     auto const viewpoint = readLookAt(text);
     if (!viewpoint)
-      return usage("no view: \"" + printable(text) +
-                   "\"; a view is FROM:AT or FROM:AT:UP, each three numbers as 4,2,-1.5");
+      return usage(
+          "bad view \"" + printable(text) +
+          "\": a view is FROM:AT or FROM:AT:UP, two different places and a direction, each three numbers "
+          "such as 4,2,-1.5");
     viewpoints.push_back(*viewpoint);
   }
   float const usual = Viewpoint().fov;
@@ -149,7 +153,9 @@ std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions cons
   }
   if (auto failure = setExposures(options.exposures, viewpoints)) return std::move(*failure);
   if (viewpoints.size() < 2 && options.move != "turntable")
-    return usage("a " + options.move + " needs two viewpoints, and there is one; --view gives more");
+    return usage("a " + options.move +
+                 " needs two viewpoints, and there is one; --view gives more, and --move turntable "
+                 "needs no more");
   if (options.move == "turntable") viewpoints.resize(1);
   return viewpoints;
 }

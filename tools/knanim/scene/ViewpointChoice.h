@@ -19,9 +19,9 @@ struct FigureRoom {
 };
 
 /// The viewpoints that the options ask for: cameras of the model by their names, then the look-ats of the command line;
-/// without either all cameras of the model, and where it has none four places around `room`; for a turntable the first of
-/// them. Fails with `Usage` for names
-/// that no camera has, texts that are no look-at, and less viewpoints than the move needs.
+/// without either all cameras of the model, and where these are too few for the move four places around `room`; for a
+/// turntable the first of them. Fails with `Usage` for names that no camera has, texts that are no look-at, and less
+/// viewpoints than the move needs.
 std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions const& options,
                                                                AnimatedScene const& scene,
                                                                FigureRoom const& room);

@@ -1,5 +1,6 @@
 #include "knanim/support/LogCapture.h"
 
+#include "knanim/support/Console.h"
 #include "knanim/support/Text.h"
 
 namespace knanim {
@@ -11,6 +12,15 @@ LogCapture::LogCapture() {
 }
 
 LogCapture::~LogCapture() { knLog::setSink(std::move(_former)); }
+
+LogToTerminal::LogToTerminal(Terminal terminal) {
+  _former = knLog::setSink([terminal](knLog::Level level, std::string_view text) {
+    if (level == knLog::Level::Warning) return warn(printable(text), terminal);
+    std::fprintf(terminal.errors, "knanim: %s\n", printable(text).c_str());
+  });
+}
+
+LogToTerminal::~LogToTerminal() { knLog::setSink(std::move(_former)); }
 
 std::string LogCapture::reason(std::string const& otherwise) const {
   return _errors.empty() ? otherwise : _errors.front();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "knanim/support/Options.h"
 #include "model/utils/knLog.h"
 
 #include <string>
@@ -22,6 +23,18 @@ class LogCapture {
  private:
   std::vector<std::string> _errors;
   std::vector<std::string> _warnings;
+  knLog::Sink _former;
+};
+
+/// Sends what the library logs to a terminal while it lives, in the form of this program's own lines.
+class LogToTerminal {
+ public:
+  explicit LogToTerminal(Terminal terminal);
+  ~LogToTerminal();
+  LogToTerminal(LogToTerminal const&) = delete;
+  LogToTerminal& operator=(LogToTerminal const&) = delete;
+
+ private:
   knLog::Sink _former;
 };
 

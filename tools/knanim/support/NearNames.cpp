@@ -89,9 +89,11 @@ std::vector<std::string> nearFiles(std::string const& path) {
 
 std::string nearClause(std::span<std::string const> names) {
   std::string clause;
-  for (std::string const& name : names)
-    clause += (clause.empty() ? "; near to it: \"" : ", \"") + printable(name) + '"';
-  return clause;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    char const* const before = i == 0 ? "; did you mean \"" : i + 1 == names.size() ? " or \"" : ", \"";
+    clause += before + printable(names[i]) + '"';
+  }
+  return clause.empty() ? clause : clause + '?';
 }
 
 std::string insteadClause(std::string_view wanted, std::span<std::string const> names) {

@@ -15,7 +15,7 @@ std::vector<std::string> nearNames(std::string_view wanted, std::span<std::strin
 /// The files of a path's folder that have near names, each with its folder.
 std::vector<std::string> nearFiles(std::string const& path);
 
-/// Names as the end of a sentence: "; near to it: "a", "b"". Empty without names.
+/// Names as the end of a sentence: "; did you mean "a" or "b"?". Empty without names.
 std::string nearClause(std::span<std::string const> names);
 
 /// What there is in the place of a name that is not there, as the end of a sentence: the near names, or else the first few

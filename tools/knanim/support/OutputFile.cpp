@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
 #include <unistd.h>
 
 namespace knanim {
@@ -55,6 +56,16 @@ bool OutputFile::flush() {
 }
 
 bool OutputFile::commit() { return flush() && _file->commit(); }
+
+std::optional<Failure> checkKeepsInputs(std::string const& output, std::span<std::string const> inputs) {
+  for (std::string const& input : inputs) {
+    std::error_code error;
+    if (!output.empty() && std::filesystem::equivalent(output, input, error) &&
+        std::filesystem::is_regular_file(input, error))
+      return Failure{ExitCode::Usage, "the output would replace " + printable(input) + ", which is read"};
+  }
+  return std::nullopt;
+}
 
 bool isStandardOutput(std::string const& path) { return openDescriptor(path) == STDOUT_FILENO; }
 

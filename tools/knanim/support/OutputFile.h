@@ -1,8 +1,10 @@
 #pragma once
 
+#include "knanim/support/Failure.h"
 #include "model/utils/FileReplacement.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -36,6 +38,9 @@ class OutputFile {
   std::string _buffer;
   std::optional<osg::FileReplacement> _file;
 };
+
+/// Refuses with `Usage` an output, empty for none, that leads to one of the files that are read.
+std::optional<Failure> checkKeepsInputs(std::string const& output, std::span<std::string const> inputs);
 
 /// Whether `path` is where the program prints, so that nothing else may be printed there.
 bool isStandardOutput(std::string const& path);

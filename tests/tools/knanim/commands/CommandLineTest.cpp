@@ -23,7 +23,9 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   std::string const empty = folder.file("empty.bvh");
   std::string const copy = folder.file("copy.x");
   writeFile(nonsense, std::string("\x01\x02 this is no model\n") + std::string(500, '\xFF'));
+  std::string const table = folder.file("table.json");
   writeFile(empty, "");
+  writeFile(table, "a = b\n");
   writeFile(copy, readFile(film));
   struct Case {
     std::string line;
@@ -35,16 +37,17 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   std::string const nowhere = folder.file("no/where.png");
   std::vector<Case> const cases = {
       {"", ExitCode::Usage, "a command is missing; there are \"play\""},
-      {"pley " + film, ExitCode::Usage, "no command \"pley\"; near to it: \"play\""},
-      {play + "--strip-frame=3", ExitCode::Usage, "no option --strip-frame; near to it: \"--strip-frames\""},
-      {play + "--animation Wuson_Wlk", ExitCode::Usage, "near to it: \"Wuson_Walk\""},
+      {"pley " + film, ExitCode::Usage, "no command \"pley\"; did you mean \"play\"?"},
+      {play + "--strip-frame=3", ExitCode::Usage,
+       "no option --strip-frame; did you mean \"--strip-frames\""},
+      {play + "--animation Wuson_Wlk", ExitCode::Usage, "did you mean \"Wuson_Walk\""},
       {play + "--image a.png --camera Cam", ExitCode::Usage, "it has none"},
-      {play + "--fps fast", ExitCode::Usage, "--fps"},
+      {play + "--fps fast", ExitCode::Usage, "--fps takes a number, not \"fast\""},
       {play + "--from 3 --to 2", ExitCode::Usage, "ends before it begins"},
       {play + "--to 1e9", ExitCode::Usage, "frames"},
       {play + "--channel Root", ExitCode::Usage, "--csv, --plot"},
       {play + "--plot a.gif", ExitCode::Usage, ".png or .svg"},
-      {play + "--plot " + picture + " --channel Pelvs", ExitCode::Usage, "near to it: \"Pelvis\""},
+      {play + "--plot " + picture + " --channel Pelvs", ExitCode::Usage, "did you mean \"Pelvis\"?"},
       {play + "--strip " + picture + " --image " + picture, ExitCode::Usage, "the same file"},
       {play + "--image " + picture + " --frame 999", ExitCode::Usage, "0 to 29"},
       {play + "--csv ''", ExitCode::Usage, "--csv: needs the name of a file"},
@@ -52,15 +55,20 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {play + "--loop 0:3000000000", ExitCode::Usage, "2147483647"},
       {play + "--realtime --seconds 0", ExitCode::Usage, "above 0"},
       {play + "--loop 0:9 --seconds 1e9", ExitCode::Usage, "more passes"},
-      {"play " + copy + " --csv " + folder.file("./copy.x"), ExitCode::Usage, "replace the model"},
+      {"play " + copy + " --csv " + folder.file("./copy.x"), ExitCode::Usage, "copy.x, which is read"},
       {"info " + film + " --animation 9", ExitCode::Usage, "3 \"Wuson_Bind\""},
       {"play " + folder.file("missing.fbx"), ExitCode::FileUnreadable, "No such file"},
       {"info " + folder.file(""), ExitCode::FileUnreadable, "Is a directory"},
       {"play " + nonsense, ExitCode::NotAModel, "is not a model"},
       {"info " + empty, ExitCode::NotAModel, "is not a model"},
       {"play " + modelPath("FBX/box.fbx"), ExitCode::NoAnimation, "no animation in this model"},
-      {play + "--film a.png --size 15x16", ExitCode::Usage, "no size: \"15x16\""},
-      {play + "--tangents soft", ExitCode::Usage, "--tangents"},
+      {play + "--film a.png --size 15x16", ExitCode::Usage, "bad size \"15x16\""},
+      {play + "--tangents soft", ExitCode::Usage, "no \"soft\"; it takes linear, auto or clamped"},
+      {play + "--stagger 1", ExitCode::Usage, "no option --stagger; queue has it"},
+      {"edit " + copy + " --paste " + film + " --paste " + film, ExitCode::Usage, "may be given once"},
+      {"edit " + film + " --rename " + table + " --out " + table, ExitCode::Usage,
+       "table.json, which is read"},
+      {"shoot " + film + " --near 10 --far 5", ExitCode::Usage, "--near has to be below --far"},
       {play + "--bake-skins --fps 20000", ExitCode::Usage, "would take 4954 MiB"},
       {play + "--csv /dev/full", ExitCode::OutputUnwritable, "No space left"},
       {play + "--csv " + nowhere, ExitCode::OutputUnwritable, "No such file"},
@@ -73,7 +81,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
     EXPECT_NE(outcome.errors.find(each.says), std::string::npos) << shown << ": " << outcome.errors;
     EXPECT_EQ(outcome.output, "") << shown;
   }
-  EXPECT_EQ(folder.count(), 3U) << "a failure left a file";
+  EXPECT_EQ(folder.count(), 4U) << "a failure left a file";
   EXPECT_EQ(readFile(copy), readFile(film));
 }
 
@@ -163,6 +171,7 @@ TEST(CommandLine, ShellsAndManualKnowEveryOption) {
   EXPECT_EQ(complete("lo"), "load-onto\n");
   EXPECT_EQ(complete("play a.fbx --strip"), "--strip --strip-frames\n");
   EXPECT_EQ(complete("shoot a.fbx --move t"), "track turntable\n");
+  EXPECT_EQ(complete("play a.fbx --tangents a"), "auto\n");
   EXPECT_EQ(complete("play a"), "\n");
   expectParts(run("--print zsh").output,
               {"'*--view=[A viewpoint FROM\\:AT", ":value:(track flight shot turntable)"});

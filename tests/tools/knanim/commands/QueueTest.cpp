@@ -139,7 +139,7 @@ TEST(QueueCommand, LeavesOutWhatDoesNotMoveAndRefusesWhatMakesNoSense) {
   std::vector<std::tuple<ExitCode, std::string, char const*>> const cases = {
       {ExitCode::Ok, still + film + "--strip " + strip, "box.obj is left out"},
       {ExitCode::NoAnimation, still, "nothing to play"},
-      {ExitCode::Usage, film + "--pause 2@1:1", "no pause: \"2@1:1\""},
+      {ExitCode::Usage, film + "--pause 2@1:1", "bad pause \"2@1:1\""},
       {ExitCode::Usage, film + "--rate 1e12", "ten million"}};
   for (auto const& [code, options, says] : cases) {
     test::Outcome const outcome = test::run("queue " + options);

@@ -26,7 +26,7 @@ TEST(Editing, StepsKeepSharedCurvesAndPlaces) {
   SceneEditing editing(scene);
   double const elbow = value("LeftElbow.rotation.Z", 5);
   std::size_t const curves = scene.model().curves.size();
-  ASSERT_EQ(editing.share("LeftElbow=RightElbow").index(), 0U);
+  ASSERT_EQ(editing.share("LeftElbow=RightElbow", false).index(), 0U);
   EXPECT_EQ(scene.model().curves.size(), curves);  // what the node had is switched off
   // Both nodes have the one curve, which is written once.
   ASSERT_EQ(editing.scale("*Elbow.rotation=2").index(), 0U);
@@ -41,7 +41,7 @@ TEST(Editing, StepsKeepSharedCurvesAndPlaces) {
   EXPECT_EQ(scene.model().curves.size(), curves - std::size_t{9} * 8);
   for (char const* const wrong : {"nobody=2", "x", "=", "1e99"})
     EXPECT_EQ(editing.scale(wrong).index(), 1U) << wrong;
-  EXPECT_EQ(editing.copy("Hips=Hips").index(), 1U);
+  EXPECT_EQ(editing.copy("Hips=Hips", false).index(), 1U);
 }
 
 /// A root that rests turned, and a bone below it.

@@ -3,7 +3,7 @@
 #include "knanim/pictures/CameraPlan.h"
 #include "knanim/scene/AnimatedScene.h"
 
-#include <gtest/gtest.h>
+#include "tools/knanim/TestFiles.h"
 
 namespace knanim::CameraMoveTest {
 
@@ -47,6 +47,15 @@ TEST(CameraMoveTest, EachWayPassesItsViewpointsAndComesBackFromSamples) {
     }
     EXPECT_EQ(next, arrivals.size());
   }
+}
+
+TEST(CameraMoveTest, AModelWithOneCameraIsShotFromFourPlacesOrAroundOnce) {
+  std::string const model = test::modelPath("BLEND/BlenderDefault_269.blend");
+  test::Outcome const track = test::run("shoot " + model + " --fps 2");
+  EXPECT_EQ(track.errors, "");
+  test::expectParts(track.output, {"4  view 4", "4 viewpoints at a frame, exactly"});
+  test::expectParts(test::run("shoot " + model + " --move turntable --seconds 1 --fps 10").output,
+                    {"1  Camera", "frames      10, 10 per second", "1 viewpoint at a frame"});
 }
 
 TEST(CameraMoveTest, FacesAreCutOffAtThePlanesOfTheView) {

@@ -28,6 +28,9 @@ TEST_F(ToolFiles, ConvertedModelsAreTheSameModels) {
     good("convert " + file("b.json") + ' ' + file("c.osb"));
     good("diff " + model + ' ' + file("b.json"));
     EXPECT_EQ(test::readFile(file("a.osb")), test::readFile(file("c.osb"))) << name;
+    good("convert " + file("a.osb") + ' ' + file("a.gltf"));
+    std::string const read = good("info " + file("a.gltf")).output;
+    EXPECT_EQ(read.find("switched on"), std::string::npos) << read;
     good("play " + model + " --to 0.2 --csv " + file("a.csv"));
     good("play " + file("b.json") + " --to 0.2 --csv " + file("b.csv"));
     EXPECT_EQ(test::readFile(file("a.csv")), test::readFile(file("b.csv"))) << name;
@@ -46,9 +49,12 @@ TEST_F(ToolFiles, WhatIsEditedIsKeptAndToldApart) {
        file("a.osb"));
   auto const outcome = run("diff " + boxer + ' ' + file("a.osb"));
   EXPECT_EQ(outcome.code, ExitCode::Failed);
-  expectParts(outcome.output,
-              {"LeftElbow.eulerRotation.Z     3 069     3 069     3 0", "RightWrist.scale.X", "switched",
-               "added       /Hips/Ab/Chest/RightCollar/RightShoulder/RightElbow/RightWrist"});
+  expectParts(
+      outcome.output,
+      {"LeftElbow.eulerRotation.Z     3 069     3 069     3 0", "RightWrist.eulerRotation.Z",
+       "added       /Hips/Ab/Chest/RightCollar/RightShoulder/RightElbow/RightWrist [Motion (before)]"});
+  EXPECT_EQ(good("get " + file("a.osb") + " RightWrist.rotation.Z --time 2").output,
+            good("get " + file("a.osb") + " LeftWrist.rotation.Z --time 2").output);
   good("edit " + file("a.osb") + " --scale LeftElbow.rotation.Z=0.5 --cut RightWrist --out " + file("b.osb"));
   std::string const back = run("diff " + boxer + ' ' + file("b.osb")).output;
   expectParts(
@@ -75,6 +81,7 @@ TEST_F(ToolFiles, AnimationsOfOneObjectFitOnlyTheirKind) {
                "Cube/Cube: is a Geometry with a PhongMaterial, the file is of a Transform3D"});
   expectParts(good("info " + file("a.osb")).output, {"Cube"});
   expectParts(good("info " + file("toes.osb")).output, {"Animations"});
+  EXPECT_EQ(good("play " + file("toes.osb")).errors, "");
   good("load-onto " + test::modelPath("BVH/01_01.bvh") + ' ' + file("a.osb") + " --map " +
        (test::writeFile(file("m"), "Cube = Hips"), file("m")));
 }
