@@ -1,16 +1,68 @@
 #include "model/fields/FieldContainerFactory.h"
 
 #include "model/fields/StructureCounter.h"
+#include "model/utils/knLog.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <exception>
+#include <string>
 #include <utility>
 
 namespace osg {
 inline namespace knscene {
 
 namespace {
+
+/// Two types of one name, in the order in which they came.
+struct NameClash {
+  FieldContainerType* first;
+  FieldContainerType* second;
+};
+
+/// Types come while statics are constructed, when no host has set a sink for its log yet. What is wrong with their names
+/// waits for the first container that is made.
+struct NameClashes {
+  std::mutex mutex;
+  std::vector<NameClash> waiting;
+};
+NameClashes& nameClashes() {
+  static auto& clashes = *new NameClashes;
+  return clashes;
+}
+constinit std::atomic<bool> hasNameClashes = false;
+
+/// A type without its name, as "derived from Group, with the fields matrix, center".
+std::string describe(FieldContainerType const& type) {
+  constexpr std::size_t MostFields = 4;
+  FieldContainerType const* const parent = type.getParent();
+  std::string text = parent != nullptr ? "derived from " + parent->getName().str() : "derived from no other";
+  auto const own = type.getFieldDescriptions().subspan(parent != nullptr ? parent->getNumFieldDescs() : 0);
+  if (own.empty()) return text + ", without fields of its own";
+  text += ", with the fields ";
+  for (std::size_t i = 0; i < std::min(own.size(), MostFields); ++i)
+    text.append(i > 0 ? ", " : "").append(own[i].getCName());
+  return own.size() > MostFields ? text + " and others" : text;
+}
+
+void tellNameClashes() {
+  std::vector<NameClash> clashes;
+  {
+    std::lock_guard const lock(nameClashes().mutex);
+    clashes.swap(nameClashes().waiting);
+    hasNameClashes.store(false, std::memory_order_relaxed);
+  }
+  for (auto const& [first, second] : clashes) {
+    // Another thread may still be at it.
+    second->initialise();
+    knLog::error(
+        ("two container types are called '" + second->getName().str() + "': one " + describe(*first) +
+         ", which came first and keeps the name, and one " + describe(*second) +
+         "; files and lookups by name make the first in the place of the second, which needs another name")
+            .c_str());
+  }
+}
 
 // The place of the container that this thread is about to construct.
 thread_local StoreEntry* placeOfNext = nullptr;
@@ -60,6 +112,13 @@ std::vector<FieldContainerType*> FieldContainerFactory::getTypes() const {
 
 UInt32 FieldContainerFactory::registerType(FieldContainerType& type) {
   std::lock_guard const lock(_typesMutex);
+  auto const namesake = std::ranges::find_if(
+      _types, [&](FieldContainerType const* other) { return other->getName() == type.getName(); });
+  if (namesake != _types.end()) {
+    std::lock_guard const clashLock(nameClashes().mutex);
+    nameClashes().waiting.push_back({*namesake, &type});
+    hasNameClashes.store(true, std::memory_order_release);
+  }
   _types.push_back(&type);
   return static_cast<UInt32>(_types.size());
 }
@@ -101,6 +160,8 @@ void FieldContainerFactory::giveBack(StoreEntry& place) {
 }
 
 FieldContainerPtr FieldContainerFactory::create(FieldContainerType const& type) {
+  if (hasNameClashes.load(std::memory_order_acquire)) [[unlikely]]
+    tellNameClashes();
   if (type._create == nullptr) return {};
   StoreEntry& place = takePlace();
   place.type = &type;

@@ -68,7 +68,9 @@ TEST_F(FieldContainerTypeTest, TypesAreNumberedInOrderFoundByNameAndMakeTheirOwn
   for (std::size_t i = 0; i < types.size(); ++i) {
     SCOPED_TRACE(types[i]->getCName());
     EXPECT_EQ(types[i]->getId(), i + 1);
-    EXPECT_EQ(FieldContainerFactory::the().findType(types[i]->getCName()), types[i]);
+    auto const isSame = [&](auto const* type) { return type->getName() == types[i]->getName(); };
+    EXPECT_EQ(FieldContainerFactory::the().findType(types[i]->getCName()),
+              *std::ranges::find_if(types, isSame));
     FieldContainerPtr const made = types[i]->createFieldContainer();
     EXPECT_EQ(made.isAlive(), !types[i]->isAbstract());
     EXPECT_TRUE(!made || (&made->getType() == types[i] && made->getRefCount() == 0));
@@ -76,6 +78,19 @@ TEST_F(FieldContainerTypeTest, TypesAreNumberedInOrderFoundByNameAndMakeTheirOwn
   }
   for (char const* const wrong : {"", "node", "Nod", "Nodes", " Node", static_cast<char const*>(nullptr)})
     EXPECT_EQ(FieldContainerFactory::the().findType(wrong), nullptr);
+}
+
+TEST_F(FieldContainerTypeTest, TheFirstOfTwoTypesKeepsTheNameAndTheLogNamesBoth) {
+  static FieldContainerType first("TestTwin", &Group::_type, nullptr, nullptr, 0, 0xFFFF);
+  static FieldContainerType second("TestTwin", &Multis::_type, nullptr, nullptr, 0, 0xFFFF);
+  LogCapture const log;
+  for (FieldContainerType* const type : {&first, &second}) type->initialise();
+  EXPECT_TRUE(log.lines().empty()) << "statics come before a host's log";
+  for (int i = 0; i < 2; ++i) Held const made(Node::create());
+  ASSERT_EQ(log.errors().size(), 1U);
+  for (char const* const part : {"'TestTwin'", "derived from Group", "derived from TestMultis"})
+    EXPECT_TRUE(log.contains(part)) << log.errors()[0];
+  EXPECT_EQ(FieldContainerFactory::the().findType("TestTwin"), &first);
 }
 
 /// The search by name as it would be done without a table.
