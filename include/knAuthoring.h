@@ -4,6 +4,7 @@
 #include "model/scenegraph/Node.h"
 
 #include <initializer_list>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -36,18 +37,28 @@ struct knClipOptions {
 /// A channel is named by the text that lists of channels show: "rotation.Y", "visible", "exposure"; by the name of its
 /// field ("eulerRotation.Y"); or by either with a prefix that says whose channel it is, by the name of the node or by its
 /// kind ("Door.rotation.Y", "camera.exposure"). A text without a component, such as "translation", means all components
-/// where an operation takes several.
+/// where an operation takes several. The object of a channel is a node or a material, such as a `PhongMaterialPtr`. The
+/// channels of a core are those of its node: a core by itself is refused with a line in the log.
 class KNANIM_API knAuthoring {
  public:
   knAuthoring() = delete;
 
-  /// The curve of one channel of a node; a channel without a curve gets an empty one, which hangs on the node. If the
-  /// node has no such channel, the log lists similar names. Cost: one walk over the node's channels.
-  static osg::AnimCurvePtr makeCurve(osg::NodePtr const& node, std::string_view channel,
+  /// The curve of one channel of a node or material; a channel without a curve gets an empty one, which hangs on that
+  /// object. If the object has no such channel, the log lists similar names. The curve of a material moves it while the
+  /// material is in the scene's pool, see `knSceneData::getMaterialPool`. Cost: one walk over the object's channels.
+  static osg::AnimCurvePtr makeCurve(osg::AttachmentContainerPtr const& object, std::string_view channel,
                                      knCurveOptions const& options = {});
   /// The same for all components that a text names, in their order.
-  static std::vector<osg::AnimCurvePtr> makeCurves(osg::NodePtr const& node, std::string_view channel,
+  static std::vector<osg::AnimCurvePtr> makeCurves(osg::AttachmentContainerPtr const& object,
+                                                   std::string_view channel,
                                                    knCurveOptions const& options = {});
+
+  /// The present value of one channel of a node or material, wherever it is kept: the colour of a light and the "visible"
+  /// of a node are read as well as fields of the core. It is what the last evaluation, or the host, has written. No value,
+  /// and a line in the log as for `makeCurve`, if there is no such channel, or if the text names several components.
+  /// Cost: one walk over the object's channels; to read often, keep the record that `knAnimManager::getKeyableChannels`
+  /// gives and use `knAnimManager::getOSGFieldValue`.
+  static std::optional<float> getValue(osg::AttachmentContainerPtr const& object, std::string_view channel);
 
   /// Adds keys to a curve, one value for each time (seconds), and announces the curve once. Times may come in any
   /// order; of equal times the last one counts, unless `replaceSameTime` is off. Adds nothing if the curve is null or
@@ -58,9 +69,9 @@ class KNANIM_API knAuthoring {
                       knKeyOptions const& options = {});
   /// Adds a key to each component of a channel, and makes the curves that are missing. Needs one value per component:
   /// three for "translation", one for "translation.X".
-  static bool setKey(osg::NodePtr const& node, std::string_view channel, float time,
+  static bool setKey(osg::AttachmentContainerPtr const& object, std::string_view channel, float time,
                      std::span<float const> values, knKeyOptions const& options = {});
-  static bool setKey(osg::NodePtr const& node, std::string_view channel, float time,
+  static bool setKey(osg::AttachmentContainerPtr const& object, std::string_view channel, float time,
                      std::initializer_list<float> values, knKeyOptions const& options = {});
 
   /// Moves the top-level curves of each object into a block, as `knAnimManager::createBlock` does. Returns the new

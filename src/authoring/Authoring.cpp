@@ -13,10 +13,12 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 
 using osg::AnimAttachmentPtr;
 using osg::AnimCurvePtr;
 using osg::AnimNodePtr;
+using osg::AttachmentContainerPtr;
 using osg::NodePtr;
 using osg::UInt32;
 
@@ -27,17 +29,18 @@ bool fail(std::string const& text) {
   return false;
 }
 
-AnimCurvePtr curveOf(NodePtr const& node, knOSGChannelData const& channel, bool reuse) {
+AnimCurvePtr curveOf(AttachmentContainerPtr const& owner, knOSGChannelData const& channel, bool reuse) {
   knAnimManager& manager = *knAnimManager::the();
   if (reuse) {
-    AnimNodePtr const present = manager.findChannelCurveNode(channel, knAnimManager::getAnimAttachment(node));
+    AnimNodePtr const present =
+        manager.findChannelCurveNode(channel, knAnimManager::getAnimAttachment(owner));
     if (present) return osg::dcast<AnimCurvePtr>(present->getCore());
   }
   osg::Ref<osg::AnimNode> made = manager.createChannelCurveNode(channel, {});
   if (!made.isAlive()) return {};
   AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(made->getCore());
-  manager.addAnimation(node, made.get());
-  // Without a node to hang on, it goes.
+  manager.addAnimation(owner, made.get());
+  // Without an object to hang on, it goes.
   made.reset();
   return curve.isAlive() ? curve : AnimCurvePtr();
 }
@@ -147,30 +150,42 @@ AnimNodePtr makeClipOf(std::vector<AnimNodePtr> trees, std::string const& name, 
   return clip.isAlive() ? clip : AnimNodePtr();
 }
 
-}  // namespace
-
-AnimCurvePtr knAuthoring::makeCurve(NodePtr const& nodeArgument, std::string_view channelArgument,
-                                    knCurveOptions const& options) {
-  NodePtr const node = nodeArgument;
-  std::string const channel(channelArgument);
-  bool const reuse = options.reuse;
-  std::vector<knOSGChannelData> const channels = findChannels(node, channel);
-  if (channels.empty()) return {};
-  if (channels.size() > 1) {
-    fail("'" + channel + "' of '" + osg::nameOf(node) + "' has " + std::to_string(channels.size()) +
-         " components; name one of them, as " + channels[0].channelName + "." + channels[0].suffix);
-    return {};
-  }
-  return curveOf(node, channels[0], reuse);
+/// The channel if a text names exactly one.
+std::optional<knOSGChannelData> findChannel(AttachmentContainerPtr const& owner, std::string const& text) {
+  std::vector<knOSGChannelData> const channels = findChannels(owner, text);
+  if (channels.empty()) return std::nullopt;
+  if (channels.size() == 1) return channels[0];
+  fail("'" + text + "' of '" + osg::nameOf(owner) + "' has " + std::to_string(channels.size()) +
+       " components; name one of them, as " + channels[0].channelName + "." + channels[0].suffix);
+  return std::nullopt;
 }
 
-std::vector<AnimCurvePtr> knAuthoring::makeCurves(NodePtr const& nodeArgument, std::string_view channel,
-                                                  knCurveOptions const& options) {
-  NodePtr const node = nodeArgument;
+}  // namespace
+
+AnimCurvePtr knAuthoring::makeCurve(AttachmentContainerPtr const& ownerArgument, std::string_view channel,
+                                    knCurveOptions const& options) {
+  AttachmentContainerPtr const owner = ownerArgument;
+  bool const reuse = options.reuse;
+  std::optional<knOSGChannelData> const found = findChannel(owner, std::string(channel));
+  return found ? curveOf(owner, *found, reuse) : AnimCurvePtr();
+}
+
+std::vector<AnimCurvePtr> knAuthoring::makeCurves(AttachmentContainerPtr const& ownerArgument,
+                                                  std::string_view channel, knCurveOptions const& options) {
+  AttachmentContainerPtr const owner = ownerArgument;
   bool const reuse = options.reuse;
   std::vector<AnimCurvePtr> curves;
-  for (knOSGChannelData const& one : findChannels(node, channel)) curves.push_back(curveOf(node, one, reuse));
+  for (knOSGChannelData const& one : findChannels(owner, channel))
+    curves.push_back(curveOf(owner, one, reuse));
   return curves;
+}
+
+std::optional<float> knAuthoring::getValue(AttachmentContainerPtr const& ownerArgument,
+                                           std::string_view channel) {
+  AttachmentContainerPtr const owner = ownerArgument;
+  std::optional<knOSGChannelData> const found = findChannel(owner, std::string(channel));
+  if (!found) return std::nullopt;
+  return knAnimManager::the()->getOSGFieldValue(*found);
 }
 
 bool knAuthoring::setKeys(AnimCurvePtr const& curveArgument, std::span<float const> times,
@@ -203,32 +218,33 @@ bool knAuthoring::setKeys(AnimCurvePtr const& curve, std::initializer_list<osg::
   return setKeys(curve, times, values, options);
 }
 
-bool knAuthoring::setKey(NodePtr const& nodeArgument, std::string_view channelArgument, float time,
-                         std::span<float const> valueArguments, knKeyOptions const& optionArguments) {
-  NodePtr const node = nodeArgument;
+bool knAuthoring::setKey(AttachmentContainerPtr const& ownerArgument, std::string_view channelArgument,
+                         float time, std::span<float const> valueArguments,
+                         knKeyOptions const& optionArguments) {
+  AttachmentContainerPtr const owner = ownerArgument;
   std::string const channel(channelArgument);
   std::vector<float> const values(valueArguments.begin(), valueArguments.end());
   knKeyOptions const options = optionArguments;
-  std::vector<knOSGChannelData> const channels = findChannels(node, channel);
+  std::vector<knOSGChannelData> const channels = findChannels(owner, channel);
   if (channels.empty()) return false;
   if (channels.size() != values.size())
-    return fail("no key is set: '" + channel + "' of '" + osg::nameOf(node) + "' has " +
+    return fail("no key is set: '" + channel + "' of '" + osg::nameOf(owner) + "' has " +
                 std::to_string(channels.size()) + " components, and there are " +
                 std::to_string(values.size()) + " values");
   if (!std::isfinite(time) || !isFinite(values))
     return fail("no key is set for '" + channel + "': the time or a value is not finite");
   bool isSet = true;
-  for (std::size_t i = 0; i < channels.size() && node.isAlive(); ++i) {
+  for (std::size_t i = 0; i < channels.size() && owner.isAlive(); ++i) {
     isSet =
-        setKeys(curveOf(node, channels[i], true), std::span(&time, 1), std::span(&values[i], 1), options) &&
+        setKeys(curveOf(owner, channels[i], true), std::span(&time, 1), std::span(&values[i], 1), options) &&
         isSet;
   }
   return isSet;
 }
 
-bool knAuthoring::setKey(NodePtr const& node, std::string_view channel, float time,
+bool knAuthoring::setKey(AttachmentContainerPtr const& owner, std::string_view channel, float time,
                          std::initializer_list<float> values, knKeyOptions const& options) {
-  return setKey(node, channel, time, std::span<float const>(values.begin(), values.size()), options);
+  return setKey(owner, channel, time, std::span<float const>(values.begin(), values.size()), options);
 }
 
 std::vector<AnimNodePtr> knAuthoring::makeBlocks(std::span<NodePtr const> objectArguments,

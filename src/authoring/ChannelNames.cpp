@@ -4,6 +4,7 @@
 #include "diagnosis/Refusal.h"
 #include "knAnimManager.h"
 #include "model/fields/FieldContainerFactory.h"
+#include "model/materials/Material.h"
 #include "model/scenegraph/NodeQueries.h"
 #include "model/utils/knLog.h"
 
@@ -52,45 +53,94 @@ bool isKind(osg::FieldContainerPtr const& container, std::string_view word) {
   return false;
 }
 
-bool isHolder(osg::NodePtr const& node, Channels const& channels, std::string_view word) {
+/// What has the channels by itself: the core of a node, if it has one, or a material.
+osg::FieldContainerPtr bodyOf(osg::AttachmentContainerPtr const& owner) {
+  auto const* const node = osg::dcastTo<osg::Node>(owner);
+  if (node != nullptr && node->getCore().isAlive()) return node->getCore();
+  return owner;
+}
+
+bool isHolder(osg::AttachmentContainerPtr const& owner, Channels const& channels, std::string_view word) {
   if (word.empty()) return false;
-  if (word == osg::nameOf(node) || isKind(node->getCore(), word)) return true;
+  if (word == osg::nameOf(owner) || isKind(bodyOf(owner), word)) return true;
   return std::ranges::any_of(channels, [&](knOSGChannelData const& one) {
     return isKind(osg::FieldContainerFactory::the().getContainer(one.containerId), word);
   });
 }
 
-/// Whether the core takes values for a field that is not among the channels.
-bool isUnlisted(osg::FieldContainerPtr const& core, Channels const& all, std::string const& field) {
-  return core.isAlive() && !field.empty() && !findRefusal(core, field, 0) &&
+/// Whether a container takes values for a field that is not among the channels.
+bool isUnlisted(osg::FieldContainerPtr const& body, Channels const& all, std::string const& field) {
+  return !field.empty() && !findRefusal(body, field, 0) &&
          std::ranges::none_of(all, [&](knOSGChannelData const& one) { return one.fieldName == field; });
 }
 
-/// Why a node has no channel of that name, in words. Only where a prefix is right is it left out of the comparison.
-std::string describeNoChannel(osg::NodePtr const& node, Channels const& all, std::string_view text) {
-  osg::FieldContainerPtr const core = node.isAlive() ? node->getCore() : osg::NodeCorePtr();
-  std::string result = core.isAlive() ? titleOf(core) : titleOf(osg::FieldContainerPtr(node));
+/// What is wrong with the list of channels that a container of the host's own declares, as far as it concerns a name;
+/// empty where there is no such list, or nothing wrong.
+std::string describeDeclaration(osg::FieldContainerPtr const& body, std::string const& name) {
+  std::vector<osg::ChannelDescription> declared;
+  body->getChannelDescriptions(declared);
+  if (!body.isAlive()) return {};
+  auto const isMeant = [&](osg::ChannelDescription const& one) {
+    return one.channelName == name || one.fieldName == name;
+  };
+  auto const found = std::ranges::find_if(declared, isMeant);
+  if (found == declared.end()) return {};
+  if (body->getType().findFieldDescription(found->fieldName.c_str()) == nullptr)
+    return " declares a channel '" + found->channelName + "' for a field '" + found->fieldName +
+           "' that it does not have";
+  return body->hasChannelDescriptions() ? ""
+                                        : " declares the channel '" + found->channelName +
+                                              "', but its list is not read: override hasChannelDescriptions "
+                                              "as well, so that it gives true";
+}
+
+/// Why an owner has no channel of that name, in words. Only where a prefix is right is it left out of the comparison.
+std::string describeNoChannel(osg::AttachmentContainerPtr const& owner, Channels const& all,
+                              std::string_view text) {
+  osg::FieldContainerPtr const body = bodyOf(owner);
+  std::string result = titleOf(body);
   std::size_t const point = text.find('.');
   std::string_view const prefix =
       point == std::string_view::npos ? std::string_view() : text.substr(0, point);
   std::string_view name = text;
-  if (!prefix.empty() && node.isAlive()) {
+  if (!prefix.empty()) {
     std::string_view const rest = text.substr(point + 1);
-    if (isHolder(node, all, prefix)) {
+    if (isHolder(owner, all, prefix)) {
       name = rest;
     } else if (!matching(all, rest).empty()) {
       return result.append(" has a channel '").append(rest).append("', but is no '").append(prefix) + "'";
     }
   }
   std::string const field(name.substr(0, name.find('.')));
-  if (isUnlisted(core, all, field))
+  bool const isMaterial = osg::dcastTo<osg::Material>(body) != nullptr;
+  if (std::string const fault = isMaterial ? "" : describeDeclaration(body, field); !fault.empty())
+    return result + fault;
+  if (!isMaterial && body != owner && isUnlisted(body, all, field))
     return result.append(" takes values for '").append(field) +
            "', but does not list it as a channel: list it by getChannelDescriptions, or make a curve for it "
-           "by "
-           "knAnimManager::createCurve";
+           "by knAnimManager::createChannelCurveNode";
   std::vector<std::string> names;
   for (knOSGChannelData const& one : all) names.push_back(withSuffix(one.channelName, one.suffix));
   return result.append(" has no channel '").append(text).append("'") + nearClause(name, names);
+}
+
+/// Why a container can have no channels; empty for nodes and materials.
+std::string describeNoOwner(osg::AttachmentContainerPtr const& owner) {
+  if (!owner.isAlive()) return "the node or material is null or gone";
+  if (osg::dcastTo<osg::Node>(owner) != nullptr || osg::dcastTo<osg::Material>(owner) != nullptr) return {};
+  if (osg::dcastTo<osg::NodeCore>(owner) != nullptr)
+    return titleOf(owner) + " is a core: pass the node that has this core";
+  return titleOf(owner) + " is neither a node nor a material";
+}
+
+Channels keyableChannelsOf(osg::AttachmentContainerPtr const& owner) {
+  Channels all;
+  if (osg::NodePtr const node = osg::dcast<osg::NodePtr>(owner)) {
+    knAnimManager::the()->getKeyableChannels(node, all);
+  } else {
+    knAnimManager::the()->getKeyableChannels(osg::dcast<osg::MaterialPtr>(owner), all);
+  }
+  return all;
 }
 
 Channels failed(std::string const& text) {
@@ -100,23 +150,25 @@ Channels failed(std::string const& text) {
 
 }  // namespace
 
-std::vector<knOSGChannelData> findChannels(osg::NodePtr const& node, std::string_view textArgument) {
+std::vector<knOSGChannelData> findChannels(osg::AttachmentContainerPtr const& owner,
+                                           std::string_view textArgument) {
   std::string const kept(textArgument);
   std::string_view const text = kept;
-  Channels all;
-  knAnimManager::the()->getKeyableChannels(node, all);
-  // Containers of the host's own classes were asked, and may have destroyed the node.
-  if (!node.isAlive()) return failed("no curve for '" + kept + "': the node is null or gone");
+  if (std::string const fault = describeNoOwner(owner); !fault.empty())
+    return failed("no channel '" + kept + "': " + fault);
+  Channels const all = keyableChannelsOf(owner);
+  // Containers of the host's own classes were asked, and may have destroyed the owner.
+  if (!owner.isAlive()) return failed("no channel '" + kept + "': its owner is gone");
   Channels found = matching(all, text);
   // Names of nodes may have points themselves.
-  std::string const owner = osg::nameOf(node) + '.';
-  if (found.empty() && owner.size() > 1 && text.starts_with(owner))
-    found = matching(all, text.substr(owner.size()));
+  std::string const name = osg::nameOf(owner) + '.';
+  if (found.empty() && name.size() > 1 && text.starts_with(name))
+    found = matching(all, text.substr(name.size()));
   std::size_t const point = text.find('.');
   if (found.empty() && point != std::string_view::npos) {
     found = matching(all, text.substr(point + 1));
-    if (!isHolder(node, found, text.substr(0, point))) found.clear();
+    if (!isHolder(owner, found, text.substr(0, point))) found.clear();
   }
   if (!found.empty()) return found;
-  return failed(describeNoChannel(node, all, text));
+  return failed(describeNoChannel(owner, all, text));
 }

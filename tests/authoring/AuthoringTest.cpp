@@ -2,6 +2,7 @@
 
 #include "knFramePlayer.h"
 #include "model/camera/UberCamera.h"
+#include "model/materials/SurfaceMaterials.h"
 #include "support/LogCapture.h"
 #include "support/SceneStage.h"
 
@@ -75,6 +76,51 @@ TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {
   ASSERT_TRUE(knAuthoring::setKey(door, "translation", 1, {1, 2, 3}));
   evaluate(1);
   EXPECT_EQ(placeOf(door), Vec3f(1, 2, 3));
+}
+
+class Forgetful;
+/// Its list of channels names a field that it does not have, and is not read.
+class ForgetfulBase : public NodeCore {
+  KN_CONTAINER(ForgetfulBase, Forgetful, NodeCore)
+ public:
+  KN_SFIELD(Real32, Glow, glow)
+  KN_CONTAINER_END
+};
+class Forgetful : public ForgetfulBase {
+ public:
+  void getChannelDescriptions(std::vector<ChannelDescription>& out) const override {
+    out.push_back({{getContainerId()}, "glow", "shine"});
+    out.push_back({{getContainerId()}, "glwo", "gleam"});
+  }
+};
+KN_CONTAINER_TYPE(ForgetfulBase, Forgetful, "TestForgetful")
+
+TEST_F(AuthoringTest, ChannelsAreReadAndKeyedWhereverTheyAreKept) {
+  knAnimManager::fillEmptyCallbacks();
+  NodePtr const lamp = addNode(UberLight::create());
+  PhongMaterialPtr const paint = named(PhongMaterial::create(), "Paint");
+  knSceneData::getMaterialPool()->add(paint);
+  ASSERT_TRUE(knAuthoring::setKey(lamp, "diffuse", 0, {0.25F, 0.5F, 1}));
+  ASSERT_TRUE(knAuthoring::setKey(paint, "Paint.diffuseColor", 0, {0.5F, 0.25F, 1}));
+  EXPECT_EQ(knAuthoring::makeCurve(paint, "diffuseColor.G"),
+            knAuthoring::makeCurves(paint, "diffuseColor")[1]);
+  evaluate(0);
+  EXPECT_EQ(knAuthoring::getValue(lamp, "diffuse.G"), 0.5F);
+  EXPECT_EQ(knAuthoring::getValue(paint, "diffuseColor.G"), 0.25F);
+  EXPECT_EQ(paint->getDiffuseColor()[1], 0.25F);
+  EXPECT_EQ(knAuthoring::getValue(door, "visible"), 1.F);
+  EXPECT_EQ(knAuthoring::getValue(eye, "fov"), coreOf<UberCamera>(eye)->getFov());
+  EXPECT_TRUE(log.lines().empty());
+  NodePtr const own = addNode(Forgetful::create());
+  EXPECT_FALSE(knAuthoring::getValue({}, "visible") || knAuthoring::getValue(lamp, "diffuse") ||
+               knAuthoring::getValue(paint, "diffusColor.R") ||
+               knAuthoring::getValue(door->getCore(), "rotation.Y") || knAuthoring::getValue(own, "shine") ||
+               knAuthoring::getValue(own, "gleam"));
+  ASSERT_EQ(log.errors().size(), 6U);
+  for (char const* const part :
+       {"null or gone", "has 3 components", "near names: diffuseColor", "pass the node that has this core",
+        "override hasChannelDescriptions", "for a field 'glwo' that it does not have"})
+    EXPECT_TRUE(log.contains(part)) << part;
 }
 
 TEST_F(AuthoringTest, AClipTakesOverFromTheScene) {
