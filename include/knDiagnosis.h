@@ -29,6 +29,9 @@ enum class knStillness {
   NoShapes,        ///< a shape cache holds no shapes
   ShapesDisagree,  ///< two neighbouring shapes of a cache have not the same numbers of vertices and normals
   NoGeometry,  ///< the owner of a shape cache is no node with a geometry, or its geometry has no vertices to write
+  Paused,            ///< a tree in the playing queue is paused, so the queue does not move it
+  KeysOutOfOrder,    ///< keys that were written by hand are not in order of time
+  WrongVertexCount,  ///< a shape of a cache has another number of vertices, or of normals, than its geometry
 };
 
 /// One reason.
@@ -39,15 +42,22 @@ struct knStillnessReason {
   std::string text;                ///< the reason in words: one line, without a line end
 };
 
+/// What a question about the whole scene tells beside the rest.
+struct knStillnessOptions {
+  bool constantCurves = false;  ///< curves with one value at all keys, which most scenes have on purpose
+};
+
 /// Answers why something does not move. A list holds all reasons that were found, the general ones first; it is empty if
-/// values arrive. Each question walks over everything that is animated in the scene, and may call the host for its
+/// nothing keeps the values from arriving. Each question walks over everything that is animated in the scene, and may call the host for its
 /// materials. Main thread.
 ///
 /// Evaluations notice some of these faults themselves. When such an evaluation is done, it logs a warning, once for each
 /// curve or tree and cause: a scene evaluation without a scene; a curve without a target, or whose target has no such
-/// field or component; shapes of a cache that do not agree, so that they are not blended; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next scene evaluation, a tree that
-/// `knAnimManager::addAnimation` gave to an object outside the scene. Keys that are not finite are reported when they
-/// are added. After a thousand warnings, one line says that there are more. An evaluation without a fault does no work
+/// field or component; shapes of a cache that do not agree, so that they are not blended, or do not have the geometry's
+/// number of vertices; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next scene
+/// evaluation, a tree that `knAnimManager::addAnimation` gave to a node outside the scene, to a material outside its pool,
+/// or to a core. Keys that are not finite are reported when they are added. Each of these calls is told once: a frame rate
+/// not above 0; a time that is not finite; a null or dead tree to enqueue, evaluate or add. After a thousand warnings, one line says that there are more. An evaluation without a fault does no work
 /// for this.
 class KNANIM_API knDiagnosis {
  public:
@@ -57,8 +67,11 @@ class KNANIM_API knDiagnosis {
   static std::vector<knStillnessReason> whyStill(osg::AnimNodePtr const& tree);
   /// For a curve, at all nodes that have it as their core.
   static std::vector<knStillnessReason> whyStill(osg::AnimCurvePtr const& curve);
-  /// For the whole scene.
+  /// For the whole scene: what keeps the animations that hang on its nodes, cameras, sceneplates and materials from
+  /// moving them. A block that is switched off is not listed if active clips play all its curves. Clips themselves, and
+  /// trees on objects outside the scene, are not looked at: ask for them one by one. Constant curves are listed on demand.
   static std::vector<knStillnessReason> whyStill();
+  static std::vector<knStillnessReason> whyStill(knStillnessOptions const& options);
 
   /// Switches the warnings of evaluations on, as they are at first, or off.
   static void setWarnings(bool on);

@@ -1,3 +1,4 @@
+#include "diagnosis/Holding.h"
 #include "diagnosis/MotionWarnings.h"
 #include "diagnosis/Refusal.h"
 #include "evaluation/SceneMaterials.h"
@@ -6,6 +7,7 @@
 #include "knAnimManager.h"
 #include "model/geometry/Geometry.h"
 #include "model/scenedata/SceneRoots.h"
+#include "model/sceneext/AnimClip.h"
 #include "model/sceneext/CameraTrack.h"
 #include "model/scenegraph/NodeQueries.h"
 
@@ -153,11 +155,13 @@ class Examination {
     std::vector<std::pair<AnimNodePtr, AnimCurvePtr>> places;
     bool isHeld = false;
     bool hasMotions = false;
+    bool isWhole = true;
     forEachNode(tree, [&](NodePtr const& node) {
       // As evaluations do, past what is no animation node, with all that is below it.
       AnimNodePtr const animNode = osg::dcast<AnimNodePtr>(node);
       if (!animNode) return false;
       bool const isOn = lookAtNode(node);
+      isWhole = isWhole && isOn;
       if (!hasMotion(node)) return isOn;
       hasMotions = true;
       isHeld = !_owners.of(node->getCore()).empty() || isHeld;
@@ -169,11 +173,12 @@ class Examination {
       }
       return isOn;
     });
-    if (!hasMotions)
+    if (!hasMotions && isWhole)
       add(knStillness::NoCurves, tree, {}, titleOf(tree) + " holds no curve and no shape cache");
-    if (hasMotions && !isHeld)
-      add(knStillness::NotInScene, tree, {},
-          titleOf(tree) + " moves nothing: it hangs on nothing that the scene holds");
+    if (hasMotions && !isHeld) {
+      std::string const title = titleOf(tree);
+      add(knStillness::NotInScene, tree, {}, title + " moves nothing: " + describeNotHeld(tree, _membership));
+    }
     // Owners of the host's own classes are asked here, and may do anything.
     for (auto const& [node, curve] : places) {
       // With all its owners at once: trees that share the curve ask no more.
@@ -182,7 +187,9 @@ class Examination {
     }
   }
 
-  void lookAtAll() {
+  void lookAtAll(knStillnessOptions const& options) {
+    _isOfScene = true;
+    _tellsConstant = options.constantCurves;
     std::unordered_set<AnimNodePtr> trees;
     for (SceneOwners::Owner const& owner : _owners.all()) {
       bool const isNew = trees.insert(owner.tree).second;
@@ -201,13 +208,41 @@ class Examination {
   bool lookAtNode(NodePtr const& node) {
     AnimNodePtr const animNode = osg::dcast<AnimNodePtr>(node);
     if (!node->isActive()) {
-      add(knStillness::Inactive, animNode, {}, "the node '" + osg::nameOf(node) + "' is switched off");
+      if (_isOfScene && isPlayedByClips(node)) return false;
+      add(knStillness::Inactive, animNode, {}, titleOfNode(node) + " is switched off");
       return false;
     }
     if (animNode && animNode->getHidden())
       add(knStillness::Hidden, animNode, {},
-          "the node '" + osg::nameOf(node) + "' is hidden, and left out of the evaluation of a scene");
+          titleOfNode(node) + " is hidden, and left out of the evaluation of a scene");
+    if (animNode && animNode->getPlaying() && animNode->getPausing())
+      add(knStillness::Paused, animNode, {},
+          titleOfNode(node) +
+              " is in the playing queue, but paused: knAnimManager::pause(tree, false) ends that");
     return true;
+  }
+  static std::string titleOfNode(NodePtr const& node) {
+    AnimNodePtr const animNode = osg::dcast<AnimNodePtr>(node);
+    return animNode ? titleOf(animNode) : titleOf(FieldContainerPtr(node));
+  }
+
+  /// Whether active clips play all curves and caches below a node that is switched off: clips share what they play.
+  bool isPlayedByClips(NodePtr const& off) {
+    bool hasMotions = false;
+    bool isPlayed = true;
+    forEachNode(off, [&](NodePtr const& node) {
+      if (!isPlayed || !hasMotion(node)) return isPlayed;
+      hasMotions = true;
+      auto const& users = std::as_const(*node->getCore()).getParents();
+      isPlayed = std::ranges::any_of(
+          users, [this](NodePtr const& user) { return _clips.find(user, askForActiveClip); });
+      return isPlayed;
+    });
+    return hasMotions && isPlayed;
+  }
+  static std::optional<bool> askForActiveClip(NodePtr const& node) {
+    if (!node->isActive()) return false;
+    return osg::hasCore<osg::AnimClip>(node) ? std::optional(true) : std::nullopt;
   }
 
   void lookAtCurve(AnimNodePtr const& node, AnimCurvePtr const& curve) {
@@ -230,11 +265,18 @@ class Examination {
     if (auto const bad = std::ranges::find_if(keys, isBad); bad != keys.end()) {
       add(knStillness::BadKeys, node, curve,
           title + ": key " + std::to_string(bad - keys.begin()) + " is not finite");
+    } else if (auto const late =
+                   std::ranges::is_sorted_until(keys, {}, [](osg::CCPnt const& key) { return key.x(); });
+               late != keys.end()) {
+      add(knStillness::KeysOutOfOrder, node, curve,
+          title + ": key " + std::to_string(late - keys.begin()) +
+              " is earlier than the one before it: keys must be in order of time, as AnimCurve::addPoint "
+              "puts them");
     }
     auto const isFlat = [&](osg::CCPnt const& key) {
       return key.y() == keys.front().y() && key.inY() == 0.F && key.outY() == 0.F;
     };
-    if (std::ranges::all_of(keys, isFlat))
+    if (_tellsConstant && std::ranges::all_of(keys, isFlat))
       add(knStillness::SameValues, node, curve, title + " has one value at all keys");
   }
 
@@ -243,7 +285,8 @@ class Examination {
     if (node->getTotalScale() == 0.F)
       add(knStillness::NoTimeScale, node, cache, title + ": a scale of zero puts all shapes at one time");
     lookAtShapes(node, cache, title);
-    for (std::size_t const i : _owners.of(cache)) lookAtGeometry(node, _owners.all()[i].container, title);
+    for (std::size_t const i : _owners.of(cache))
+      lookAtGeometry(node, *cache, _owners.all()[i].container, title);
   }
 
   void lookAtShapes(AnimNodePtr const& node, osg::TimeShapeCachePtr const& cache, std::string const& title) {
@@ -261,7 +304,8 @@ class Examination {
     if (last == nullptr) add(knStillness::NoShapes, node, cache, title + " holds no shapes");
   }
 
-  void lookAtGeometry(AnimNodePtr const& node, FieldContainerPtr const& owner, std::string const& title) {
+  void lookAtGeometry(AnimNodePtr const& node, osg::TimeShapeCache const& cache,
+                      FieldContainerPtr const& owner, std::string const& title) {
     auto const* const geometry = osg::coreOf<osg::Geometry>(osg::dcast<NodePtr>(owner));
     char const* what = nullptr;
     if (geometry == nullptr) {
@@ -269,8 +313,16 @@ class Examination {
     } else if (osg::dcastTo<osg::GeoPositions3f>(geometry->getPositions()) == nullptr) {
       what = "has a geometry without vertices of three floats";
     }
-    if (what != nullptr)
+    if (what != nullptr) {
       add(knStillness::NoGeometry, node, owner, title + " moves nothing: " + titleOf(owner) + " " + what);
+      return;
+    }
+    for (osg::TimeShapeDataPtr const& shape : cache.getShapes()) {
+      std::string const text = shape.isAlive() ? describeMisfit(*shape, *geometry) : std::string();
+      if (text.empty()) continue;
+      add(knStillness::WrongVertexCount, node, owner, title + ": " + text);
+      return;
+    }
   }
 
   void lookAtAim(AnimNodePtr const& node, AnimCurvePtr const& curve, std::size_t owner) {
@@ -323,6 +375,10 @@ class Examination {
 
   bool const _isSimulating = knAnimManager::simulationEnabled();  // by the host, which may edit anything
   SceneOwners _owners;
+  SceneMembership _membership;
+  AnswersFromAbove _clips;
+  bool _isOfScene = false;
+  bool _tellsConstant = true;
   std::unordered_set<AnimCurvePtr> _aimed;
   Reasons _reasons;
 };
@@ -361,9 +417,12 @@ Reasons knDiagnosis::whyStill(AnimCurvePtr const& argument) {
   return examination.take();
 }
 
-Reasons knDiagnosis::whyStill() {
+Reasons knDiagnosis::whyStill() { return whyStill(knStillnessOptions()); }
+
+Reasons knDiagnosis::whyStill(knStillnessOptions const& optionArguments) {
+  knStillnessOptions const options = optionArguments;
   Examination examination;
-  if (examination.lookAtWhole()) examination.lookAtAll();
+  if (examination.lookAtWhole()) examination.lookAtAll(options);
   return examination.take();
 }
 

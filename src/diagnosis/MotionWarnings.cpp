@@ -1,19 +1,16 @@
 #include "diagnosis/MotionWarnings.h"
 
+#include "diagnosis/Holding.h"
 #include "diagnosis/Refusal.h"
 #include "model/scenedata/SceneRoots.h"
-#include "model/sceneext/AnimAttachment.h"
-#include "model/scenegraph/NodeQueries.h"
 #include "model/utils/knLog.h"
 
 #include <set>
 #include <tuple>
-#include <unordered_map>
 #include <utility>
 
 using osg::AnimNodePtr;
 using osg::FieldContainerPtr;
-using osg::NodePtr;
 using osg::UInt32;
 
 namespace {
@@ -25,6 +22,7 @@ struct Told {
   std::set<std::tuple<FieldContainerPtr, knStillness, UInt32>> causes;
   std::vector<std::string> refusals;  ///< noted, to be told
   std::vector<AnimNodePtr> newTrees;
+  std::set<MotionWarnings::Mistake> mistakes;
   bool isOn = true;
 };
 
@@ -43,47 +41,6 @@ bool isNew(FieldContainerPtr const& subject, knStillness cause, UInt32 detail = 
 std::string lineOf(std::string const& text) {
   if (told().causes.size() <= MostWarnings) return onOneLine(text);
   return "more animations move nothing than are told of here; knDiagnosis::whyStill lists all";
-}
-
-/// Whether nodes are below a root of the scene. Nodes that were passed once are known.
-class SceneMembership {
- public:
-  bool holds(NodePtr node) {
-    std::vector<NodePtr> way;
-    bool isIn = false;
-    for (; node.isAlive(); node = node->getParent()) {
-      auto const known = _known.find(node);
-      isIn = known != _known.end() ? known->second : isRoot(node);
-      if (known != _known.end() || isIn) break;
-      way.push_back(node);
-    }
-    for (NodePtr const& passed : way) _known[passed] = isIn;
-    return isIn;
-  }
-
- private:
-  static bool isRoot(NodePtr const& node) {
-    return node == sceneRoot() || node == materialRoot() || node == knSceneDataManager::getSceneplateRoot(0);
-  }
-
-  std::unordered_map<NodePtr, bool> _known;
-};
-
-/// The nodes that hold a tree by an attachment. Materials count as held: the host alone knows the scene's.
-bool isHeld(AnimNodePtr const& tree, SceneMembership& scene, NodePtr& outside) {
-  NodePtr top = tree;
-  while (top->getParent().isAlive()) top = top->getParent();
-  auto const* const root = osg::dcastTo<osg::AnimNode>(top);
-  if (root == nullptr || root->getRootedAttachments().empty()) return true;
-  for (osg::AttachmentPtr const& attachment : root->getRootedAttachments()) {
-    if (!attachment.isAlive()) continue;
-    for (FieldContainerPtr const& holder : std::as_const(*attachment).getParents()) {
-      NodePtr const node = osg::dcast<NodePtr>(holder);
-      if (!node || scene.holds(node)) return true;
-      outside = node;
-    }
-  }
-  return !outside.isAlive();
 }
 
 }  // namespace
@@ -115,6 +72,20 @@ void MotionWarnings::noteDisagreement(AnimNodePtr const& node, FieldContainerPtr
   hasRefusals = true;
 }
 
+void MotionWarnings::noteMisfit(AnimNodePtr const& node, osg::GeometryPtr const& geometry,
+                                osg::TimeShapeData const& shape) {
+  std::string const text = describeMisfit(shape, *geometry);
+  if (text.empty() || !isNew(node->getCore(), knStillness::WrongVertexCount, geometry.getContainerId()))
+    return;
+  told().refusals.push_back(
+      lineOf(titleOf(node) + " of " + titleOf(FieldContainerPtr(geometry)) + ": " + text));
+  hasRefusals = true;
+}
+
+void MotionWarnings::tellMistake(Mistake mistake, char const* text) {
+  if (told().isOn && told().mistakes.insert(mistake).second) knLog::warning(text);
+}
+
 void MotionWarnings::tellNotedRefusals() {
   hasRefusals = false;
   for (std::string const& line : std::exchange(told().refusals, {})) knLog::warning(line.c_str());
@@ -128,8 +99,9 @@ void MotionWarnings::treeWithoutOwner(AnimNodePtr const& tree) {
   if (!materialRoot().isAlive()) {
     noScene();
   } else if (isNew(tree, knStillness::NotInScene)) {
-    knLog::warning(
-        lineOf(titleOf(tree) + " moves nothing: it hangs on nothing that the scene holds").c_str());
+    SceneMembership scene;
+    std::string const title = titleOf(tree);
+    knLog::warning(lineOf(title + " moves nothing: " + describeNotHeld(tree, scene)).c_str());
   }
 }
 
@@ -144,27 +116,30 @@ void MotionWarnings::noteNewTree(AnimNodePtr const& tree) {
 void MotionWarnings::checkNewTrees() {
   hasNewTrees = false;
   struct Outside {
-    NodePtr node;
+    FieldContainerPtr holder;
     AnimNodePtr first;
     std::size_t count = 0;
   };
   std::vector<Outside> found;  // in the order of the trees, which come owner by owner
   SceneMembership scene;
   for (AnimNodePtr const& tree : std::exchange(told().newTrees, {})) {
-    NodePtr outside;
-    if (!tree.isAlive() || isHeld(tree, scene, outside) || !isNew(tree, knStillness::NotInScene)) continue;
-    if (found.empty() || found.back().node != outside) found.push_back({outside, tree});
+    FieldContainerPtr const outside = findOutside(tree, scene);
+    if (!outside.isAlive() || !isNew(tree, knStillness::NotInScene)) continue;
+    if (found.empty() || found.back().holder != outside) found.push_back({outside, tree});
     ++found.back().count;
   }
   std::vector<std::string> lines;
-  for (auto const& [node, first, count] : found) {
+  for (auto const& [holder, first, count] : found) {
     std::string text = count == 1 ? titleOf(first) + " moves nothing: it hangs on "
                                   : std::to_string(count) + " animations move nothing: they hang on ";
-    lines.push_back(lineOf(text.append(titleOf(node)) + ", which no scene holds"));
+    lines.push_back(lineOf(text + describeOutside(holder)));
   }
   for (std::string const& line : lines) knLog::warning(line.c_str());
 }
 
 void MotionWarnings::setOn(bool on) { told().isOn = on; }
 
-void MotionWarnings::forget() { told().causes.clear(); }
+void MotionWarnings::forget() {
+  told().causes.clear();
+  told().mistakes.clear();
+}

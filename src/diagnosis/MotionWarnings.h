@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/AnimCurve.h"
 #include "model/sceneext/AnimNode.h"
 #include "model/sceneext/TimeShapeCache.h"
@@ -18,6 +19,9 @@ void noteRefusal(osg::FieldContainerPtr const& curve, osg::FieldContainerPtr con
 /// Two shapes of a cache that are to be blended and have different numbers of vertices or normals.
 [[gnu::cold]] void noteDisagreement(osg::AnimNodePtr const& node, osg::FieldContainerPtr const& geometry,
                                     osg::TimeShapeData const& lower, osg::TimeShapeData const& upper);
+/// A shape that is shown on a geometry with another number of vertices or normals.
+[[gnu::cold]] void noteMisfit(osg::AnimNodePtr const& node, osg::GeometryPtr const& geometry,
+                              osg::TimeShapeData const& shape);
 /// A tree was given to an object: the next scene evaluation looks whether the scene holds it.
 void noteNewTree(osg::AnimNodePtr const& tree);
 
@@ -41,6 +45,10 @@ inline void tellOfScene() {
 [[gnu::cold]] void noScene();
 /// A tree with keys was evaluated alone, and nothing that the scene holds owns one of its curves.
 [[gnu::cold]] void treeWithoutOwner(osg::AnimNodePtr const& tree);
+
+/// Arguments that no operation can make sense of. Each kind is told once, at once.
+enum class Mistake { FrameRate, TimelineTime, TreeTime, NoTreeToPlay, NoTreeToEvaluate, NoTreeToAdd };
+[[gnu::cold]] void tellMistake(Mistake mistake, char const* text);
 
 void setOn(bool on);
 void forget();

@@ -1,5 +1,6 @@
 #include "diagnosis/Refusal.h"
 
+#include "diagnosis/Holding.h"
 #include "diagnosis/NearNames.h"
 #include "evaluation/WriteRule.h"
 #include "model/light/UberLight.h"
@@ -36,6 +37,13 @@ std::string nameOfUser(osg::NodeCore const& core) {
     if (std::string name = osg::nameOf(users[i]); !name.empty()) return name;
   }
   return {};
+}
+
+/// Of trees of any depth, only the upper nodes ask for what has the tree.
+bool isNearTop(osg::NodePtr node) {
+  constexpr int MostLevels = 16;
+  for (int level = 0; level < MostLevels && node.isAlive(); ++level) node = node->getParent();
+  return !node.isAlive();
 }
 
 std::vector<std::string> fieldNamesOf(osg::FieldContainerType const& type) {
@@ -85,6 +93,26 @@ std::string describeDisagreement(osg::TimeShapeData const& one, osg::TimeShapeDa
   return text.str();
 }
 
+std::string describeMisfit(osg::TimeShapeData const& shape, osg::Geometry const& geometry) {
+  auto const* const positions = osg::dcastTo<osg::GeoPositions3f>(geometry.getPositions());
+  auto const* const normals = osg::dcastTo<osg::GeoNormals3f>(geometry.getNormals());
+  auto const differ = [](std::size_t ofShape, std::size_t ofGeometry) {
+    return ofShape != 0 && ofShape != ofGeometry;
+  };
+  std::ostringstream text;
+  if (positions != nullptr && differ(shape.getPositions().size(), positions->getValues().size())) {
+    text << "the shape at " << shape.getTime() << " s has " << shape.getPositions().size()
+         << " vertices and the geometry has " << positions->getValues().size();
+  } else if (normals != nullptr && differ(shape.getNormals().size(), normals->getValues().size())) {
+    text << "the shape at " << shape.getTime() << " s has " << shape.getNormals().size()
+         << " normals and the geometry has " << normals->getValues().size();
+  } else {
+    return {};
+  }
+  text << ", so it is not shown at its time, and only in part when blended";
+  return text.str();
+}
+
 std::string describeNoAim(FieldContainerPtr const& owner, std::string const& field) {
   auto const* const node = osg::dcastTo<osg::Node>(owner);
   if (node != nullptr && !node->getCore().isAlive()) return titleOf(owner) + " has no core";
@@ -110,7 +138,14 @@ std::string titleOf(osg::AnimNodePtr const& tree) {
   osg::AnimCurvePtr const curve =
       tree.isAlive() ? osg::dcast<osg::AnimCurvePtr>(tree->getCore()) : osg::AnimCurvePtr();
   if (curve) return titleOf(curve);
-  return osg::hasCore<osg::TimeShapeCache>(tree) ? "a shape cache" : "an animation without a name";
+  if (osg::hasCore<osg::TimeShapeCache>(tree)) return "a shape cache";
+  std::vector<FieldContainerPtr> holders;
+  if (isNearTop(tree)) holders = findHolders(tree);
+  if (!holders.empty()) return "an animation of " + titleOf(holders.front());
+  osg::FieldContainerPtr const core = tree.isAlive() ? tree->getCore() : osg::NodeCorePtr();
+  std::string const kind = core.isAlive() ? core->getType().getName().str() : "animation node";
+  std::string const child = tree.isAlive() && tree->getNChildren() > 0 ? osg::nameOf(tree->getChild(0)) : "";
+  return "an unnamed " + kind + (child.empty() ? "" : " with '" + child + "'");
 }
 
 std::string titleOf(FieldContainerPtr const& container) {

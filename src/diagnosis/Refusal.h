@@ -1,6 +1,7 @@
 #pragma once
 
 #include "knDiagnosis.h"
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/TimeShapeCache.h"
 
 #include <optional>
@@ -13,6 +14,8 @@ std::string describeRefusal(osg::FieldContainerPtr const& aim, std::string const
                             osg::UInt32 valueIndex, knStillness cause);
 /// That two shapes of a cache are not blended, as their numbers differ; empty where they agree.
 std::string describeDisagreement(osg::TimeShapeData const& one, osg::TimeShapeData const& other);
+/// That a shape does not show on a geometry as it is, as their numbers of vertices or normals differ; empty where it does.
+std::string describeMisfit(osg::TimeShapeData const& shape, osg::Geometry const& geometry);
 /// That the owner of a curve has nothing that takes it.
 std::string describeNoAim(osg::FieldContainerPtr const& owner, std::string const& field);
 inline constexpr char const* NoSceneText =
@@ -22,7 +25,7 @@ inline constexpr char const* NoSceneText =
 std::string onOneLine(std::string text);
 
 /// What to call things in a line of text. A curve: by the name of a node that has it, or by its channel. A tree: by its
-/// name, or by its curve. Anything else: by the name of a node that has it, and its type.
+/// name, by its curve, or by what has it. Anything else: by the name of a node that has it, and its type.
 std::string titleOf(osg::AnimCurvePtr const& curve);
 std::string titleOf(osg::AnimNodePtr const& tree);
 std::string titleOf(osg::FieldContainerPtr const& container);

@@ -12,6 +12,7 @@
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
+#include <cmath>
 #include <tbb/parallel_for.h>
 #include <unordered_map>
 
@@ -297,6 +298,11 @@ void knAnimManager::reevaluate(AnimNodePtr node, bool force) {
 
 void knAnimManager::evaluateByTime(AnimNodePtr node, float time, bool force, bool commit,
                                    bool motionBlurOnly) {
+  using MotionWarnings::Mistake;
+  if (!node.isAlive()) [[unlikely]]
+    MotionWarnings::tellMistake(Mistake::NoTreeToEvaluate, "a tree that is null or gone is not evaluated");
+  if (!std::isfinite(time)) [[unlikely]]
+    MotionWarnings::tellMistake(Mistake::TreeTime, "a tree is evaluated at a time that is not finite");
   if (!node.isAlive() || !node->getCore().isAlive() || !node->isActive()) return;
   if (!force && !simulationEnabled()) return;
   knAnimEvaluator::the()->evaluateObject(node, time, motionBlurOnly, commit, true);

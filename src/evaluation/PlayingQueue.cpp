@@ -1,3 +1,4 @@
+#include "diagnosis/MotionWarnings.h"
 #include "evaluation/FieldContents.h"
 #include "evaluation/FieldWrite.h"
 #include "evaluation/GatheringBuffers.h"
@@ -88,7 +89,11 @@ PlayingPlan::Moment findMoment(AnimNode const& node, double now) {
 
 void knAnimEvaluator::enqueue(AnimNodePtr const& nodeArgument, bool start) {
   AnimNodePtr const node = nodeArgument;
-  if (!node.isAlive()) return;
+  if (!node.isAlive()) {
+    MotionWarnings::tellMistake(MotionWarnings::Mistake::NoTreeToPlay,
+                                "a tree that is null or gone is not put into the playing queue");
+    return;
+  }
   if (!start) {
     _pendingNodes.insert(node);
     return;
@@ -242,7 +247,7 @@ void knAnimEvaluator::playAll(PlayingPlan& plan, double now, std::vector<AnimNod
 void knAnimEvaluator::startPending() {
   for (AnimNodePtr const& node : std::vector(_pendingNodes.begin(), _pendingNodes.end())) {
     if (!_pendingNodes.contains(node)) continue;
-    enqueue(node, true);
+    if (node.isAlive()) enqueue(node, true);
     _pendingNodes.erase(node);
   }
 }

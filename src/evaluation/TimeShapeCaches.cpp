@@ -102,6 +102,15 @@ struct VertexArrays {
       normals = &property->getValues();
     }
   }
+  /// A shape need not have both.
+  bool fit(TimeShapeData const& shape) const {
+    return fits(shape.getPositions(), positions) && fits(shape.getNormals(), normals);
+  }
+  template <class Element>
+  static bool fits(osg::MField<Element> const& from, osg::MField<Element> const* to) {
+    return to == nullptr || from.empty() || from.size() == to->size();
+  }
+
   osg::MField<Pnt3f>* positions = nullptr;
   osg::MField<Vec3f>* normals = nullptr;
 };
@@ -161,6 +170,9 @@ void knAnimEvaluator::evaluateTimeShapeCaches(osg::AnimNodePtr node,
       MotionWarnings::noteDisagreement(node, geometry, *shapes.lower, *shapes.upper);
       return;
     }
+    TimeShapeData const* const shown = shapes.shape != nullptr ? shapes.shape : shapes.lower;
+    if (shown != nullptr && !arrays.fit(*shown)) [[unlikely]]
+      MotionWarnings::noteMisfit(node, geometry, *shown);
     announceShape(geometry);
   }
 }

@@ -80,7 +80,12 @@ AnimAttachmentPtr findOrCreateAttachment(osg::AttachmentContainerPtr const& cont
 void knAnimManager::addAnimation(osg::AttachmentContainerPtr const& container,
                                  AnimNodePtr const& animationArgument) {
   AnimNodePtr const animation = animationArgument;
-  if (!container.isAlive() || !animation.isAlive()) return;
+  if (!container.isAlive() || !animation.isAlive()) {
+    MotionWarnings::tellMistake(
+        MotionWarnings::Mistake::NoTreeToAdd,
+        "no animation is added: it, or the object that is to have it, is null or gone");
+    return;
+  }
   AnimAttachmentPtr const attachment = findOrCreateAttachment(container);
   if (!attachment) return;
   MotionWarnings::noteNewTree(animation);

@@ -1,3 +1,4 @@
+#include "diagnosis/MotionWarnings.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
 #include "model/fields/FieldContainerFactory.h"
@@ -5,10 +6,27 @@
 #include "model/utils/Broadcast.h"
 
 #include <chrono>
+#include <cmath>
 #include <utility>
+
+namespace {
+
+/// Taken all the same.
+void checkTime(double time) {
+  if (!std::isfinite(time)) [[unlikely]]
+    MotionWarnings::tellMistake(
+        MotionWarnings::Mistake::TimelineTime,
+        "the timeline is moved to a time that is not finite: curves give no sensible values there");
+}
+
+}  // namespace
 
 void knAnimManager::setFPS(double fps) {
   if (fps == _fps) return;
+  if (!(fps > 0.0))
+    MotionWarnings::tellMistake(
+        MotionWarnings::Mistake::FrameRate,
+        "a frame rate is set that is not above 0: frames have no sensible times with it");
   if (_keepKeysAtFrame) multiplyAnimationKeys(_fps / fps);
   _fps = fps;
   knSceneDataManager::getSceneData(0)->setFps(fps);
@@ -28,6 +46,7 @@ void knAnimManager::multiplyAnimationKeys(double factor) {
 
 bool knAnimManager::setCurrentTime(double time, bool force, bool notify) {
   if (time == _currentTime && !force) return false;
+  checkTime(time);
   _currentTime = time;
   evaluateAnimationsByTime(static_cast<float>(time), force, false);
   if (notify) send("currentAnimTimeChanged", "time", time);
@@ -42,6 +61,7 @@ bool knAnimManager::setCurrentFrame(double frame, bool force, bool notify) {
 
 bool knAnimManager::setCurrentTimeNoEvaluation(double time, bool notify) {
   if (time == _currentTime) return false;
+  checkTime(time);
   _currentTime = time;
   if (notify) send("currentAnimTimeChanged", "time", time);
   return true;

@@ -1,3 +1,4 @@
+#include "knAuthoring.h"
 #include "knDiagnosis.h"
 
 #include "support/LogCapture.h"
@@ -14,9 +15,11 @@ class DiagnosisTest : public SceneStage {
 
   NodePtr const door = addNode(Transform3D::create());
 
-  static bool names(std::vector<knStillnessReason> const& reasons, knStillness cause) {
-    return std::ranges::any_of(reasons,
-                               [&](auto const& one) { return one.cause == cause && !one.text.empty(); });
+  static bool names(std::vector<knStillnessReason> const& reasons, knStillness cause,
+                    std::string const& text = " ") {
+    return std::ranges::any_of(reasons, [&](auto const& one) {
+      return one.cause == cause && one.text.find(text) != std::string::npos;
+    });
   }
 };
 
@@ -25,9 +28,10 @@ TEST_F(DiagnosisTest, EachMistakeIsToldOnceInTheFirstFrame) {
   NodePtr const outside = Node::create();
   Held const held(outside);
   outside->setCore(Transform3D::create());
+  Held const paint(PhongMaterial::create());
   NodePtr const bare = addNode({});
   struct Mistake {
-    NodePtr owner;
+    AttachmentContainerPtr owner;
     AnimNodePtr tree;
     knStillness cause;
     char const* text;
@@ -37,16 +41,18 @@ TEST_F(DiagnosisTest, EachMistakeIsToldOnceInTheFirstFrame) {
       {door, newCurveNode("translation", 7, {{0, 1}, {1, 2}}), knStillness::NoComponent, "7"},
       {door, newCurveNode("eulerRotation", 4, {{0, 1}, {1, 2}}), knStillness::NoComponent, "4"},
       {bare, newCurveNode("translation", 0, {{0, 1}, {1, 2}}), knStillness::NoAim, "has no core"},
-      {outside, newCurveNode("translation", 0, {{0, 1}, {1, 2}}), knStillness::NotInScene, "no scene holds"}};
+      {outside, newCurveNode("translation", 0, {{0, 1}, {1, 2}}), knStillness::NotInScene, "no scene holds"},
+      {*paint, newCurveNode("diffuseColor", 0, {{0, 1}, {1, 2}}), knStillness::NotInScene, "material pool"},
+      {door->getCore(), newCurveNode("scale", 0, {{0, 1}, {1, 2}}), knStillness::NotInScene, "is a core"}};
   for (Mistake const& mistake : mistakes) {
     LogCapture const log;
     knAnimManager::the()->addAnimation(mistake.owner, mistake.tree);
     for (int frame = 0; frame < 3; ++frame) evaluate(0.25F * static_cast<float>(frame));
     ASSERT_EQ(log.warnings().size(), 1U) << mistake.text;
     EXPECT_TRUE(log.contains(mistake.text)) << log.warnings()[0];
-    EXPECT_TRUE(names(knDiagnosis::whyStill(mistake.tree), mistake.cause)) << mistake.text;
+    EXPECT_TRUE(names(knDiagnosis::whyStill(mistake.tree), mistake.cause, mistake.text)) << mistake.text;
     EXPECT_TRUE(names(knDiagnosis::whyStill(curveOf(mistake.tree)), mistake.cause)) << mistake.text;
-    EXPECT_EQ(names(knDiagnosis::whyStill(), mistake.cause), mistake.owner != outside);
+    EXPECT_EQ(names(knDiagnosis::whyStill(), mistake.cause), mistake.cause != knStillness::NotInScene);
     knAnimManager::the()->subAnimation(mistake.owner, mistake.tree);
   }
   {
@@ -114,6 +120,60 @@ TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::NoKeys));
   knAnimManager::setSimulationEnabledCB([] { return false; });
   EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::SimulationOff));
+}
+
+/// What a scene has on purpose is not told; what is in the way of one tree is.
+TEST_F(DiagnosisTest, TheSceneIsAskedForFaultsAlone) {
+  named(door, "Door");
+  knAuthoring::setKeys(knAuthoring::makeCurve(door, "translation.X"), {{0, 0}, {2, 8}});
+  AnimNodePtr const clip = knAuthoring::makeClip({{door}}, "opening");
+  AnimNodePtr const even =
+      animate(addNode(Transform3D::create()), newCurveNode("scale", 0, {{0, 1}, {1, 1}}));
+  EXPECT_TRUE(knDiagnosis::whyStill().empty());
+  EXPECT_TRUE(
+      names(knDiagnosis::whyStill(knStillnessOptions{.constantCurves = true}), knStillness::SameValues));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(even), knStillness::SameValues));
+  clip->setTravMask(0);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::Inactive, "opening_Block"));
+  clip->setTravMask(0xFFFFFFFFU);
+  animate(door, newGroup<AnimBlock>({}));
+  treesOf(door)[0]->setTravMask(0);
+  NodePtr const empty = named(addNode(Transform3D::create()), "Empty");
+  animate(empty, newGroup<AnimBlock>({}));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::NoCurves, "an animation of 'Empty' (Node)"));
+
+  knAnimManager::the()->pause(clip, true);
+  EXPECT_FALSE(names(knDiagnosis::whyStill(clip), knStillness::Paused));
+  knAnimManager::the()->enqueue(clip, true);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(clip), knStillness::Paused));
+  knAnimManager::the()->dequeueAll();
+  curveOf(even)->getControlPoints().getValues()[0].setX(5);
+  EXPECT_TRUE(names(knDiagnosis::whyStill(even), knStillness::KeysOutOfOrder, "key 1"));
+  door->addChild(newCurveNode("scale", 0, {{0, 1}, {1, 2}}));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(AnimNodePtr(dcast<AnimNodePtr>(door->getChild(0)))),
+                    knStillness::NotInScene, "is a child of 'Door'"));
+  knAnimManager::the()->clearClipStructure();
+}
+
+TEST_F(DiagnosisTest, CallsThatMakeNoSenseAreToldOnce) {
+  AnimNodePtr const tree = animate(door, newCurveNode("translation", 0, {{0, 1}, {1, 2}}));
+  auto const callAll = [&] {
+    for (int times = 0; times < 2; ++times) {
+      manager.setFPS(-1 - times);
+      manager.setCurrentTime(INFINITY, true, false);
+      manager.evaluateByTime(tree, NAN, true, true, false);
+      manager.evaluateByTime({}, 0, true, true, false);
+      manager.enqueue(AnimNodePtr(), true);
+      manager.addAnimation(door, {});
+    }
+  };
+  LogCapture const log;
+  knDiagnosis::setWarnings(false);
+  callAll();
+  EXPECT_TRUE(log.lines().empty());
+  knDiagnosis::setWarnings(true);
+  callAll();
+  EXPECT_EQ(log.warnings().size(), 6U);
 }
 
 }  // namespace DiagnosisTest

@@ -81,16 +81,20 @@ TEST_F(TimeShapeCachesTest, SizesThatDoNotFit) {
   cache->addShape(newShape(4, 30, 101, 100));
   osg::GeometryPtr const smaller = newGeometry(80);
   osg::GeometryPtr const larger = newGeometry(120);
+  LogCapture const log;
+  knDiagnosis::forgetWarnings();
   evaluate(1);
   EXPECT_EQ(position(smaller, 79), Pnt3f(15, 15, 15));
   EXPECT_EQ(position(larger, 99), Pnt3f(15, 15, 15));
   EXPECT_EQ(position(larger, 100), Pnt3f());
   evaluate(2);
   EXPECT_EQ(position(smaller), Pnt3f(15, 15, 15)) << "a hit is copied whole or not at all";
-  LogCapture const log;
+  EXPECT_EQ(log.warnings().size(), 2U) << "one for each geometry";
+  for (char const* const part : {"100 vertices and the geometry has 80", "the geometry has 120"})
+    EXPECT_TRUE(log.contains(part)) << part;
   for (int times = 0; times < 2; ++times) evaluate(3);
   EXPECT_EQ(position(smaller), Pnt3f(15, 15, 15)) << "shapes of different sizes do not blend";
-  EXPECT_EQ(log.warnings().size(), 1U);
+  EXPECT_EQ(log.warnings().size(), 3U);
   EXPECT_TRUE(log.contains("2 s and 4 s have 100 and 101 vertices and 100 and 100 normals"));
 }
 
@@ -107,6 +111,8 @@ TEST_F(TimeShapeCachesTest, WhyACacheIsStill) {
   };
   cache->addShape(newShape(4, 30, 4, 0));
   EXPECT_EQ(causes(), std::vector{knStillness::ShapesDisagree});
+  cache->addShape(newShape(5, 30, 3, 0));
+  EXPECT_TRUE(std::ranges::count(causes(), knStillness::WrongVertexCount) == 1);
   cache->clearShapes();
   geometry->setPositions({});
   EXPECT_EQ(causes(), (std::vector{knStillness::NoShapes, knStillness::NoGeometry}));

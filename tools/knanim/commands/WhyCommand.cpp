@@ -104,7 +104,7 @@ void explain(SceneObjects const& objects, FoundChannel const& found, bool all, s
 }
 
 void explainScene(LoadedScene const& scene, bool all, std::FILE* output) {
-  Reasons reasons = knDiagnosis::whyStill();
+  Reasons reasons = knDiagnosis::whyStill(knStillnessOptions{.constantCurves = true});
   std::size_t const even = all ? 0 : takeEvenCurves(reasons);
   std::fprintf(output, "%s\n", scene.title().c_str());
   if (reasons.empty()) printRow(output, "faults", "none: every curve has something to move");
