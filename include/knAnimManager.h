@@ -157,8 +157,9 @@ class KNANIM_API knAnimManager {
 
   /// Evaluates the tree at the current time and announces what changed.
   void reevaluate(osg::AnimNodePtr node, bool force);
-  /// `commit` announces the written fields; without it they wait for the next commit. `motionBlurOnly` leaves out
-  /// curves whose node takes no part in motion blur.
+  /// `commit` announces the written fields; without it they wait for the next commit, except for what an operation of the
+  /// aim sets and announces itself: rotations, views of cameras, colours of lights. `motionBlurOnly` leaves out curves
+  /// whose own node takes no part in motion blur; what a block or clip above says does not count.
   void evaluateByTime(osg::AnimNodePtr node, float time, bool force, bool commit, bool motionBlurOnly);
   /// The same for a frame, which need not be whole.
   void evaluateByFrame(osg::AnimNodePtr node, float frame, bool force, bool commit, bool motionBlurOnly);
@@ -187,9 +188,9 @@ class KNANIM_API knAnimManager {
   // frame = time * fps, in doubles and without rounding. Only the time is kept: changing the frame rate changes
   // the number of the current frame.
 
-  /// Sets the frames per second, 24 at first, here and in the scene's record, and sends "changedFPS" (receivers
-  /// read fps()). With keepKeysAtFrame the keys of `_sceneAnimCurveData` move so that they stay at their frames.
-  /// A rate of 0 is taken as it is; frames then are not finite.
+  /// Sets the frames per second here and in the scene's record, and sends "changedFPS" (receivers read fps()). Until it is
+  /// called the rate is 24 here, which is what counts, and 30 in the record of a new scene. With keepKeysAtFrame the keys of `_sceneAnimCurveData` move so that they stay at their frames.
+  /// A rate of 0 is taken as it is; frames then are not finite. The log is told once of a rate not above 0.
   void setFPS(double fps);
   double fps() const { return _fps; }
   void setKeepKeysAtFrame(bool keep) { _keepKeysAtFrame = keep; }
@@ -305,7 +306,7 @@ class KNANIM_API knAnimManager {
   /// nobody writes.
   static osg::AnimAttachmentPtr getAnimAttachment(osg::AttachmentContainerPtr const& container);
   /// Adds a tree to the animations of a node or material, which gets its attachment when it has none. Null and dead
-  /// handles do nothing.
+  /// handles do nothing but a line in the log, once. Trees on cores are never evaluated.
   void addAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
   /// Takes a top-level animation away.
   void subAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
@@ -473,7 +474,8 @@ class KNANIM_API knAnimManager {
 
   /// Pastes independent copies. On a node or material they join its animations under unique names, and the attachment
   /// is made first, also when nothing fits; in a tree they keep their names and places. `flip` inverts their `Flipped`,
-  /// `notify` sends "pastedAnimations", also when nothing fits but not for an empty buffer. Gives the new trees.
+  /// a mark for the host's editor that no evaluation reads: to play backwards, give the tree a negative scale. `notify`
+  /// sends "pastedAnimations", also when nothing fits but not for an empty buffer. Gives the new trees.
   void pasteTo(osg::MaterialPtr const& target, bool flip, bool notify);
   std::vector<osg::AnimNodePtr> pasteTo(osg::NodePtr const& target, bool flip, bool notify);
   /// On each target. One message in all, also for an empty list or buffer.

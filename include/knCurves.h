@@ -9,7 +9,8 @@
 
 /// How the tangents of keys are made. The first three are the types that keys have (`osg::TangentType`): such tangents
 /// are computed again when a neighbouring key is added, removed or moved. The last two set plain vectors for the keys as
-/// they are now: set them again after an edit.
+/// they are now: set them again after an edit. Vectors that are made here reach over 0.4 of the time to the next key: a
+/// flat one from a key at 1 s to one at 3 s is (0.8, 0).
 enum class knTangents {
   Step,      ///< the value holds until the next key
   Straight,  ///< straight lines from key to key

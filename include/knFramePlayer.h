@@ -18,8 +18,10 @@ struct knFramePlaybackParams {
 /// How `knFramePlayer::play` plays. By default: forwards, in a loop, whole frames at the manager's rate.
 struct knPlayOptions {
   double firstFrame = 0.0;  ///< where playing begins, and begins again in a loop
-  double lastFrame = 0.0;   ///< is played too
-  bool loop = true;         ///< start again after the last frame; otherwise frames run on
+  double lastFrame = 0.0;   ///< the end of the loop, is played too; where playing begins if `reverse`
+  /// Start again after the last frame. Otherwise frames run on past the end until `stop`: to play once, call
+  /// `knFramePlayer::stop` after the `apply` that has brought `knAnimManager::currentFrame` there.
+  bool loop = true;
   bool reverse = false;     ///< from the last frame backwards
   bool subframes = false;   ///< also frames with fractions
   bool everyFrame = false;  ///< one frame a tick, however long a tick takes; ignores `fps`
@@ -31,8 +33,12 @@ struct knPlayOptions {
 };
 
 /// Plays frames in real time. The host calls `tick` and then `apply` once per pass of its loop. The frame is computed from
-/// the time since the first tick, so that errors do not add up; a slow pass skips frames. Whole frames keep an even
-/// cadence where the host's rate and `fps` do not divide. Playing ends only by `stop`.
+/// the time since the first tick, so that errors do not add up; a slow pass skips frames. Playing ends only by `stop`.
+///
+/// A whole frame differs from time * fps by less than one. Of the two it is the one whose distance from the frame before
+/// is nearer to what the time between the ticks asks for, which keeps an even cadence where the host's rate and `fps` do
+/// not divide each other. So it depends on the ticks before: at 10 fps, 0.25 s after the first tick, it can be 2 or 3. For
+/// exact frames ask for `subframes`, or set them by `knAnimManager::setCurrentFrame`.
 ///
 /// Main thread. A `tick` reads the clock once and allocates nothing, nor does an `apply` without a new frame.
 class KNANIM_API knFramePlayer {
@@ -48,8 +54,9 @@ class KNANIM_API knFramePlayer {
   /// a void pointer, when that is another one than before.
   void start(knFramePlaybackParams const& params, bool external, void* user);
   /// Begins playing as most hosts want it. The first frame is shown when the call returns, and evaluated even if the
-  /// timeline stands on it already (`start` leaves both to the first `tick` and `apply`). Frames come at the manager's
-  /// rate, unless the options give another one.
+  /// timeline stands on it already. For that the first tick is made within the call, so the clock of the run starts here,
+  /// whenever the host ticks next. `start`, and `showFirstFrame = false`, leave all of it to the host's first `tick` and
+  /// `apply`. Frames come at the manager's rate, unless the options give another one.
   void play(knPlayOptions const& options);
   /// Ends playing, whoever calls it, and makes `user` the current user as `start` does.
   void stop(void* user);

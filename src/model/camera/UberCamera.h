@@ -88,6 +88,8 @@ class KNSCENE_API UberCamera : public UberCameraBase {
     NavigatorFollowsFlag = 0x8000,    ///< the host's navigator follows the camera
   };
 
+  /// A new camera has a lens of 50 mm on a sensor of 36 by 24 mm, so its `Fov` is 26.99 degrees, and not the 45 of a plain
+  /// perspective camera.
   UberCamera();
 
   /// Where the camera is, and what it looks at.

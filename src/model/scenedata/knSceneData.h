@@ -8,7 +8,7 @@ class knSceneData;
 class KNSCENE_API knSceneDataBase : public osg::FieldContainer {
   KN_CONTAINER(knSceneDataBase, knSceneData, osg::FieldContainer)
  public:
-  /// Frames per second, above 0; 30 until the host says otherwise.
+  /// Frames per second, above 0; 30 until `knAnimManager::setFPS` is called.
   KN_SFIELD(osg::Real64, Fps, fps, 30.0)
   /// The root of the scene's objects, where walks for animations begin. Null while no scene exists.
   KN_SFIELD_READ(osg::NodePtr, Root, root, Owned)
