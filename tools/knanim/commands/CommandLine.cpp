@@ -25,8 +25,9 @@ char const* const kFooter =
     "\n"
     "If an output cannot be written completely, the old file stays as it was.\n"
     "\n"
-    "Channels have names like Hips.rotation.X: node, channel (translation, rotation or\n"
-    "scale) and component. Rotations are angles in degrees, applied in the order x, y, z.";
+    "Channels have names like Hips.rotation.X: node, channel (translation, rotation\n"
+    "or scale) and component. Rotations are angles in degrees, applied in the order\n"
+    "x, y, z.";
 
 void addJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "Print JSON for other programs: everything, in seconds and bytes");
@@ -265,7 +266,7 @@ void addStep(CLI::App& command, EditOptions& options, std::string const& name, E
   command.add_option_function<std::string>(name, add, help)
       ->trigger_on_parse()
       ->type_name(type)
-      ->group("Steps (carried out in the order of the command line, each as often as it is given)");
+      ->group("Steps (carried out in the order of the command line, each as often as given)");
 }
 
 void defineEdit(CLI::App& command, EditOptions& options) {
@@ -401,9 +402,9 @@ void addCommands(CommandList& commands) {
                               &defineReduce, &reduce);
   commands.add<ShootOptions>("shoot", "Move a camera through viewpoints, and draw what it sees", &defineShoot,
                              &shoot);
-  commands.add<EditOptions>(
-      "edit", "Copy, paste, share, remove, rename, scale and move animations, and show what became of it",
-      &defineEdit, &edit);
+  commands.add<EditOptions>("edit",
+                            "Copy, paste, share, cut, rename, scale and move animations, and show the result",
+                            &defineEdit, &edit);
   addFileCommands(commands);
 }
 

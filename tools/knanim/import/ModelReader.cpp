@@ -1,6 +1,7 @@
 #include "knanim/import/ModelReader.h"
 
 #include "knanim/curvefiles/FileCurves.h"
+#include "knanim/import/AssimpAccess.h"
 #include "knanim/import/CameraRepairs.h"
 #include "knanim/import/SceneConversion.h"
 #include "knanim/import/ShapeCaches.h"
@@ -66,6 +67,16 @@ std::optional<Failure> checkShapes(ImportedModel const& model, aiScene const& sc
   if (bytes <= kMostShapeBytes) return std::nullopt;
   return Failure{ExitCode::Failed, "the shapes of the morph targets would take " + mebibytes(bytes) +
                                        ", more than " + mebibytes(kMostShapeBytes)};
+}
+
+std::string lostVertices(aiScene const& scene) {
+  std::size_t count = 0;
+  forEach(scene.mMeshes, scene.mNumMeshes, [&count](aiMesh const& mesh) {
+    for (aiVector3D const& vertex : elementsOf(mesh.mVertices, mesh.mNumVertices))
+      count += isFinite(vertex) ? 0U : 1U;
+  });
+  return count == 0 ? ""
+                    : counted(count, "vertex", "vertices") + " not finite: drawn at the origin of the mesh";
 }
 
 /// The importer of the first version passes over animations.
@@ -141,8 +152,8 @@ std::variant<ModelReader, Failure> ModelReader::open(std::string const& path) {
     file._path = path;
     file._model.summary.fileBytes = std::get<std::uintmax_t>(size);
     for (std::string const& lost :
-         {lostOfOldGltf(file._model.summary), lostOfCameras(path, file._model.summary.cameras),
-          emptinessOf(file._model)}) {
+         {lostVertices(*scene), lostOfOldGltf(file._model.summary),
+          lostOfCameras(path, file._model.summary.cameras), emptinessOf(file._model)}) {
       if (!lost.empty()) file._model.warnings.push_back(lost);
     }
     return file;
