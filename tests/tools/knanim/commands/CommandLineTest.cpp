@@ -38,8 +38,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   std::vector<Case> const cases = {
       {"", ExitCode::Usage, "a command is missing; there are \"play\""},
       {"pley " + film, ExitCode::Usage, "no command \"pley\"; did you mean \"play\"?"},
-      {play + "--strip-frame=3", ExitCode::Usage,
-       "no option --strip-frame; did you mean \"--strip-frames\""},
+      {play + "--strip-frame=3", ExitCode::Usage, "no option --strip-frame; did you mean \"--strip-frames\""},
       {play + "--animation Wuson_Wlk", ExitCode::Usage, "did you mean \"Wuson_Walk\""},
       {play + "--image a.png --camera Cam", ExitCode::Usage, "it has none"},
       {play + "--fps fast", ExitCode::Usage, "--fps takes a number, not \"fast\""},
