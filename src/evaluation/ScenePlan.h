@@ -65,7 +65,7 @@ class ScenePlan {
     bool isFurther;        ///< see AnimatedOwner
     bool isAsked = false;  ///< one of the targets is
     bool isPlain = false;  ///< the owner takes what is asked itself, as AnimOwner says
-    osg::NodeCorePtr core;
+    osg::NodeCorePtr core = {};
   };
 
   /// Where one value of a pooled curve goes.
