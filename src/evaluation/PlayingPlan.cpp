@@ -90,6 +90,10 @@ osg::FieldContainerPtr PlayingPlan::plan(AnimNodePtr const& node, knAnimEvaluato
   tree.rule = &rule;
   tree.curve = curve;
   tree.valueIndex = curve->getValueIndex();
+  osg::StructureCounter::watch(*node, true);
+  osg::StructureCounter::watch(*curve);
+  osg::StructureCounter::watch(**entry->second.begin());
+  osg::StructureCounter::watch(*asked.getCore());
   return asked.getCore();
 }
 

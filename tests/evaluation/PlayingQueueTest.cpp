@@ -82,8 +82,18 @@ TEST_F(PlayingQueueTest, OwnersThatChangeWhileATreePlaysAreNoticed) {
       animate(addNode(Transform3D::create()), newCurveNode("translation", 0, {{0, 0}, {10, 100}}));
   manager.enqueue(tree, true);
   for (double const time : {101, 102, 103}) EXPECT_EQ(xAt(time, tree), 10 * (time - 100));
+  tree->getTravMask() = 0;
+  EXPECT_EQ(xAt(103.5, tree), 30) << "switched off";
+  tree->getTravMask() = 0xFFFFFFFFU;
+  // What plays dies, or loses its curve, without anybody who counts owners.
+  osg::AnimCurvePtr const curve = curveOf(tree);
+  osg::AnimNodePtr const alone = newAnimNode(curve);
+  manager.enqueue(alone, true);
+  for (double const time : {103.5, 103.625, 103.75}) xAt(time, tree);
+  alone.subRef();
+  EXPECT_EQ(xAt(103.875, tree), 38.75F);
   Access::removeParents(tree);
-  EXPECT_EQ(xAt(104, tree), 30);
+  EXPECT_EQ(xAt(104, tree), 38.75F);
 }
 
 TEST_F(PlayingQueueTest, CyclesAndRanges) {
