@@ -188,9 +188,10 @@ class KNANIM_API knAnimManager {
   // frame = time * fps, in doubles and without rounding. Only the time is kept: changing the frame rate changes
   // the number of the current frame.
 
-  /// Sets the frames per second here and in the scene's record, and sends "changedFPS" (receivers read fps()). Until it is
-  /// called the rate is 24 here, which is what counts, and 30 in the record of a new scene. With keepKeysAtFrame the keys of `_sceneAnimCurveData` move so that they stay at their frames.
-  /// A rate of 0 is taken as it is; frames then are not finite. The log is told once of a rate not above 0.
+  /// Sets the frames per second here and in the scene's record, and sends "changedFPS" (receivers read fps()). Until it
+  /// is called the rate is 24 here, which is what counts, and 30 in the record of a new scene. With keepKeysAtFrame the
+  /// keys of `_sceneAnimCurveData` move so that they stay at their frames. A rate of 0 is taken as it is; frames then
+  /// are not finite. The log is told once of a rate not above 0.
   void setFPS(double fps);
   double fps() const { return _fps; }
   void setKeepKeysAtFrame(bool keep) { _keepKeysAtFrame = keep; }

@@ -47,18 +47,18 @@ struct knStillnessOptions {
   bool constantCurves = false;  ///< curves with one value at all keys, which most scenes have on purpose
 };
 
-/// Answers why something does not move. A list holds all reasons that were found, the general ones first; it is empty if
-/// nothing keeps the values from arriving. Each question walks over everything that is animated in the scene, and may call the host for its
-/// materials. Main thread.
+/// Answers why something does not move. A list holds all reasons that were found, the general ones first; it is empty
+/// if nothing keeps the values from arriving. Each question walks over everything that is animated in the scene, and
+/// may call the host for its materials. Main thread.
 ///
-/// Evaluations notice some of these faults themselves. When such an evaluation is done, it logs a warning, once for each
-/// curve or tree and cause: a scene evaluation without a scene; a curve without a target, or whose target has no such
-/// field or component; shapes of a cache that do not agree, so that they are not blended, or do not have the geometry's
-/// number of vertices; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next scene
-/// evaluation, a tree that `knAnimManager::addAnimation` gave to a node outside the scene, to a material outside its pool,
-/// or to a core. Keys that are not finite are reported when they are added. Each of these calls is told once: a frame rate
-/// not above 0; a time that is not finite; a null or dead tree to enqueue, evaluate or add. After a thousand warnings, one line says that there are more. An evaluation without a fault does no work
-/// for this.
+/// Evaluations notice some of these faults themselves. When such an evaluation is done, it logs a warning, once for
+/// each curve or tree and cause: a scene evaluation without a scene; a curve without a target, or whose target has no
+/// such field or component; shapes of a cache that do not agree, so that they are not blended, or do not have the
+/// geometry's number of vertices; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next
+/// scene evaluation, a tree that `knAnimManager::addAnimation` gave to a node outside the scene, to a material outside
+/// its pool, or to a core. Keys that are not finite are reported when they are added. Each of these calls is told once:
+/// a frame rate not above 0; a time that is not finite; a null or dead tree to enqueue, evaluate or add. After a
+/// thousand warnings, one line says that there are more. An evaluation without a fault does no work for this.
 class KNANIM_API knDiagnosis {
  public:
   knDiagnosis() = delete;

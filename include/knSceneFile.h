@@ -33,10 +33,10 @@ class KNANIM_API knSceneFile {
   /// Replaces the current scene, with its structures and timeline, by that of a file. Callbacks that are empty are filled
   /// in as when a scene begins.
   ///
-  /// "changedFPS" and "currentAnimTimeChanged" are sent when the scene is in its place, each if the value is another one.
-  /// Nothing is evaluated. Trees that were playing when they were saved stand still; what plays of the former scene
-  /// leaves the playing queue when it dies with that scene, and so do the roots of the structures. A frame rate that is not above 0 is not taken, and knLog says
-  /// so.
+  /// "changedFPS" and "currentAnimTimeChanged" are sent when the scene is in its place, each if the value is another
+  /// one. Nothing is evaluated. Trees that were playing when they were saved stand still; what plays of the former
+  /// scene leaves the playing queue when it dies with that scene, and so do the roots of the structures. A frame rate
+  /// that is not above 0 is not taken, and knLog says so.
   ///
   /// False, with one error line in knLog that says why, and the present scene untouched, when the file can't be read or
   /// holds something else than a whole scene.

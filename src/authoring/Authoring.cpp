@@ -275,8 +275,9 @@ AnimNodePtr knAuthoring::makeClip(std::span<NodePtr const> objectArguments, std:
   return makeClipOf(trees, name, options, "none of the objects has an animation");
 }
 
-AnimNodePtr knAuthoring::makeClipOfBlocks(std::span<AnimNodePtr const> blocks, std::string const& name,
-                                          knClipOptions const& options) {
+AnimNodePtr knAuthoring::makeClipOfBlocks(std::span<AnimNodePtr const> blocks,
+                                          std::string const& nameArgument, knClipOptions const& options) {
+  std::string const name = nameArgument;
   if (!isUsable(options, name)) return {};
   return makeClipOf({blocks.begin(), blocks.end()}, name, options, "there is no block");
 }

@@ -13,9 +13,10 @@
 class SegmentBatch;
 
 /// What scene evaluations keep from one to the next: which nodes of which animation trees there are, in the order of
-/// gathering, and where their curves write to. It watches all that it rests on, holds until something of that changes its
-/// structure, which is counted (osg::StructureCounter), and is made whole, never mended. Whatever hosts can write through references without a word
-/// (masks, names, indices, keys, placements) is no part of it, and is read again by each evaluation.
+/// gathering, and where their curves write to. It watches all that it rests on, holds until something of that changes
+/// its structure, which is counted (osg::StructureCounter), and is made whole, never mended. Whatever hosts can write
+/// through references without a word (masks, names, indices, keys, placements) is no part of it, and is read again by
+/// each evaluation.
 ///
 /// Objects are named by their addresses, which are good while the plan holds; ids tell what is left when it does not.
 class ScenePlan {
