@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// Why an animation moves nothing.
+/// Why an animation moves nothing, or not as it was meant to.
 enum class knStillness {
   NotAlive,        ///< the handle is null, or its container is gone
   NoScene,         ///< no scene has begun
@@ -18,7 +18,7 @@ enum class knStillness {
   Hidden,          ///< a node is hidden, so the evaluation of a scene skips it
   NoCurves,        ///< there is no curve and no shape cache
   NoKeys,          ///< the curve has no keys
-  BadKeys,         ///< a key has a time, value or tangent, or a shape a time, that is not finite
+  BadKeys,         ///< a key, or a shape's time, vertex or normal, is not finite
   SameValues,      ///< all keys have the same value
   NoTimeScale,     ///< a time scale of zero puts all keys or shapes at one time
   NoAim,           ///< the owner has nothing that takes the channel
@@ -32,6 +32,14 @@ enum class knStillness {
   Paused,            ///< a tree in the playing queue is paused, so the queue does not move it
   KeysOutOfOrder,    ///< keys that were written by hand are not in order of time
   WrongVertexCount,  ///< a shape of a cache has another number of vertices, or of normals, than its geometry
+  OtherComponent,    ///< a curve's suffix stands for another component than its index
+  /// A tangent points away from its segment, or reaches more than twice as far as the segment: a position in place of a
+  /// vector.
+  StrayTangent,
+  NoTangent,  ///< a linear or smooth tangent has a zero vector, so that its key holds its value until the next
+  NotStepped,    ///< the host does not step what plays: the frame player, or the playing queue
+  BadPlayRange,  ///< a play range in use ends before it begins, or has a time that is no number
+  BadCycles,     ///< a number of repetitions below -1
 };
 
 /// One reason.
@@ -56,9 +64,10 @@ struct knStillnessOptions {
 /// such field or component; shapes of a cache that do not agree, so that they are not blended, or do not have the
 /// geometry's number of vertices; a tree that was evaluated alone and hangs on nothing in the scene; and, in the next
 /// scene evaluation, a tree that `knAnimManager::addAnimation` gave to a node outside the scene, to a material outside
-/// its pool, or to a core. Keys that are not finite are reported when they are added. Each of these calls is told once:
-/// a frame rate not above 0; a time that is not finite; a null or dead tree to enqueue, evaluate or add. After a
-/// thousand warnings, one line says that there are more. An evaluation without a fault does no work for this.
+/// its pool, or to a core. Keys that are not finite are reported when they are added, a suffix that contradicts its
+/// index when the manager makes the curve, and a `BadPlayRange` or `BadCycles` when its tree is enqueued. Each of these
+/// calls is told once: a frame rate not above 0; a time that is not finite; a null or dead tree to enqueue, evaluate or
+/// add. After a thousand warnings, one line says that there are more. An evaluation without a fault does no work for this.
 class KNANIM_API knDiagnosis {
  public:
   knDiagnosis() = delete;

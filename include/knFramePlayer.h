@@ -70,6 +70,9 @@ class KNANIM_API knFramePlayer {
 
   /// Whether it was started and not stopped.
   bool isActive() const { return _active; }
+  /// Whether the host has called `tick`, and `apply`, since playing began. What `play` does within the call counts as neither.
+  bool isTicked() const { return _isTicked; }
+  bool isApplied() const { return _isApplied; }
   /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
   knFramePlaybackParams getPlaybackParams() const { return _params; }
   /// Who plays, as `start` or `stop` was told last.
@@ -87,6 +90,8 @@ class KNANIM_API knFramePlayer {
 
   bool _active = false;
   bool _firstTick = false;
+  bool _isTicked = false;
+  bool _isApplied = false;
   double _frame = 0.0;          ///< of this tick, within the range
   double _previousFrame = 0.0;  ///< of the tick before
   osg::Int32 _loopCount = 0;    ///< whole ranges passed; negative when running back past the start

@@ -1,10 +1,13 @@
+#include "diagnosis/Faults.h"
 #include "diagnosis/Holding.h"
 #include "diagnosis/MotionWarnings.h"
 #include "diagnosis/Refusal.h"
+#include "evaluation/PlayingPlan.h"
 #include "evaluation/SceneMaterials.h"
 #include "evaluation/TreeWalk.h"
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "knFramePlayer.h"
 #include "model/geometry/Geometry.h"
 #include "model/scenedata/SceneRoots.h"
 #include "model/sceneext/AnimClip.h"
@@ -12,7 +15,6 @@
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
-#include <cmath>
 #include <map>
 #include <set>
 #include <tuple>
@@ -147,6 +149,12 @@ class Examination {
     if (manager.playbackContextHint() == 1)
       add(knStillness::OnlySelection, {}, {},
           "the playback context hint 1 restricts evaluation to what the curve editor has selected");
+    knFramePlayer const& player = knFramePlayer::the();
+    if (player.isActive() && !(player.isTicked() && player.isApplied()))
+      add(knStillness::NotStepped, {}, {},
+          std::string("the frame player plays, but ") + (player.isTicked() ? "apply" : "tick") +
+              " was not called since it began: call knFramePlayer::tick and then apply in each pass of the "
+              "host's loop");
     return true;
   }
 
@@ -219,7 +227,18 @@ class Examination {
       add(knStillness::Paused, animNode, {},
           titleOfNode(node) +
               " is in the playing queue, but paused: knAnimManager::pause(tree, false) ends that");
+    if (animNode) lookAtRun(animNode);
     return true;
+  }
+  void lookAtRun(AnimNodePtr const& node) {
+    if (node->getPlaying() && !node->getPausing() && !(lastPassTime() >= node->getStartTime()))
+      add(knStillness::NotStepped, node, {},
+          titleOf(node) +
+              " is in the playing queue, but no pass was made since: call knAnimEvaluator::loop in each pass "
+              "of the host's loop");
+    if (hasBadPlayRange(*node))
+      add(knStillness::BadPlayRange, node, {}, titleOf(node) + describePlayRange(*node));
+    if (hasBadCycles(*node)) add(knStillness::BadCycles, node, {}, titleOf(node) + describeCycles(*node));
   }
   static std::string titleOfNode(NodePtr const& node) {
     AnimNodePtr const animNode = osg::dcast<AnimNodePtr>(node);
@@ -250,6 +269,8 @@ class Examination {
     lookAtKeys(node, curve, title);
     if (node->getTotalScale() == 0.F)
       add(knStillness::NoTimeScale, node, curve, title + ": a scale of zero puts all keys at one time");
+    if (std::string const text = describeSuffix(*curve); !text.empty())
+      add(knStillness::OtherComponent, node, curve, title + text);
   }
 
   void lookAtKeys(AnimNodePtr const& node, AnimCurvePtr const& curve, std::string const& title) {
@@ -258,21 +279,8 @@ class Examination {
       add(knStillness::NoKeys, node, curve, title + " has no keys");
       return;
     }
-    auto const isBad = [](osg::CCPnt const& key) {
-      return !std::isfinite(key.x() + key.y()) || !std::isfinite(key.inX() + key.inY()) ||
-             !std::isfinite(key.outX() + key.outY());
-    };
-    if (auto const bad = std::ranges::find_if(keys, isBad); bad != keys.end()) {
-      add(knStillness::BadKeys, node, curve,
-          title + ": key " + std::to_string(bad - keys.begin()) + " is not finite");
-    } else if (auto const late =
-                   std::ranges::is_sorted_until(keys, {}, [](osg::CCPnt const& key) { return key.x(); });
-               late != keys.end()) {
-      add(knStillness::KeysOutOfOrder, node, curve,
-          title + ": key " + std::to_string(late - keys.begin()) +
-              " is earlier than the one before it: keys must be in order of time, as AnimCurve::addPoint "
-              "puts them");
-    }
+    if (std::optional<Fault> const fault = findKeyFault(*curve))
+      add(fault->cause, node, curve, title + fault->text);
     auto const isFlat = [&](osg::CCPnt const& key) {
       return key.y() == keys.front().y() && key.inY() == 0.F && key.outY() == 0.F;
     };
@@ -294,8 +302,8 @@ class Examination {
     bool agree = true;
     for (osg::TimeShapeDataPtr const& shape : std::as_const(*cache).getShapes()) {
       if (!shape.isAlive()) continue;
-      if (!std::isfinite(shape->getTime()))
-        add(knStillness::BadKeys, node, cache, title + ": a shape's time is not finite");
+      if (std::string const numbers = describeNumbers(*shape); !numbers.empty())
+        add(knStillness::BadKeys, node, cache, title + ": " + numbers);
       std::string const text = last != nullptr && agree ? describeDisagreement(*last, *shape) : "";
       agree = agree && text.empty();
       if (!text.empty()) add(knStillness::ShapesDisagree, node, cache, title + ": " + text);

@@ -86,6 +86,10 @@ void MotionWarnings::tellMistake(Mistake mistake, char const* text) {
   if (told().isOn && told().mistakes.insert(mistake).second) knLog::warning(text);
 }
 
+void MotionWarnings::tellFault(FieldContainerPtr const& subject, knStillness cause, std::string const& text) {
+  if (isNew(subject, cause)) knLog::warning(lineOf(text).c_str());
+}
+
 void MotionWarnings::tellNotedRefusals() {
   hasRefusals = false;
   for (std::string const& line : std::exchange(told().refusals, {})) knLog::warning(line.c_str());

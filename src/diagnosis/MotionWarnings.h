@@ -1,5 +1,6 @@
 #pragma once
 
+#include "knDiagnosis.h"
 #include "model/geometry/Geometry.h"
 #include "model/sceneext/AnimCurve.h"
 #include "model/sceneext/AnimNode.h"
@@ -49,6 +50,10 @@ inline void tellOfScene() {
 /// Arguments that no operation can make sense of. Each kind is told once, at once.
 enum class Mistake { FrameRate, TimelineTime, TreeTime, NoTreeToPlay, NoTreeToEvaluate, NoTreeToAdd };
 [[gnu::cold]] void tellMistake(Mistake mistake, char const* text);
+
+/// A fault of one object, told at once, and once for each object and cause. Calls the host.
+[[gnu::cold]] void tellFault(osg::FieldContainerPtr const& subject, knStillness cause,
+                             std::string const& text);
 
 void setOn(bool on);
 void forget();

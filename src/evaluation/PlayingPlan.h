@@ -71,3 +71,5 @@ class PlayingPlan {
 
 /// When a playing tree is evaluated at the simulation time `now`.
 PlayingPlan::Moment findMoment(osg::AnimNode const& node, double now);
+/// Simulation time of the last pass over the queue that found something in it; not a number before the first.
+double lastPassTime();

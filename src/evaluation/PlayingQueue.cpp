@@ -1,4 +1,6 @@
+#include "diagnosis/Faults.h"
 #include "diagnosis/MotionWarnings.h"
+#include "diagnosis/Refusal.h"
 #include "evaluation/FieldContents.h"
 #include "evaluation/FieldWrite.h"
 #include "evaluation/GatheringBuffers.h"
@@ -9,6 +11,7 @@
 #include "model/utils/Broadcast.h"
 
 #include <cmath>
+#include <limits>
 #include <utility>
 
 using osg::AnimNode;
@@ -16,6 +19,8 @@ using osg::AnimNodeBase;
 using osg::AnimNodePtr;
 
 namespace {
+
+double passTime = std::numeric_limits<double>::quiet_NaN();
 
 struct Span {
   float start;
@@ -72,7 +77,18 @@ void markAsStopped(AnimNodePtr const& node) {
   announce(node, AnimNodeBase::PlayingFieldMask | AnimNodeBase::UsePlayRangeFieldMask);
 }
 
+/// What keeps a run from being what was meant.
+[[gnu::cold]] void tellFaults(AnimNodePtr const& node) {
+  std::string const title = titleOf(node);
+  std::string const range = hasBadPlayRange(*node) ? title + describePlayRange(*node) : "";
+  std::string const cycles = hasBadCycles(*node) ? title + describeCycles(*node) : "";
+  if (!range.empty()) MotionWarnings::tellFault(node, knStillness::BadPlayRange, range);
+  if (!cycles.empty()) MotionWarnings::tellFault(node, knStillness::BadCycles, cycles);
+}
+
 }  // namespace
+
+double lastPassTime() { return passTime; }
 
 PlayingPlan::Moment findMoment(AnimNode const& node, double now) {
   osg::Pnt2f const range = node.getPlayRange();
@@ -103,7 +119,10 @@ void knAnimEvaluator::enqueue(AnimNodePtr const& nodeArgument, bool start) {
   node->setStartTime(now);
   node->setPlaying(true);
   announce(node, AnimNodeBase::StartTimeFieldMask | AnimNodeBase::PlayingFieldMask);
-  if (node.isAlive() && _playingNodes.insert(node).second) ++_queueEdits;
+  if (!node.isAlive()) return;
+  if (_playingNodes.insert(node).second) ++_queueEdits;
+  if (hasBadPlayRange(*node) || hasBadCycles(*node)) [[unlikely]]
+    tellFaults(node);
 }
 
 void knAnimEvaluator::dequeue(AnimNodePtr const& nodeArgument, bool finished) {
@@ -160,7 +179,7 @@ bool knAnimEvaluator::isPlaying(AnimNodePtr const& node) const {
 void knAnimEvaluator::loop() {
   if (_playingNodes.empty() && _pendingNodes.empty()) return;
   updateSceneAnimParentMap(sceneRoot());
-  double const now = knAnimManager::getSimulationTime();
+  double const now = passTime = knAnimManager::getSimulationTime();
   std::vector<AnimNodePtr> finished;
   // Out of the way of whoever comes back here.
   std::unique_ptr<PlayingPlan> plan = std::exchange(_buffers->playing, nullptr);

@@ -1,5 +1,6 @@
 #include "manager/Creation.h"
 
+#include "diagnosis/Faults.h"
 #include "diagnosis/MotionWarnings.h"
 #include "knAnimManager.h"
 #include "manager/NamesToFind.h"
@@ -32,6 +33,12 @@ AnimNodePtr makeBlockNode(std::string const& blockName, std::string const& nodeN
   block->setName(blockName);
   announce(block, osg::AnimObjectBase::NameFieldMask);
   return makeNode(block, nodeName);
+}
+
+/// The host hears of the fault and may do anything: this comes last.
+void tellSuffix(AnimCurvePtr const& curve, std::string const& nodeName, std::string const& text) {
+  if (!text.empty())
+    MotionWarnings::tellFault(curve, knStillness::OtherComponent, "curve '" + nodeName + "'" + text);
 }
 
 /// All at once, as a list of many that is emptied one by one moves all that is left each time.
@@ -150,11 +157,14 @@ AnimNodePtr knAnimManager::createChannelCurveNode(AnimAttachmentPtr const& attac
   curve->setValueIndex(valueIndex);
   curve->setColor(getDefaultColor(suffix));
   announce(curve, osg::BitVector::all());
-  AnimNodePtr const node = makeNode(curve, suffix.empty() ? channelName : channelName + "." + suffix);
+  std::string const contradiction = describeSuffix(*curve);
+  std::string const nodeName = suffix.empty() ? channelName : channelName + "." + suffix;
+  AnimNodePtr const node = makeNode(curve, nodeName);
   if (attachment.isAlive()) {
     MotionWarnings::noteNewTree(node);
     attachment->addAnimation(node);
   }
+  tellSuffix(curve, nodeName, contradiction);
   return node;
 }
 
@@ -167,8 +177,12 @@ std::pair<AnimNodePtr, AnimCurvePtr> knAnimManager::createCurve(std::string cons
   curve->setSuffix(suffix);
   curve->setValueIndex(getValueIndexFromSuffix(suffix));
   curve->setColor(getDefaultColor(suffix));
+  std::string const contradiction = describeSourceSuffix(*curve);
+  std::string const nodeName = name + "." + suffix;
   announce(curve, osg::BitVector::all());
-  return {makeNode(curve, name + "." + suffix), curve};
+  AnimNodePtr const node = makeNode(curve, nodeName);
+  tellSuffix(curve, nodeName, contradiction);
+  return {node, curve};
 }
 
 void knAnimManager::getChannelCurveNodes(AnimAttachmentPtr const& attachment, std::vector<AnimNodePtr>& out) {

@@ -46,6 +46,7 @@ void knFramePlayer::start(knFramePlaybackParams const& params, bool external, vo
   _external = external;
   _active = true;
   _firstTick = true;
+  _isTicked = _isApplied = false;
   changeUser(user);
 }
 
@@ -65,7 +66,9 @@ void knFramePlayer::play(knPlayOptions const& options) {
   if (!showsFrame || !_active || !_firstTick) return;
   tick();
   bool const stoodThere = !_external && manager.currentTime() == _frame / manager.fps();
+  _isTicked = false;
   apply();
+  _isApplied = false;
   if (!stoodThere) return;
   manager.reevaluateAnimations(false);
   knConstraintManager::evaluateConstraints();
@@ -84,6 +87,7 @@ void knFramePlayer::changeUser(void* user) {
 
 void knFramePlayer::tick() {
   if (!_active) return;
+  _isTicked = true;
   if (!_firstTick) {
     doOtherTicks();
     return;
@@ -129,6 +133,7 @@ double knFramePlayer::wrap(double value) {
 
 void knFramePlayer::apply() {
   if (!_active) return;
+  _isApplied = true;
   if (_external) {
     applyExternal();
   } else {

@@ -1,5 +1,7 @@
 #include "knAuthoring.h"
 #include "knDiagnosis.h"
+#include "knFramePlayer.h"
+#include "manager/Creation.h"
 
 #include "support/LogCapture.h"
 #include "support/SceneStage.h"
@@ -153,6 +155,81 @@ TEST_F(DiagnosisTest, TheSceneIsAskedForFaultsAlone) {
   EXPECT_TRUE(names(knDiagnosis::whyStill(AnimNodePtr(dcast<AnimNodePtr>(door->getChild(0)))),
                     knStillness::NotInScene, "is a child of 'Door'"));
   knAnimManager::the()->clearClipStructure();
+}
+
+/// What arrives, but not as it was meant.
+TEST_F(DiagnosisTest, SlipsOfSuffixTangentAndNumberAreTold) {
+  LogCapture const log;
+  AnimAttachmentPtr const attachment = findOrCreateAttachment(door);
+  auto const make = [&](char const* field, UInt32 index, char const* suffix) {
+    return manager.createChannelCurveNode(attachment, field, index, suffix, "");
+  };
+  auto const create = [&](char const* suffix) {
+    return animate(door, manager.createCurve("scale", suffix).first);
+  };
+  auto const tellsSuffix = [&](AnimNodePtr const& node, char const* text) {
+    return log.contains(text) && names(knDiagnosis::whyStill(node), knStillness::OtherComponent, text);
+  };
+  EXPECT_TRUE(tellsSuffix(make("scale", 1, "X"), "component 1, and its suffix 'X' stands for component 0"));
+  EXPECT_TRUE(tellsSuffix(create("y"), "component 0, and its suffix 'y'"));
+  create("up");
+  EXPECT_TRUE(log.contains("'up' stands for none"));
+  create("B");
+  make("glare", 11, "");
+  make("scale", 1, "left");
+  EXPECT_EQ(log.warnings().size(), 3U);
+
+  AnimNodePtr const tree = animate(door, newCurveNode("translation", 2, {}));
+  using Vec = osg::Vec2f;
+  auto const causesOf = [&](Vec const& out, Vec const& in, UInt32 type, bool computes) {
+    curveOf(tree)->clear();
+    curveOf(tree)->addPoint({2, 0}, {}, out, type, type, false, computes);
+    curveOf(tree)->addPoint({3, 5}, in, {}, type, type, false, computes);
+    return knDiagnosis::whyStill(tree);
+  };
+  EXPECT_TRUE(names(causesOf({2.4F, 0}, {-0.4F, 0}, 3, false), knStillness::StrayTangent, "key 0: the out"));
+  EXPECT_TRUE(names(causesOf({0.4F, 0}, {2.6F, 5}, 3, false), knStillness::StrayTangent, "key 1: the in"));
+  EXPECT_TRUE(names(causesOf({}, {}, LinearTangent, false), knStillness::NoTangent, "key 0"));
+  EXPECT_TRUE(causesOf({1.3F, 0}, {0.005F, 0}, 3, false).empty());
+  EXPECT_TRUE(causesOf({}, {}, StepTangent, false).empty() && causesOf({}, {}, 1, true).empty());
+
+  tree->setPostCycles(-2);
+  tree->setUsePlayRange(true);
+  tree->setPlayRange({5, 2});
+  for (int times = 0; times < 2; ++times) manager.enqueue(tree, true);
+  EXPECT_EQ(log.warnings().size(), 5U);
+  auto const reasons = knDiagnosis::whyStill(tree);
+  EXPECT_TRUE(names(reasons, knStillness::BadCycles) &&
+              names(reasons, knStillness::BadPlayRange, "5 s to 2"));
+}
+
+/// A host without a loop sees the first frame at most.
+TEST_F(DiagnosisTest, WhatIsNotSteppedIsNamedUntilItIs) {
+  AnimNodePtr const tree = animate(door, newCurveNode("translation", 0, {{0, 1}, {1, 2}}));
+  static double now = 1e9;
+  knAnimManager::setSimulationTimeCB([] { return now; });
+  auto const isStill = [&](char const* call) {
+    return names(knDiagnosis::whyStill(tree), knStillness::NotStepped, call);
+  };
+  manager.enqueue(tree, true);
+  EXPECT_TRUE(isStill("knAnimEvaluator::loop"));
+  knAnimEvaluator::the()->loop();
+  EXPECT_FALSE(isStill("loop"));
+  now += 1;
+  manager.enqueue(tree, true);
+  EXPECT_TRUE(isStill("loop"));
+  manager.dequeueAll();
+
+  knFramePlayer& player = knFramePlayer::the();
+  player.play({.firstFrame = 0, .lastFrame = 9});
+  player.apply();
+  EXPECT_TRUE(isStill("tick was not called"));
+  player.play({.firstFrame = 0, .lastFrame = 9});
+  player.tick();
+  EXPECT_TRUE(isStill("apply was not called"));
+  player.apply();
+  EXPECT_TRUE(knDiagnosis::whyStill(tree).empty());
+  player.stop(nullptr);
 }
 
 TEST_F(DiagnosisTest, CallsThatMakeNoSenseAreToldOnce) {

@@ -114,6 +114,9 @@ TEST_F(TimeShapeCachesTest, WhyACacheIsStill) {
   cache->addShape(newShape(5, 30, 3, 0));
   EXPECT_TRUE(std::ranges::count(causes(), knStillness::WrongVertexCount) == 1);
   cache->clearShapes();
+  cache->addShape(newShape(0, NAN));
+  EXPECT_EQ(causes(), std::vector{knStillness::BadKeys});
+  cache->clearShapes();
   geometry->setPositions({});
   EXPECT_EQ(causes(), (std::vector{knStillness::NoShapes, knStillness::NoGeometry}));
 }
