@@ -5,6 +5,7 @@
 #include "knanim/scene/ChannelChoice.h"
 #include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
+#include "model/sceneext/AnimTreeCloning.h"
 
 #include <algorithm>
 #include <charconv>
@@ -119,13 +120,15 @@ void SceneEditing::copyOnto(osg::NodePtr const& source, osg::NodePtr const& targ
                             bool isReplaced) {
   knAnimManager& manager = *knAnimManager::the();
   Trees const former = topTrees(target);
-  Trees const copied = topTrees(source);
-  manager.copyFrom(source);
-  Trees const pasted =
-      isShared ? manager.clonePasteTo(target, false, true) : manager.pasteTo(target, false, true);
-  // By their names it is told which blocks belong to one animation.
-  for (std::size_t i = 0; i < pasted.size() && pasted.size() == copied.size(); ++i)
-    osg::NodeUtils::setName(pasted[i], nameOf(copied[i]), true);
+  Trees pasted;
+  // Not by the library's paste: that looks at the whole scene after each node, and names each copy anew. By their names it
+  // is told which blocks belong to one animation.
+  for (osg::AnimNodePtr const& tree : topTrees(source)) {
+    if (osg::dcastTo<osg::AnimObject>(tree->getCore()) == nullptr) continue;
+    pasted.push_back(isShared ? osg::dcast<osg::AnimNodePtr>(osg::cloneAnimTree(tree, true))
+                              : osg::deepCloneAnimTree(tree, "Material"));
+    manager.addAnimation(target, pasted.back());
+  }
   for (osg::AnimNodePtr const& tree : former) {
     if (isReplaced) {
       manager.subAnimation(target, tree);

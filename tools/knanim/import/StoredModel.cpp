@@ -3,6 +3,7 @@
 #include "knDiagnosis.h"
 #include "knSceneFile.h"
 #include "knanim/import/ModelReader.h"
+#include "knanim/import/StoredAnimations.h"
 #include "knanim/import/StoredContent.h"
 #include "knanim/scene/BlockSwitch.h"
 #include "knanim/scene/HungCurves.h"
@@ -25,7 +26,6 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 
 namespace knanim {
 namespace {
@@ -100,14 +100,6 @@ ImportedNode describeNode(osg::NodePtr const& node, NameBook& names) {
   return result;
 }
 
-void addKeys(AnimationSummary& summary, ImportedCurve const& curve) {
-  (curve.kind == ChannelKind::Translation ? summary.keys.translation
-   : curve.kind == ChannelKind::Rotation  ? summary.keys.rotation
-                                          : summary.keys.scale) += curve.keys.size();
-  if (!curve.keys.empty())
-    summary.durationSeconds = std::max(summary.durationSeconds, curve.keys.back().time);
-}
-
 /// The active curves that have keys, in the order of a model.
 std::vector<ImportedCurve> activeCurves(SceneParts const& parts, std::size_t& others) {
   HungCurves found = findCurves(parts.nodes);
@@ -119,62 +111,6 @@ std::vector<ImportedCurve> activeCurves(SceneParts const& parts, std::size_t& ot
     if (ImportedCurve curve = describe(each); !curve.keys.empty()) curves.push_back(std::move(curve));
   }
   return curves;
-}
-
-AnimationSummary summarize(std::string const& name, SceneParts const& parts, double rate) {
-  AnimationSummary summary;
-  summary.name = printable(name);
-  summary.ticksPerSecond = rate;
-  std::size_t others = 0;
-  std::size_t node = ImportedNode::NoParent;
-  for (ImportedCurve const& curve : activeCurves(parts, others)) {
-    addKeys(summary, curve);
-    summary.channels += curve.node != node ? 1U : 0U;
-    node = curve.node;
-  }
-  for (ScenePart const& mesh : parts.meshes) {
-    for (osg::AnimNodePtr const& cache : findCaches(mesh.node)) {
-      auto const& shapes = osg::dcastTo<osg::TimeShapeCache>(cache->getCore())->getShapes();
-      ++summary.morphChannels;
-      summary.morphKeys += shapes.size();
-      summary.durationSeconds = std::max(summary.durationSeconds, lastTime(*cache));
-    }
-  }
-  return summary;
-}
-
-/// The name that all shape caches have in common; empty when there is none.
-std::string nameOfCaches(SceneParts const& parts) {
-  std::optional<std::string> common;
-  for (ScenePart const& mesh : parts.meshes) {
-    for (osg::AnimNodePtr const& cache : findCaches(mesh.node)) {
-      char const* const name = osg::NodeUtils::getName(cache);
-      std::string const own = printable(name != nullptr ? name : "");
-      if (common.value_or(own) != own) return {};
-      common = own;
-    }
-  }
-  return common.value_or("");
-}
-
-/// The animations of a scene: one for each name of blocks, and what is switched on where that is no single one of them.
-std::vector<AnimationSummary> summarizeAll(SceneParts const& parts, double rate) {
-  std::vector<AnimationSummary> all;
-  std::vector<BlockName> const names = blockNames(parts.all);
-  auto const active =
-      std::count_if(names.begin(), names.end(), [](BlockName const& each) { return each.isActive; });
-  std::string const ofCaches = names.empty() ? nameOfCaches(parts) : "";
-  AnimationSummary whole = summarize(ofCaches.empty() ? kAllActive : ofCaches, parts, rate);
-  if (active != 1 && whole.keys.total() + whole.morphKeys != 0) all.push_back(std::move(whole));
-  for (BlockName const& each : names) {
-    std::vector<FormerMask> const former = switchTo(each.name, parts.all);
-    AnimationSummary summary = summarize(each.name, parts, rate);
-    switchBack(former);
-    // What is on comes first, as it is what plays.
-    bool const isFirst = active == 1 && each.isActive;
-    all.insert(isFirst ? all.begin() : all.end(), std::move(summary));
-  }
-  return all;
 }
 
 }  // namespace
@@ -236,7 +172,7 @@ void StoredModel::describe(std::string const& path) {
       field->getField(*record)->putToString(text);
     std::from_chars(text.data(), text.data() + text.size(), rate);
   }
-  summary.animations = summarizeAll(parts, rate > 0 ? rate : 30);
+  summary.animations = summarizeAnimations(parts, rate > 0 ? rate : 30);
 }
 
 std::variant<ImportedModel, Failure> StoredModel::load(std::size_t animation) const {

@@ -57,7 +57,4 @@ class StoredModel {
   ImportedModel _model;
 };
 
-/// The name by which the first animation of a stored model is listed when it stands for all that is switched on.
-inline constexpr char const* kAllActive = "all that is switched on";
-
 }  // namespace knanim

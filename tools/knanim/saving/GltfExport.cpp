@@ -1,6 +1,6 @@
 #include "knanim/saving/GltfExport.h"
 
-#include "knanim/import/StoredModel.h"
+#include "knanim/import/StoredAnimations.h"
 #include "knanim/saving/GltfModel.h"
 #include "knanim/scene/BlockSwitch.h"
 #include "knanim/scene/HungCurves.h"

@@ -3,6 +3,7 @@
 #include "knAnimEvaluator.h"
 #include "knCurves.h"
 #include "knanim/import/ShapeCaches.h"
+#include "knanim/import/StoredAnimations.h"
 #include "knanim/import/StoredContent.h"
 #include "knanim/import/StoredModel.h"
 #include "knanim/scene/AnimationTrees.h"

@@ -14,7 +14,8 @@ namespace {
 struct Branch {
   osg::AnimNodePtr node;
   std::string animation;
-  bool isActive = true;
+  osg::AnimNodePtr block;
+  bool isActiveInBlock = true;
 };
 
 std::optional<ChannelKind> kindOf(std::string const& field) {
@@ -32,27 +33,34 @@ void addCurve(Branch const& branch, osg::AnimCurvePtr const& curve, std::size_t 
     ++found.others;
     return;
   }
+  bool const isActive = branch.isActiveInBlock && curve->getActive();
   found.curves.push_back({{branch.node, curve, target, *kind, curve->getValueIndex()},
                           index,
                           branch.animation,
-                          branch.isActive && curve->getActive()});
+                          branch.block,
+                          isActive && (branch.block == nullptr || branch.block->isActive()),
+                          isActive});
 }
 
 void addTree(osg::AnimNodePtr const& root, std::size_t index, osg::NodePtr const& owner, HungCurves& found) {
-  std::vector<Branch> pending{{root, "", true}};
+  std::vector<Branch> pending{{root, "", {}, true}};
   while (!pending.empty()) {
     Branch branch = std::move(pending.back());
     pending.pop_back();
-    branch.isActive = branch.isActive && branch.node->isActive() && !branch.node->getHidden();
+    bool const isBlock = osg::dcastTo<osg::AnimBlock>(branch.node->getCore()) != nullptr;
+    bool const isTopBlock = isBlock && branch.node->getParent() == root;
+    if (isTopBlock) branch.block = branch.node;
+    branch.isActiveInBlock =
+        branch.isActiveInBlock && (isTopBlock || branch.node->isActive()) && !branch.node->getHidden();
     if (auto const curve = osg::dcast<osg::AnimCurvePtr>(branch.node->getCore()); curve != nullptr)
       addCurve(branch, curve, index, owner, found);
-    if (osg::dcastTo<osg::AnimBlock>(branch.node->getCore()) != nullptr) {
+    if (isBlock) {
       char const* const name = osg::NodeUtils::getName(branch.node);
       branch.animation = name != nullptr ? name : "";
     }
     for (osg::UInt32 i = branch.node->getNChildren(); i-- > 0;) {
       if (auto const child = osg::dcast<osg::AnimNodePtr>(branch.node->getChild(i)); child != nullptr)
-        pending.push_back({child, branch.animation, branch.isActive});
+        pending.push_back({child, branch.animation, branch.block, branch.isActiveInBlock});
     }
   }
 }

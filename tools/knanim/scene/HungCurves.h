@@ -10,9 +10,11 @@ namespace knanim {
 /// A curve that hangs on a node of a scene, and moves its transform.
 struct HungCurve {
   SceneCurve curve;
-  std::size_t node = 0;   ///< index of the node that it hangs on
-  std::string animation;  ///< the name of the block that it stands in; empty when it stands in none
-  bool isActive = true;   ///< neither it nor what is above it is switched off or hidden
+  std::size_t node = 0;         ///< index of the node that it hangs on
+  std::string animation;        ///< the name of the block that it stands in; empty when it stands in none
+  osg::AnimNodePtr block;       ///< the block at the top of its tree; null where there is none
+  bool isActive = true;         ///< neither it nor what is above it is switched off or hidden
+  bool isActiveInBlock = true;  ///< the same, were `block` switched on
 };
 
 struct HungCurves {

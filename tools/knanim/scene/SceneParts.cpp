@@ -4,6 +4,7 @@
 #include "model/camera/UberCamera.h"
 #include "model/geometry/Geometry.h"
 #include "model/light/UberLight.h"
+#include "model/sceneext/AnimBlock.h"
 
 namespace knanim {
 namespace {
@@ -49,17 +50,29 @@ SceneParts findParts(osg::NodePtr const& top) {
   return parts;
 }
 
-std::vector<osg::AnimNodePtr> findCaches(osg::NodePtr const& mesh) {
-  std::vector<osg::AnimNodePtr> caches;
+std::vector<HungCache> findCachesInBlocks(osg::NodePtr const& mesh) {
+  std::vector<HungCache> caches;
   osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(mesh);
   if (!attachment.isAlive()) return caches;
-  osg::traverse(attachment->getAnimationRoot(), [&caches](osg::NodePtr const& node) {
-    if (!node->isActive()) return osg::Action::Skip;
+  osg::AnimNodePtr const root = attachment->getAnimationRoot();
+  osg::AnimNodePtr block;
+  osg::traverse(root, [&](osg::NodePtr const& node) {
     auto const each = osg::dcast<osg::AnimNodePtr>(node);
+    if (node->getParent() == root)
+      block = osg::dcastTo<osg::AnimBlock>(node->getCore()) != nullptr ? each : osg::AnimNodePtr();
+    if (!node->isActive() && (each == nullptr || each != block)) return osg::Action::Skip;
     auto const* const cache = osg::dcastTo<osg::TimeShapeCache>(node->getCore());
-    if (each != nullptr && cache != nullptr && !cache->getShapes().empty()) caches.push_back(each);
+    if (each != nullptr && cache != nullptr && !cache->getShapes().empty()) caches.push_back({each, block});
     return osg::Action::Continue;
   });
+  return caches;
+}
+
+std::vector<osg::AnimNodePtr> findCaches(osg::NodePtr const& mesh) {
+  std::vector<osg::AnimNodePtr> caches;
+  for (HungCache const& each : findCachesInBlocks(mesh)) {
+    if (each.block == nullptr || each.block->isActive()) caches.push_back(each.node);
+  }
   return caches;
 }
 

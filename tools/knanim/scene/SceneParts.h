@@ -29,6 +29,15 @@ struct SceneParts {
 /// The parts below a node, which is none of them. Linear, for trees of any depth.
 SceneParts findParts(osg::NodePtr const& top);
 
+/// A shape cache that hangs on a mesh's node.
+struct HungCache {
+  osg::AnimNodePtr node;
+  osg::AnimNodePtr block;  ///< the block at the top of its tree; null where there is none
+};
+
+/// The shape caches on a mesh's node that are not switched off, or would not be were their block switched on.
+std::vector<HungCache> findCachesInBlocks(osg::NodePtr const& mesh);
+
 /// The shape caches that hang on a mesh's node and are not switched off, as their nodes.
 std::vector<osg::AnimNodePtr> findCaches(osg::NodePtr const& mesh);
 
