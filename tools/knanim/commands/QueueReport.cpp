@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::size_t kChartWidth = 48;
 constexpr std::size_t kWidestName = 20;
-constexpr char const* kPlays = "\xE2\x96\x88";   // full block
-constexpr char const* kStands = "\xE2\x96\x91";  // light shade
+constexpr char const* kPlays = "\xE2\x96\x88";    // full block
+constexpr char const* kStands = "\xE2\x96\x91";   // light shade
+constexpr char const* kOutside = "\xE2\x94\x80";  // a line
 
 std::string seconds(double time) { return brief(std::round(time * 1e4) / 1e4, 6) + " s"; }
 
@@ -60,12 +61,19 @@ class Columns {
   }();
 };
 
+double sumOf(std::vector<TimeSpan> const& spans) {
+  double sum = 0;
+  for (TimeSpan const& span : spans) sum += span.end - span.begin;
+  return sum;
+}
+
 std::string describe(QueueTrack const& track) {
   if (!track.playing) return "did not play";
-  double stood = 0;
-  for (TimeSpan const& pause : track.pauses) stood += pause.end - pause.begin;
+  double const stood = sumOf(track.pauses);
+  double const outside = sumOf(track.outside);
   std::string text = seconds(track.playing->begin) + " to " + seconds(track.playing->end);
   if (stood > 0) text += ", paused for " + seconds(stood);
+  if (outside > 0) text += ", outside for " + seconds(outside);
   return track.finished ? text : text + ", cut off";
 }
 
@@ -91,16 +99,21 @@ std::string describe(QueueEvent const& event, QueueModels const& models) {
 
 std::vector<std::string> drawChart(QueueRecord const& record, QueueModels const& models) {
   std::vector<std::string> lines;
+  bool hasOutside = false;
   for (std::size_t i = 0; i < record.tracks.size(); ++i) {
     QueueTrack const& track = record.tracks[i];
     Columns columns(record.end);
     if (track.playing) columns.paint(*track.playing, kPlays);
+    for (TimeSpan const& each : track.outside) columns.paintWithin(each, kOutside);
     for (TimeSpan const& pause : track.pauses) columns.paintWithin(pause, kStands);
+    hasOutside = hasOutside || !track.outside.empty();
     lines.push_back(label(i, models) + "  |" + columns.text() + "|  " + describe(track));
   }
   std::string const indent(lines.empty() ? 0 : lengthInCharacters(label(0, models)) + 2, ' ');
   lines.push_back(indent + drawAxis(record.end));
-  lines.push_back(indent + ' ' + kPlays + " plays   " + kStands + " paused");
+  lines.push_back(
+      indent + ' ' + kPlays + " plays   " + kStands + " paused" +
+      (hasOutside ? std::string("   ") + kOutside + " the range is outside of its animation" : ""));
   return lines;
 }
 

@@ -23,6 +23,9 @@ namespace {
 /// Moments that differ by less are one.
 constexpr double kSameTime = 1e-9;
 
+/// Times of animations are floats; the end of a range may be the end of an animation, written in another way.
+constexpr double kSlack = 1e-3;
+
 bool isReached(double moment, double now) { return now >= moment - kSameTime; }
 
 std::vector<TimeSpan> pausesOf(QueueModel const& part, std::vector<QueuePause> const& all) {
@@ -96,11 +99,13 @@ void QueueRun::addTree(QueueModel const& part, AnimatedScene const& scene) {
   tree.node->setPostCycles(_settings.cycles);
   tree.start = static_cast<double>(_trees.size() - 1) * _settings.stagger;
   tree.pauses = pausesOf(part, _settings.pauses);
+  tree.span = spanOf(tree.node);
+  if (_settings.cycles == -1) tree.span.end = std::numeric_limits<double>::infinity();
 }
 
 double QueueRun::plannedEnd(Tree const& tree) const {
   if (_settings.cycles == -1) return std::numeric_limits<double>::infinity();
-  TimeSpan const span = _settings.range.value_or(spanOf(tree.node));
+  TimeSpan const span = _settings.range.value_or(tree.span);
   double end = tree.start + (span.end - span.begin);
   for (TimeSpan const& pause : tree.pauses) {
     if (pause.begin < end) end += std::max(0.0, pause.end - std::max(pause.begin, tree.start));
@@ -157,7 +162,10 @@ void QueueRun::start(std::size_t model) {
   _record.tracks[model].playing = TimeSpan{_now, _now};
   knAnimManager::the()->enqueue(tree.node, true);
   TimeSpan const span = _settings.range.value_or(spanOf(tree.node));
-  std::string const end = _settings.cycles == -1 ? ", without end" : "";
+  std::string end = _settings.cycles == -1 ? ", without end" : "";
+  bool const isPartOutside = span.begin < tree.span.begin - kSlack || span.end > tree.span.end + kSlack;
+  if (isPartOutside && end.empty())
+    end += "; its animation is from " + seconds(tree.span.begin) + " to " + seconds(tree.span.end);
   tell(model, "enqueued", "plays " + seconds(span.begin) + " to " + seconds(span.end) + end);
 }
 
@@ -225,8 +233,25 @@ void QueueRun::pass() {
     _record.slowestTime = _now;
   }
   if (changes != nullptr) _record.fields += countFields(*changes);
-  for (QueueTrack& track : _record.tracks) {
+  for (std::size_t i = 0; i < _trees.size(); ++i) {
+    QueueTrack& track = _record.tracks[i];
     if (track.playing && !track.finished) track.playing->end = _now;
+    noteWhetherOutside(i);
+  }
+}
+
+/// By what the present pass showed. A time outside ends with the pass that finds the model inside again.
+void QueueRun::noteWhetherOutside(std::size_t model) {
+  Tree& tree = _trees[model];
+  QueueTrack& track = _record.tracks[model];
+  if (!_settings.range || !track.playing || track.playing->end != _now) return;
+  double const shown = tree.node->getLastEvaluationTime();
+  bool const wasOutside = tree.isOutside;
+  tree.isOutside = shown < tree.span.begin - kSlack || shown > tree.span.end + kSlack;
+  if (wasOutside) {
+    track.outside.back().end = _now;
+  } else if (tree.isOutside) {
+    track.outside.push_back({_now, _now});
   }
 }
 

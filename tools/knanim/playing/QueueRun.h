@@ -40,7 +40,8 @@ struct QueueEvent {
 struct QueueTrack {
   std::optional<TimeSpan> playing;  ///< pauses included; the end is the pass that noticed it
   std::vector<TimeSpan> pauses;
-  bool finished = false;  ///< it came to its end by itself
+  std::vector<TimeSpan> outside;  ///< while the range was before its animation or behind it
+  bool finished = false;          ///< it came to its end by itself
 };
 
 /// What the library did in the passes of a run.
@@ -88,6 +89,8 @@ class QueueRun {
     osg::AnimNodePtr node;
     double start = 0;
     std::vector<TimeSpan> pauses;  ///< in order, none touching the next
+    TimeSpan span;                 ///< of the animation with its repetitions, in its own time
+    bool isOutside = false;        ///< the last pass showed a time outside of `span`
   };
 
   void addTree(QueueModel const& part, AnimatedScene const& scene);
@@ -99,6 +102,7 @@ class QueueRun {
   void finish(std::size_t model);
   void stop(std::size_t model);
   void pass();
+  void noteWhetherOutside(std::size_t model);
   bool isOver() const;
   bool playToTheEnd(HostClock& clock, PassReceiver const& onPass);
 

@@ -86,6 +86,8 @@ TEST_F(QueueRunTest, CyclesRangesAndEnds) {
   };
   expect("cycles", {0.5, 8, {}, 1, {}, {}}, {2.125, 4.625}, {10, -5});
   expect("range", {0.5, 8, {}, 0, TimeSpan{0.25, 0.5}, {}}, {0.375, 0.875}, {5, 2.5});
+  expect("outside", {0, 8, {}, 0, TimeSpan{0.5, 2.0}, {}}, {1.625, 1.625}, {10, -5});
+  EXPECT_TRUE(drawChart(record, models)[0].ends_with(" outside for 1 s")) << drawChart(record, models)[0];
   expect("no end", {0.5, 8, {}, -1, {}, 2.25}, {2.25, 2.25}, {2.5, -3.75});
   expect("stand", {0, 8, {{3, {1.5, 9}}}, 0, {}, 2.0}, {1.125, 2.0}, {10, -1.875});
   expect("reset", {0, 8, {{1, {5, 6}}}, 0, {}, {}, true}, {1.125, 2.125}, {0, 5});
