@@ -36,7 +36,7 @@ std::optional<Failure> checkImage(SetOptions const& options) {
     return Failure{ExitCode::Usage,
                    "the name of a picture ends in .png or .svg, not " + printable(options.image)};
   }
-  return checkKeepsInputs(options.image, {&options.scene.model, 1});
+  return checkOutput(options.image, {&options.scene.model, 1});
 }
 
 /// "Transform3D of node "Hips": translation", with the fields that the mask names.

@@ -151,7 +151,7 @@ std::variant<Objects, Failure> chooseObjects(SceneObjects const& objects, std::s
 }  // namespace
 
 ExitCode channels(ChannelsOptions const& options, Terminal terminal) {
-  if (auto const failure = checkKeepsInputs(options.csv, {&options.scene.model, 1}))
+  if (auto const failure = checkOutput(options.csv, {&options.scene.model, 1}))
     return report(*failure, terminal);
   if (options.json && isStandardOutput(options.csv))
     return report({ExitCode::Usage, "--json and --csv - would both print to standard output"}, terminal);

@@ -81,10 +81,14 @@ ExitCode convert(ConvertOptions const& options, Terminal terminal) {
   if (options.bakeSkins) {
     if (auto const failure = bake(loaded, options, terminal)) return report(*failure, terminal);
   }
-  describe(loaded, terminal.output);
-  auto const failure = options.object.empty() ? saveScene(loaded, options.out, options.exporting, terminal)
-                                              : saveObject(loaded, options.object, options.out, terminal);
-  return failure ? report(*failure, terminal) : ExitCode::Ok;
+  HeldOutput held(terminal);
+  describe(loaded, held.terminal().output);
+  auto const failure = options.object.empty()
+                           ? saveScene(loaded, options.out, options.exporting, held.terminal())
+                           : saveObject(loaded, options.object, options.out, held.terminal());
+  if (failure) return report(*failure, terminal);
+  held.release();
+  return ExitCode::Ok;
 }
 
 ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {

@@ -92,7 +92,7 @@ std::optional<Failure> check(EditOptions const& options) {
   if (!pictureFormat(options.strip))
     return Failure{ExitCode::Usage,
                    "the name of a picture ends in .png or .svg, not " + printable(options.strip)};
-  return checkKeepsInputs(options.strip, inputs);
+  return checkOutput(options.strip, inputs);
 }
 
 /// How much there is in a scene.
@@ -148,15 +148,18 @@ std::optional<Failure> writeFilm(FilmPicture const& film, SceneFigure const& fig
   return std::nullopt;
 }
 
-/// All steps; the lines that tell of them are printed as they come.
+/// All steps; the lines that tell of them are printed when all are done.
 std::optional<Failure> carryOutAll(EditOptions const& options, LoadedScene& loaded, Terminal terminal) {
   SceneEditing editing(loaded);
+  HeldOutput held(terminal);
+  std::fprintf(held.terminal().output, "%s\n", loaded.name().c_str());
   for (EditStep const& step : options.steps) {
     EditResult const result = carryOut(step, options, editing, terminal);
     if (auto const* failure = std::get_if<Failure>(&result))
       return Failure{failure->code, std::string(verbName(step.verb)) + ": " + failure->message};
-    print(std::get<EditReport>(result), step.verb, options.all, terminal.output);
+    print(std::get<EditReport>(result), step.verb, options.all, held.terminal().output);
   }
+  held.release();
   return std::nullopt;
 }
 
@@ -211,7 +214,6 @@ ExitCode edit(EditOptions const& options, Terminal terminal) {
   Amounts const before = amountsOf(loaded->model());
   ImportedModel former;
   if (!options.strip.empty()) former = loaded->model();
-  std::fprintf(terminal.output, "%s\n", loaded->name().c_str());
   if (auto const failure = carryOutAll(options, *loaded, terminal)) return report(*failure, terminal);
   Amounts const after = amountsOf(loaded->model());
   printRow(terminal.output, "curves",

@@ -32,7 +32,7 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     std::string const& output = *outputs[i];
     if (output.empty()) continue;
-    if (auto failure = checkKeepsInputs(output, {&options.model, 1})) return failure;
+    if (auto failure = checkOutput(output, {&options.model, 1})) return failure;
     for (std::size_t j = i + 1; j < outputs.size(); ++j) {
       if (output == *outputs[j] || isSameFile(output, *outputs[j]))
         return Failure{ExitCode::Usage, "two outputs would be the same file " + printable(output)};

@@ -86,7 +86,7 @@ std::optional<Failure> checkStrip(QueueOptions const& options) {
   if (options.strip.empty()) return std::nullopt;
   if (!pictureFormat(options.strip))
     return usage("the name of a picture ends in .png or .svg, not " + printable(options.strip));
-  return checkKeepsInputs(options.strip, options.models);
+  return checkOutput(options.strip, options.models);
 }
 
 std::optional<Failure> writeStrip(QueueFilm& film, std::string const& path, Terminal terminal) {

@@ -21,7 +21,7 @@ std::optional<Failure> checkPicture(ReduceOptions const& options) {
   if (!pictureFormat(options.plot))
     return Failure{ExitCode::Usage,
                    "the name of a picture ends in .png or .svg, not " + printable(options.plot)};
-  return checkKeepsInputs(options.plot, {&options.model, 1});
+  return checkOutput(options.plot, {&options.model, 1});
 }
 
 std::variant<std::vector<std::size_t>, Failure> chooseCurves(ImportedModel const& model,

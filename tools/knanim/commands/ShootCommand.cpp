@@ -56,7 +56,7 @@ std::optional<Failure> checkOutputs(ShootOptions const& options) {
   }
   std::vector<std::string> const outputs = {options.strip, options.plan, options.film};
   for (std::size_t i = 0; i < outputs.size(); ++i) {
-    if (auto failure = checkKeepsInputs(outputs[i], {&options.model, 1})) return failure;
+    if (auto failure = checkOutput(outputs[i], {&options.model, 1})) return failure;
     for (std::size_t j = i + 1; j < outputs.size(); ++j) {
       if (!outputs[i].empty() && outputs[i] == outputs[j])
         return usage("two outputs would be the same file " + printable(outputs[i]));

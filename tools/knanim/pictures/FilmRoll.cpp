@@ -2,6 +2,7 @@
 
 #include "knanim/support/Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 
@@ -11,9 +12,14 @@ namespace {
 constexpr std::size_t kLeastSide = 16;
 constexpr std::size_t kMostSide = 4096;
 
+/// What films may be called; the first two kinds need no other program.
+constexpr std::array<std::string_view, 16> kFilmEndings = {".png", ".apng", ".gif",  ".mp4", ".m4v", ".mov",
+                                                           ".mkv", ".webm", ".webp", ".avi", ".mpg", ".mpeg",
+                                                           ".ogv", ".wmv",  ".flv",  ".ts"};
+
 bool isPng(std::string const& path) {
-  std::string const extension = std::filesystem::path(path).extension().string();
-  return extension == ".png" || extension == ".apng";
+  std::string const ending = lowerEnding(path);
+  return ending == kFilmEndings[0] || ending == kFilmEndings[1];
 }
 
 Failure unwritable(std::string message) { return {ExitCode::OutputUnwritable, std::move(message)}; }
@@ -37,7 +43,14 @@ std::variant<std::array<std::size_t, 2>, Failure> readFilmSize(std::string const
 }
 
 std::optional<Failure> checkFilm(std::string const& path) {
-  if (path.empty() || isPng(path) || FilmEncoder::isInstalled()) return std::nullopt;
+  if (path.empty()) return std::nullopt;
+  if (std::ranges::count(kFilmEndings, lowerEnding(path)) == 0) {
+    std::string known;
+    for (std::string_view const ending : kFilmEndings)
+      known.append(known.empty() ? "" : ending == kFilmEndings.back() ? " or " : ", ").append(ending);
+    return Failure{ExitCode::Usage, "the name of a film ends in " + known + ", not " + printable(path)};
+  }
+  if (isPng(path) || FilmEncoder::isInstalled()) return std::nullopt;
   return unwritable(
       "a film of this kind needs the program ffmpeg, which is not installed; a film called .png, and "
       "--frames, do without it");

@@ -28,7 +28,8 @@ struct FilmTargets {
 /// Width and height in pixels, as 640x360; fails with `Usage`.
 std::variant<std::array<std::size_t, 2>, Failure> readFilmSize(std::string const& text);
 
-/// Whether a film of this name can be made: a .png always, by the program itself; any other where ffmpeg is installed.
+/// Whether a film of this name can be made: a .png always, by the program itself; others where ffmpeg is installed. Fails
+/// with `Usage` for an unknown ending of the name, and else with `OutputUnwritable`.
 std::optional<Failure> checkFilm(std::string const& path);
 
 /// Draws the frames of a film one by one, each into a picture of its own, into a moving one, or both. A film appears in

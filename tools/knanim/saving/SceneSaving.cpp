@@ -78,7 +78,7 @@ std::optional<Failure> checkSceneOutput(std::string const& path, std::span<std::
   if (!sceneForm(path))
     return Failure{ExitCode::Usage,
                    "the name of a scene ends in .osb, .json, .gltf or .glb, not " + printable(path)};
-  return checkKeepsInputs(path, inputs);
+  return checkOutput(path, inputs);
 }
 
 std::optional<Failure> saveScene(LoadedScene& loaded, std::string const& path, ExportOptions const& options,

@@ -2,6 +2,8 @@
 
 #include "knanim/support/Text.h"
 
+#include <cstdlib>
+
 namespace knanim {
 
 ExitCode report(Failure const& failure, Terminal terminal) {
@@ -15,6 +17,24 @@ void warn(std::string const& message, Terminal terminal) {
 
 void warn(std::vector<std::string> const& messages, Terminal terminal) {
   for (std::string const& message : messages) warn(message, terminal);
+}
+
+HeldOutput::HeldOutput(Terminal terminal)
+    : _output(terminal.output), _held{open_memstream(&_text, &_size), terminal.errors} {
+  // Without memory for it, nothing is held.
+  if (_held.output == nullptr) _held.output = _output;
+}
+
+HeldOutput::~HeldOutput() {
+  if (_held.output != _output) std::fclose(_held.output);
+  std::free(_text);
+}
+
+void HeldOutput::release() {
+  if (_held.output == _output) return;
+  std::fclose(_held.output);
+  std::fwrite(_text, 1, _size, _output);
+  _held.output = _output;
 }
 
 void printRow(std::FILE* output, char const* label, std::string const& text) {

@@ -71,8 +71,9 @@ bool FilmEncoder::isInstalled() {
 
 FilmEncoder::FilmEncoder(std::string path, std::size_t width, std::size_t height, double framesPerSecond)
     : _path(std::move(path)), _partial(partialPath(_path)) {
+  _words = std::tmpfile();
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+  if (_words == nullptr || pipe2(ends.data(), O_CLOEXEC) != 0) {
     fail(std::strerror(errno));
     return;
   }
@@ -81,7 +82,7 @@ FilmEncoder::FilmEncoder(std::string path, std::size_t width, std::size_t height
   std::vector<std::string> words = {kProgram, "-loglevel",  "error",    "-nostdin", "-y",
                                     "-f",     "rawvideo",   "-pix_fmt", "bgr0",     "-s",
                                     size,     "-framerate", rate,       "-i",       "pipe:0"};
-  bool const isGif = std::filesystem::path(_path).extension() == ".gif";
+  bool const isGif = lowerEnding(_path) == ".gif";
   // A GIF has 256 colours, which are chosen for all frames together; most players of other films know one form only.
   for (char const* const word : {isGif ? "-vf" : "-pix_fmt", isGif ? kGifColors : "yuv420p"})
     words.emplace_back(word);
@@ -93,6 +94,7 @@ FilmEncoder::FilmEncoder(std::string path, std::size_t width, std::size_t height
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, fileno(_words), STDERR_FILENO);
   // In a group of its own, an interruption from the keyboard does not reach it before it reaches this program.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
@@ -112,6 +114,7 @@ FilmEncoder::FilmEncoder(std::string path, std::size_t width, std::size_t height
 FilmEncoder::~FilmEncoder() {
   if (_pipe >= 0) close(_pipe);
   wait();
+  if (_words != nullptr) std::fclose(_words);
   std::error_code ignored;
   std::filesystem::remove(_partial, ignored);
   noteUnfinished({});
@@ -134,6 +137,30 @@ int FilmEncoder::wait() {
   return status;
 }
 
+/// The first line that the program printed, which is nearest to the cause: with the film's own name, and without the part
+/// of the program that it comes from.
+std::string FilmEncoder::firstWords() const {
+  std::rewind(_words);
+  std::array<char, 1024> buffer;
+  if (std::fgets(buffer.data(), static_cast<int>(buffer.size()), _words) == nullptr) return {};
+  std::string line = buffer.data();
+  if (std::size_t const end = line.find("] "); line.starts_with('[') && end != std::string::npos)
+    line.erase(0, end + 2);
+  if (std::size_t const at = line.find(_partial); at != std::string::npos)
+    line.replace(at, _partial.size(), _path);
+  line.erase(line.find_last_not_of("\r\n ") + 1);
+  return line;
+}
+
+void FilmEncoder::failAs(int status) {
+  std::string reason = kProgram;
+  reason += WIFSIGNALED(status)
+                ? std::string(" was ended by the signal \"") + strsignal(WTERMSIG(status)) + '"'
+                : " failed";
+  std::string const words = firstWords();
+  fail(words.empty() ? reason : reason + ": " + printable(words));
+}
+
 bool FilmEncoder::add(std::vector<std::uint32_t> const& pixels) {
   if (!_message.empty()) return false;
   NoPipeSignal const quiet;
@@ -143,7 +170,12 @@ bool FilmEncoder::add(std::vector<std::uint32_t> const& pixels) {
     ssize_t const written = write(_pipe, bytes, left);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
-      fail(errno == EPIPE ? std::string(kProgram) + " has ended" : std::strerror(errno));
+      if (errno != EPIPE) {
+        fail(std::strerror(errno));
+      } else {
+        // It has ended before its time, and may have said why.
+        failAs(wait());
+      }
       return false;
     }
     bytes += written;
@@ -155,8 +187,8 @@ bool FilmEncoder::add(std::vector<std::uint32_t> const& pixels) {
 bool FilmEncoder::commit() {
   if (_pipe >= 0) close(_pipe);
   _pipe = -1;
-  int const status = wait();
-  if (status != 0) fail(std::string(kProgram) + " failed");
+  // It prints errors only. After some, as on a full disk, it ends as if all were well.
+  if (int const status = wait(); status != 0 || !firstWords().empty()) failAs(status);
   if (!_message.empty()) return false;
   std::error_code error;
   std::filesystem::rename(_partial, _path, error);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -31,12 +32,15 @@ class FilmEncoder {
 
  private:
   void fail(std::string reason);
+  void failAs(int status);
   int wait();
+  std::string firstWords() const;
 
   std::string _path;
   std::string _partial;
   std::string _message;
   int _pipe = -1;
+  std::FILE* _words = nullptr;  ///< what the program prints
   pid_t _process = -1;
 };
 

@@ -57,14 +57,18 @@ bool OutputFile::flush() {
 
 bool OutputFile::commit() { return flush() && _file->commit(); }
 
-std::optional<Failure> checkKeepsInputs(std::string const& output, std::span<std::string const> inputs) {
+std::optional<Failure> checkOutput(std::string const& output, std::span<std::string const> inputs) {
+  if (output.empty()) return std::nullopt;
+  std::error_code error;
   for (std::string const& input : inputs) {
-    std::error_code error;
-    if (!output.empty() && std::filesystem::equivalent(output, input, error) &&
-        std::filesystem::is_regular_file(input, error))
+    if (std::filesystem::equivalent(output, input, error) && std::filesystem::is_regular_file(input, error))
       return Failure{ExitCode::Usage, "the output would replace " + printable(input) + ", which is read"};
   }
-  return std::nullopt;
+  // Who reads from a pipe would take its being opened and closed for the end.
+  if (openDescriptor(output) >= 0 || std::filesystem::is_other(output, error)) return std::nullopt;
+  OutputFile const file(output);
+  if (file.isGood()) return std::nullopt;
+  return Failure{ExitCode::OutputUnwritable, file.message()};
 }
 
 bool isStandardOutput(std::string const& path) { return openDescriptor(path) == STDOUT_FILENO; }

@@ -39,8 +39,9 @@ class OutputFile {
   std::optional<osg::FileReplacement> _file;
 };
 
-/// Refuses with `Usage` an output, empty for none, that leads to one of the files that are read.
-std::optional<Failure> checkKeepsInputs(std::string const& output, std::span<std::string const> inputs);
+/// Looks at an output, empty for none, before anything is done for it: fails with `Usage` when it leads to one of the files
+/// that are read, and with `OutputUnwritable` when a file cannot be made there.
+std::optional<Failure> checkOutput(std::string const& output, std::span<std::string const> inputs);
 
 /// Whether `path` is where the program prints, so that nothing else may be printed there.
 bool isStandardOutput(std::string const& path);

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
 
 namespace knanim {
 namespace {
@@ -88,6 +89,13 @@ std::string shortened(std::string_view text, std::size_t characters) {
     at = end;
   }
   return result;
+}
+
+std::string lowerEnding(std::string const& path) {
+  std::string ending = std::filesystem::path(path).extension().string();
+  for (char& letter : ending)
+    letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  return ending;
 }
 
 std::string grouped(std::uint64_t count) {

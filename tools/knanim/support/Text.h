@@ -16,6 +16,9 @@ std::string shortened(std::string_view text, std::size_t characters);
 /// The number of code points of valid UTF-8.
 std::size_t lengthInCharacters(std::string_view text);
 
+/// The ending of a file's name with its dot, in small letters; empty when there is none.
+std::string lowerEnding(std::string const& path);
+
 /// A count with its digits in groups of three: 1 234 567.
 std::string grouped(std::uint64_t count);
 

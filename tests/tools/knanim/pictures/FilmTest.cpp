@@ -177,4 +177,22 @@ TEST(Film, AFilmHasAllFramesAndAModelWithoutAnimationIsDrawn) {
   EXPECT_TRUE(test::readFile(folder.file("box.png")).starts_with(kPngSignature));
 }
 
+TEST(Film, AnErrorOfTheEncoderKeepsTheOldFilm) {
+  test::TemporaryFolder const folder;
+  std::string const program = folder.file("ffmpeg");
+  test::writeFile(program,
+                  "#!/bin/sh\n/bin/cat > /dev/null\necho '[out @ 0x1] no room left' >&2\necho 'more' >&2\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  std::string const former = std::getenv("PATH");
+  setenv("PATH", program.substr(0, program.rfind('/')).c_str(), 1);
+  test::writeFile(folder.file("film.mp4"), "old");
+  std::string const play = "play " + test::modelPath("X/Testwuson.X") + " --to 0.1 --size 64x36 --film ";
+  auto const outcome = test::run(play + folder.file("film.mp4"));
+  setenv("PATH", former.c_str(), 1);
+  EXPECT_EQ(outcome.code, ExitCode::OutputUnwritable);
+  EXPECT_TRUE(outcome.errors.ends_with("film.mp4: ffmpeg failed: no room left\n")) << outcome.errors;
+  EXPECT_EQ(test::readFile(folder.file("film.mp4")), "old");
+  EXPECT_EQ(test::run(play + folder.file("film.xyz")).code, ExitCode::Usage);
+}
+
 }  // namespace knanim::FilmTest
