@@ -61,7 +61,9 @@ class KNANIM_API knAuthoring {
   static std::optional<float> getValue(osg::AttachmentContainerPtr const& object, std::string_view channel);
 
   /// Adds keys to a curve, one value for each time (seconds), and announces the curve once. Times may come in any
-  /// order; of equal times the last one counts, unless `replaceSameTime` is off. Adds nothing if the curve is null or
+  /// order; of equal times the last one counts, unless `replaceSameTime` is off. Neighbours that have `Smooth` or
+  /// `Clamped` tangents, as made last, get them anew, so that keys set one by one give the curve of all at once. Adds
+  /// nothing if the curve is null or
   /// dead, if the lists differ in length or are empty, or if a number is not finite.
   static bool setKeys(osg::AnimCurvePtr const& curve, std::span<float const> times,
                       std::span<float const> values, knKeyOptions const& options = {});

@@ -1,4 +1,5 @@
 #include "authoring/ChannelNames.h"
+#include "curves/AutomaticTangents.h"
 #include "knAnimManager.h"
 #include "knAuthoring.h"
 #include "manager/UniqueNames.h"
@@ -81,6 +82,52 @@ std::vector<UInt32> addKeys(osg::AnimCurve& curve, std::vector<osg::Pnt2f> const
   }
   return indices;
 }
+
+/// Keys beside new ones whose vectors were made from their neighbours: they are made again from the new ones.
+class MadeNeighbours {
+ public:
+  /// For points in order of time that are to be added.
+  MadeNeighbours(CurveKeys const& keys, std::vector<osg::Pnt2f> const& points, knTangents first) {
+    for (osg::Pnt2f const& point : points) {
+      auto const same = std::ranges::equal_range(keys, point.x(), {}, timeOf);
+      std::size_t const behind = indexOf(keys, same.end());
+      if (same.begin() != keys.begin()) add(keys, indexOf(keys, same.begin()) - 1, first);
+      if (!same.empty()) add(keys, behind - 1, first);
+      if (behind < keys.size()) add(keys, behind, first);
+    }
+  }
+  void makeAgain(CurveKeys& keys, std::vector<UInt32> const& added) const {
+    for (UInt32 const index : added) {
+      if (index > 0) makeAgain(keys, index - 1);
+      if (index + 1 < keys.size()) makeAgain(keys, index + 1);
+    }
+  }
+
+ private:
+  static float timeOf(osg::CCPnt const& key) { return key.x(); }
+  static std::size_t indexOf(CurveKeys const& keys, auto const& place) {
+    return static_cast<std::size_t>(place - keys.begin());
+  }
+  /// Places ascend but for those that were looked at already.
+  void add(CurveKeys const& keys, std::size_t index, knTangents first) {
+    if (index < _next) return;
+    _next = index + 1;
+    if (std::optional<knTangents> const made = findVectors(keys, index, first))
+      _made.emplace_back(keys[index], *made);
+  }
+  void makeAgain(CurveKeys& keys, std::size_t index) const {
+    auto const ofTime =
+        std::ranges::equal_range(_made, keys[index].x(), {}, [](auto const& made) { return made.first.x(); });
+    for (auto const& [key, tangents] : ofTime) {
+      if (!osg::FieldDataTraits<osg::CCPnt>::isEqual(key, keys[index])) continue;
+      setVectors(keys, index, tangents);
+      return;
+    }
+  }
+
+  std::vector<std::pair<osg::CCPnt, knTangents>> _made;  // in order of time
+  std::size_t _next = 0;
+};
 
 /// The blocks of an object, and its other top-level animations but curves, which are put into a block first.
 std::vector<AnimNodePtr> blocksOf(NodePtr const& object, std::string const& name) {
@@ -203,7 +250,9 @@ bool knAuthoring::setKeys(AnimCurvePtr const& curveArgument, std::span<float con
   if (options.replaceAll) curve->clear();
   std::vector<osg::Pnt2f> points;
   for (std::size_t const i : order) points.emplace_back(times[i], values[i]);
+  MadeNeighbours const neighbours(curve->getControlPoints().getValues(), points, options.tangents);
   std::vector<UInt32> const indices = addKeys(*curve, points, options.replaceSameTime);
+  neighbours.makeAgain(curve->getControlPoints().getValues(), indices);
   return knCurves::setTangents(curve, options.tangents, indices);
 }
 

@@ -1,6 +1,6 @@
 // Tangents that follow from the keys around them. They reach two fifths of the segment in time, as those of the key
 // types do, where the cubic that evaluation solves is well conditioned.
-#include "knCurves.h"
+#include "curves/AutomaticTangents.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,8 +12,6 @@ using osg::UInt32;
 using osg::Vec2f;
 
 namespace {
-
-using Keys = osg::MField<CCPnt>::StoredType;
 
 constexpr double Reach = 0.4;
 /// A segment whose end slopes are at most three times its own, with tangents of a third, is monotone. Tangents that
@@ -28,7 +26,7 @@ struct Segment {
   double slope() const { return rise / width; }
 };
 
-Segment segmentBetween(Keys const& keys, std::size_t i) {
+Segment segmentBetween(CurveKeys const& keys, std::size_t i) {
   if (i + 1 >= keys.size()) return {};
   Segment segment;
   segment.width = static_cast<double>(keys[i + 1].x()) - keys[i].x();
@@ -65,16 +63,18 @@ Vec2f tangentInto(CCPnt const& key, CCPnt const& other, Segment const& segment, 
   return vector;
 }
 
-void setVectors(Keys& keys, std::size_t i, knTangents tangents) {
+struct Vectors {
+  Vec2f in;
+  Vec2f out;
+};
+
+Vectors vectorsAt(CurveKeys const& keys, std::size_t i, knTangents tangents) {
   Segment const before = i > 0 ? segmentBetween(keys, i - 1) : Segment();
   Segment const after = segmentBetween(keys, i);
   double const slope = slopeAtKey(before, after, tangents);
   bool const isClamped = tangents == knTangents::Clamped;
-  CCPnt& key = keys[i];
-  key.setInType(osg::SmoothTangent);
-  key.setOutType(osg::SmoothTangent);
-  key.setIntangent(tangentInto(key, keys[i > 0 ? i - 1 : i], before, slope, -1.0, isClamped));
-  key.setOuttangent(tangentInto(key, keys[after.isUsable ? i + 1 : i], after, slope, 1.0, isClamped));
+  return {tangentInto(keys[i], keys[i > 0 ? i - 1 : i], before, slope, -1.0, isClamped),
+          tangentInto(keys[i], keys[after.isUsable ? i + 1 : i], after, slope, 1.0, isClamped)};
 }
 
 void setOne(osg::AnimCurve& curve, UInt32 index, knTangents tangents) {
@@ -97,6 +97,28 @@ static_assert(static_cast<int>(knTangents::Step) == osg::StepTangent &&
               static_cast<int>(knTangents::Flat) == osg::SmoothTangent);
 
 }  // namespace
+
+void setVectors(CurveKeys& keys, std::size_t index, knTangents tangents) {
+  auto const [in, out] = vectorsAt(keys, index, tangents);
+  CCPnt& key = keys[index];
+  key.setInType(osg::SmoothTangent);
+  key.setOutType(osg::SmoothTangent);
+  key.setIntangent(in);
+  key.setOuttangent(out);
+}
+
+std::optional<knTangents> findVectors(CurveKeys const& keys, std::size_t index, knTangents first) {
+  CCPnt const& key = keys[index];
+  if (key.inType() != osg::SmoothTangent || key.outType() != osg::SmoothTangent || key.inFollows() ||
+      key.outFollows())
+    return std::nullopt;
+  for (knTangents const tangents : {first, knTangents::Clamped, knTangents::Smooth}) {
+    if (tangents != knTangents::Clamped && tangents != knTangents::Smooth) continue;
+    auto const [in, out] = vectorsAt(keys, index, tangents);
+    if (key.intangent() == in && key.outtangent() == out) return tangents;
+  }
+  return std::nullopt;
+}
 
 bool knCurves::setTangents(AnimCurvePtr const& curve, knTangents tangents) {
   if (!curve.isAlive()) return false;

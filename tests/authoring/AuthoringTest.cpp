@@ -78,6 +78,27 @@ TEST_F(AuthoringTest, KeysComeFromArraysAndVectors) {
   EXPECT_EQ(placeOf(door), Vec3f(1, 2, 3));
 }
 
+/// Keys one by one, in any order and in groups, make the curve that they make at once; given vectors stay.
+TEST_F(AuthoringTest, SmoothKeysMayComeOneByOne) {
+  std::vector<osg::Pnt2f> const points{{0, 0}, {1, 10}, {2, 12}, {2.5F, 12}, {4, -3}, {5, 9}};
+  for (knTangents const tangents : {knTangents::Smooth, knTangents::Clamped}) {
+    SCOPED_TRACE(static_cast<int>(tangents));
+    AnimCurvePtr const whole = knAuthoring::makeCurve(door, "translation.X");
+    AnimCurvePtr const parts = knAuthoring::makeCurve(door, "translation.Y");
+    knAuthoring::setKeys(whole, {points[0], points[1], points[2], points[3], points[4], points[5]},
+                         {.tangents = tangents, .replaceAll = true});
+    parts->clear();
+    for (std::size_t const i : {2U, 0U, 5U})
+      knAuthoring::setKey(door, "translation.Y", points[i].x(), {points[i].y()}, {.tangents = tangents});
+    knAuthoring::setKeys(parts, {points[1], points[3], points[4]}, {.tangents = tangents});
+    EXPECT_TRUE(std::ranges::equal(whole->getControlPoints(), parts->getControlPoints(),
+                                   FieldDataTraits<CCPnt>::isEqual));
+    parts->getControlPoints().getValues()[5].setInY(7);
+    knAuthoring::setKeys(parts, {{6, 0}}, {.tangents = tangents});
+    EXPECT_EQ(parts->getControlPoints()[5].intangent(), osg::Vec2f(-0.4F, 7));
+  }
+}
+
 class Forgetful;
 /// Its list of channels names a field that it does not have, and is not read.
 class ForgetfulBase : public NodeCore {

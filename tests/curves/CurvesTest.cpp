@@ -2,6 +2,7 @@
 
 #include "evaluation/CurveStage.h"
 #include "model/fields/Ref.h"
+#include "model/sceneext/AnimBuilders.h"
 #include "support/CurveMuseum.h"
 #include "support/LogCapture.h"
 #include "support/TestContainers.h"
@@ -175,6 +176,9 @@ TEST_F(CurvesTest, ClampedTangentsNeverLeaveTheSpanOfTheirKeys) {
       }
     }
   }
+  Ref<AnimCurve> const steps(newCurve({{0, 0}, {1, 100}, {2, 101}, {3, 201}}));
+  knCurves::setTangents(steps, knTangents::Clamped);
+  EXPECT_FLOAT_EQ(steps->getControlPoints()[1].outY(), 1) << "as steep as may be";
 }
 
 TEST_F(CurvesTest, AnInsertedKeyLeavesTheShape) {

@@ -118,6 +118,8 @@ TEST_F(DiagnosisTest, WhatMovesGivesNoReasonAndWhatIsSwitchedOffDoes) {
   for (AnimNodePtr const& off : {node, block}) off->setTravMask(0);
   for (AnimNodePtr const& still : {node, inner})
     EXPECT_TRUE(names(knDiagnosis::whyStill(still), knStillness::Inactive));
+  Held const partly(newGroup<AnimBlock>({newAnimNode(curveOf(node)), newCurveNode("scale", 0, {{0, 1}})}));
+  EXPECT_FALSE(names(knDiagnosis::whyStill(*partly), knStillness::NotInScene));
   curveOf(node)->clear();
   EXPECT_TRUE(names(knDiagnosis::whyStill(node), knStillness::NoKeys));
   knAnimManager::setSimulationEnabledCB([] { return false; });
@@ -135,6 +137,8 @@ TEST_F(DiagnosisTest, TheSceneIsAskedForFaultsAlone) {
   EXPECT_TRUE(
       names(knDiagnosis::whyStill(knStillnessOptions{.constantCurves = true}), knStillness::SameValues));
   EXPECT_TRUE(names(knDiagnosis::whyStill(even), knStillness::SameValues));
+  curveOf(even)->getControlPoints().getValues()[1].setInY(1);
+  EXPECT_FALSE(names(knDiagnosis::whyStill(even), knStillness::SameValues));
   clip->setTravMask(0);
   EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::Inactive, "opening_Block"));
   clip->setTravMask(0xFFFFFFFFU);

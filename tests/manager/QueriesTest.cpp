@@ -131,6 +131,8 @@ TEST_F(QueriesTest, WhoHasAnimations) {
   ASSERT_EQ(found.size(), 2U) << "appended";
   EXPECT_EQ(found[1].tags.getValues(), Names{"tagged"});
   EXPECT_EQ(found[1].animations.size(), 1U);
+  animate(empty, newAnimNode(TimeShapeCache::create()));
+  EXPECT_FALSE(manager.hasVertexAnimation(empty)) << "no geometry";
 }
 
 TEST_F(QueriesTest, Lists) {
