@@ -125,6 +125,10 @@ TEST_F(AuthoringTest, ChannelsAreReadAndKeyedWhereverTheyAreKept) {
   ASSERT_TRUE(knAuthoring::setKey(paint, "Paint.diffuseColor", 0, {0.5F, 0.25F, 1}));
   EXPECT_EQ(knAuthoring::makeCurve(paint, "diffuseColor.G"),
             knAuthoring::makeCurves(paint, "diffuseColor")[1]);
+  // The catalogue lists the last one first.
+  paint->setDiffuseComponent(ColorComponentSettings::create());
+  for (UInt32 i = 0; AnimCurvePtr const& curve : knAuthoring::makeCurves(paint, "colorCorrection"))
+    EXPECT_EQ(curve->getValueIndex(), i++);
   evaluate(0);
   EXPECT_EQ(knAuthoring::getValue(lamp, "diffuse.G"), 0.5F);
   EXPECT_EQ(knAuthoring::getValue(paint, "diffuseColor.G"), 0.25F);
