@@ -57,7 +57,7 @@ void drawPanel(int place, std::string const& title, osg::AnimCurvePtr const& cur
               place);
   std::printf("<line x2='420' y1='%.0f' y2='%.0f' stroke='#c5ccd6'/>\n", down(0), down(0));
   std::printf("<polyline fill='none' stroke='#2563a8' stroke-width='2' points='");
-  for (float time = From; time <= To; time += 0.02F)
+  for (float time = From; time <= To; time += 0.05F)
     std::printf("%.1f,%.1f ", across(time), down(knCurves::getValue(node, time).value_or(0)));
   std::printf("'/>\n");
   for (osg::CCPnt const& key : curve->getControlPoints()) {
