@@ -76,7 +76,8 @@ class KNANIM_API knAuthoring {
   static bool setKey(osg::AttachmentContainerPtr const& object, std::string_view channel, float time,
                      std::initializer_list<float> values, knKeyOptions const& options = {});
 
-  /// Moves the top-level curves of each object into a block, as `knAnimManager::createBlock` does. Returns the new
+  /// Moves the top-level curves of each object into a block, as `knAnimManager::createBlock` does, which calls it `name`
+  /// followed by "_Block". Returns the new
   /// blocks in the order of the objects; an object without curves gets none.
   static std::vector<osg::AnimNodePtr> makeBlocks(std::span<osg::NodePtr const> objects,
                                                   std::string const& name);

@@ -30,14 +30,14 @@ enum class knStillness {
   ShapesDisagree,  ///< two neighbouring shapes of a cache have not the same numbers of vertices and normals
   NoGeometry,  ///< the owner of a shape cache is no node with a geometry, or its geometry has no vertices to write
   Paused,            ///< a tree in the playing queue is paused, so the queue does not move it
-  KeysOutOfOrder,    ///< keys that were written by hand are not in order of time
+  KeysOutOfOrder,    ///< keys that were written by hand, or shapes, are not in order of time
   WrongVertexCount,  ///< a shape of a cache has another number of vertices, or of normals, than its geometry
   OtherComponent,    ///< a curve's suffix stands for another component than its index
   /// A tangent points away from its segment, or reaches more than twice as far as the segment: a position in place of a
   /// vector.
   StrayTangent,
   NoTangent,  ///< a linear or smooth tangent has a zero vector, so that its key holds its value until the next
-  NotStepped,    ///< the host does not step what plays: the frame player, or the playing queue
+  NotStepped,    ///< nobody steps the frame player, the playing queue, or a clip or camera track
   BadPlayRange,  ///< a play range in use ends before it begins, or has a time that is no number
   BadCycles,     ///< a number of repetitions below -1
 };

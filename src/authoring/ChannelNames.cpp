@@ -115,7 +115,7 @@ std::string describeNoChannel(osg::AttachmentContainerPtr const& owner, Channels
   bool const isMaterial = osg::dcastTo<osg::Material>(body) != nullptr;
   if (std::string const fault = isMaterial ? "" : describeDeclaration(body, field); !fault.empty())
     return result + fault;
-  if (!isMaterial && body != owner && isUnlisted(body, all, field))
+  if ((isMaterial || body != owner) && isUnlisted(body, all, field))
     return result.append(" takes values for '").append(field) +
            "', but does not list it as a channel: list it by getChannelDescriptions, or make a curve for it "
            "by knAnimManager::createChannelCurveNode";

@@ -195,6 +195,37 @@ class Examination {
     }
   }
 
+  /// Scene evaluations leave out clips and camera tracks: something else has to move them. One that is switched off or
+  /// empty is told as such.
+  void lookAtDriving(AnimNodePtr const& tree) {
+    NodePtr top;
+    bool isClip = false;
+    for (NodePtr node = tree; node.isAlive(); node = node->getParent()) {
+      auto const* const animNode = osg::dcastTo<AnimNode>(node);
+      if (animNode != nullptr && (animNode->getPlaying() || animNode->getLastEvaluationTime() != 0.F)) return;
+      if (!node->isActive()) return;
+      isClip = isClip || osg::hasCore<osg::AnimClip>(node);
+      top = node;
+    }
+    auto const isTrack = [](FieldContainerPtr const& holder) {
+      return osg::hasCore<osg::CameraTrack>(osg::dcast<NodePtr>(holder));
+    };
+    std::vector<FieldContainerPtr> const holders = findHolders(tree);
+    isClip = isClip && (holders.empty() || top == NodePtr(knAnimManager::the()->clipStructureRoot()));
+    if (!isClip && std::ranges::none_of(holders, isTrack)) return;
+    bool hasMotions = false;
+    forEachNode(tree, [&](NodePtr const& node) {
+      hasMotions = hasMotions || hasMotion(node);
+      return !hasMotions;
+    });
+    if (!hasMotions) return;
+    add(knStillness::NotStepped, tree, {},
+        titleOf(tree) + (isClip ? ": a clip" : ": a camera track") +
+            " is left out when the scene is evaluated, and nothing else has evaluated this one after 0 s: "
+            "call "
+            "knAnimManager::enqueue or evaluateByTime");
+  }
+
   void lookAtAll(knStillnessOptions const& options) {
     _isOfScene = true;
     _tellsConstant = options.constantCurves;
@@ -304,6 +335,9 @@ class Examination {
       if (!shape.isAlive()) continue;
       if (std::string const numbers = describeNumbers(*shape); !numbers.empty())
         add(knStillness::BadKeys, node, cache, title + ": " + numbers);
+      if (last != nullptr && shape->getTime() < last->getTime())
+        add(knStillness::KeysOutOfOrder, node, cache,
+            title + ": its shapes are not in order of time, as TimeShapeCache::addShape puts them");
       std::string const text = last != nullptr && agree ? describeDisagreement(*last, *shape) : "";
       agree = agree && text.empty();
       if (!text.empty()) add(knStillness::ShapesDisagree, node, cache, title + ": " + text);
@@ -345,6 +379,7 @@ class Examination {
     }
     std::string const& field = std::as_const(*curve).getName();
     if (std::optional<knStillness> const cause = findRefusal(aim, field, curve->getValueIndex())) {
+      if (isOfFlightOrTrack(*curve, aim)) return;
       add(*cause, node, aim,
           title + " moves nothing: " + describeRefusal(aim, field, curve->getValueIndex(), *cause));
       return;
@@ -402,7 +437,10 @@ Reasons knDiagnosis::whyStill(AnimNodePtr const& argument) {
   if (!tree.isAlive()) return notAlive();
   Examination examination;
   if (!tree.isAlive()) return notAlive();
-  if (examination.lookAtWhole()) examination.lookAtTree(tree);
+  if (examination.lookAtWhole()) {
+    examination.lookAtDriving(tree);
+    examination.lookAtTree(tree);
+  }
   return examination.take();
 }
 

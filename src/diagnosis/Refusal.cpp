@@ -3,7 +3,9 @@
 #include "diagnosis/Holding.h"
 #include "diagnosis/NearNames.h"
 #include "evaluation/WriteRule.h"
+#include "model/camera/UberCamera.h"
 #include "model/light/UberLight.h"
+#include "model/sceneext/CameraTrack.h"
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
@@ -111,6 +113,21 @@ std::string describeMisfit(osg::TimeShapeData const& shape, osg::Geometry const&
   }
   text << ", so it is not shown at its time, and only in part when blended";
   return text.str();
+}
+
+bool isOfFlightOrTrack(osg::AnimCurve const& curve, FieldContainerPtr const& aim) {
+  auto const* const camera = osg::dcastTo<osg::UberCamera>(aim);
+  if (camera == nullptr) return false;
+  bool const isUnplaced = curve.getName() == "vignetteRoundness";
+  osg::NodePtr const flight = camera->getAnimationRoot();
+  auto const isTrack = [](FieldContainerPtr const& holder) {
+    return osg::hasCore<osg::CameraTrack>(osg::dcast<osg::NodePtr>(holder));
+  };
+  return std::ranges::any_of(curve.getParents(), [&](osg::NodePtr const& node) {
+    if (flight.isAlive() && node->getParent() == flight) return true;
+    return isUnplaced && isNearTop(node) &&
+           std::ranges::any_of(findHolders(osg::dcast<osg::AnimNodePtr>(node)), isTrack);
+  });
 }
 
 std::string describeNoAim(FieldContainerPtr const& owner, std::string const& field) {

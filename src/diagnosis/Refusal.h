@@ -16,6 +16,10 @@ std::string describeRefusal(osg::FieldContainerPtr const& aim, std::string const
 std::string describeDisagreement(osg::TimeShapeData const& one, osg::TimeShapeData const& other);
 /// That a shape does not show on a geometry as it is, as their numbers of vertices or normals differ; empty where it does.
 std::string describeMisfit(osg::TimeShapeData const& shape, osg::Geometry const& geometry);
+/// Whether a curve was made by a flight of the camera that it aims at, or by a camera track for the one channel that
+/// cameras list and do not take. They have curves for all channels, and are made anew time and again: nobody is to be
+/// told of those. Main thread.
+bool isOfFlightOrTrack(osg::AnimCurve const& curve, osg::FieldContainerPtr const& aim);
 /// That the owner of a curve has nothing that takes it.
 std::string describeNoAim(osg::FieldContainerPtr const& owner, std::string const& field);
 inline constexpr char const* NoSceneText =

@@ -1,5 +1,6 @@
 // From a value to the field that it lands in.
 #include "diagnosis/MotionWarnings.h"
+#include "diagnosis/Refusal.h"
 #include "evaluation/FieldContents.h"
 #include "evaluation/FieldWrite.h"
 #include "model/fields/FieldContainerFactory.h"
@@ -65,17 +66,6 @@ void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UIn
   }
 }
 
-/// Whether a curve was made by a flight of the camera that it writes to. Flights have curves for all channels of a camera,
-/// the one that it does not take included, and are made anew time and again: nobody is to be warned of them.
-bool isOfFlight(FieldContainerPtr const& curve, FieldContainerPtr const& aim) {
-  auto const* const camera = osg::dcastTo<osg::UberCamera>(aim);
-  auto const* const object = osg::dcastTo<osg::AnimCurve>(curve);
-  if (camera == nullptr || object == nullptr || !camera->getAnimationRoot().isAlive()) return false;
-  return std::ranges::any_of(object->getParents(), [&](osg::NodePtr const& node) {
-    return node->getParent() == osg::NodePtr(camera->getAnimationRoot());
-  });
-}
-
 /// Asks for what the writing of a record reads of its curve, a few records ahead of its turn.
 [[gnu::always_inline]] inline void prefetchCurve(std::vector<knCurveData> const& data, std::size_t now) {
   constexpr std::size_t Ahead = 16;
@@ -89,7 +79,8 @@ bool isOfFlight(FieldContainerPtr const& curve, FieldContainerPtr const& aim) {
 }  // namespace
 
 void knAnimEvaluator::FieldWrite::noteRefusal(FieldContainerPtr const& aim) const {
-  if (curve != nullptr && isOfFlight(*curve, aim)) return;
+  auto const* const object = curve != nullptr ? osg::dcastTo<osg::AnimCurve>(*curve) : nullptr;
+  if (object != nullptr && isOfFlightOrTrack(*object, aim)) return;
   MotionWarnings::noteRefusal(curve != nullptr ? *curve : FieldContainerPtr(), aim, name, valueIndex);
 }
 

@@ -1,4 +1,6 @@
 #include "camera/CameraStage.h"
+#include "knDiagnosis.h"
+#include "support/LogCapture.h"
 
 namespace kntest::TracksTest {
 
@@ -72,6 +74,15 @@ TEST_F(TracksTest, BlocksAreMadeKeptAndReplaced) {
   EXPECT_EQ(manager.getCameraTrackBlock(track), block);
   EXPECT_EQ(manager.getCameraTrackNodeWithAnimationBlock(block), track);
   EXPECT_TRUE(curveIn(block, "at", 2));
+  auto const causes = [&] {
+    std::set<knStillness> found;
+    for (knStillnessReason const& reason : knDiagnosis::whyStill(block)) found.insert(reason.cause);
+    return found;
+  };
+  EXPECT_EQ(causes(), (std::set{knStillness::SameValues, knStillness::NotStepped})) << "nobody plays it";
+  LogCapture const log;
+  manager.evaluateByTime(block, 1, true, true, false);
+  EXPECT_TRUE(log.lines().empty() && causes() == std::set{knStillness::SameValues});
   for (char const* ignored : {"visible", "translation", "turntableAngle", "focalLength", "aimTranslation"}) {
     EXPECT_FALSE(curveIn(block, ignored, 0)) << ignored;
   }

@@ -137,6 +137,9 @@ TEST_F(DiagnosisTest, TheSceneIsAskedForFaultsAlone) {
   EXPECT_TRUE(
       names(knDiagnosis::whyStill(knStillnessOptions{.constantCurves = true}), knStillness::SameValues));
   EXPECT_TRUE(names(knDiagnosis::whyStill(even), knStillness::SameValues));
+  EXPECT_TRUE(names(knDiagnosis::whyStill(clip), knStillness::NotStepped, "'opening': a clip"));
+  manager.evaluateByTime(clip, 1, true, true, false);
+  EXPECT_TRUE(knDiagnosis::whyStill(clip).empty());
   curveOf(even)->getControlPoints().getValues()[1].setInY(1);
   EXPECT_FALSE(names(knDiagnosis::whyStill(even), knStillness::SameValues));
   clip->setTravMask(0);

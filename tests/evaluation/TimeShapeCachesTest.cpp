@@ -114,6 +114,10 @@ TEST_F(TimeShapeCachesTest, WhyACacheIsStill) {
   cache->addShape(newShape(5, 30, 3, 0));
   EXPECT_TRUE(std::ranges::count(causes(), knStillness::WrongVertexCount) == 1);
   cache->clearShapes();
+  for (float const time : {0.F, 1.F}) cache->addShape(newShape(time, 10));
+  cache->getShapes()[0]->setTime(3);
+  EXPECT_EQ(causes(), std::vector{knStillness::KeysOutOfOrder});
+  cache->clearShapes();
   cache->addShape(newShape(0, NAN));
   EXPECT_EQ(causes(), std::vector{knStillness::BadKeys});
   cache->clearShapes();
