@@ -6,6 +6,7 @@
 #include "knanim/support/Console.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/LogCapture.h"
+#include "knanim/support/OutputFile.h"
 
 #include <cerrno>
 #include <cstring>
@@ -231,17 +232,16 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
   command
       .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
       ->type_name("NAME");
+  CLI::Option* const tolerance = command.add_option(
+      "--tolerance", options.tolerances,
+      "How far curves may move: PATTERN=VALUE in the unit of the channel, such as rotation=0.05 or "
+      "Hips*=0.1, VALUE for all, or translation=0.1% of the figure's size. May be given again; the last "
+      "one that fits counts [0.1 degree, 0.1 % of the size, 0.001 for scales]");
+  tolerance->type_name("[PATTERN=]VALUE")->allow_extra_args(false);
   command
-      .add_option(
-          "--tolerance", options.tolerances,
-          "How far curves may move: PATTERN=VALUE in the unit of the channel, such as rotation=0.05 or "
-          "Hips*=0.1, VALUE for all, or translation=0.1% of the figure's size. May be given again; the last "
-          "one that fits counts [0.1 degree, 0.1 % of the size, 0.001 for scales]")
-      ->type_name("[PATTERN=]VALUE")
-      ->allow_extra_args(false);
-  command.add_flag(
-      "--points", options.points,
-      "Drop points by their distance instead (Douglas-Peucker at 0.0001), which bounds no value");
+      .add_flag("--points", options.points,
+                "Drop points by their distance instead (Douglas-Peucker at 0.0001), which bounds no value")
+      ->excludes(tolerance);
   command.add_flag("--all", options.all, "List all curves, however many");
   addOut(command, options.out);
   CLI::Option* const plot =
@@ -373,7 +373,7 @@ void defineShoot(CLI::App& command, ShootOptions& options) {
 }
 
 /// Standard output is an output like any other: what got lost on the way must not pass for success.
-ExitCode checkOutput(ExitCode code, Terminal terminal) {
+ExitCode checkPrinted(ExitCode code, Terminal terminal) {
   errno = 0;
   bool const good = std::fflush(terminal.output) == 0 && std::ferror(terminal.output) == 0;
   if (good || code != ExitCode::Ok) return code;
@@ -478,6 +478,9 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
   std::vector<char const*> words(arguments, arguments + count);
   if (count > 1 && std::strcmp(words[1], "help") == 0) {
     words.erase(words.begin() + 1);
+    auto const isAsked = [&words](CLI::App const* each) { return each->get_name() == words[1]; };
+    if (words.size() > 1 && app.get_subcommands(isAsked).empty())
+      return report({ExitCode::Usage, noCommand(app, words[1])}, terminal);
     words.push_back("--help");
   }
   try {
@@ -487,14 +490,15 @@ ExitCode runCommandLine(int count, char const* const* arguments, Terminal termin
     if (dynamic_cast<CLI::CallForVersion const*>(&request) != nullptr)
       text = std::string(request.what()) + '\n';
     std::fputs(text.c_str(), terminal.output);
-    return checkOutput(ExitCode::Ok, terminal);
+    return checkPrinted(ExitCode::Ok, terminal);
   } catch (CLI::ParseError const& error) {
     return report({ExitCode::Usage, explain(app, error)}, terminal);
   }
+  forgetOutputs();
   InterruptionGuard const guard;
   LogToTerminal const log(terminal);
   ExitCode const code = commands.run(terminal);
-  return checkOutput(code, terminal);
+  return checkPrinted(code, terminal);
 }
 
 }  // namespace knanim

@@ -7,7 +7,9 @@
 #include "knanim/support/Text.h"
 
 #include <array>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -99,7 +101,9 @@ ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {
   std::ifstream stream(options.xml, std::ios::binary);
   std::string const text{std::istreambuf_iterator<char>(stream), {}};
   if (!stream.is_open() || stream.bad())
-    return report({ExitCode::FileUnreadable, "cannot read " + printable(options.xml)}, terminal);
+    return report(
+        {ExitCode::FileUnreadable, "cannot read " + printable(options.xml) + ": " + std::strerror(errno)},
+        terminal);
   auto const opened = LoadedScene::load({options.model, ""}, terminal);
   if (auto const* failure = std::get_if<Failure>(&opened)) return report(*failure, terminal);
   LoadedScene& loaded = *std::get<0>(opened);

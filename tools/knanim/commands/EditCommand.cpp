@@ -68,8 +68,6 @@ EditResult carryOut(EditStep const& step, EditOptions const& options, SceneEditi
 }
 
 std::optional<Failure> check(EditOptions const& options) {
-  if (options.steps.empty())
-    return Failure{ExitCode::Usage, "there is nothing to do: give a step, such as --shift 0.5"};
   auto const countOf = [&options](EditVerb verb) {
     return std::ranges::count(options.steps, verb, &EditStep::verb);
   };
@@ -83,6 +81,8 @@ std::optional<Failure> check(EditOptions const& options) {
     return Failure{ExitCode::Usage, "--source-animation, --map, --only and --retarget require --paste"};
   if (paste.replace && countOf(EditVerb::Paste) + countOf(EditVerb::Copy) + countOf(EditVerb::Share) == 0)
     return Failure{ExitCode::Usage, "--replace requires --paste, --copy or --share"};
+  if (options.steps.empty())
+    return Failure{ExitCode::Usage, "there is nothing to do: give a step, such as --shift 0.5"};
   std::vector<std::string> inputs = {options.model, paste.source, paste.map};
   for (EditStep const& step : options.steps) {
     if (step.verb == EditVerb::Rename) inputs.push_back(step.text);

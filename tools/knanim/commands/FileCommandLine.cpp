@@ -17,10 +17,11 @@ void defineConvert(CLI::App& command, ConvertOptions& options) {
       .add_option("--object", options.object,
                   "Write only the animations of this node or material, without the scene")
       ->type_name("NAME");
-  command.add_flag("--bake-skins", options.bakeSkins,
-                   "Turn meshes with bones into caches of one shape for every frame");
+  CLI::Option* const bakes = command.add_flag(
+      "--bake-skins", options.bakeSkins, "Turn meshes with bones into caches of one shape for every frame");
   command.add_option("--fps", options.framesPerSecond, "Frames per second of baked skins")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->needs(bakes);
   addTangents(command, options.tangents);
   char const* const group = "glTF";
   command

@@ -67,14 +67,21 @@ std::string describeKeys(KeyCounts const& keys) {
          ')';
 }
 
+std::string describeTime(AnimationSummary const& animation) {
+  double const begin = animation.beginSeconds;
+  double const end = animation.durationSeconds;
+  std::string const length = brief(end - begin, 6) + " s";
+  return begin == 0 ? length : length + ", from " + brief(begin, 6) + " s to " + brief(end, 6) + " s";
+}
+
 void printAnimations(ModelSummary const& summary, std::FILE* output) {
   if (summary.animations.empty()) return printRow(output, "animations", "none");
   printRow(output, "animations", grouped(summary.animations.size()));
   for (std::size_t i = 0; i < summary.animations.size(); ++i) {
     AnimationSummary const& animation = summary.animations[i];
     std::fprintf(output, "%5zu  \"%s\"\n", i + 1, animation.name.c_str());
-    std::fprintf(output, "         %s s, %s ticks per second%s\n",
-                 brief(animation.durationSeconds, 6).c_str(), brief(animation.ticksPerSecond, 6).c_str(),
+    std::fprintf(output, "         %s, %s ticks per second%s\n", describeTime(animation).c_str(),
+                 brief(animation.ticksPerSecond, 6).c_str(),
                  animation.ticksAreGuessed ? " (not in the file)" : "");
     std::fprintf(output, "         %s, %s\n", counted(animation.channels, "channel").c_str(),
                  describeKeys(animation.keys).c_str());

@@ -26,7 +26,8 @@ void putModel(ImportedModel const& model, std::string const& path, JsonText& jso
   json.add("cameras", summary.cameras).add("lights", summary.lights);
   json.name("animations").beginList();
   for (AnimationSummary const& each : summary.animations) {
-    json.beginObject().add("name", each.name).add("seconds", each.durationSeconds);
+    json.beginObject().add("name", each.name).add("seconds", each.durationSeconds - each.beginSeconds);
+    json.add("begin", each.beginSeconds);
     json.add("ticksPerSecond", each.ticksPerSecond).add("ticksAreGuessed", each.ticksAreGuessed);
     json.add("channels", each.channels);
     putKeys(each.keys, json);

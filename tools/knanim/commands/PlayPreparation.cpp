@@ -12,12 +12,6 @@
 namespace knanim {
 namespace {
 
-/// Whether two paths lead to one regular file.
-bool isSameFile(std::string const& a, std::string const& b) {
-  std::error_code error;
-  return std::filesystem::equivalent(a, b, error) && std::filesystem::is_regular_file(a, error);
-}
-
 std::optional<Failure> checkOutputs(PlayOptions const& options) {
   std::array<std::string const*, 4> const pictures = {&options.plot, &options.strip, &options.image,
                                                       &options.clipsPlot};
@@ -29,20 +23,17 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
   }
   std::vector<std::string const*> outputs = {&options.csv, &options.film};
   outputs.insert(outputs.end(), pictures.begin(), pictures.end());
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    std::string const& output = *outputs[i];
-    if (output.empty()) continue;
-    if (auto failure = checkOutput(output, {&options.model, 1})) return failure;
-    for (std::size_t j = i + 1; j < outputs.size(); ++j) {
-      if (output == *outputs[j] || isSameFile(output, *outputs[j]))
-        return Failure{ExitCode::Usage, "two outputs would be the same file " + printable(output)};
-    }
+  for (std::string const* output : outputs) {
+    if (auto failure = checkOutput(*output, {&options.model, 1})) return failure;
   }
+  if (auto failure = checkFrameFolder(options.frames)) return failure;
   return checkFilm(options.film);
 }
 
 /// Options that mean nothing by themselves.
 std::optional<Failure> checkCompanions(PlayOptions const& options) {
+  if (options.json && isStandardOutput(options.csv))
+    return Failure{ExitCode::Usage, "--json and --csv - would both print to standard output"};
   if (!options.channels.empty() && options.csv.empty() && options.plot.empty() && !options.clips)
     return Failure{ExitCode::Usage, "--channel requires --csv, --plot or --clips"};
   bool const isDrawn = !options.strip.empty() || !options.image.empty() || !options.frames.empty();
@@ -100,6 +91,9 @@ bool wantsOnlyImage(PlayOptions const& options) {
 std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Terminal terminal) {
   if (auto failure = checkOutputs(options)) return std::move(*failure);
   if (auto failure = checkCompanions(options)) return std::move(*failure);
+  auto const size = readFilmSize(options.size);
+  if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
+  if (auto failure = checkRate(options.framesPerSecond)) return std::move(*failure);
   auto opened = ModelFile::open(options.model);
   if (auto* failure = std::get_if<Failure>(&opened)) return std::move(*failure);
   auto& file = std::get<ModelFile>(opened);
@@ -122,8 +116,6 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
     if (auto* failure = std::get_if<Failure>(&planned)) return std::move(*failure);
     plan = std::get<RunPlan>(planned);
   }
-  auto const size = readFilmSize(options.size);
-  if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
   auto content = file.loadContent();
   if (auto* failure = std::get_if<Failure>(&content)) return std::move(*failure);
   PlaySession session{.options = options,

@@ -54,15 +54,25 @@ std::optional<Failure> checkOutputs(ShootOptions const& options) {
     if (!picture.empty() && !pictureFormat(picture))
       return usage("the name of a picture ends in .png or .svg, not " + printable(picture));
   }
-  std::vector<std::string> const outputs = {options.strip, options.plan, options.film};
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    if (auto failure = checkOutput(outputs[i], {&options.model, 1})) return failure;
-    for (std::size_t j = i + 1; j < outputs.size(); ++j) {
-      if (!outputs[i].empty() && outputs[i] == outputs[j])
-        return usage("two outputs would be the same file " + printable(outputs[i]));
-    }
+  for (std::string const& output : {options.strip, options.plan, options.film}) {
+    if (auto failure = checkOutput(output, {&options.model, 1})) return failure;
   }
+  if (auto failure = checkFrameFolder(options.frames)) return failure;
   return checkFilm(options.film);
+}
+
+/// Options that mean nothing by themselves.
+std::optional<Failure> checkCompanions(ShootOptions const& options) {
+  ShootOptions const usual;
+  bool const isFilmed = !options.film.empty() || !options.frames.empty();
+  if (options.size != usual.size && !isFilmed) return usage("--size requires --frames or --film");
+  if (options.stripFrames != usual.stripFrames && options.strip.empty() && options.plan.empty())
+    return usage("--strip-frames requires --strip or --plan");
+  if (options.motionBlur > 1 && !isFilmed && options.strip.empty())
+    return usage("--motion-blur requires --strip, --frames or --film");
+  if (options.shutter != usual.shutter && options.motionBlur < 2)
+    return usage("--shutter requires --motion-blur, of 2 samples at least");
+  return std::nullopt;
 }
 
 /// Shoots one move: frame by frame, as a host does, and draws what is asked for.
@@ -249,6 +259,7 @@ std::optional<Failure> Shoot::run(Terminal terminal) {
 
 ExitCode shoot(ShootOptions const& options, Terminal terminal) {
   if (auto const failure = checkNumbers(options)) return report(*failure, terminal);
+  if (auto const failure = checkCompanions(options)) return report(*failure, terminal);
   if (auto const failure = checkOutputs(options)) return report(*failure, terminal);
   auto const size = readFilmSize(options.size);
   if (auto const* failure = std::get_if<Failure>(&size)) return report(*failure, terminal);

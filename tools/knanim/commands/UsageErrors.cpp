@@ -53,11 +53,12 @@ std::string aboutValue(CLI::App const& command, CLI::ParseError const& error) {
     return name + " takes a " + (isWhole ? "whole number" : "number") + ", not \"" + said.substr(sign + 3) +
            '"';
   }
-  std::string const name = said.substr(0, said.find(": "));
+  std::string const given = said.substr(0, said.find(": "));
+  // The parser leaves out the names of hidden options, of which there is one.
+  std::string const name = given.empty() ? "--print" : given;
   if (said.ends_with(" missing")) return name + " needs a value";
   if (said.find(": At Most 1 ") != std::string::npos) return name + " may be given once";
-  // The parser leaves out the names of hidden options, of which there is one.
-  return said.starts_with(": ") ? "--print" + said : said;
+  return said.starts_with(": ") ? name + said : said;
 }
 
 std::string whatIsWrong(CLI::App const& app, CLI::App const* command, CLI::ParseError const& error) {
@@ -70,8 +71,8 @@ std::string whatIsWrong(CLI::App const& app, CLI::App const* command, CLI::Parse
   std::string const shown = '"' + printable(word) + '"';
   std::string const who = command != nullptr ? command->get_name() : "knanim";
   if (command == nullptr && !isOption) {
-    std::vector<std::string> const names = commandNames(app);
-    return (word.empty() ? "a command is missing" : "no command " + shown) + insteadClause(word, names);
+    if (!word.empty()) return noCommand(app, word);
+    return "a command is missing" + insteadClause(word, commandNames(app));
   }
   if (word.empty()) return printable(error.what());
   if (!isOption) return who + " takes no more arguments: " + shown;
@@ -84,6 +85,10 @@ std::string whatIsWrong(CLI::App const& app, CLI::App const* command, CLI::Parse
 }
 
 }  // namespace
+
+std::string noCommand(CLI::App const& app, std::string const& word) {
+  return "no command \"" + printable(word) + '"' + insteadClause(word, commandNames(app));
+}
 
 std::string explain(CLI::App const& app, CLI::ParseError const& error) {
   std::vector<CLI::App*> const parsed = app.get_subcommands();

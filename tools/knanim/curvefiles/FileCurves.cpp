@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <new>
 
 namespace knanim {
@@ -31,14 +30,6 @@ constexpr std::array kFormats = {Format{".lws", readLightWaveCurves},
                                  Format{".irr", nullptr},
                                  Format{".mot", nullptr}};
 
-std::string extensionOf(std::string const& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
-  for (char& each : extension) {
-    if (each >= 'A' && each <= 'Z') each = static_cast<char>(each - 'A' + 'a');
-  }
-  return extension;
-}
-
 bool hasMotion(ImportedModel const& model) {
   return std::any_of(model.curves.begin(), model.curves.end(),
                      [](ImportedCurve const& curve) { return curve.keys.size() > 1; });
@@ -47,7 +38,7 @@ bool hasMotion(ImportedModel const& model) {
 }  // namespace
 
 void readFileCurves(std::string const& path, ImportedModel& model) {
-  std::string const extension = extensionOf(path);
+  std::string const extension = lowerEnding(path);
   auto const format = std::find_if(kFormats.begin(), kFormats.end(),
                                    [&](Format const& each) { return each.extension == extension; });
   if (format == kFormats.end()) return;

@@ -31,8 +31,8 @@ std::variant<Pairs, Failure> readPairs(std::string const& path) {
     std::string const before = trimmed(line.substr(0, sign));
     std::string const after = sign == std::string::npos ? "" : trimmed(line.substr(sign + 1));
     if (before.empty() || after.empty())
-      return Failure{ExitCode::Usage,
-                     printable(path) + ", line " + std::to_string(number) + ": expected \"old = new\""};
+      return Failure{ExitCode::Usage, printable(path) + ", line " + std::to_string(number) +
+                                          ": expected two names with = between them"};
     pairs.emplace_back(before, after);
   }
   if (stream.eof()) return pairs;

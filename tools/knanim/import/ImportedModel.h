@@ -113,7 +113,8 @@ struct ImportedNode {
 /// What an animation is made of, without its keys.
 struct AnimationSummary {
   std::string name;            ///< may be empty
-  double durationSeconds = 0;  ///< 0 when the file gives nothing usable
+  double durationSeconds = 0;  ///< from 0 to its end; 0 when the file gives nothing usable
+  double beginSeconds = 0;     ///< of its first key where the file tells it, else 0
   double ticksPerSecond = 0;   ///< the one that is applied
   bool ticksAreGuessed = false;
   std::size_t channels = 0;       ///< animated nodes
@@ -155,6 +156,8 @@ struct ImportedModel {
   /// What was wrong with the file, one line each.
   std::vector<std::string> warnings;
   Tangents tangents = Tangents::Linear;  ///< of the curves without a form
+  /// Every file that was read for it.
+  std::vector<std::string> files;
   /// The file of the library's own that holds the scene which this describes; empty for all other models.
   std::string stored;
 

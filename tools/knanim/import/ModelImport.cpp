@@ -5,6 +5,7 @@
 #include "knanim/import/StoredModel.h"
 #include "knanim/support/Interruption.h"
 #include "knanim/support/NearNames.h"
+#include "knanim/support/OutputFile.h"
 #include "knanim/support/Text.h"
 
 #include <array>
@@ -236,6 +237,7 @@ std::variant<ModelFile, Failure> ModelFile::open(std::string const& path) {
   auto model = file._importer->ask<ImportedModel>({Part::Model});
   if (auto* failure = std::get_if<Failure>(&model)) return std::move(*failure);
   file._model = std::move(std::get<ImportedModel>(model));
+  if (auto failure = checkKeeps(file._model.files)) return std::move(*failure);
   return file;
 }
 

@@ -10,6 +10,7 @@
 #include "knanim/support/Text.h"
 
 #include <algorithm>
+#include <assimp/DefaultIOSystem.h>
 #include <assimp/Importer.hpp>
 #include <assimp/commonMetaData.h>
 #include <assimp/config.h>
@@ -31,6 +32,21 @@ Failure unreadable(std::string const& path, char const* reason) {
   return {ExitCode::FileUnreadable, "cannot read " + printable(path) + ": " + reason};
 }
 
+/// Notes what is read: models are made of several files.
+class NotingFiles : public Assimp::DefaultIOSystem {
+ public:
+  explicit NotingFiles(std::vector<std::string>& files) : _files(files) {}
+
+  Assimp::IOStream* Open(char const* path, char const* mode) override {
+    Assimp::IOStream* const stream = DefaultIOSystem::Open(path, mode);
+    if (stream != nullptr && std::ranges::count(_files, path) == 0) _files.emplace_back(path);
+    return stream;
+  }
+
+ private:
+  std::vector<std::string>& _files;
+};
+
 std::unique_ptr<Assimp::Importer> makeImporter() {
   auto importer = std::make_unique<Assimp::Importer>();
   // Otherwise the channels of an FBX file move helper nodes that stand in for the pivots.
@@ -40,9 +56,13 @@ std::unique_ptr<Assimp::Importer> makeImporter() {
 }
 
 /// Counts in a damaged file can ask for all the memory of the machine, and importers go along with that.
-aiScene const* read(Assimp::Importer& importer, std::string const& path, std::uintmax_t fileBytes) {
+aiScene const* read(Assimp::Importer& importer, std::string const& path, std::uintmax_t fileBytes,
+                    std::vector<std::string>& files) {
   MemoryLimit const limit(kMemoryForAnyModel + kMemoryForEachByte * fileBytes);
-  return importer.ReadFile(path, 0);
+  importer.SetIOHandler(std::make_unique<NotingFiles>(files).release());
+  aiScene const* const scene = importer.ReadFile(path, 0);
+  importer.SetIOHandler(nullptr);
+  return scene;
 }
 
 std::string importerName(Assimp::Importer const& importer) {
@@ -95,6 +115,7 @@ Failure notAModel(std::string const& path, std::string const& reason) {
 
 /// Looks at the file itself, so that a missing file is not taken for a broken model.
 std::variant<std::uintmax_t, Failure> checkModelFile(std::string const& path) {
+  if (path == "-") return unreadable(path, "models are not read from standard input");
   if (path.empty()) return Failure{ExitCode::FileUnreadable, "the name of the model is empty"};
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
@@ -146,10 +167,12 @@ std::variant<ModelReader, Failure> ModelReader::open(std::string const& path) {
   if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
   try {
     std::unique_ptr<Assimp::Importer> importer = makeImporter();
-    aiScene const* const scene = read(*importer, path, std::get<std::uintmax_t>(size));
+    std::vector<std::string> files;
+    aiScene const* const scene = read(*importer, path, std::get<std::uintmax_t>(size), files);
     if (scene == nullptr) return notAModel(path, importer->GetErrorString());
     ModelReader file(std::move(importer), scene);
     file._path = path;
+    file._model.files = std::move(files);
     file._model.summary.fileBytes = std::get<std::uintmax_t>(size);
     for (std::string const& lost :
          {lostVertices(*scene), lostOfOldGltf(file._model.summary),

@@ -56,8 +56,9 @@ void visitMembers(Model& node, Visit visit) {
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, AnimationSummary>
 void visitMembers(Model& animation, Visit visit) {
-  auto& [name, duration, ticks, guessed, channels, meshChannels, morphChannels, morphKeys, keys] = animation;
-  visit(name, duration, ticks, guessed, channels, meshChannels, morphChannels, morphKeys, keys);
+  auto& [name, duration, begin, ticks, guessed, channels, meshChannels, morphChannels, morphKeys, keys] =
+      animation;
+  visit(name, duration, begin, ticks, guessed, channels, meshChannels, morphChannels, morphKeys, keys);
 }
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ModelSummary>
@@ -70,8 +71,8 @@ void visitMembers(Model& summary, Visit visit) {
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedModel>
 void visitMembers(Model& model, Visit visit) {
-  auto& [summary, nodes, animation, curves, morphs, warnings, tangents, stored] = model;
-  visit(summary, nodes, animation, curves, morphs, warnings, tangents, stored);
+  auto& [summary, nodes, animation, curves, morphs, warnings, tangents, files, stored] = model;
+  visit(summary, nodes, animation, curves, morphs, warnings, tangents, files, stored);
 }
 template <typename Model, typename Visit>
 requires std::is_same_v<std::remove_const_t<Model>, ImportedMaterial>

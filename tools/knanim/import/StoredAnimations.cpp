@@ -6,6 +6,7 @@
 #include "knanim/support/Text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <unordered_map>
 
@@ -23,13 +24,23 @@ void add(AnimationSummary const& part, AnimationSummary& summary) {
   summary.morphChannels += part.morphChannels;
   summary.morphKeys += part.morphKeys;
   summary.durationSeconds = std::max(summary.durationSeconds, part.durationSeconds);
+  summary.beginSeconds = std::min(summary.beginSeconds, part.beginSeconds);
 }
 
 /// What is counted of an animation.
 struct Counting {
+  Counting() {
+    summary.beginSeconds = INFINITY;
+    summary.durationSeconds = -INFINITY;
+  }
+
   AnimationSummary summary;
   std::size_t node = ImportedNode::NoParent;  ///< the last one that was counted
 
+  void addTime(TimeSpan const& span) {
+    summary.beginSeconds = std::min(summary.beginSeconds, span.begin);
+    summary.durationSeconds = std::max(summary.durationSeconds, span.end);
+  }
   void addNode(std::size_t next) {
     summary.channels += next != node ? 1U : 0U;
     node = next;
@@ -38,12 +49,12 @@ struct Counting {
     (curve.kind == ChannelKind::Translation ? summary.keys.translation
      : curve.kind == ChannelKind::Rotation  ? summary.keys.rotation
                                             : summary.keys.scale) += curve.keys.size();
-    summary.durationSeconds = std::max(summary.durationSeconds, curve.keys.back().time);
+    addTime({curve.keys.front().time, curve.keys.back().time});
   }
   void add(osg::AnimNode const& cache) {
     ++summary.morphChannels;
     summary.morphKeys += osg::dcastTo<osg::TimeShapeCache>(cache.getCore())->getShapes().size();
-    summary.durationSeconds = std::max(summary.durationSeconds, lastTime(cache));
+    if (auto const span = timesOf(cache)) addTime(*span);
   }
 };
 
@@ -143,6 +154,7 @@ std::vector<AnimationSummary> summarizeAnimations(SceneParts const& parts, doubl
   auto const append = [&](AnimationSummary summary, std::string const& name) {
     summary.name = printable(name);
     summary.ticksPerSecond = rate;
+    if (!std::isfinite(summary.beginSeconds)) summary.beginSeconds = summary.durationSeconds = 0;
     all.push_back(std::move(summary));
   };
   auto const active =

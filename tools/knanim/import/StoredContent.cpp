@@ -153,13 +153,15 @@ void describeContent(SceneParts const& parts, ModelSummary& summary) {
   summary.lights = parts.lights.size();
 }
 
-double lastTime(osg::AnimNode const& cache) {
-  double last = 0;
+std::optional<TimeSpan> timesOf(osg::AnimNode const& cache) {
+  std::vector<double> times;
   for (osg::TimeShapeDataPtr const& shape : osg::dcastTo<osg::TimeShapeCache>(cache.getCore())->getShapes()) {
-    if (double const time = shape.isAlive() ? timeOf(shape, cache) : 0; std::isfinite(time))
-      last = std::max(last, time);
+    double const time = shape.isAlive() ? timeOf(shape, cache) : INFINITY;
+    if (std::isfinite(time)) times.push_back(time);
   }
-  return last;
+  if (times.empty()) return std::nullopt;
+  auto const [first, last] = std::ranges::minmax(times);
+  return TimeSpan{first, last};
 }
 
 void describeCaches(SceneParts const& parts, ImportedModel& model) {

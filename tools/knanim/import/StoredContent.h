@@ -16,8 +16,8 @@ void describeContent(SceneParts const& parts, ModelSummary& summary);
 /// The meshes of a scene by number, for each of its parts: several nodes can show one geometry.
 std::vector<std::size_t> meshNumbers(SceneParts const& parts);
 
-/// The time of a cache's last shape in seconds, 0 when that is earlier.
-double lastTime(osg::AnimNode const& cache);
+/// From the first shape of a cache to its last one, in seconds.
+std::optional<TimeSpan> timesOf(osg::AnimNode const& cache);
 
 /// The shape caches of a scene as morphs, each with one target for each shape, and one after the other at the weight 1.
 /// One too long for that has a key at its begin and end, without weights; a warning says so.

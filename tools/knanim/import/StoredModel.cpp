@@ -113,6 +113,14 @@ std::vector<ImportedCurve> activeCurves(SceneParts const& parts, std::size_t& ot
   return curves;
 }
 
+/// The library's reason begins with the name of the file, which the message has already.
+std::string reasonOf(LogCapture const& log) {
+  std::string const reason = log.reason("there is no scene in it");
+  std::string const head = "can't be read: ";
+  std::size_t const at = reason.find(head);
+  return at == std::string::npos ? reason : reason.substr(at + head.size());
+}
+
 }  // namespace
 
 bool isStoredModel(std::string const& path) {
@@ -129,7 +137,7 @@ std::variant<StoredModel, Failure> StoredModel::open(std::string const& path) {
   model._file = osg::loadSceneFile(path);
   if (!model._file.isAlive() && InterruptionGuard::isInterrupted())
     return Failure{ExitCode::Failed, "interrupted"};
-  if (!model._file.isAlive()) return notAModel(path, log.reason("there is no scene in it"));
+  if (!model._file.isAlive()) return notAModel(path, reasonOf(log));
   if (osg::AttachmentPtr const record = recordOf(model._file.get()); record.isAlive()) {
     model._top = osg::dcast<osg::NodePtr>(handleIn(*record, "root"));
     auto const material = osg::dcast<osg::NodePtr>(handleIn(*record, "materialRoot"));

@@ -141,8 +141,8 @@ bool decideView(Shooter& shooter, SceneFigure const& figure, osg::NodePtr const&
       shooting.warning = "the camera \"" + name + "\" sees nothing of the model";
     else if (!useOwn)
       shooting.warning = "the model's first camera " +
-                         std::string(shown == 0 ? "sees nothing of it" : "crops it") +
-                         "; it is drawn from the side instead (--camera \"" + name + "\" takes that camera)";
+                         std::string(shown == 0 ? "sees nothing of the figure" : "crops the figure") +
+                         "; drawn from the side instead (--camera \"" + name + "\" takes that camera)";
     shooting.cameraName = useOwn ? name : "";
   }
   if (!useOwn) useFittedView(shooter.film, figure, aspect);

@@ -47,7 +47,8 @@ bool readLoop(std::string_view text, FrameRange& frames) {
 std::optional<Failure> check(RunPlan const& plan, bool isRealtime) {
   double const rate = plan.rate;
   if (!std::isfinite(rate) || (rate != 0 && (rate < 1 || rate > kFastestRate)))
-    return usage("the rate of passes has to be 0 or from 1 to " + brief(kFastestRate, 6) + " per second");
+    return usage("--rate has to be from 1 to " + brief(kFastestRate, 6) +
+                 " passes per second, or 0 with --realtime");
   if (rate == 0 && !isRealtime)
     return usage("--rate 0 requires --realtime: a simulated clock would stand still");
   if (plan.seconds && (!std::isfinite(*plan.seconds) || *plan.seconds <= 0))

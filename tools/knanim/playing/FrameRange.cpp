@@ -18,13 +18,23 @@ Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)
 
 }  // namespace
 
+std::optional<Failure> checkRate(double framesPerSecond) {
+  if (std::isfinite(framesPerSecond) && framesPerSecond > 0) return std::nullopt;
+  return usage("the frame rate has to be finite and above 0");
+}
+
 std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSecond,
                                              std::optional<double> from, std::optional<double> to) {
-  if (!std::isfinite(framesPerSecond) || framesPerSecond <= 0)
-    return usage("the frame rate has to be finite and above 0");
+  if (auto failure = checkRate(framesPerSecond)) return std::move(*failure);
   double const begin = from.value_or(span.begin);
   double const end = to.value_or(span.end);
   if (!std::isfinite(begin) || !std::isfinite(end)) return usage("the range of time has to be finite");
+  if (begin > end && from && !to)
+    return usage("the animation ends at " + brief(end) + " s, before the range begins at " + brief(begin) +
+                 " s");
+  if (begin > end && to && !from)
+    return usage("the animation begins at " + brief(begin) + " s, after the range ends at " + brief(end) +
+                 " s");
   if (begin > end) {
     return usage("the range from " + brief(begin) + " s to " + brief(end) + " s ends before it begins");
   }

@@ -18,6 +18,9 @@ struct FrameRange {
   double time(long long frame) const { return static_cast<double>(frame) / framesPerSecond; }
 };
 
+/// Fails with `Usage` for a rate that is not positive or not finite.
+std::optional<Failure> checkRate(double framesPerSecond);
+
 /// The frames from the first one at or after `from` to the last one at or before `to`, both in seconds; where they
 /// are not given, the ends of `span` count, and then at least the frame nearest to its begin is in the range.
 /// Fails with `Usage` for a rate that is not positive, numbers that are not finite, a range turned around or

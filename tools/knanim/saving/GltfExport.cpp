@@ -116,7 +116,7 @@ std::optional<Failure> exportGltf(LoadedScene& loaded, std::string const& path, 
     if (float const shift = document.endAnimation(); shift > 0)
       warnings.push_back("\"" + name + "\" begins before 0 s, and was moved by " + brief(shift) + " s");
   }
-  std::string const bytes = document.write(std::filesystem::path(path).extension() == ".glb");
+  std::string const bytes = document.write(lowerEnding(path) == ".glb");
   if (bytes.empty()) return Failure{ExitCode::Failed, "the document cannot be written"};
   OutputFile file(path);
   file.write(bytes);

@@ -69,7 +69,8 @@ void warnOfSkins(LoadedScene const& loaded, Terminal terminal) {
 std::optional<SceneForm> sceneForm(std::string const& path) {
   std::string const extension = extensionOf(path);
   if (extension == ".osb" || extension == ".json") return SceneForm::Scene;
-  if (extension == ".gltf" || extension == ".glb") return SceneForm::Gltf;
+  std::string const ending = lowerEnding(path);
+  if (ending == ".gltf" || ending == ".glb") return SceneForm::Gltf;
   return std::nullopt;
 }
 

@@ -112,6 +112,8 @@ std::optional<Failure> addCameras(ShootOptions const& options, AnimatedScene con
 std::optional<Failure> setExposures(std::string const& text, std::vector<Viewpoint>& viewpoints) {
   if (text.empty()) return std::nullopt;
   std::vector<std::string_view> const parts = split(text, ',');
+  if (parts.size() > viewpoints.size())
+    return usage(counted(parts.size(), "exposure") + " for " + counted(viewpoints.size(), "viewpoint"));
   for (std::size_t i = 0; i < viewpoints.size(); ++i) {
     auto const exposure = readNumber(parts[std::min(i, parts.size() - 1)]);
     if (!exposure || *exposure < 0)

@@ -39,9 +39,21 @@ class OutputFile {
   std::optional<osg::FileReplacement> _file;
 };
 
-/// Looks at an output, empty for none, before anything is done for it: fails with `Usage` when it leads to one of the files
-/// that are read, and with `OutputUnwritable` when a file cannot be made there.
+// The outputs of a command are looked at one after the other before anything is done for them, and kept in mind until the
+// next command begins.
+
+/// Looks at one more output of a command, empty for none. Fails with `Usage` when it leads to one of the files that are
+/// read, or where another output goes, and with `OutputUnwritable` when a file cannot be made there.
 std::optional<Failure> checkOutput(std::string const& output, std::span<std::string const> inputs);
+
+/// The same for a folder of numbered pictures, "frame-00000.png", behind all other outputs.
+std::optional<Failure> checkFrameFolder(std::string const& folder);
+
+/// Fails with `Usage` when an output leads to one of these files, which turned out to be read too.
+std::optional<Failure> checkKeeps(std::span<std::string const> files);
+
+/// A new command begins.
+void forgetOutputs();
 
 /// Whether `path` is where the program prints, so that nothing else may be printed there.
 bool isStandardOutput(std::string const& path);
