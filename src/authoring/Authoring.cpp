@@ -89,10 +89,11 @@ class MadeNeighbours {
   /// For points in order of time that are to be added.
   MadeNeighbours(CurveKeys const& keys, std::vector<osg::Pnt2f> const& points, knTangents first) {
     for (osg::Pnt2f const& point : points) {
-      auto const same = std::ranges::equal_range(keys, point.x(), {}, timeOf);
-      std::size_t const behind = indexOf(keys, same.end());
-      if (same.begin() != keys.begin()) add(keys, indexOf(keys, same.begin()) - 1, first);
-      if (!same.empty()) add(keys, behind - 1, first);
+      auto const indexOf = [&](auto const& place) { return static_cast<std::size_t>(place - keys.begin()); };
+      std::size_t const same = indexOf(std::ranges::lower_bound(keys, point.x(), {}, timeOf));
+      std::size_t const behind = indexOf(std::ranges::upper_bound(keys, point.x(), {}, timeOf));
+      if (same > 0) add(keys, same - 1, first);
+      if (behind > same) add(keys, behind - 1, first);
       if (behind < keys.size()) add(keys, behind, first);
     }
   }
@@ -105,9 +106,6 @@ class MadeNeighbours {
 
  private:
   static float timeOf(osg::CCPnt const& key) { return key.x(); }
-  static std::size_t indexOf(CurveKeys const& keys, auto const& place) {
-    return static_cast<std::size_t>(place - keys.begin());
-  }
   /// Places ascend but for those that were looked at already.
   void add(CurveKeys const& keys, std::size_t index, knTangents first) {
     if (index < _next) return;
@@ -116,11 +114,11 @@ class MadeNeighbours {
       _made.emplace_back(keys[index], *made);
   }
   void makeAgain(CurveKeys& keys, std::size_t index) const {
-    auto const ofTime =
-        std::ranges::equal_range(_made, keys[index].x(), {}, [](auto const& made) { return made.first.x(); });
-    for (auto const& [key, tangents] : ofTime) {
-      if (!osg::FieldDataTraits<osg::CCPnt>::isEqual(key, keys[index])) continue;
-      setVectors(keys, index, tangents);
+    auto made =
+        std::ranges::lower_bound(_made, keys[index].x(), {}, [](auto const& one) { return one.first.x(); });
+    for (; made != _made.end() && made->first.x() == keys[index].x(); ++made) {
+      if (!osg::FieldDataTraits<osg::CCPnt>::isEqual(made->first, keys[index])) continue;
+      setVectors(keys, index, made->second);
       return;
     }
   }
