@@ -69,5 +69,6 @@ int main() {
   for (float second = 0; second <= Seconds; second += 2)
     picture.text({20 + across(second), 438}, number(static_cast<double>(second)) + " s", Picture::Ink,
                  "middle");
+  clip.subRef();
   knSceneDataManager::endScene();
 }

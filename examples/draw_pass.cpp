@@ -54,8 +54,8 @@ osg::NodePtr addNode(osg::NodeCorePtr const& core, char const* name) {
   return node;
 }
 
-/// A door on the timeline, a camera that is aimed at it, and a fan that turns in the queue for one second.
-void makeScene() {
+/// A door on the timeline, a camera that is aimed at it, and a fan that turns in the queue for one second by the tree in the result.
+osg::AnimNodePtr makeScene() {
   osg::NodePtr const door = addNode(osg::Transform3D::create(), "door");
   osg::NodePtr const fan = addNode(osg::Transform3D::create(), "fan");
   osg::UberCameraPtr const camera = osg::UberCamera::create();
@@ -70,6 +70,7 @@ void makeScene() {
   tree->setCore(spin);
   tree->registerFinishedAnimationCallback([](auto&&) { tell("callback: the tree has finished"); }, true);
   knAnimManager::the()->enqueue(tree, true);
+  return tree;
 }
 
 }  // namespace
@@ -78,7 +79,7 @@ int main() {
   knSceneDataManager::beginScene();
   knAnimManager::setSimulationTimeCB([] { return tell("callback: the clock"), now; });
   auto const all = knUtils::listenToAll([](auto name, auto&&...) { tell("message " + std::string(name)); });
-  makeScene();
+  osg::AnimNodePtr const tree = makeScene();
   knFramePlayer::the().play({.lastFrame = 50});
   knAnimEvaluator::the()->loop();
   osg::WinThreadBase::getCurrentChangeList()->clear();
@@ -93,6 +94,6 @@ int main() {
   picture->text({320, 24}, "host", Picture::Ink, "middle");
   picture->text({590, 24}, "library", Picture::Ink, "middle");
   picture.reset();
-  knAnimManager::setSimulationTimeCB(nullptr);
+  tree.subRef();
   knSceneDataManager::endScene();
 }

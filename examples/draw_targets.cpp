@@ -42,7 +42,7 @@ void draw(Picture& picture, double left, double width, char const* title, osg::N
   Targets targets(picture);
   double row = 30;
   for (char const* const name : names) {
-    osg::AnimCurvePtr const curve = knAnimManager::the()->createCurve(name, "").second;
+    auto const [curveNode, curve] = knAnimManager::the()->createCurve(name, "");
     osg::FieldContainerPtr target;
     std::vector<osg::FieldContainerPtr> parents;
     knAnimEvaluator::the()->computeAim(curve, node, target, parents);
@@ -51,6 +51,7 @@ void draw(Picture& picture, double left, double width, char const* title, osg::N
     for (osg::FieldContainerPtr const& parent : parents)
       picture.dashes({134, row}, targets.of(parent), Picture::Grey);
     row += 30;
+    curveNode.subRef();
   }
   picture.endPanel();
 }
