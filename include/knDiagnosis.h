@@ -37,9 +37,10 @@ enum class knStillness {
   /// vector.
   StrayTangent,
   NoTangent,  ///< a linear or smooth tangent has a zero vector, so that its key holds its value until the next
-  NotStepped,    ///< nobody steps the frame player, the playing queue, or a clip or camera track
-  BadPlayRange,  ///< a play range in use ends before it begins, or has a time that is no number
-  BadCycles,     ///< a number of repetitions below -1
+  NotStepped,  ///< nobody steps the frame player, the playing queue, or a clip or camera track
+  /// A play range in use ends before it begins, or has a time that is no number; or the frame player loops over one frame.
+  BadPlayRange,
+  BadCycles,  ///< a number of repetitions below -1
 };
 
 /// One reason.

@@ -155,6 +155,9 @@ class Examination {
           std::string("the frame player plays, but ") + (player.isTicked() ? "apply" : "tick") +
               " was not called since it began: call knFramePlayer::tick and then apply in each pass of the "
               "host's loop");
+    knFramePlaybackParams const range = player.getPlaybackParams();
+    if (player.isActive() && range.loop && range.rangeStart == range.rangeEnd)
+      add(knStillness::BadPlayRange, {}, {}, "the frame player plays a loop of one frame");
     return true;
   }
 

@@ -236,6 +236,8 @@ TEST_F(DiagnosisTest, WhatIsNotSteppedIsNamedUntilItIs) {
   EXPECT_TRUE(isStill("apply was not called"));
   player.apply();
   EXPECT_TRUE(knDiagnosis::whyStill(tree).empty());
+  player.play({});
+  EXPECT_TRUE(names(knDiagnosis::whyStill(), knStillness::BadPlayRange, "one frame"));
   player.stop(nullptr);
 }
 
