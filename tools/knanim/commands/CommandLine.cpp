@@ -245,7 +245,7 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
   command.add_flag("--all", options.all, "List all curves, however many");
   addOut(command, options.out);
   CLI::Option* const plot =
-      command.add_option("--plot", options.plot, "Draw old and new curves into a .png or .svg file");
+      addOutput(command, "--plot", options.plot, "Draw old and new curves into a .png or .svg file");
   plot->group("Pictures");
   command
       .add_option("--channel", options.channels,
@@ -342,7 +342,7 @@ void defineShoot(CLI::App& command, ShootOptions& options) {
       .add_option(
           "--view", options.views,
           "A viewpoint FROM:AT or FROM:AT:UP, such as 4,2,5:0,1,0. May be given again [all cameras of "
-          "the model; four places around it where there are fewer than two]")
+          "the model; four places around it where there are fewer than two, or none for a turntable]")
       ->type_name("FROM/AT")
       ->allow_extra_args(false);
   command
@@ -353,7 +353,8 @@ void defineShoot(CLI::App& command, ShootOptions& options) {
       .add_option("--seconds", options.seconds,
                   "From one viewpoint to the next, or once around with the turntable")
       ->capture_default_str();
-  command.add_option("--pause", options.pause, "Seconds at each viewpoint")->capture_default_str();
+  command.add_option("--pause", options.pause, "Seconds at each viewpoint between the first and the last")
+      ->capture_default_str();
   command
       .add_option("--fade", options.fade,
                   "Seconds in which the exposure comes up: at each viewpoint of a track, at the beginning of "

@@ -97,7 +97,7 @@ ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {
   std::array<std::string, 2> const inputs = {options.model, options.xml};
   if (auto const failure = checkSceneOutput(options.out, inputs)) return report(*failure, terminal);
   if (options.framesPerSecond && !(std::isfinite(*options.framesPerSecond) && *options.framesPerSecond > 0))
-    return report({ExitCode::Usage, "the frame rate has to be finite and above 0"}, terminal);
+    return report({ExitCode::Usage, "--fps has to be finite and above 0"}, terminal);
   std::ifstream stream(options.xml, std::ios::binary);
   std::string const text{std::istreambuf_iterator<char>(stream), {}};
   if (!stream.is_open() || stream.bad())

@@ -78,7 +78,11 @@ std::optional<Failure> check(EditOptions const& options) {
   bool const modifies =
       !paste.animation.empty() || !paste.map.empty() || !paste.only.empty() || paste.retarget;
   if (modifies && countOf(EditVerb::Paste) == 0)
-    return Failure{ExitCode::Usage, "--source-animation, --map, --only and --retarget require --paste"};
+    return Failure{ExitCode::Usage, std::string(!paste.animation.empty() ? "--source-animation"
+                                                : !paste.map.empty()     ? "--map"
+                                                : !paste.only.empty()    ? "--only"
+                                                                         : "--retarget") +
+                                        " requires --paste"};
   if (paste.replace && countOf(EditVerb::Paste) + countOf(EditVerb::Copy) + countOf(EditVerb::Share) == 0)
     return Failure{ExitCode::Usage, "--replace requires --paste, --copy or --share"};
   if (options.steps.empty())

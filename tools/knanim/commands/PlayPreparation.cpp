@@ -27,7 +27,7 @@ std::optional<Failure> checkOutputs(PlayOptions const& options) {
     if (auto failure = checkOutput(*output, {&options.model, 1})) return failure;
   }
   if (auto failure = checkFrameFolder(options.frames)) return failure;
-  return checkFilm(options.film);
+  return checkFilm(options.film, options.framesPerSecond);
 }
 
 /// Options that mean nothing by themselves.
@@ -41,6 +41,11 @@ std::optional<Failure> checkCompanions(PlayOptions const& options) {
     return Failure{ExitCode::Usage, "--camera requires --strip, --image, --frames or --film"};
   if (options.size != PlayOptions().size && options.film.empty() && options.frames.empty())
     return Failure{ExitCode::Usage, "--size requires --frames or --film"};
+  if (options.clock.isAnyGiven() && !(options.film.empty() && options.frames.empty()))
+    return Failure{
+        ExitCode::Usage,
+        "--film and --frames draw each frame once, in order: they do not go with a clock, its loops and its "
+        "directions"};
   return std::nullopt;
 }
 

@@ -133,6 +133,11 @@ ExitCode reduce(ReduceOptions const& options, Terminal terminal) {
 
   std::string const title = printable(std::filesystem::path(options.model).filename().string());
   ReductionPlot const plot(model, scene.scene(), std::get<std::vector<std::size_t>>(curves));
+  if (std::size_t const asked = std::get<std::vector<std::size_t>>(curves).size();
+      !options.plot.empty() && asked > plot.size())
+    warn(counted(asked - plot.size(), "curve") + " of " + grouped(asked) +
+             " have no room in the picture; --channel chooses others",
+         terminal);
   ReductionMethod const method = options.points ? ReductionMethod::Points : ReductionMethod::Fit;
   SceneReduction const reduction = reduceScene(scene.scene(), method, wanted);
   if (options.points) wanted.clear();

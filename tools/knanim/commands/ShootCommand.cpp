@@ -58,7 +58,7 @@ std::optional<Failure> checkOutputs(ShootOptions const& options) {
     if (auto failure = checkOutput(output, {&options.model, 1})) return failure;
   }
   if (auto failure = checkFrameFolder(options.frames)) return failure;
-  return checkFilm(options.film);
+  return checkFilm(options.film, options.framesPerSecond);
 }
 
 /// Options that mean nothing by themselves.
@@ -72,6 +72,7 @@ std::optional<Failure> checkCompanions(ShootOptions const& options) {
     return usage("--motion-blur requires --strip, --frames or --film");
   if (options.shutter != usual.shutter && options.motionBlur < 2)
     return usage("--shutter requires --motion-blur, of 2 samples at least");
+  if (options.pause > 0 && options.move == "turntable") return usage("--pause has no place in a turntable");
   return std::nullopt;
 }
 

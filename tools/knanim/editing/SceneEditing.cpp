@@ -94,8 +94,10 @@ std::variant<std::vector<std::size_t>, Failure> SceneEditing::nodesThatFit(std::
   for (std::size_t i = 0; i < _model.nodes.size(); ++i) {
     if (fits(pattern, _model.nodes[i].name) && !topTrees(_scene.nodes()[i]).empty()) found.push_back(i);
   }
-  if (found.empty()) return usage("no node with an animation fits " + quoted(pattern));
-  return found;
+  if (!found.empty()) return found;
+  std::vector<std::string> names;
+  for (ImportedNode const& node : _model.nodes) names.push_back(node.name);
+  return usage("no node with an animation fits " + quoted(pattern) + nearClause(nearNames(pattern, names)));
 }
 
 std::variant<std::size_t, Failure> SceneEditing::nodeOfName(std::string const& name) const {
@@ -111,8 +113,14 @@ std::vector<std::size_t> SceneEditing::curvesThatFit(std::string const& pattern)
   std::string const chosen = pattern.empty() ? "*" : pattern;
   std::vector<std::size_t> curves = chooseChannels(_model, {&chosen, 1}).curves;
   for (std::size_t i = 0; i < _model.curves.size(); ++i) {
-    if (chosen == channelName(_model.curves[i].kind)) curves.push_back(i);
+    ImportedCurve const& curve = _model.curves[i];
+    std::string const channel = channelName(curve.kind);
+    if (chosen == channel || chosen == channel + '.' + kComponentSuffixes[curve.component])
+      curves.push_back(i);
   }
+  // A node may be called like a channel.
+  std::sort(curves.begin(), curves.end());
+  curves.erase(std::unique(curves.begin(), curves.end()), curves.end());
   return curves;
 }
 
@@ -257,7 +265,7 @@ EditResult SceneEditing::changeValues(std::string const& text, bool isFactor) {
   if (auto const* failure = std::get_if<Failure>(&amount)) return *failure;
   auto const& [pattern, number] = std::get<Amount>(amount);
   std::vector<osg::AnimCurvePtr> curves = distinctCurves(_scene, curvesThatFit(pattern));
-  if (curves.empty()) return usage("no curve fits " + quoted(pattern));
+  if (curves.empty()) return usage(noChannel(_model, pattern));
   for (osg::AnimCurvePtr& curve : curves)
     knAnimHelper::scaleAndOffsetCurveValues(curve, isFactor ? number : 1, isFactor ? 0 : number);
   refresh();
@@ -295,7 +303,7 @@ EditResult SceneEditing::shift(std::string const& text) {
     }
   }
   if (count == 0)
-    return usage(pattern.empty() ? "there is no animation to shift" : "no curve fits " + quoted(pattern));
+    return usage(pattern.empty() ? "there is no animation to shift" : noChannel(_model, pattern));
   refresh();
   return EditReport{
       counted(count, pattern.empty() ? "animation" : "curve") + " by " + shortest(seconds) + " s", {}};

@@ -12,6 +12,8 @@ namespace {
 constexpr double kPadding = 0.07;
 /// Below this share of the magnitude a range is nothing but rounding of single precision.
 constexpr double kFlat = 2e-6;
+/// A round step times this lies just above the half of the round step below it, at most.
+constexpr double kNextFiner = 0.39;
 constexpr double kVisibleAngle = 0.01;
 constexpr double kVisibleNumber = 1e-20;
 constexpr char const* kMinus = "\xE2\x88\x92";
@@ -65,17 +67,30 @@ std::string format(double value, double step, double magnitude) {
 AxisTicks roundTicks(double low, double high, int most, AxisUnit unit) {
   AxisTicks ticks;
   double const slack = (high - low) * 1e-9;
+  auto const valuesAt = [&](double step) {
+    std::vector<double> values;
+    double const last = std::floor((high + slack) / step);
+    for (double i = std::ceil((low - slack) / step); i <= last; ++i) values.push_back(i * step);
+    return values;
+  };
   double least = (high - low) / std::max(1, most);
   do {
     ticks.step = roundStep(least, unit);
     least = ticks.step * 1.01;
-  } while (std::floor((high + slack) / ticks.step) - std::ceil((low - slack) / ticks.step) + 1 > most);
+    ticks.values = valuesAt(ticks.step);
+  } while (ticks.values.size() > static_cast<std::size_t>(most));
+  // One value alone gives no scale: then two of a finer step do.
+  double finer = ticks.step;
+  while (ticks.values.size() < 2) {
+    finer = roundStep(finer * kNextFiner, unit);
+    ticks.values = valuesAt(finer);
+  }
+  if (ticks.values.size() > static_cast<std::size_t>(most))
+    ticks.values = {ticks.values.front(), ticks.values.back()};
+  ticks.step = ticks.values[1] - ticks.values[0];
 
-  double const last = std::floor((high + slack) / ticks.step);
-  for (double i = std::ceil((low - slack) / ticks.step); i <= last; ++i)
-    ticks.values.push_back(i * ticks.step);
   double const magnitude = std::max(std::abs(low), std::abs(high));
-  for (double const value : ticks.values) ticks.labels.push_back(format(value, ticks.step, magnitude));
+  for (double const value : ticks.values) ticks.labels.push_back(format(value, finer, magnitude));
   return ticks;
 }
 

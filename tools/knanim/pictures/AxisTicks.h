@@ -15,7 +15,7 @@ struct AxisTicks {
   std::vector<std::string> labels;  ///< one for each value, with the same number of decimals
 };
 
-/// Ticks at round values for the range from `low` to `high`, at most `most` (at least 2) of them. Angles step by
+/// Ticks at round values for the range from `low` to `high`, two at least and `most` (2 or more) at most. Angles step by
 /// parts of a turn, times by parts of a minute. The range has to be finite and not empty.
 AxisTicks roundTicks(double low, double high, int most, AxisUnit unit);
 

@@ -17,6 +17,9 @@ constexpr std::array<std::string_view, 16> kFilmEndings = {".png", ".apng", ".gi
                                                            ".mkv", ".webm", ".webp", ".avi", ".mpg", ".mpeg",
                                                            ".ogv", ".wmv",  ".flv",  ".ts"};
 
+/// Times between its pictures are hundredths of a second, and players take those below two for slow ones.
+constexpr double kFastestGif = 50;
+
 bool isPng(std::string const& path) {
   std::string const ending = lowerEnding(path);
   return ending == kFilmEndings[0] || ending == kFilmEndings[1];
@@ -42,7 +45,7 @@ std::variant<std::array<std::size_t, 2>, Failure> readFilmSize(std::string const
   return size;
 }
 
-std::optional<Failure> checkFilm(std::string const& path) {
+std::optional<Failure> checkFilm(std::string const& path, double framesPerSecond) {
   if (path.empty()) return std::nullopt;
   if (std::ranges::count(kFilmEndings, lowerEnding(path)) == 0) {
     std::string known;
@@ -50,6 +53,10 @@ std::optional<Failure> checkFilm(std::string const& path) {
       known.append(known.empty() ? "" : ending == kFilmEndings.back() ? " or " : ", ").append(ending);
     return Failure{ExitCode::Usage, "the name of a film ends in " + known + ", not " + printable(path)};
   }
+  if (lowerEnding(path) == ".gif" && framesPerSecond > kFastestGif)
+    return Failure{ExitCode::Usage, "players show a .gif at " + brief(kFastestGif) +
+                                        " frames per second at most: --fps " + brief(kFastestGif) +
+                                        ", or another kind of film"};
   if (isPng(path) || FilmEncoder::isInstalled()) return std::nullopt;
   return unwritable(
       "a film of this kind needs the program ffmpeg, which is not installed; a film called .png, and "

@@ -29,8 +29,8 @@ struct FilmTargets {
 std::variant<std::array<std::size_t, 2>, Failure> readFilmSize(std::string const& text);
 
 /// Whether a film of this name can be made: a .png always, by the program itself; others where ffmpeg is installed. Fails
-/// with `Usage` for an unknown ending of the name, and else with `OutputUnwritable`.
-std::optional<Failure> checkFilm(std::string const& path);
+/// with `Usage` for an unknown ending of the name and for a .gif too fast for players, and else with `OutputUnwritable`.
+std::optional<Failure> checkFilm(std::string const& path, double framesPerSecond);
 
 /// Draws the frames of a film one by one, each into a picture of its own, into a moving one, or both. A film appears in
 /// its place when it is whole.

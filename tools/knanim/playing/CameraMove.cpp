@@ -175,16 +175,19 @@ void CameraMove::startDueFlights(double time) {
 void CameraMove::startDueShots(double time) {
   auto const& shots = _tree->getChildren();
   for (; _started < shots.size(); ++_started) {
-    if (static_cast<double>(_started) * (_settings.seconds + _settings.pause) > time) return;
+    double const begin = static_cast<double>(_started) * (_settings.seconds + _settings.pause);
+    if (begin > time) return;
+    // Not what the last frame showed, but where the shot before came to its end.
+    if (_started > 0) evaluate(osg::dcast<osg::AnimNodePtr>(shots[_started - 1]), begin);
     knAnimManager::the()->updateCameraShotCurves(osg::dcast<osg::AnimNodePtr>(shots[_started]));
   }
 }
 
 /// The library makes curves for all that a camera can have, so that some move nothing of this one.
-void CameraMove::evaluateTree(double time) const {
-  if (!_tree.isAlive()) return;
+void CameraMove::evaluate(osg::AnimNodePtr const& tree, double time) {
+  if (!tree.isAlive()) return;
   knDiagnosis::setWarnings(false);
-  knAnimEvaluator::the()->evaluateObject(_tree, static_cast<float>(time), false, true, true);
+  knAnimEvaluator::the()->evaluateObject(tree, static_cast<float>(time), false, true, true);
   knDiagnosis::setWarnings(true);
 }
 
@@ -194,7 +197,7 @@ void CameraMove::showAt(double time) {
   _clock.set(time);
   knAnimManager::the()->setCurrentTime(time, true, false);
   if (_settings.kind == MoveKind::Shot) startDueShots(time);
-  if (_settings.kind == MoveKind::Track || _settings.kind == MoveKind::Shot) evaluateTree(time);
+  if (_settings.kind == MoveKind::Track || _settings.kind == MoveKind::Shot) evaluate(_tree, time);
   knAnimEvaluator::the()->loop();
   knConstraintManager::evaluateConstraints();
 }
@@ -202,13 +205,13 @@ void CameraMove::showAt(double time) {
 /// The library's samples are those of the scene; the trees beside it follow by the same time.
 void CameraMove::showSample(float sample) {
   knAnimManager::the()->applyMotionBlur(_camera, sample);
-  evaluateTree(_time + static_cast<double>(sample / _settings.shutterSpeed));
+  evaluate(_tree, _time + static_cast<double>(sample / _settings.shutterSpeed));
   knConstraintManager::evaluateConstraints();
 }
 
 void CameraMove::endSamples() {
   knAnimManager::the()->resetMotionBlur();
-  evaluateTree(_time);
+  evaluate(_tree, _time);
   knConstraintManager::evaluateConstraints();
 }
 

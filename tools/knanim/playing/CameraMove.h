@@ -68,7 +68,7 @@ class CameraMove {
   void makeShots();
   void startDueFlights(double time);
   void startDueShots(double time);
-  void evaluateTree(double time) const;
+  static void evaluate(osg::AnimNodePtr const& tree, double time);
   double legs() const { return static_cast<double>(_viewpoints.size() - 1); }
 
   std::vector<Viewpoint> _viewpoints;

@@ -20,7 +20,7 @@ Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)
 
 std::optional<Failure> checkRate(double framesPerSecond) {
   if (std::isfinite(framesPerSecond) && framesPerSecond > 0) return std::nullopt;
-  return usage("the frame rate has to be finite and above 0");
+  return usage("--fps has to be finite and above 0");
 }
 
 std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSecond,

@@ -27,6 +27,12 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   writeFile(empty, "");
   writeFile(table, "a = b\n");
   writeFile(copy, readFile(film));
+  std::string const morph = folder.file("AnimatedMorphCube.gltf");
+  for (char const* const ending : {"gltf", "bin"}) {
+    std::string const name = std::string("AnimatedMorphCube.") + ending;
+    writeFile(folder.file(name),
+              readFile(modelPath("glTF2/glTF-Sample-Models/AnimatedMorphCube-glTF/" + name)));
+  }
   struct Case {
     std::string line;
     ExitCode code;
@@ -48,6 +54,8 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {play + "--plot a.gif", ExitCode::Usage, ".png or .svg"},
       {play + "--plot " + picture + " --channel Pelvs", ExitCode::Usage, "did you mean \"Pelvis\"?"},
       {play + "--strip " + picture + " --image " + picture, ExitCode::Usage, "the same file"},
+      {play + "--strip " + picture + " --image " + folder.file("./a.png"), ExitCode::Usage, "the same file"},
+      {"play " + morph + " --csv " + folder.file("AnimatedMorphCube.bin"), ExitCode::Usage, "is made of"},
       {play + "--image " + picture + " --frame 999", ExitCode::Usage, "0 to 29"},
       {play + "--csv ''", ExitCode::Usage, "--csv: needs the name of a file"},
       {play + "--loop 0:2.5", ExitCode::Usage, "whole frame numbers"},
@@ -80,7 +88,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
     EXPECT_NE(outcome.errors.find(each.says), std::string::npos) << shown << ": " << outcome.errors;
     EXPECT_EQ(outcome.output, "") << shown;
   }
-  EXPECT_EQ(folder.count(), 4U) << "a failure left a file";
+  EXPECT_EQ(folder.count(), 6U) << "a failure left a file";
   EXPECT_EQ(readFile(copy), readFile(film));
 }
 
