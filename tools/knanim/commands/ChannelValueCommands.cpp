@@ -26,7 +26,7 @@ std::variant<float, Failure> readValue(std::string_view text) {
     return Failure{ExitCode::Usage, shown + " is not a number"};
   if (read.ec == std::errc::result_out_of_range)
     return Failure{ExitCode::Usage, shown + " is not a number that a channel can hold"};
-  if (!std::isfinite(value)) return Failure{ExitCode::Usage, "the value has to be finite, not " + shown};
+  if (!std::isfinite(value)) return Failure{ExitCode::Usage, "the value must be finite, not " + shown};
   return value;
 }
 
@@ -81,9 +81,9 @@ Change write(FoundChannel const& found, float value) {
 
 std::string note(Change const& change, float value) {
   bool const isSame = change.before == change.after;
-  if (isSame && change.before == value) return "nothing changed: the channel has that value already";
+  if (isSame && change.before == value) return "nothing changed: the channel already has that value";
   if (isSame) return "nothing changed: the channel does not take this value";
-  if (change.after != value) return "the channel reads otherwise than it was written";
+  if (change.after != value) return "the channel reads back a different value than was written";
   return "";
 }
 

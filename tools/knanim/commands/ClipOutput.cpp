@@ -24,7 +24,8 @@ std::vector<ClipSource> collectSources(PlaySession const& session, AnimatedScene
     if (i == session.model.animation || animations[i].keys.total() == 0) continue;
     auto loaded = session.file.load(i);
     if (auto const* failure = std::get_if<Failure>(&loaded)) {
-      warn("animation \"" + animations[i].name + "\" makes no clip: " + failure->message, terminal);
+      warn("animation \"" + animations[i].name + "\" is left out of the clips: " + failure->message,
+           terminal);
       continue;
     }
     std::get<ImportedModel>(loaded).tangents = session.model.tangents;
@@ -84,14 +85,14 @@ std::string situation(std::span<PlacedClip const> clips, double time) {
     ended = ended && time > span.end;
   }
   if (!inside.empty()) return inside;
-  return !begun ? "before all" : ended ? "after all" : "between";
+  return !begun ? "before the first" : ended ? "after the last" : "between";
 }
 
 std::string writerOf(ClipSample const& sample) {
   if (!sample.written) return "none";
-  if (sample.writers.empty()) return "no clip's own value";
+  if (sample.writers.empty()) return "a value that no single clip gives";
   return sample.writers.size() == 1 ? "clip " + std::to_string(sample.writers[0] + 1)
-                                    : "clip " + listOf(sample.writers) + ", which agree";
+                                    : "clip " + listOf(sample.writers) + " (same value)";
 }
 
 std::string padded(std::string text, std::size_t width) {
@@ -108,11 +109,11 @@ std::string describe(std::span<PlacedClip const> clips, std::span<ClipSample con
             (clips[i].scale == 1 ? "" : ", scale " + brief(clips[i].scale, 3)) + '\n';
   }
   text += "  " + padded("channel", 12) + channel + "\n";
-  text += "     " + padded("time", 12) + padded("clips", 16) + padded("value", 12) + "written by\n";
+  text += "     " + padded("time", 12) + padded("clips", 18) + padded("value", 12) + "written by\n";
   for (std::size_t i = 0; i < samples.size(); ++i) {
     ClipSample const& sample = samples[i];
     text += "  " + padded(markName(i), 3) + padded(brief(sample.time, 5) + " s", 12) +
-            padded(situation(clips, sample.time), 16) +
+            padded(situation(clips, sample.time), 18) +
             padded(sample.written ? brief(*sample.written, 6) : "-", 12) + writerOf(sample) + '\n';
   }
   return text;
@@ -154,7 +155,8 @@ std::optional<Failure> showClips(PlaySession& session, AnimatedScene& scene, Cli
   std::vector<ClipSource> const sources = collectSources(session, scene, terminal);
   ClipArrangement const arrangement(sources);
   if (arrangement.clips().empty())
-    return Failure{ExitCode::NoAnimation, "no animation of this model lasts, so there is no clip to arrange"};
+    return Failure{ExitCode::NoAnimation,
+                   "every animation of this model has length 0, so there are no clips to arrange"};
   std::size_t const index = chooseChannel(session, scene, arrangement);
   ClipProbe probe(arrangement, scene.curves()[index]);
   std::vector<double> const times = tellingTimes(arrangement.clips());

@@ -17,7 +17,7 @@ namespace {
 char const* const kFooter =
     "Exit codes:\n"
     "  0  all went well\n"
-    "  1  another failure, or interrupted; diff: there are differences\n"
+    "  1  any other failure, or interrupted; with diff: there are differences\n"
     "  2  the command line is wrong, or names something that the model does not have\n"
     "  3  the model is missing or cannot be read\n"
     "  4  the file is not a model of a known format\n"
@@ -51,19 +51,19 @@ void addFilm(CLI::App& command, Options& options, std::string const& group) {
 
 void definePictures(CLI::App& command, PlayOptions& options) {
   char const* const group = "Pictures";
-  addOutput(command, "--plot", options.plot, "Draw curves into a .png or .svg file")->group(group);
+  addOutput(command, "--plot", options.plot, "Draw curves to a .png or .svg file")->group(group);
   command
-      .add_option(
-          "--channel", options.channels,
-          "The channels in the table and the plot: those whose name fits, with * and ? as wildcards and "
-          "whatever the case; a node's name takes all of its channels. May be given again; with clips the "
-          "first "
-          "one counts [all in the table, in the plot those that move most]")
+      .add_option("--channel", options.channels,
+                  "Channels for the table and the plot: a name pattern with * and ?, upper and lower case "
+                  "alike; a node's "
+                  "name selects all its channels. May be repeated; --clips uses only the first [table: all; "
+                  "plot: those "
+                  "that move most]")
       ->type_name("PATTERN")
       ->allow_extra_args(false)
       ->group(group);
   CLI::Option* const strip =
-      addOutput(command, "--strip", options.strip, "Draw frames side by side into a .png or .svg file");
+      addOutput(command, "--strip", options.strip, "Draw frames side by side to a .png or .svg file");
   strip->group(group);
   command.add_option("--strip-frames", options.stripFrames, "Number of frames in the strip")
       ->capture_default_str()
@@ -71,7 +71,7 @@ void definePictures(CLI::App& command, PlayOptions& options) {
       ->needs(strip)
       ->group(group);
   CLI::Option* const image =
-      addOutput(command, "--image", options.image, "Draw one frame into a .png or .svg file");
+      addOutput(command, "--image", options.image, "Draw one frame to a .png or .svg file");
   image->group(group);
   command.add_option("--frame", options.frame, "Number of the frame in the image [the first]")
       ->needs(image)
@@ -87,30 +87,33 @@ void definePictures(CLI::App& command, PlayOptions& options) {
 }
 
 void defineClock(CLI::App& command, ClockOptions& options) {
-  char const* const group =
-      "Clock (any of these plays by the frame player, on a simulated clock if not in real time)";
+  char const* const group = "Clock (any of these uses the frame player; simulated without --realtime)";
   command
       .add_flag("--realtime", options.realtime,
-                "Play in real time: passes wait for their turn, and frames that come too late are dropped")
+                "Play in real time: each pass waits until it is due, and frames that are late are dropped")
       ->group(group);
-  command.add_option("--rate", options.rate, "Passes per second; in real time 0 never waits [60]")
+  command
+      .add_option("--rate", options.rate,
+                  "Passes per second (a pass is one turn of the host's loop); 0 with --realtime runs without "
+                  "waiting [60]")
       ->group(group);
   command
       .add_option("--seconds", options.seconds,
-                  "End after so long, if the last frame has not come before [at the last frame]")
+                  "Stop after this many seconds, unless the last frame comes first [stop at the last frame]")
       ->group(group);
   CLI::Option* const loop =
       command.add_option("--loop", options.loop, "Play the frames of a range, such as 10:50, over and over")
           ->type_name("A/B");
   loop->group(group);
-  command.add_option("--loops", options.rounds, "How often [3, or with --seconds until the time is up]")
+  command
+      .add_option("--loops", options.rounds,
+                  "How many times to play the range [3; with --seconds, until the time is up]")
       ->check(CLI::Range(1, 1'000'000))
       ->needs(loop)
       ->group(group);
   command.add_flag("--reverse", options.reverse, "Play backwards, from the last frame to the first")
       ->group(group);
-  command.add_flag("--subframes", options.subframes, "Play the moments between whole frames, too")
-      ->group(group);
+  command.add_flag("--subframes", options.subframes, "Also play fractional frames")->group(group);
 }
 
 void definePlay(CLI::App& command, PlayOptions& options) {
@@ -119,14 +122,15 @@ void definePlay(CLI::App& command, PlayOptions& options) {
       .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
       ->type_name("NAME");
   command.add_option("--fps", options.framesPerSecond, "Frames per second")->capture_default_str();
-  command.add_option("--from", options.from, "Begin in seconds [where the animation begins]");
-  command.add_option("--to", options.to, "End in seconds [where the animation ends]");
+  command.add_option("--from", options.from, "Start time in seconds [start of the animation]");
+  command.add_option("--to", options.to, "End time in seconds [end of the animation]");
   addOutput(command, "--csv", options.csv, "Write all values of all frames as a table; - is standard output");
   command.add_flag("--bake-skins", options.bakeSkins,
-                   "Turn meshes with bones into caches of one shape for every frame, and play these");
-  command.add_flag("--clips", options.clips,
-                   "Arrange the animations as clips that overlap on one timeline, and show which one wins");
-  addOutput(command, "--clips-plot", options.clipsPlot, "Draw the clips into a .png or .svg file")
+                   "Replace meshes with bones by shape caches, one stored shape per frame, and play those");
+  command.add_flag(
+      "--clips", options.clips,
+      "Arrange the animations as overlapping clips on one timeline, and show which clip wins where");
+  addOutput(command, "--clips-plot", options.clipsPlot, "Draw the clips to a .png or .svg file")
       ->group("Pictures");
   addJson(command, options.json);
   addTangents(command, options.tangents);
@@ -151,25 +155,27 @@ void defineQueue(CLI::App& command, QueueOptions& options) {
   command
       .add_option("--pause", options.pauses,
                   "Pause all models: TIME:SECONDS, or NUMBER@TIME:SECONDS for the NUMBER-th model on the "
-                  "command line. "
-                  "May be given again")
+                  "command line. May be repeated")
       ->type_name("TIME/SECONDS")
       ->allow_extra_args(false);
   command
       .add_option("--cycles", options.cycles,
-                  "Repetitions after the first run; -1, with --seconds, without end")
+                  "Repetitions after the first run; -1 repeats for ever (requires --seconds)")
       ->check(CLI::Range(-1, 1'000'000))
       ->capture_default_str();
   command
       .add_option("--range", options.range,
-                  "The part to play, BEGIN:END in seconds, repetitions included [all]")
+                  "The part to play, BEGIN:END in seconds of each model's own time: that of its animation, "
+                  "repetitions "
+                  "included, which stands still in a pause [all]")
       ->type_name("BEGIN/END");
-  command.add_option("--seconds", options.seconds, "End after so long, if the models have not ended before");
+  command.add_option("--seconds", options.seconds,
+                     "Stop after this many seconds, unless all models end first");
   command.add_flag("--reset-at-end", options.resetAtEnd, "Show the first frame of all models at the end");
   command.add_option("--rate", options.rate, "Passes per second")->capture_default_str();
-  command.add_flag("--realtime", options.realtime, "Play in real time, else on a simulated clock");
+  command.add_flag("--realtime", options.realtime, "Play in real time instead of on a simulated clock");
   CLI::Option* const strip =
-      addOutput(command, "--strip", options.strip, "Draw moments of the run into a .png or .svg file");
+      addOutput(command, "--strip", options.strip, "Draw moments of the run to a .png or .svg file");
   strip->group("Pictures");
   command.add_option("--strip-frames", options.stripFrames, "Number of moments in the strip")
       ->capture_default_str()
@@ -183,9 +189,10 @@ void defineScene(CLI::App& command, SceneOptions& options) {
   command
       .add_option("--animation", options.animation, "Number (from 1) or name of the animation [the first]")
       ->type_name("NAME");
-  CLI::Option* const time =
-      command.add_option("--time", options.time, "Evaluate there first, in seconds [the scene as loaded]");
-  CLI::Option* const frame = command.add_option("--frame", options.frame, "The same, as a number of a frame");
+  CLI::Option* const time = command.add_option(
+      "--time", options.time, "Evaluate the scene at this time first, in seconds [no evaluation]");
+  CLI::Option* const frame =
+      command.add_option("--frame", options.frame, "Evaluate the scene at this frame first");
   frame->excludes(time);
   command.add_option("--fps", options.framesPerSecond, "Frames per second")
       ->capture_default_str()
@@ -199,9 +206,8 @@ void defineChannels(CLI::App& command, ChannelsOptions& options) {
                      "A node or material, by its name or the end of its path [a table of all]");
   command.add_flag("--all", options.all, "List all nodes and materials, however many");
   addOutput(command, "--csv", options.csv,
-            "Write the channels with their values as a table; - is standard output. Long paths are shortened "
-            "at the "
-            "front, after ...");
+            "Write the channels with their values as a table; - is standard output. Long paths lose their "
+            "beginning, which is shown as ...");
   addJson(command, options.json);
 }
 
@@ -217,13 +223,13 @@ void defineSet(CLI::App& command, SetOptions& options) {
   defineScene(command, options.scene);
   command.add_option("PATH", options.path, kPathHelp)->required();
   command.add_option("VALUE", options.value, "The number to write, such as 12 or -0.5")->required();
-  addOutput(command, "--image", options.image, "Draw the scene afterwards into a .png or .svg file");
+  addOutput(command, "--image", options.image, "Draw the scene afterwards to a .png or .svg file");
   addOut(command, options.out);
 }
 
 void defineWhy(CLI::App& command, WhyOptions& options) {
   defineScene(command, options.scene);
-  command.add_option("CHANNEL", options.path, std::string(kPathHelp) + " [all that is animated]");
+  command.add_option("CHANNEL", options.path, std::string(kPathHelp) + " [everything that is animated]");
   command.add_flag("--all", options.all, "List all reasons, however many");
 }
 
@@ -234,22 +240,24 @@ void defineReduce(CLI::App& command, ReduceOptions& options) {
       ->type_name("NAME");
   CLI::Option* const tolerance = command.add_option(
       "--tolerance", options.tolerances,
-      "How far curves may move: PATTERN=VALUE in the unit of the channel, such as rotation=0.05 or "
-      "Hips*=0.1, VALUE for all, or translation=0.1% of the figure's size. May be given again; the last "
-      "one that fits counts [0.1 degree, 0.1 % of the size, 0.001 for scales]");
+      "Largest allowed error: VALUE for all curves, or PATTERN=VALUE for those that match, such as "
+      "rotation=0.05 or Hips*=0.1, in the unit of the channel; for translations also a percentage of the "
+      "figure's size (translation=0.1%). May be repeated; the last match is used [0.1 degree, 0.1 % of the "
+      "size, 0.001 for scales]");
   tolerance->type_name("[PATTERN=]VALUE")->allow_extra_args(false);
   command
       .add_flag("--points", options.points,
-                "Drop points by their distance instead (Douglas-Peucker at 0.0001), which bounds no value")
+                "Remove points by their distance instead (Douglas-Peucker, tolerance 0.0001); this gives no "
+                "bound on the values")
       ->excludes(tolerance);
   command.add_flag("--all", options.all, "List all curves, however many");
   addOut(command, options.out);
   CLI::Option* const plot =
-      addOutput(command, "--plot", options.plot, "Draw old and new curves into a .png or .svg file");
+      addOutput(command, "--plot", options.plot, "Draw old and new curves to a .png or .svg file");
   plot->group("Pictures");
   command
       .add_option("--channel", options.channels,
-                  "Draw the channels whose name fits, six at most [two of those that move most]")
+                  "Draw the channels whose name matches, six at most [two of those that move most]")
       ->type_name("PATTERN")
       ->allow_extra_args(false)
       ->needs(plot)
@@ -266,7 +274,7 @@ void addStep(CLI::App& command, EditOptions& options, std::string const& name, E
   command.add_option_function<std::string>(name, add, help)
       ->trigger_on_parse()
       ->type_name(type)
-      ->group("Steps (carried out in the order of the command line, each as often as given)");
+      ->group("Steps (performed in the order given; each may be repeated)");
 }
 
 void defineEdit(CLI::App& command, EditOptions& options) {
@@ -279,8 +287,8 @@ void defineEdit(CLI::App& command, EditOptions& options) {
       ->capture_default_str();
   addPasteOptions(command, options.paste);
   addOut(command, options.out);
-  CLI::Option* const strip = addOutput(command, "--strip", options.strip,
-                                       "Draw frames of before and after into a .png or .svg file");
+  CLI::Option* const strip =
+      addOutput(command, "--strip", options.strip, "Draw frames of before and after to a .png or .svg file");
   strip->group("Pictures");
   command.add_option("--strip-frames", options.stripFrames, "Number of frames of each")
       ->capture_default_str()
@@ -288,40 +296,41 @@ void defineEdit(CLI::App& command, EditOptions& options) {
       ->needs(strip)
       ->group("Pictures");
   addStep(command, options, "--paste", EditVerb::Paste, "SOURCE",
-          "Copy the animation of the model SOURCE onto the nodes of the same names; once");
+          "Copy the animation of the model SOURCE onto nodes with the same names; may be given once");
   addStep(command, options, "--copy", EditVerb::Copy, "FROM=TO",
-          "Copy the animations of a node to another one");
+          "Copy the animations of the node FROM to the node TO");
   addStep(command, options, "--share", EditVerb::Share, "FROM=TO",
-          "The same, but both nodes use the same curves: an edit of one shows in the other");
+          "Let the node TO use the same curves as FROM: an edit of one shows in the other");
   addStep(command, options, "--cut", EditVerb::Cut, "NODES",
-          "Remove the animations of the nodes whose name fits");
+          "Remove the animations of nodes whose name matches");
   addStep(command, options, "--unshare", EditVerb::Unshare, "NODES",
-          "Give the nodes whose name fits curves of their own");
+          "Give curves of their own to nodes whose name matches");
   addStep(command, options, "--rename", EditVerb::Rename, "FILE",
-          "Rename curves by a file of lines such as \"color = ambienceColor\" or \"rotationX = "
+          "Rename curves as listed in a file, with lines such as \"color = ambienceColor\" or \"rotationX = "
           "eulerRotation.X\"");
   addStep(command, options, "--scale", EditVerb::Scale, "[PATTERN=]FACTOR",
-          "Multiply the values of the curves that fit, or of all; tangents grow with them");
+          "Multiply the values of the curves that match, or of all; tangents are scaled with them");
   addStep(command, options, "--offset", EditVerb::Offset, "[PATTERN=]VALUE",
-          "Add to the values of the curves that fit, or of all");
+          "Add to the values of the curves that match, or of all");
   addStep(command, options, "--shift", EditVerb::Shift, "[PATTERN=]SECONDS",
-          "Move all animations in time, or the curves that fit");
+          "Move all animations in time, or only the curves that match");
 }
 
 void defineShootPictures(CLI::App& command, ShootOptions& options) {
   char const* const group = "Pictures";
-  addOutput(command, "--strip", options.strip, "Draw frames side by side into a .png or .svg file")
+  addOutput(command, "--strip", options.strip, "Draw frames side by side to a .png or .svg file")
       ->group(group);
   command.add_option("--strip-frames", options.stripFrames, "Number of frames in the strip")
       ->capture_default_str()
       ->check(CLI::Range(1, 64))
       ->group(group);
   addOutput(command, "--plan", options.plan,
-            "Draw path, viewpoints and frusta from above into a .png or .svg file")
+            "Draw the camera path, viewpoints and view frusta, seen from above, to a .png or .svg file")
       ->group(group);
   addFilm(command, options, group);
   command
-      .add_option("--motion-blur", options.motionBlur, "Samples over the time of the shutter for each frame")
+      .add_option("--motion-blur", options.motionBlur,
+                  "Samples per frame, spread over the time that the shutter is open")
       ->capture_default_str()
       ->check(CLI::Range(1, 256))
       ->group(group);
@@ -335,14 +344,13 @@ void defineShoot(CLI::App& command, ShootOptions& options) {
   command.add_option("--move", options.move, "How the camera moves")
       ->capture_default_str()
       ->check(oneOf({"track", "flight", "shot", "turntable"}));
-  command.add_option("--camera", options.cameras, "A camera of the model as a viewpoint. May be given again")
+  command.add_option("--camera", options.cameras, "A camera of the model as a viewpoint. May be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);
   command
-      .add_option(
-          "--view", options.views,
-          "A viewpoint FROM:AT or FROM:AT:UP, such as 4,2,5:0,1,0. May be given again [all cameras of "
-          "the model; four places around it where there are fewer than two, or none for a turntable]")
+      .add_option("--view", options.views,
+                  "A viewpoint FROM:AT or FROM:AT:UP, such as 4,2,5:0,1,0. May be repeated [all cameras of "
+                  "the model; four places around it if there are fewer than two, or none for a turntable]")
       ->type_name("FROM/AT")
       ->allow_extra_args(false);
   command
@@ -350,19 +358,19 @@ void defineShoot(CLI::App& command, ShootOptions& options) {
                   "Number (from 1) or name of the animation that plays during the move [the first]")
       ->type_name("NAME");
   command
-      .add_option("--seconds", options.seconds,
-                  "From one viewpoint to the next, or once around with the turntable")
+      .add_option(
+          "--seconds", options.seconds,
+          "Duration in seconds of the move from one viewpoint to the next, or of one turn of the turntable")
       ->capture_default_str();
   command.add_option("--pause", options.pause, "Seconds at each viewpoint between the first and the last")
       ->capture_default_str();
   command
       .add_option("--fade", options.fade,
-                  "Seconds in which the exposure comes up: at each viewpoint of a track, at the beginning of "
-                  "each shot")
+                  "Seconds to fade in: at each viewpoint of a track, or at the start of each shot")
       ->capture_default_str();
   command
       .add_option("--exposure", options.exposures,
-                  "The exposure at each viewpoint, such as 1,0.3,2; the last one counts for the rest [1]")
+                  "The exposure at each viewpoint, such as 1,0.3,2; the last one is used for the rest [1]")
       ->type_name("E,E,...");
   command.add_option("--fov", options.fov, "Vertical angle of view in degrees [the cameras', or 40]");
   command.add_option("--near", options.near,
@@ -396,9 +404,8 @@ void addCommands(CommandList& commands) {
   commands.add<ChannelsOptions>("channels", "List what can be keyed, with its values", &defineChannels,
                                 &channels);
   commands.add<GetOptions>("get", "Print the value of one channel", &defineGet, &get);
-  commands.add<SetOptions>("set", "Write a value to one channel of the scene, and say what that changes",
-                           &defineSet, &set);
-  commands.add<WhyOptions>("why", "Say why a channel does not move", &defineWhy, &why);
+  commands.add<SetOptions>("set", "Write a value to one channel, and show what changes", &defineSet, &set);
+  commands.add<WhyOptions>("why", "Explain why a channel does not move", &defineWhy, &why);
   commands.add<ReduceOptions>("reduce", "Find few keys that give the same curves within a tolerance",
                               &defineReduce, &reduce);
   commands.add<ShootOptions>("shoot", "Move a camera through viewpoints, and draw what it sees", &defineShoot,
@@ -427,11 +434,10 @@ void addTangents(CLI::App& command, Tangents& tangents) {
     tangents = word == "auto" ? Tangents::Auto : word == "clamped" ? Tangents::Clamped : Tangents::Linear;
   };
   command
-      .add_option_function<std::string>(
-          "--tangents", set,
-          "Tangents for curves whose file has none: linear (straight lines), auto (smooth through each key) "
-          "or "
-          "clamped (smooth, and never beyond the values of two neighbouring keys) [linear]")
+      .add_option_function<std::string>("--tangents", set,
+                                        "Tangents for curves that have none in the file: linear (straight "
+                                        "lines), auto (smooth through each "
+                                        "key) or clamped (smooth, without overshooting the keys) [linear]")
       ->check(oneOf({"linear", "auto", "clamped"}));
 }
 
@@ -443,25 +449,25 @@ void addPasteOptions(CLI::App& command, PasteOptions& options) {
       ->type_name("NAME")
       ->group(group);
   command
-      .add_option("--map", options.map,
-                  "A file of \"source = target\" lines for nodes of other names; a * stands for the same "
-                  "characters on both sides")
+      .add_option(
+          "--map", options.map,
+          "A file with \"source = target\" lines for nodes that are named differently; a * stands for "
+          "the same text on both sides")
       ->type_name("FILE")
       ->group(group);
   command
       .add_option("--only", options.only,
-                  "Paste the nodes of the source whose name fits; may be given again [all]")
+                  "Paste only nodes of the source whose name matches. May be repeated [all]")
       ->type_name("NODES")
       ->allow_extra_args(false)
       ->group(group);
   command
-      .add_flag(
-          "--retarget", options.retarget,
-          "Fit the animation to where the nodes of the target stand, how long its bones are and how it rests")
+      .add_flag("--retarget", options.retarget,
+                "Adapt the animation to the target's node positions, bone lengths and rest pose")
       ->group(group);
   command
       .add_flag("--replace", options.replace,
-                "Remove the animations that the nodes had, which otherwise stay, switched off")
+                "Remove the nodes' former animations; otherwise they stay, but are switched off")
       ->group(group);
 }
 

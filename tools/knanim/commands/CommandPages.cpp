@@ -135,7 +135,7 @@ void addPageOption(CLI::App& app, std::string& page) {
     page = kind == "man" ? manualPage(app) : kind == "bash" ? bashCompletion(app) : zshCompletion(app);
     throw CLI::Success();
   };
-  app.add_option_function<std::string>("--print", print, "Print the manual page or a completion of a shell")
+  app.add_option_function<std::string>("--print", print, "Print the manual page or a shell completion script")
       ->check(oneOf({"man", "bash", "zsh"}))
       ->group("");
 }

@@ -42,7 +42,8 @@ std::optional<Failure> check(ConvertOptions const& options) {
   ExportOptions const& wanted = options.exporting;
   bool const isPrecise =
       std::isfinite(wanted.degrees) && wanted.degrees > 0 && std::isfinite(wanted.share) && wanted.share > 0;
-  if (!isPrecise) return Failure{ExitCode::Usage, "the errors of an export have to be finite and above 0"};
+  if (!isPrecise)
+    return Failure{ExitCode::Usage, "--rotation-error and --value-error must be finite and above 0"};
   ExportOptions const usual;
   bool const isSampling = wanted.degrees != usual.degrees || wanted.share != usual.share;
   if (isSampling && sceneForm(options.out) == SceneForm::Scene)
@@ -50,7 +51,7 @@ std::optional<Failure> check(ConvertOptions const& options) {
   if (!options.object.empty() && sceneForm(options.out) == SceneForm::Gltf)
     return Failure{ExitCode::Usage, "the animations of one object go to .osb or .json files"};
   if (!options.object.empty() && options.bakeSkins)
-    return Failure{ExitCode::Usage, "--bake-skins does not go with --object"};
+    return Failure{ExitCode::Usage, "--bake-skins cannot be combined with --object"};
   return checkSceneOutput(options.out, {&options.model, 1});
 }
 
@@ -97,7 +98,7 @@ ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {
   std::array<std::string, 2> const inputs = {options.model, options.xml};
   if (auto const failure = checkSceneOutput(options.out, inputs)) return report(*failure, terminal);
   if (options.framesPerSecond && !(std::isfinite(*options.framesPerSecond) && *options.framesPerSecond > 0))
-    return report({ExitCode::Usage, "--fps has to be finite and above 0"}, terminal);
+    return report({ExitCode::Usage, "--fps must be finite and above 0"}, terminal);
   std::ifstream stream(options.xml, std::ios::binary);
   std::string const text{std::istreambuf_iterator<char>(stream), {}};
   if (!stream.is_open() || stream.bad())

@@ -24,7 +24,7 @@ std::variant<AnimationHarvest, Failure> harvestFile(std::string const& path, Ter
   return harvest(loaded.scene());
 }
 
-std::string sizeOf(double difference) { return std::isinf(difference) ? "no number" : brief(difference); }
+std::string sizeOf(double difference) { return std::isinf(difference) ? "not a number" : brief(difference); }
 
 void printList(char const* label, std::vector<std::string> const& lines, bool all, std::FILE* output) {
   std::size_t const count = all ? lines.size() : std::min(lines.size(), kMostListed);
@@ -35,7 +35,7 @@ void printList(char const* label, std::vector<std::string> const& lines, bool al
 
 std::string remarks(CurveDifference const& each) {
   return std::string(each.isSwitched ? "  switched" : "") +
-         (each.repeatsOtherwise ? "  repeats otherwise" : "");
+         (each.repeatsOtherwise ? "  repeats differently" : "");
 }
 
 void printCurves(std::vector<CurveDifference> const& curves, bool all, std::FILE* output) {
@@ -67,8 +67,8 @@ void print(AnimationDifference const& result, bool all, std::FILE* output) {
   for (CacheDifference const& each : result.caches)
     shapes.push_back(each.owner + ", " + grouped(each.shapesBefore) + " and " +
                      counted(each.shapesAfter, "shape") +
-                     (std::isinf(each.largest) ? ", of other times or sizes"
-                                               : ", vertices apart by " + brief(each.largest)));
+                     (std::isinf(each.largest) ? ", with different times or sizes"
+                                               : ", vertices differ by up to " + brief(each.largest)));
   printList("shapes", shapes, all, output);
   if (result.curves.empty()) return;
   std::size_t moved = 0;
@@ -83,7 +83,7 @@ void print(AnimationDifference const& result, bool all, std::FILE* output) {
 
 ExitCode diff(DiffOptions const& options, Terminal terminal) {
   if (!std::isfinite(options.tolerance) || options.tolerance < 0)
-    return report({ExitCode::Usage, "the tolerance has to be finite and not negative"}, terminal);
+    return report({ExitCode::Usage, "--tolerance must be finite and not negative"}, terminal);
   auto const first = harvestFile(options.first, terminal);
   if (auto const* failure = std::get_if<Failure>(&first)) return report(*failure, terminal);
   auto const second = harvestFile(options.second, terminal);

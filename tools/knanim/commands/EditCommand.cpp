@@ -74,7 +74,7 @@ std::optional<Failure> check(EditOptions const& options) {
   PasteOptions const& paste = options.paste;
   if (countOf(EditVerb::Paste) > 1)
     return Failure{ExitCode::Usage,
-                   "--paste may be given once; write a scene with --out and paste again onto that"};
+                   "--paste may be given only once; write a scene with --out and paste again onto that"};
   bool const modifies =
       !paste.animation.empty() || !paste.map.empty() || !paste.only.empty() || paste.retarget;
   if (modifies && countOf(EditVerb::Paste) == 0)

@@ -17,8 +17,9 @@ void defineConvert(CLI::App& command, ConvertOptions& options) {
       .add_option("--object", options.object,
                   "Write only the animations of this node or material, without the scene")
       ->type_name("NAME");
-  CLI::Option* const bakes = command.add_flag(
-      "--bake-skins", options.bakeSkins, "Turn meshes with bones into caches of one shape for every frame");
+  CLI::Option* const bakes =
+      command.add_flag("--bake-skins", options.bakeSkins,
+                       "Replace meshes with bones by shape caches, one stored shape per frame");
   command.add_option("--fps", options.framesPerSecond, "Frames per second of baked skins")
       ->capture_default_str()
       ->needs(bakes);
@@ -26,12 +27,12 @@ void defineConvert(CLI::App& command, ConvertOptions& options) {
   char const* const group = "glTF";
   command
       .add_option("--rotation-error", options.exporting.degrees,
-                  "How far sampled rotations may stray, in degrees")
+                  "Largest error of sampled rotations, in degrees")
       ->capture_default_str()
       ->group(group);
   command
       .add_option("--value-error", options.exporting.share,
-                  "How far sampled translations and scales may stray, as a part of their largest value")
+                  "Largest error of sampled translations and scales, as a fraction of their largest value")
       ->capture_default_str()
       ->group(group);
 }
@@ -39,37 +40,39 @@ void defineConvert(CLI::App& command, ConvertOptions& options) {
 void defineLoadOnto(CLI::App& command, LoadOntoOptions& options) {
   command.add_option("TARGET", options.model, "The model that takes the animations")->required();
   command
-      .add_option(
-          "FILE", options.file,
-          "A model or scene whose animation goes to the nodes of its names, or the animations of one object")
+      .add_option("FILE", options.file,
+                  "A model or scene, whose animation goes to nodes with the same names; or a file with the "
+                  "animations "
+                  "of one object")
       ->required();
   command
       .add_option(
           "--object", options.objects,
-          "The nodes and materials that take the animations of one object: names, with * and ?; may be "
-          "given again")
+          "The nodes and materials that take the animations of one object: names, with * and ?. May be "
+          "repeated")
       ->type_name("NAMES")
       ->allow_extra_args(false);
-  command.add_flag("--all", options.all, "List all that does not fit");
+  command.add_flag("--all", options.all, "List everything that does not match");
   addPasteOptions(command, options.paste);
   addOut(command, options.out);
 }
 
 void defineDiff(CLI::App& command, DiffOptions& options) {
   command.add_option("A", options.first, "A model")->required();
-  command.add_option("B", options.second, "Another one")->required();
+  command.add_option("B", options.second, "The model to compare with it")->required();
   command
       .add_option("--tolerance", options.tolerance,
-                  "Curves whose values differ by no more count as equal, however their keys differ")
+                  "Curves that nowhere differ by more than this count as equal, even if their keys differ")
       ->capture_default_str();
   command.add_flag("--all", options.all, "List all differences");
   command.footer("The exit code is 0 when the animations are equal and 1 when they are not.");
 }
 
 void defineConvertXml(CLI::App& command, ConvertXmlOptions& options) {
-  command.add_option("SCENE", options.model, "The scene whose nodes name the animations")->required();
-  command.add_option("XML", options.xml, "The text in which an older release kept them")->required();
-  command.add_option("--fps", options.framesPerSecond, "Frames per second of the text [those of the scene]");
+  command.add_option("SCENE", options.model, "The scene, whose nodes refer to the animations")->required();
+  command.add_option("XML", options.xml, "The XML file with the animations")->required();
+  command.add_option("--fps", options.framesPerSecond,
+                     "Frames per second of the XML file [those of the scene]");
   addOut(command, options.out);
 }
 
@@ -82,7 +85,8 @@ void addFileCommands(CommandList& commands) {
                                 &defineLoadOnto, &loadOnto);
   commands.add<DiffOptions>("diff", "List the differences between the animations of two models", &defineDiff,
                             &diff);
-  commands.add<ConvertXmlOptions>("convert-xml", "Build the animations of an old XML text on a scene",
+  commands.add<ConvertXmlOptions>("convert-xml",
+                                  "Add the animations of an older release's XML file to a scene",
                                   &defineConvertXml, &convertXml);
 }
 

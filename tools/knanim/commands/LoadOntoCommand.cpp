@@ -59,17 +59,18 @@ EditResult loadObject(LoadedScene& loaded, LoadOntoOptions const& options, std::
       continue;
     }
     bool const isOtherKind = kindOf(object.container) != kind;
-    result.details.push_back(printable(object.path) + ": " +
-                             (isOtherKind ? "is a " + kindOf(object.container) + ", the file is of a " + kind
-                                          : log.reason("refused")));
+    result.details.push_back(
+        printable(object.path) + ": " +
+        (isOtherKind ? "is a " + kindOf(object.container) + ", but the file holds animations of a " + kind
+                     : log.reason("refused")));
   }
   if (tried == 0)
-    return Failure{ExitCode::Usage, "no node or material fits " + printable(options.objects.front())};
+    return Failure{ExitCode::Usage, "no node or material matches " + printable(options.objects.front())};
   result.line = counted(fitted, "object") + " of " + grouped(tried) + " took the animations of a " + kind;
   loaded.scene().readCurves(loaded.model());
   if (fitted > 0) return result;
   std::string const why = result.details.empty() ? "" : ": " + result.details.front();
-  return Failure{ExitCode::Usage, "nothing fits" + why};
+  return Failure{ExitCode::Usage, "no object takes the animations" + why};
 }
 
 /// The type of the object whose animations a file holds; empty for a file with nodes.
@@ -91,10 +92,11 @@ EditResult load(LoadedScene& loaded, LoadOntoOptions const& options, Terminal te
   if (isObject && options.objects.empty())
     return Failure{ExitCode::Usage, printable(options.file) + " holds the animations of one " +
                                         std::get<std::string>(kind) +
-                                        " without its name: say with --object where they go"};
+                                        ", without its name: give the target with --object"};
   if (!isObject && !options.objects.empty())
-    return Failure{ExitCode::Usage,
-                   "--object is for files with the animations of one object; --only chooses nodes"};
+    return Failure{
+        ExitCode::Usage,
+        "--object is for files with the animations of one object; for this file, choose nodes with --only"};
   if (isObject) return loadObject(loaded, options, std::get<std::string>(kind));
   PasteOptions paste = options.paste;
   paste.source = options.file;

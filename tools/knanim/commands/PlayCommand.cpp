@@ -150,7 +150,9 @@ ExitCode play(PlayOptions const& options, Terminal terminal) {
   if (auto const* failure = std::get_if<Failure>(&prepared)) {
     if (failure->code != ExitCode::NoAnimation) return report(*failure, terminal);
     if (wantsOnlyImage(options)) return drawWithoutAnimation(options, terminal);
-    return report({failure->code, failure->message + "; --image alone draws it as it stands"}, terminal);
+    return report(
+        {failure->code, failure->message + "; --image without other outputs draws the model as it is"},
+        terminal);
   }
   PlaySession& session = std::get<PlaySession>(prepared);
 

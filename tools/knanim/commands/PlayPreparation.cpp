@@ -42,10 +42,9 @@ std::optional<Failure> checkCompanions(PlayOptions const& options) {
   if (options.size != PlayOptions().size && options.film.empty() && options.frames.empty())
     return Failure{ExitCode::Usage, "--size requires --frames or --film"};
   if (options.clock.isAnyGiven() && !(options.film.empty() && options.frames.empty()))
-    return Failure{
-        ExitCode::Usage,
-        "--film and --frames draw each frame once, in order: they do not go with a clock, its loops and its "
-        "directions"};
+    return Failure{ExitCode::Usage,
+                   "--film and --frames draw each frame once, in order, and cannot be combined with options "
+                   "of the clock"};
   return std::nullopt;
 }
 
@@ -64,7 +63,8 @@ std::optional<Failure> chooseCurves(PlaySession& session) {
   ImportedModel const& model = session.model;
   bool const isPlotted = !options.plot.empty() || options.clips;
   if (isPlotted && model.curves.empty())
-    return Failure{ExitCode::Usage, "the animation only morphs: it has no channels for --plot or --clips"};
+    return Failure{ExitCode::Usage,
+                   "the animation has only morph targets: there are no channels for --plot or --clips"};
   auto wanted = wantedCurves(options, model);
   if (auto* failure = std::get_if<Failure>(&wanted)) return std::move(*failure);
   session.columns = std::move(std::get<std::vector<std::size_t>>(wanted));
@@ -79,8 +79,9 @@ std::optional<Failure> chooseCurves(PlaySession& session) {
 std::optional<Failure> checkFrame(PlayOptions const& options, FrameRange const& frames) {
   if (!options.frame || (*options.frame >= frames.first && *options.frame <= frames.last))
     return std::nullopt;
-  return Failure{ExitCode::Usage, "frame " + std::to_string(*options.frame) + " is none of the frames " +
-                                      std::to_string(frames.first) + " to " + std::to_string(frames.last)};
+  return Failure{ExitCode::Usage, "frame " + std::to_string(*options.frame) +
+                                      " is out of range: the frames are " + std::to_string(frames.first) +
+                                      " to " + std::to_string(frames.last)};
 }
 
 }  // namespace

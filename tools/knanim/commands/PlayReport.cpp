@@ -47,7 +47,7 @@ void printPlayback(PlaybackRecord const& record, std::FILE* output) {
 
 std::string describe(RunPlan const& plan, bool isRealtime) {
   std::string text = isRealtime ? "real time, " : "simulated, ";
-  text += plan.rate > 0 ? brief(plan.rate, 6) + " passes per second" : "as many passes as can be";
+  text += plan.rate > 0 ? brief(plan.rate, 6) + " passes per second" : "as many passes as possible";
   if (plan.reverse) text += ", backwards";
   if (plan.subframes) text += ", with subframes";
   return text;
@@ -65,8 +65,8 @@ void printRun(RunPlan const& plan, RunRecord const& run, bool isRealtime, std::F
   if (plan.loop) printRow(output, "loop", describeLoop(plan));
   std::string passes = grouped(run.cadence.passes()) + " in " + shortTime(run.seconds);
   if (isRealtime && plan.rate > 0) {
-    passes += "; the latest came " + shortTime(run.worstLateness) + " late, " +
-              counted(run.missedSlots, "turn") + " went by without one";
+    passes += "; at most " + shortTime(run.worstLateness) + " late, " +
+              counted(run.missedSlots, "pass", "passes") + " missed";
   }
   printRow(output, "passes", passes);
   printRow(output, "shown",

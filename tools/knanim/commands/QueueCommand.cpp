@@ -57,13 +57,12 @@ std::variant<QueueSettings, Failure> readSettings(QueueOptions const& options) {
   QueueSettings settings{options.stagger, options.rate,      {}, options.cycles, std::nullopt,
                          options.seconds, options.resetAtEnd};
   if (!std::isfinite(options.stagger) || options.stagger < 0)
-    return usage("the seconds between the starts have to be finite and not negative");
-  if (!std::isfinite(options.rate) || options.rate <= 0)
-    return usage("the rate of passes has to be finite and above 0");
+    return usage("--stagger must be finite and not negative");
+  if (!std::isfinite(options.rate) || options.rate <= 0) return usage("--rate must be finite and above 0");
   if (options.seconds && (!std::isfinite(*options.seconds) || *options.seconds <= 0))
-    return usage("the seconds of the run have to be finite and above 0");
+    return usage("--seconds must be finite and above 0");
   if (options.cycles == -1 && !options.seconds)
-    return usage("models that repeat without end need an end of the run: --seconds");
+    return usage("--cycles -1 repeats for ever: give the length of the run with --seconds");
   for (std::string const& text : options.pauses) {
     auto const pause = readPause(text, options.models.size());
     if (!pause)
@@ -91,7 +90,7 @@ std::optional<Failure> checkStrip(QueueOptions const& options) {
 
 std::optional<Failure> writeStrip(QueueFilm& film, std::string const& path, Terminal terminal) {
   for (std::string const& name : film.unseen())
-    warn(name + " is not seen in the strip: it has no meshes, as others have", terminal);
+    warn(name + " is not in the strip: it has no meshes, while others have", terminal);
   std::string bytes;
   std::string message;
   if (!film.draw(*pictureFormat(path), bytes, message))
@@ -110,8 +109,8 @@ std::unique_ptr<HostClock> makeClock(bool realtime) {
 void warnOfUnmetPauses(QueueRun const& run, Terminal terminal) {
   for (QueuePause const& pause : run.unmetPauses()) {
     std::string const who =
-        pause.model ? "model " + std::to_string(*pause.model) + " did not play" : "no model played";
-    warn("the pause at " + brief(pause.time.begin, 6) + " s had no effect: " + who + " then", terminal);
+        pause.model ? "model " + std::to_string(*pause.model) + " was not playing" : "no model was playing";
+    warn("the pause at " + brief(pause.time.begin, 6) + " s had no effect: " + who, terminal);
   }
 }
 

@@ -74,7 +74,7 @@ std::string describe(QueueTrack const& track) {
   std::string text = seconds(track.playing->begin) + " to " + seconds(track.playing->end);
   if (stood > 0) text += ", paused for " + seconds(stood);
   if (outside > 0) text += ", outside for " + seconds(outside);
-  return track.finished ? text : text + ", cut off";
+  return track.finished ? text : text + ", stopped before its end";
 }
 
 std::string drawAxis(double end) {
@@ -125,7 +125,7 @@ void printQueueReport(QueueRecord const& record, QueueModels const& models, Queu
   auto const passes = static_cast<double>(std::max<std::uint64_t>(record.passes, 1));
   std::string const rate = settings.rate > 0 ? brief(settings.rate, 6) + " a second" : "one after the other";
   std::string const missed =
-      record.missedSlots != 0 ? "; " + counted(record.missedSlots, "more") + " came too late" : "";
+      record.missedSlots != 0 ? "; " + counted(record.missedSlots, "more") + " missed" : "";
   printRow(output, "passes", grouped(record.passes) + ", " + rate + missed);
   printRow(output, "trees",
            grouped(record.evaluated) + " evaluated, " + grouped(record.queued) + " in the queue");

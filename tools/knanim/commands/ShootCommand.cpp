@@ -42,10 +42,10 @@ std::optional<Failure> checkNumbers(ShootOptions const& options) {
                        {"--far", options.far.value_or(1), false}};
   for (auto const& [name, value, mayBeZero] : numbers) {
     if (!std::isfinite(value) || value < 0 || (value == 0 && !mayBeZero))
-      return usage(std::string(name) + " has to be finite and " + (mayBeZero ? "not negative" : "above 0"));
+      return usage(std::string(name) + " must be finite and " + (mayBeZero ? "not negative" : "above 0"));
   }
   if (options.fov && !(*options.fov > 0 && *options.fov < 180))
-    return usage("--fov has to be between 0 and 180 degrees");
+    return usage("--fov must be between 0 and 180 degrees");
   return std::nullopt;
 }
 
@@ -72,7 +72,8 @@ std::optional<Failure> checkCompanions(ShootOptions const& options) {
     return usage("--motion-blur requires --strip, --frames or --film");
   if (options.shutter != usual.shutter && options.motionBlur < 2)
     return usage("--shutter requires --motion-blur, of 2 samples at least");
-  if (options.pause > 0 && options.move == "turntable") return usage("--pause has no place in a turntable");
+  if (options.pause > 0 && options.move == "turntable")
+    return usage("--pause cannot be combined with --move turntable");
   return std::nullopt;
 }
 
@@ -166,7 +167,7 @@ FilmFrame Shoot::capture(CameraMove& move, CameraMoment const& moment, long long
 
 std::optional<Failure> Shoot::shoot(CameraMove& move, Terminal terminal) {
   double const last = std::floor(move.duration() * _options.framesPerSecond + 1e-6);
-  if (!(last < kMostFrames)) return usage("the move has more than 100 000 frames; --fps makes fewer");
+  if (!(last < kMostFrames)) return usage("the move has more than 100 000 frames; use a lower --fps");
   FrameRange range{_options.framesPerSecond, 0, static_cast<long long>(last)};
   // Once around, the camera is where it began: a film that repeats shows that view once.
   bool const comesBack = _options.move == "turntable" && range.last > 0;
@@ -243,7 +244,7 @@ std::optional<Failure> Shoot::run(Terminal terminal) {
   if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
   MoveSettings const moving = settings();
   if (!(moving.near < moving.far))
-    return usage("--near has to be below --far, which is " + brief(static_cast<double>(moving.far)));
+    return usage("--near must be below --far, which is " + brief(static_cast<double>(moving.far)));
   CameraMove move(std::move(std::get<std::vector<Viewpoint>>(chosen)), moving);
   _record.viewpoints = move.viewpoints();
   _record.arrivals = move.arrivals();

@@ -57,7 +57,7 @@ std::string aboutValue(CLI::App const& command, CLI::ParseError const& error) {
   // The parser leaves out the names of hidden options, of which there is one.
   std::string const name = given.empty() ? "--print" : given;
   if (said.ends_with(" missing")) return name + " needs a value";
-  if (said.find(": At Most 1 ") != std::string::npos) return name + " may be given once";
+  if (said.find(": At Most 1 ") != std::string::npos) return name + " may be given only once";
   return said.starts_with(": ") ? name + said : said;
 }
 
@@ -72,15 +72,15 @@ std::string whatIsWrong(CLI::App const& app, CLI::App const* command, CLI::Parse
   std::string const who = command != nullptr ? command->get_name() : "knanim";
   if (command == nullptr && !isOption) {
     if (!word.empty()) return noCommand(app, word);
-    return "a command is missing" + insteadClause(word, commandNames(app));
+    return "no command given" + insteadClause(word, commandNames(app));
   }
   if (word.empty()) return printable(error.what());
-  if (!isOption) return who + " takes no more arguments: " + shown;
+  if (!isOption) return "unexpected argument for " + who + ": " + shown;
   if (word.size() > 2 && word[1] == '.')
-    return printable(word) + " needs a digit: -0" + printable(word.substr(1));
+    return printable(word) + " must be written -0" + printable(word.substr(1));
   word.resize(std::min(word.size(), word.find('=')));
   std::string const elsewhere = word.starts_with("--") ? ownersOf(app, word) : "";
-  return who + " has no option " + printable(word) +
+  return "unknown option " + printable(word) + " for " + who +
          (elsewhere.empty() ? nearClause(nearNames(word, optionNames(asked))) : elsewhere);
 }
 

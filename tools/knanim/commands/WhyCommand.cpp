@@ -107,7 +107,7 @@ void explainScene(LoadedScene const& scene, bool all, std::FILE* output) {
   Reasons reasons = knDiagnosis::whyStill(knStillnessOptions{.constantCurves = true});
   std::size_t const even = all ? 0 : takeEvenCurves(reasons);
   std::fprintf(output, "%s\n", scene.title().c_str());
-  if (reasons.empty()) printRow(output, "faults", "none: every curve has something to move");
+  if (reasons.empty()) printRow(output, "faults", "none");
   print(reasons, all, output);
   if (even > 0)
     printRow(output, "still", counted(even, "curve") + " with one value at all keys, listed with --all");

@@ -173,7 +173,7 @@ class Sampled {
     replacement.addRotation(node, rotation);
     if (_hasEnds)
       replacement.warn(node, ChannelKind::Rotation,
-                       "what its curves do outside the keys has no equivalent, the end values are held");
+                       "its extrapolation has no equivalent; the end values are held");
   }
 
  private:
@@ -268,9 +268,8 @@ std::optional<std::string> readColladaCurves(std::string const& path, ImportedMo
     if (place && !hasOther(node))
       addNode(node, *place, replacement);
     else
-      replacement.warn(
-          printable(node.id) + ": its curves are samples, " +
-          (place ? "its transforms are of a kind that is not read" : "the model has no such node"));
+      replacement.warn(printable(node.id) + ": curves are replaced by samples, because " +
+                       (place ? "its kind of transform is not supported" : "the model has no such node"));
   }
   return std::nullopt;
 }

@@ -164,7 +164,7 @@ class DocumentReader {
     TiXmlDocument document;
     document.Parse(text.c_str());
     TiXmlElement const* const root = document.RootElement();
-    if (document.Error() || root == nullptr) return fail("it is no XML that can be read");
+    if (document.Error() || root == nullptr) return fail("it is not valid XML");
     visitAll(*root, [this](TiXmlElement const& element) { collect(element); });
     readAnimations(*root);
     std::erase_if(_result.nodes, [](ColladaNode const& node) { return !node.isAnimated(); });
@@ -273,8 +273,8 @@ class DocumentReader {
     else if (member == ".ANGLE")
       first = 3;
     else
-      return "its curve cannot be read from a part of an array";
-    if (first + columns > step.values.size()) return "it has no such part";
+      return "the curve targets part of an array, which is not supported";
+    if (first + columns > step.values.size()) return "there is no such element";
     auto const sampler = _samplers.find(referenceOf(channel, "source"));
     if (sampler == _samplers.end()) return "its sampler is missing";
     Inputs const inputs = readInputs(*sampler->second);
@@ -282,7 +282,7 @@ class DocumentReader {
       return "the file's key data is damaged";
     for (std::size_t i = 0; i < columns; ++i) {
       auto const [place, isNew] = step.curves.try_emplace(first + i);
-      if (!isNew) return "the file moves it more than once, the first curve counts";
+      if (!isNew) return "the file animates it more than once; the first curve is used";
       std::string const trouble = readCurve(inputs, i, place->second);
       if (place->second.keys.empty()) step.curves.erase(place);
       if (!trouble.empty()) return trouble;
@@ -354,9 +354,9 @@ class DocumentReader {
         if (out && in)
           span = {SpanShape::Bezier, *out, *in};
         else
-          trouble = "tangents are missing, these spans are straight lines";
+          trouble = "tangents are missing: these spans are straight lines";
       } else if (shape != "LINEAR") {
-        trouble = "spans of the kind " + printable(shape) + " are straight lines";
+        trouble = "spans of kind " + printable(shape) + " are straight lines";
       }
       curve.spans.push_back(span);
     }

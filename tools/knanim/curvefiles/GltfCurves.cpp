@@ -240,7 +240,7 @@ void addChannel(tinygltf::Model const& file, tinygltf::AnimationSampler const& s
   bool const isRotation = *kind == ChannelKind::Rotation;
   auto const sampler = readSampler(file, source, isRotation ? TINYGLTF_TYPE_VEC4 : TINYGLTF_TYPE_VEC3);
   if (!sampler) {
-    replacement.warn(node, *kind, "the file's key data is damaged, the keys are as the importer gives them");
+    replacement.warn(node, *kind, "the file's key data is damaged; the importer's keys are used");
     return;
   }
   if (sampler->keys.empty()) return;

@@ -80,7 +80,7 @@ class Turns {
     auto const [before, after] = ends(source);
     if (!before || !after)
       replacement.warn(node, ChannelKind::Rotation,
-                       "what its angles do outside the keys has no equivalent, the end values are held");
+                       "its extrapolation has no equivalent; the end values are held");
     replacement.addRotation(node, source, before.value_or(Outside::Constant),
                             after.value_or(Outside::Constant));
   }
@@ -158,7 +158,7 @@ std::optional<std::string> readLightWaveCurves(std::string const& path, Imported
       addItem(item, *node, replacement);
     else
       replacement.warn("item " + std::to_string(i + 1) +
-                       " of the file has no node of its id: its curves are samples");
+                       " of the file: curves are replaced by samples, because no node has its id");
   }
   return std::nullopt;
 }

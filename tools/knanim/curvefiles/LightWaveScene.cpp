@@ -76,7 +76,7 @@ class SceneParser {
     int version = 0;
     std::from_chars(word.data(), word.data() + word.size(), version);
     if (version < kOldestVersion)
-      _scene.failure = "it is of version " + printable(word) + ", curves are read from version 3 on";
+      _scene.failure = "version " + printable(word) + " is too old: curves are read from version 3 on";
   }
 
   void readStatement(std::string_view word, Words& words) {
@@ -147,8 +147,8 @@ class SceneParser {
     if (!value || !time || !shape || !isUsable(*value) || !isUsable(*time)) return;
     LightWaveKey key{*time, *value, LightWaveShape::Linear, {}};
     if (*shape < 0 || *shape > 5)
-      _scene.warnings.push_back("the format knows no shape " + std::to_string(*shape) +
-                                ", a straight line is taken, " + place());
+      _scene.warnings.push_back("unknown curve shape " + std::to_string(*shape) +
+                                ", taken as a straight line: " + place());
     else
       key.shape = static_cast<LightWaveShape>(*shape);
     for (double& parameter : key.parameters) {
@@ -163,7 +163,7 @@ class SceneParser {
                                        Outside::Oscillate, Outside::OffsetRepeat, Outside::Linear};
     if (number && *number >= 0 && *number < static_cast<int>(kBehaviors.size()))
       return kBehaviors[static_cast<std::size_t>(*number)];
-    _scene.warnings.push_back("the format knows no such behavior, the end value is held, " + place());
+    _scene.warnings.push_back("unknown behavior outside the keys, the end value is held: " + place());
     return Outside::Constant;
   }
 

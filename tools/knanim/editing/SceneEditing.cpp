@@ -97,7 +97,8 @@ std::variant<std::vector<std::size_t>, Failure> SceneEditing::nodesThatFit(std::
   if (!found.empty()) return found;
   std::vector<std::string> names;
   for (ImportedNode const& node : _model.nodes) names.push_back(node.name);
-  return usage("no node with an animation fits " + quoted(pattern) + nearClause(nearNames(pattern, names)));
+  return usage("no node with an animation matches " + quoted(pattern) +
+               nearClause(nearNames(pattern, names)));
 }
 
 std::variant<std::size_t, Failure> SceneEditing::nodeOfName(std::string const& name) const {
@@ -170,13 +171,13 @@ EditResult SceneEditing::copyBetween(std::string const& text, bool isShared, boo
   if (auto const* failure = std::get_if<Failure>(&to)) return *failure;
   osg::NodePtr const source = _scene.nodes()[std::get<std::size_t>(from)];
   osg::NodePtr const target = _scene.nodes()[std::get<std::size_t>(to)];
-  if (source == target) return usage(quoted(text) + " names one node twice");
+  if (source == target) return usage(quoted(text) + " names the same node twice");
   std::string const sourceName = printable(_model.nodes[std::get<std::size_t>(from)].name);
   std::string const targetName = printable(_model.nodes[std::get<std::size_t>(to)].name);
   Trees const trees = topTrees(source);
   if (trees.empty()) return usage("node " + quoted(sourceName) + " has no animation to copy");
   if (knAnimManager::the()->isCompatible(source, target) != 1)
-    return usage("node " + quoted(targetName) + " is of another kind than " + quoted(sourceName));
+    return usage("node " + quoted(targetName) + " is of a different kind from " + quoted(sourceName));
   copyOnto(source, target, isShared, isReplaced);
   refresh();
   return EditReport{sourceName + " to " + targetName + ": " + counted(trees.size(), "animation") +
@@ -213,9 +214,9 @@ EditResult SceneEditing::unshare(std::string const& pattern) {
     }
   }
   refresh();
-  return EditReport{
-      counted(std::get<0>(found).size(), "node") + ", " + counted(shared, "animation") + " shared until now",
-      {}};
+  return EditReport{counted(std::get<0>(found).size(), "node") + "; " +
+                        counted(shared, "animation was", "animations were") + " shared",
+                    {}};
 }
 
 EditResult SceneEditing::rename(std::string const& path) {
@@ -254,7 +255,7 @@ EditResult SceneEditing::rename(std::string const& path) {
     if (counts.count(name) == 0) report.details.push_back("no curve is called " + quoted(name));
   }
   if (idle > 0)
-    report.details.push_back(counted(idle, "curve") + " now with a name that stands for nothing on the node");
+    report.details.push_back(counted(idle, "curve") + " now with a name that no channel of the node has");
   report.line = counted(all, "curve") + " by " + printable(path);
   refresh();
   return report;

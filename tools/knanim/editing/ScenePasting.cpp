@@ -54,14 +54,14 @@ Fitting fitNodes(ImportedModel const& source, ImportedModel const& target,
     if (!isWanted(name, only)) continue;
     std::string const wanted = map(name);
     std::string const label =
-        printable(name) + (wanted == name ? "" : " (" + printable(wanted) + " there)") + ": ";
+        printable(name) + (wanted == name ? "" : " (called " + printable(wanted) + " in the target)") + ": ";
     auto const place = places.find(wanted);
     if (place == places.end()) {
       fitting.reasons.push_back(label + "no such node");
     } else if (osg::dcastTo<osg::Transform3D>(nodes[place->second]->getCore()) == nullptr) {
-      fitting.reasons.push_back(label + "that node has no transform");
+      fitting.reasons.push_back(label + "this node has no transform");
     } else if (auto const [other, isNew] = taken.try_emplace(place->second, node); !isNew) {
-      fitting.reasons.push_back(label + "that node takes the animation of " +
+      fitting.reasons.push_back(label + "this node already gets the animation of " +
                                 printable(source.nodes[other->second].name));
     } else {
       fitting.pairs.push_back({node, place->second});
@@ -73,14 +73,15 @@ Fitting fitNodes(ImportedModel const& source, ImportedModel const& target,
 std::vector<std::string> describe(Retargeting const& result) {
   std::vector<std::string> lines;
   lines.push_back((result.isSizeKnown ? "bones are " + brief(result.sizeRatio) + " times as long; "
-                                      : "no bone in common, taken as equally long; ") +
-                  counted(result.moved, "curve") + " of translations moved to where the nodes rest");
+                                      : "no bone in common, so lengths are taken as equal; ") +
+                  counted(result.moved, "translation curve") + " moved to the rest positions");
   if (result.turned > 0) {
-    lines.push_back(counted(result.turned, "node") + " resting otherwise, by up to " +
-                    brief(result.largestTurn) + " degrees: rotations computed anew");
+    lines.push_back(counted(result.turned, "node") + " with a rest pose that differs by up to " +
+                    brief(result.largestTurn) + " degrees: rotations recomputed");
   }
   for (std::string const& name : result.leftAlone)
-    lines.push_back(printable(name) + ": rests otherwise, but has no curve for each axis; left as it was");
+    lines.push_back(printable(name) +
+                    ": has a different rest pose, but not a curve for every axis; left unchanged");
   return lines;
 }
 
@@ -126,8 +127,8 @@ EditResult SceneEditing::paste(PasteOptions const& options, Terminal terminal) {
 
   EditReport report;
   report.line = name + (animation.name.empty() ? "" : ", \"" + printable(animation.name) + '"') + ": " +
-                counted(fitting.pairs.size(), "node") + " of " +
-                grouped(fitting.pairs.size() + fitting.reasons.size()) + " fit, " +
+                grouped(fitting.pairs.size()) + " of " +
+                counted(fitting.pairs.size() + fitting.reasons.size(), "node") + " matched, " +
                 counted(curvesOf(source, fitting.pairs), "curve");
   if (options.retarget) report.details = describe(fitted);
   for (std::string const& reason : fitting.reasons) report.details.push_back(reason);

@@ -101,7 +101,7 @@ void repairCameras(std::string const& path, ImportedModel const& model, ModelCon
 
 std::string lostOfCameras(std::string const& path, std::size_t cameras) {
   if (cameras == 0 || extensionOf(path) != ".3ds") return {};
-  return "cameras keep the direction that they have at first: the importer drops roll and moving targets of "
+  return "cameras keep their first direction: the importer drops roll and moving targets of "
          ".3ds files";
 }
 

@@ -11,11 +11,11 @@ std::string describe(Repairs const& repairs) {
     add("dropped " + grouped(repairs.dropped) + " of " + counted(repairs.given, "key") +
         " whose time or value is not a finite number");
   }
-  if (repairs.sorted != 0) add("put " + counted(repairs.sorted, "key") + " into the order of time");
+  if (repairs.sorted != 0) add("sorted " + counted(repairs.sorted, "key") + " by time");
   if (repairs.replaced != 0) {
-    add("dropped " + counted(repairs.replaced, "key") + " at the time of a later one, the last one stands");
+    add("of keys at the same time only the last is kept, " + grouped(repairs.replaced) + " dropped");
   }
-  if (repairs.dropped == repairs.given) add("no key is left, the channel is not played");
+  if (repairs.dropped == repairs.given) add("no keys are left, so the channel is not played");
   return result;
 }
 

@@ -188,7 +188,7 @@ std::variant<Result, Failure> ModelFile::Importer::ask(Request const& request) t
   TransferReader in(bytes);
   if (in.get<bool>()) return in.get<Failure>();
   Result result = in.get<Result>();
-  if (in.failed()) return notAModel(_path, "the importer gave half a model");
+  if (in.failed()) return notAModel(_path, "the importer's result is incomplete");
   return result;
 } catch (std::bad_alloc const&) {
   return Failure{ExitCode::Failed, "there is not enough memory for " + printable(_path)};
@@ -212,7 +212,7 @@ Failure ModelFile::Importer::whyItEnded() {
   if (isInterrupted) return {ExitCode::Failed, "interrupted"};
   bool const byItself = state && WIFSIGNALED(*state);
   return notAModel(_path, byItself ? "the importer crashed (" + std::string(strsignal(WTERMSIG(*state))) + ')'
-                                   : "the importer ended");
+                                   : "the importer stopped without a result");
 }
 
 ModelFile::ModelFile() = default;

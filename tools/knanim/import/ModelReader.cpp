@@ -96,7 +96,8 @@ std::string lostVertices(aiScene const& scene) {
       count += isFinite(vertex) ? 0U : 1U;
   });
   return count == 0 ? ""
-                    : counted(count, "vertex", "vertices") + " not finite: drawn at the origin of the mesh";
+                    : counted(count, "vertex is", "vertices are") +
+                          " not finite and drawn at the origin of the mesh";
 }
 
 /// The importer of the first version passes over animations.
@@ -109,8 +110,8 @@ std::string lostOfOldGltf(ModelSummary const& summary) {
 
 Failure notAModel(std::string const& path, std::string const& reason) {
   bool const greedy = reason.find("bad_alloc") != std::string::npos;
-  return {ExitCode::NotAModel, printable(path) + " is not a model that can be read: " +
-                                   (greedy ? "it asks for too much memory" : printable(reason))};
+  return {ExitCode::NotAModel, "cannot read " + printable(path) + " as a model: " +
+                                   (greedy ? "it needs too much memory" : printable(reason))};
 }
 
 /// Looks at the file itself, so that a missing file is not taken for a broken model.

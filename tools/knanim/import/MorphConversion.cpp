@@ -166,13 +166,13 @@ void MorphConverter::convert(aiMeshMorphAnim const& channel) {
   std::vector<Place> const places = findPlaces(name);
   if (places.empty()) {
     warn("the animation morphs \"" + name +
-         "\", which is no node or mesh of the model, or none with morph targets");
+         "\", but the model has no node or mesh of that name with morph targets");
   }
   for (Place const& place : places) {
     bool const isTaken = std::any_of(_model.morphs.begin(), _model.morphs.end(), [&](auto const& morph) {
       return morph.node == place.node && morph.mesh == place.mesh;
     });
-    isTaken ? warn("the animation morphs \"" + name + "\" once more, which is not played")
+    isTaken ? warn("the animation morphs \"" + name + "\" a second time; that part is not played")
             : convert(channel, place);
   }
 }
@@ -183,7 +183,7 @@ void MorphConverter::warnOfTargets(aiMesh const& mesh, std::string const& node) 
     unfit += target == nullptr || target->mNumVertices != mesh.mNumVertices ? 1U : 0U;
   if (unfit != 0) {
     warn(node + ".morph: " + counted(unfit, "target") +
-         " with another number of vertices than the mesh, left out");
+         " with a different number of vertices from the mesh: left out");
   }
 }
 
@@ -214,7 +214,7 @@ void MorphConverter::convert(aiMeshMorphAnim const& channel, Place const& place)
   std::vector<WeightCurve> curves = makeCurves(mesh, keys, unknown);
   if (unknown != 0) {
     warn(node + ".morph: " + counted(unknown, "weight") +
-         " of targets that the mesh does not have, left out");
+         " of targets that the mesh does not have: left out");
   }
   ImportedMorph& morph = _model.morphs.emplace_back();
   morph.node = place.node;

@@ -209,9 +209,10 @@ class AnimationConverter {
     node.inTree = false;
     _model.warnings.push_back(
         found == _nodesByName.end()
-            ? node.name + ": the animation moves a node that the model does not have; it is played on its own"
-            : node.name + ": the animation moves the node \"" + name +
-                  "\" once more; this is played on its own");
+            ? node.name +
+                  ": the animation moves a node that the model does not have; this part is played separately"
+            : node.name + ": the animation moves node \"" + name +
+                  "\" a second time; this part is played separately");
     _model.nodes.push_back(std::move(node));
     return _model.nodes.size() - 1;
   }
@@ -277,8 +278,8 @@ bool convertAnimation(aiScene const& scene, std::size_t index, ImportedModel& mo
   aiAnimation const& animation = *animations[index];
   AnimationSummary const& summary = model.summary.animations[index];
   if (summary.ticksAreGuessed && animation.mTicksPerSecond != 0) {
-    model.warnings.push_back("the animation has " + brief(animation.mTicksPerSecond) +
-                             " ticks per second; 25 are taken instead");
+    model.warnings.push_back("the animation gives " + brief(animation.mTicksPerSecond) +
+                             " ticks per second; 25 is used instead");
   }
   model.animation = index;
   model.curves.clear();

@@ -197,7 +197,7 @@ std::variant<ImportedModel, Failure> StoredModel::load(std::size_t animation) co
   describeCaches(parts, model);
   if (others > 0)
     model.warnings.push_back(counted(others, "curve") +
-                             " of other channels than those of transforms: played, not listed");
+                             " of channels that are not transforms: played, but not listed");
   if (!timeSpan(model)) return Failure{ExitCode::NoAnimation, nothingMoves({}, "this animation")};
   return model;
 }

@@ -55,12 +55,12 @@ std::optional<Failure> checkFilm(std::string const& path, double framesPerSecond
   }
   if (lowerEnding(path) == ".gif" && framesPerSecond > kFastestGif)
     return Failure{ExitCode::Usage, "players show a .gif at " + brief(kFastestGif) +
-                                        " frames per second at most: --fps " + brief(kFastestGif) +
-                                        ", or another kind of film"};
+                                        " frames per second at most: use --fps " + brief(kFastestGif) +
+                                        " or another kind of film"};
   if (isPng(path) || FilmEncoder::isInstalled()) return std::nullopt;
   return unwritable(
-      "a film of this kind needs the program ffmpeg, which is not installed; a film called .png, and "
-      "--frames, do without it");
+      "this kind of film needs ffmpeg, which is not installed; a film that ends in .png, and --frames, work "
+      "without it");
 }
 
 FilmRoll::FilmRoll(FilmTargets targets, std::size_t count) : _targets(std::move(targets)), _count(count) {}

@@ -142,7 +142,7 @@ bool decideView(Shooter& shooter, SceneFigure const& figure, osg::NodePtr const&
     else if (!useOwn)
       shooting.warning = "the model's first camera " +
                          std::string(shown == 0 ? "sees nothing of the figure" : "crops the figure") +
-                         "; drawn from the side instead (--camera \"" + name + "\" takes that camera)";
+                         ", so the view is from the side (--camera \"" + name + "\" uses that camera anyway)";
     shooting.cameraName = useOwn ? name : "";
   }
   if (!useOwn) useFittedView(shooter.film, figure, aspect);

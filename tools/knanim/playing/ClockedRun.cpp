@@ -47,19 +47,18 @@ bool readLoop(std::string_view text, FrameRange& frames) {
 std::optional<Failure> check(RunPlan const& plan, bool isRealtime) {
   double const rate = plan.rate;
   if (!std::isfinite(rate) || (rate != 0 && (rate < 1 || rate > kFastestRate)))
-    return usage("--rate has to be from 1 to " + brief(kFastestRate, 6) +
+    return usage("--rate must be from 1 to " + brief(kFastestRate, 6) +
                  " passes per second, or 0 with --realtime");
   if (rate == 0 && !isRealtime)
     return usage("--rate 0 requires --realtime: a simulated clock would stand still");
   if (plan.seconds && (!std::isfinite(*plan.seconds) || *plan.seconds <= 0))
-    return usage("the seconds to play have to be above 0");
+    return usage("--seconds must be finite and above 0");
   if (plan.frames.first < -kLargestFrame || plan.frames.last > kLargestFrame)
-    return usage("frames played on a clock have numbers from -" + std::to_string(kLargestFrame) + " to " +
-                 std::to_string(kLargestFrame));
+    return usage("frames played on a clock must have numbers from -" + std::to_string(kLargestFrame) +
+                 " to " + std::to_string(kLargestFrame));
   if (!isRealtime && plan.duration() * rate > kMostPasses)
-    return usage(
-        brief(plan.duration()) + " s at " + brief(rate) +
-        " passes per second are more passes than can be played; give a lower --rate or less --seconds");
+    return usage(brief(plan.duration()) + " s at " + brief(rate) +
+                 " passes per second are more passes than can be played; give a lower --rate or --seconds");
   return std::nullopt;
 }
 

@@ -20,7 +20,7 @@ Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)
 
 std::optional<Failure> checkRate(double framesPerSecond) {
   if (std::isfinite(framesPerSecond) && framesPerSecond > 0) return std::nullopt;
-  return usage("--fps has to be finite and above 0");
+  return usage("--fps must be finite and above 0");
 }
 
 std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSecond,
@@ -28,13 +28,11 @@ std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSeco
   if (auto failure = checkRate(framesPerSecond)) return std::move(*failure);
   double const begin = from.value_or(span.begin);
   double const end = to.value_or(span.end);
-  if (!std::isfinite(begin) || !std::isfinite(end)) return usage("the range of time has to be finite");
+  if (!std::isfinite(begin) || !std::isfinite(end)) return usage("--from and --to must be finite");
   if (begin > end && from && !to)
-    return usage("the animation ends at " + brief(end) + " s, before the range begins at " + brief(begin) +
-                 " s");
+    return usage("--from " + brief(begin) + " s is after the end of the animation at " + brief(end) + " s");
   if (begin > end && to && !from)
-    return usage("the animation begins at " + brief(begin) + " s, after the range ends at " + brief(end) +
-                 " s");
+    return usage("--to " + brief(end) + " s is before the start of the animation at " + brief(begin) + " s");
   if (begin > end) {
     return usage("the range from " + brief(begin) + " s to " + brief(end) + " s ends before it begins");
   }
@@ -42,12 +40,12 @@ std::variant<FrameRange, Failure> frameRange(TimeSpan span, double framesPerSeco
   double last = std::floor(end * framesPerSecond + kSlack);
   if (last < first && (!from || !to)) last = first;
   if (last < first) {
-    return usage("no frame lies from " + brief(begin) + " s to " + brief(end) + " s at " +
+    return usage("there is no whole frame between " + brief(begin) + " s and " + brief(end) + " s at " +
                  brief(framesPerSecond) + " frames per second");
   }
   if (std::max(std::abs(first), std::abs(last)) > kLargestFrame && last - first < kMostFrames)
-    return usage(
-        "frames so far from 0 s have no numbers: " + brief(std::max(std::abs(begin), std::abs(end))) + " s");
+    return usage(brief(std::max(std::abs(begin), std::abs(end))) +
+                 " s is too far from 0 s for a frame number");
   if (last - first >= kMostFrames) {
     return usage("from " + brief(begin) + " s to " + brief(end) + " s there are " + brief(last - first + 1) +
                  " frames, more than can be played; give a shorter range or a lower frame rate");

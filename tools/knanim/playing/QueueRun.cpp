@@ -172,7 +172,7 @@ void QueueRun::start(std::size_t model) {
 void QueueRun::finish(std::size_t model) {
   _record.tracks[model].finished = true;
   _record.tracks[model].playing->end = _now;
-  tell(model, "finished", "at its " + seconds(_trees[model].node->getLastEvaluationTime()));
+  tell(model, "finished", "at its own time " + seconds(_trees[model].node->getLastEvaluationTime()));
 }
 
 /// What is due for a model at the present time.
@@ -191,7 +191,7 @@ void QueueRun::act(std::size_t model) {
     tell(model, "paused");
   } else {
     track.pauses.back().end = _now;
-    tell(model, "resumed", "stood for " + seconds(_now - track.pauses.back().begin));
+    tell(model, "resumed", "after " + seconds(_now - track.pauses.back().begin));
   }
 }
 
@@ -203,11 +203,11 @@ void QueueRun::stop(std::size_t model) {
   if (!track.finished) {
     track.playing->end = _now;
     if (tree.node->getPausing()) track.pauses.back().end = _now;
-    tell(model, "stopped", "at its " + seconds(tree.node->getLastEvaluationTime()));
+    tell(model, "stopped", "at its own time " + seconds(tree.node->getLastEvaluationTime()));
   }
   if (_settings.resetAtEnd) {
     knAnimManager::the()->reset(tree.node, false);
-    tell(model, "reset", "shows its " + seconds(tree.node->getLastEvaluationTime()));
+    tell(model, "reset", "to its own time " + seconds(tree.node->getLastEvaluationTime()));
   } else if (!track.finished) {
     knAnimManager::the()->dequeue(tree.node);
   }

@@ -83,10 +83,10 @@ std::optional<Failure> bakeSkins(ImportedModel const& model, ModelContent const&
   if (bytes > kMostShapeBytes) {
     return Failure{ExitCode::Usage, "the baked skins would take " + mebibytes(bytes) + ", more than " +
                                         mebibytes(kMostShapeBytes) +
-                                        "; --from, --to and --fps make fewer frames"};
+                                        "; take fewer frames with --from, --to or --fps"};
   }
   if (baked.empty()) {
-    warn("no mesh of this model has bones, there is nothing to bake", terminal);
+    warn("no mesh of this model has bones, so there is nothing to bake", terminal);
     return std::nullopt;
   }
   ProgressBar progress(terminal.errors, "baking", frames.count());

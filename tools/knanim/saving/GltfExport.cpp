@@ -77,10 +77,10 @@ std::vector<std::string> animationNames(LoadedScene const& loaded) {
 void warnOfLosses(LoadedScene const& loaded, ExportCounts const& counts, Terminal terminal) {
   if (counts.repeating > 0)
     warn(counted(counts.repeating, "curve") +
-             " repeat or go on outside of their keys: glTF keeps the end values",
+             " that repeat or continue outside their keys: glTF holds the end values there",
          terminal);
   if (std::size_t const others = findCurves(loaded.scene().nodes()).others; others > 0)
-    warn(counted(others, "curve") + " of other channels than those of transforms: left out", terminal);
+    warn(counted(others, "curve") + " of channels that are not transforms: left out", terminal);
   SceneParts const parts = findParts(loaded.scene().root());
   if (!parts.lights.empty()) warn(counted(parts.lights.size(), "light") + ": left out", terminal);
   std::size_t tagged = 0;
@@ -93,7 +93,7 @@ void warnOfLosses(LoadedScene const& loaded, ExportCounts const& counts, Termina
   if (onMaterials > 0) warn("the animations of " + counted(onMaterials, "material") + ": left out", terminal);
   if (std::size_t const clips = knAnimManager::getClipNodes().size();
       clips > loaded.model().summary.animations.size())
-    warn("what clips make of the animations: left out", terminal);
+    warn("the clips, which rearrange the animations: left out", terminal);
 }
 
 }  // namespace

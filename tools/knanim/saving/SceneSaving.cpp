@@ -59,7 +59,7 @@ void warnOfSkins(LoadedScene const& loaded, Terminal terminal) {
       [&](auto const& each) { return !each.isBaked && !loaded.content().meshes[each.mesh].bones.empty(); });
   if (skinned > 0) {
     warn(counted(static_cast<std::size_t>(skinned), "mesh", "meshes") +
-             " moved by bones: the file has them as they rest; --bake-skins keeps their shapes",
+             " with bones: saved in the rest shape; --bake-skins saves the shapes as they move",
          terminal);
   }
 }

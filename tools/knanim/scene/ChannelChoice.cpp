@@ -140,7 +140,7 @@ std::string noChannel(ImportedModel const& model, std::string const& pattern) {
     if (nodes.empty() || nodes.back() != node) nodes.push_back(node);
     channels.push_back(model.curveName(curve));
   }
-  std::string const message = "no channel fits \"" + printable(pattern) + '"';
+  std::string const message = "no channel matches \"" + printable(pattern) + '"';
   if (channels.empty()) return message + "; the animation has none";
   std::vector<std::string> const near = nearNames(pattern, channels);
   if (pattern.find('.') != std::string::npos && !near.empty()) return message + nearClause(near);

@@ -52,7 +52,7 @@ Failure whyNone(std::vector<SceneObject const*> const& objects, std::string_view
   SceneObject const& first = *objects.front();
   std::string const where = (first.isMaterial ? "material " : "node ") + quoted(first.name);
   if (label.empty()) {
-    return usage("no channel of " + where + " is named; a path goes on with field and component, as in " +
+    return usage(where + ": the path names no channel: add a field and a component, as in " +
                  printable(first.name + '.' + channelLabel(first.channels.front())));
   }
   std::size_t const point = label.find('.');
@@ -73,7 +73,7 @@ Failure whyNone(std::vector<SceneObject const*> const& objects, std::string_view
 
 Failure ambiguous(std::string const& path, std::vector<FoundChannel> const& found) {
   std::string text =
-      quoted(path) + " stands for " + counted(found.size(), "channel") + "; name one by its path:";
+      quoted(path) + " is ambiguous: " + counted(found.size(), "channel") + " match. Give a longer path:";
   for (FoundChannel const& each : found)
     text += "\n  " + printable(each.object->path + '.' + channelLabel(each.channel)) + "  (" +
             each.object->kind + ')';
@@ -90,7 +90,7 @@ Failure unknownObject(SceneObjects const& objects, std::string const& path) {
       if (std::find(near.begin(), near.end(), name) == near.end()) near.push_back(std::move(name));
     }
   }
-  return usage("no node or material of this model is at the beginning of " + quoted(path) + nearClause(near));
+  return usage(quoted(path) + " does not begin with a node or material of this model" + nearClause(near));
 }
 
 }  // namespace

@@ -14,9 +14,9 @@ namespace {
 
 std::optional<Failure> checkMoment(SceneOptions const& options) {
   if (!std::isfinite(options.framesPerSecond) || options.framesPerSecond <= 0)
-    return Failure{ExitCode::Usage, "--fps has to be finite and above 0"};
+    return Failure{ExitCode::Usage, "--fps must be finite and above 0"};
   if (!std::isfinite(options.time.value_or(0)) || !std::isfinite(options.frame.value_or(0)))
-    return Failure{ExitCode::Usage, "the time or frame has to be finite"};
+    return Failure{ExitCode::Usage, "--time and --frame must be finite"};
   return std::nullopt;
 }
 

@@ -129,10 +129,10 @@ std::variant<std::vector<double>, Failure> chooseTolerances(ImportedModel const&
     if (auto const* failure = std::get_if<Failure>(&parsed)) return *failure;
     auto const& rule = std::get<ToleranceRule>(parsed);
     std::vector<std::size_t> const curves = curvesOf(model, rule.pattern);
-    if (curves.empty()) return misused(text, "no curve of this animation fits");
+    if (curves.empty()) return misused(text, "no curve of this animation matches");
     for (std::size_t const curve : curves) {
       if (rule.isPercent && model.curves[curve].kind != ChannelKind::Translation)
-        return misused(text, "only translations have tolerances in parts of the figure's size");
+        return misused(text, "a percentage of the figure's size is for translations only");
       tolerances[curve] = rule.isPercent ? rule.value / 100 * figureSize : rule.value;
     }
   }

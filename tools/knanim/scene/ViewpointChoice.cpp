@@ -117,7 +117,8 @@ std::optional<Failure> setExposures(std::string const& text, std::vector<Viewpoi
   for (std::size_t i = 0; i < viewpoints.size(); ++i) {
     auto const exposure = readNumber(parts[std::min(i, parts.size() - 1)]);
     if (!exposure || *exposure < 0)
-      return usage("bad exposures \"" + printable(text) + "\": they are numbers from 0 up, as 1,0.3,2");
+      return usage("bad exposures \"" + printable(text) +
+                   "\": they must be numbers from 0 up, such as 1,0.3,2");
     viewpoints[i].exposure = *exposure;
   }
   return std::nullopt;
@@ -155,9 +156,9 @@ std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions cons
   }
   if (auto failure = setExposures(options.exposures, viewpoints)) return std::move(*failure);
   if (viewpoints.size() < 2 && options.move != "turntable")
-    return usage("a " + options.move +
-                 " needs two viewpoints, and there is one; --view gives more, and --move turntable "
-                 "needs no more");
+    return usage(
+        "a " + options.move +
+        " needs two viewpoints, but there is only one; add some with --view, or use --move turntable");
   if (options.move == "turntable") viewpoints.resize(1);
   return viewpoints;
 }

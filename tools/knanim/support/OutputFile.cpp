@@ -77,7 +77,7 @@ std::optional<Failure> checkOutput(std::string const& output, std::span<std::str
   if (output.empty()) return std::nullopt;
   for (std::string const& input : inputs) {
     if (isSameFile(output, input))
-      return Failure{ExitCode::Usage, "the output would replace " + printable(input) + ", which is read"};
+      return Failure{ExitCode::Usage, "the output would overwrite the input " + printable(input)};
   }
   for (std::string const& other : outputs) {
     if (isSameFile(output, other) || placeOf(output) == placeOf(other))
@@ -97,7 +97,7 @@ std::optional<Failure> checkFrameFolder(std::string const& folder) {
   std::error_code error;
   if (std::filesystem::exists(folder, error) && !std::filesystem::is_directory(folder, error))
     return Failure{ExitCode::OutputUnwritable,
-                   printable(folder) + " is not a folder, and the frames go to one"};
+                   printable(folder) + " is not a folder; --frames writes into one"};
   for (std::string const& output : outputs) {
     std::filesystem::path const place = placeOf(output);
     std::string const name = place.filename().string();
@@ -113,7 +113,7 @@ std::optional<Failure> checkKeeps(std::span<std::string const> files) {
     for (std::string const& output : outputs) {
       if (isSameFile(output, file))
         return Failure{ExitCode::Usage,
-                       "the output " + printable(output) + " would replace a file that the model is made of"};
+                       "the output " + printable(output) + " would overwrite a file of the model"};
     }
   }
   return std::nullopt;

@@ -102,9 +102,10 @@ TEST(Channels, WhyTellsWhatMovesAndWhatDoesNot) {
 TEST(Channels, EveryRefusalSaysWhy) {
   std::vector<std::pair<std::string, std::string>> const cases = {
       {"channels MODEL camra", "no node or material \"camra\" is in this model; did you mean \"Camera\"?"},
-      {"get MODEL Cub.scale.X", "is at the beginning of \"Cub.scale.X\"; did you mean \"Cube\"?\n"},
+      {"get MODEL Cub.scale.X",
+       "\"Cub.scale.X\" does not begin with a node or material of this model; did you mean \"Cube\"?\n"},
       {"get MODEL Material.diffuseColor", "\"diffuseColor\" needs a component: diffuseColor.R, diffuse"},
-      {"get MODEL Lamp.scale.X", "2 channels; name one by its path:\n  /<BlenderRoot>/Lamp.scale.X  (Tr"},
+      {"get MODEL Lamp.scale.X", "2 channels match. Give a longer path:\n  /<BlenderRoot>/Lamp.scale.X  (Tr"},
       {"set MODEL Camera.fov nan", "finite, not \"nan\""},
   };
   for (auto const& [line, says] : cases) {

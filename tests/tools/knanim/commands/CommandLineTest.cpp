@@ -42,9 +42,10 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   std::string const picture = folder.file("a.png");
   std::string const nowhere = folder.file("no/where.png");
   std::vector<Case> const cases = {
-      {"", ExitCode::Usage, "a command is missing; there are \"play\""},
+      {"", ExitCode::Usage, "no command given; there are \"play\""},
       {"pley " + film, ExitCode::Usage, "no command \"pley\"; did you mean \"play\"?"},
-      {play + "--strip-frame=3", ExitCode::Usage, "no option --strip-frame; did you mean \"--strip-frames\""},
+      {play + "--strip-frame=3", ExitCode::Usage,
+       "unknown option --strip-frame for play; did you mean \"--strip-frames\""},
       {play + "--animation Wuson_Wlk", ExitCode::Usage, "did you mean \"Wuson_Walk\""},
       {play + "--image a.png --camera Cam", ExitCode::Usage, "it has none"},
       {play + "--fps fast", ExitCode::Usage, "--fps takes a number, not \"fast\""},
@@ -55,27 +56,28 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       {play + "--plot " + picture + " --channel Pelvs", ExitCode::Usage, "did you mean \"Pelvis\"?"},
       {play + "--strip " + picture + " --image " + picture, ExitCode::Usage, "the same file"},
       {play + "--strip " + picture + " --image " + folder.file("./a.png"), ExitCode::Usage, "the same file"},
-      {"play " + morph + " --csv " + folder.file("AnimatedMorphCube.bin"), ExitCode::Usage, "is made of"},
+      {"play " + morph + " --csv " + folder.file("AnimatedMorphCube.bin"), ExitCode::Usage,
+       "overwrite a file of the model"},
       {play + "--image " + picture + " --frame 999", ExitCode::Usage, "0 to 29"},
       {play + "--csv ''", ExitCode::Usage, "--csv: needs the name of a file"},
       {play + "--loop 0:2.5", ExitCode::Usage, "whole frame numbers"},
       {play + "--loop 0:3000000000", ExitCode::Usage, "2147483647"},
       {play + "--realtime --seconds 0", ExitCode::Usage, "above 0"},
       {play + "--loop 0:9 --seconds 1e9", ExitCode::Usage, "more passes"},
-      {"play " + copy + " --csv " + folder.file("./copy.x"), ExitCode::Usage, "copy.x, which is read"},
+      {"play " + copy + " --csv " + folder.file("./copy.x"), ExitCode::Usage, "would overwrite the input "},
       {"info " + film + " --animation 9", ExitCode::Usage, "3 \"Wuson_Bind\""},
       {"play " + folder.file("missing.fbx"), ExitCode::FileUnreadable, "No such file"},
       {"info " + folder.file(""), ExitCode::FileUnreadable, "Is a directory"},
-      {"play " + nonsense, ExitCode::NotAModel, "is not a model"},
-      {"info " + empty, ExitCode::NotAModel, "is not a model"},
+      {"play " + nonsense, ExitCode::NotAModel, " as a model: "},
+      {"info " + empty, ExitCode::NotAModel, " as a model: "},
       {"play " + modelPath("FBX/box.fbx"), ExitCode::NoAnimation, "no animation in this model"},
       {play + "--film a.png --size 15x16", ExitCode::Usage, "bad size \"15x16\""},
       {play + "--tangents soft", ExitCode::Usage, "no \"soft\"; it takes linear, auto or clamped"},
-      {play + "--stagger 1", ExitCode::Usage, "no option --stagger; queue has it"},
-      {"edit " + copy + " --paste " + film + " --paste " + film, ExitCode::Usage, "may be given once"},
+      {play + "--stagger 1", ExitCode::Usage, "unknown option --stagger for play; queue has it"},
+      {"edit " + copy + " --paste " + film + " --paste " + film, ExitCode::Usage, "may be given only once"},
       {"edit " + film + " --rename " + table + " --out " + table, ExitCode::Usage,
-       "table.json, which is read"},
-      {"shoot " + film + " --near 10 --far 5", ExitCode::Usage, "--near has to be below --far"},
+       "would overwrite the input "},
+      {"shoot " + film + " --near 10 --far 5", ExitCode::Usage, "--near must be below --far"},
       {play + "--bake-skins --fps 20000", ExitCode::Usage, "would take 4954 MiB"},
       {play + "--csv /dev/full", ExitCode::OutputUnwritable, "No space left"},
       {play + "--csv " + nowhere, ExitCode::OutputUnwritable, "No such file"},
@@ -126,7 +128,7 @@ TEST(CommandLine, PlayWritesTableAndPicture) {
   EXPECT_EQ(folder.count(), 2U);
   expectParts(outcome.output,
               {"2 of 3, \"Wuson_Walk\"", "39 animated of 40", "351 curves", "13 to 37",
-               "run.csv, 26 rows of 353 columns", "\"Wuson_Walk\"", "in 1 and 2", "after all"});
+               "run.csv, 26 rows of 353 columns", "\"Wuson_Walk\"", "in 1 and 2", "after the last"});
 }
 
 TEST(CommandLine, InfoDescribesTheModel) {

@@ -38,7 +38,7 @@ TEST(FileCurves, DamagedFilesAreRefusedOrWarnedOfByName) {
                 {"an envelope has 2 keys, not -2, channel 0 of item 1"}},
            Case{"nan.lws",
                 lightWave("2\nKey nan 0 3 0 0 0 0 0 0\nKey 1 1 9 0 0 0 0 0 0\nBehaviors 1 77\n}\n"),
-                {"dropped 1 of 2 keys", "no shape 9", "no such behavior"}},
+                {"dropped 1 of 2 keys", "unknown curve shape 9", "unknown behavior"}},
            Case{"cut.lws", lightWave(keys), {"ends inside an envelope"}},
            Case{"old.lws", "LWSC\n2\n", {"old.lws"}},
            Case{"count.gltf", gltf("200000000000", ""), {"count.gltf"}},

@@ -102,7 +102,7 @@ TEST_F(SceneConversionTest, BadKeysAreDroppedWithOneWarningForEachChannel) {
   EXPECT_EQ(times(model.curves[3]), (Numbers{1}));
   ASSERT_EQ(model.warnings.size(), 3U);
   EXPECT_TRUE(model.warnings[0].starts_with("root.translation: dropped 4 of 6 keys")) << model.warnings[0];
-  EXPECT_TRUE(model.warnings[2].ends_with("the channel is not played")) << model.warnings[2];
+  EXPECT_TRUE(model.warnings[2].ends_with("so the channel is not played")) << model.warnings[2];
 }
 
 TEST_F(SceneConversionTest, KeysOutOfOrderAreSortedAndOfEqualTimesTheLastStands) {

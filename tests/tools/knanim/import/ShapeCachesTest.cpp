@@ -138,12 +138,12 @@ TEST_F(ShapeCachesTest, DamagedChannelsAreRepairedOrLeftOut) {
     char const* warning;
   };
   for (Case const& each : {
-           Case{{}, {}, "no key is left"},
-           {{{0, {0}, {NAN}}, {NAN, {0}, {1}}}, {}, "no key is left"},
+           Case{{}, {}, "no keys are left"},
+           {{{0, {0}, {NAN}}, {NAN, {0}, {1}}}, {}, "no keys are left"},
            {{{0, {0}, {1e300}}, {5, {0}, {1}}}, {{0.5F, 1, 0.25F}}, "dropped 1 of 2 keys"},
            {{{20, {0}, {2}}, {0, {0}, {0}}, {10, {0}, {7}}, {10, {0}, {1}}},
             {{0, 0, 0.25F}, {1, 1, 0.25F}, {2, 2, 0.25F}},
-            "into the order of time; dropped 1 key at the time"},
+            "by time; of keys at the same time only the last is kept, 1 dropped"},
            {{{0, {0, 2, 4'000'000'000U}, {1, NAN, 1}}}, {{0, 1, 0.25F}}, "2 weights of targets"},
            {{{0, {0}, {0}}, {5, {1}, {1}}, {10, {0}, {1}}}, {{0, 0, 1}, {0.5F, 0.5F, 1}, {1, 1, 1}}, ""},
        }) {
