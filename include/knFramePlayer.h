@@ -70,8 +70,9 @@ class KNANIM_API knFramePlayer {
 
   /// Whether it was started and not stopped.
   bool isActive() const { return _active; }
-  /// Whether the host has called `tick`, and `apply`, since playing began. What `play` does within the call counts as neither.
+  /// Whether the host has called `tick` since playing began; what `play` does within the call does not count.
   bool isTicked() const { return _isTicked; }
+  /// The same for `apply`.
   bool isApplied() const { return _isApplied; }
   /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
   knFramePlaybackParams getPlaybackParams() const { return _params; }
