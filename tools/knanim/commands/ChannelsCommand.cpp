@@ -30,8 +30,7 @@ class TextTable {
     std::vector<std::size_t> widths;
     for (auto const& row : _rows) {
       widths.resize(std::max(widths.size(), row.size()));
-      for (std::size_t i = 0; i < row.size(); ++i)
-        widths[i] = std::max(widths[i], lengthInCharacters(row[i]));
+      for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthInColumns(row[i]));
     }
     for (auto const& row : _rows) {
       std::string line = " ";

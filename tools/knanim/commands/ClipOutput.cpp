@@ -96,7 +96,7 @@ std::string writerOf(ClipSample const& sample) {
 }
 
 std::string padded(std::string text, std::size_t width) {
-  std::size_t const length = lengthInCharacters(text);
+  std::size_t const length = widthInColumns(text);
   return length < width ? text + std::string(width - length, ' ') : text + ' ';
 }
 

@@ -105,6 +105,9 @@ ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {
     return report(
         {ExitCode::FileUnreadable, "cannot read " + printable(options.xml) + ": " + std::strerror(errno)},
         terminal);
+  if (std::size_t const first = text.find_first_not_of("\xEF\xBB\xBF \t\r\n");
+      first == std::string::npos || text[first] != '<')
+    return report({ExitCode::NotAModel, printable(options.xml) + " is no XML file"}, terminal);
   auto const opened = LoadedScene::load({options.model, ""}, terminal);
   if (auto const* failure = std::get_if<Failure>(&opened)) return report(*failure, terminal);
   LoadedScene& loaded = *std::get<0>(opened);

@@ -42,7 +42,7 @@ void printCurves(std::vector<CurveDifference> const& curves, bool all, std::FILE
   if (curves.empty()) return;
   std::size_t const count = all ? curves.size() : std::min(curves.size(), kMostListed);
   std::size_t width = 7;
-  for (std::size_t i = 0; i < count; ++i) width = std::max(width, lengthInCharacters(curves[i].label));
+  for (std::size_t i = 0; i < count; ++i) width = std::max(width, widthInColumns(curves[i].label));
   width = std::min<std::size_t>(width, 60);
   std::fprintf(output, "\n  %s      keys     after     moved   difference  at\n",
                padded("channel", width).c_str());

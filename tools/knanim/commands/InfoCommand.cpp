@@ -131,7 +131,7 @@ void printAnimatedNodes(ImportedModel const& model, bool all, std::FILE* output)
   std::string const title = "keys of animation " + std::to_string(model.animation + 1);
   std::size_t width = title.size();
   for (std::size_t i = 0; i < shown; ++i) {
-    width = std::max(width, 2 * listed[i].level + lengthInCharacters(model.nodes[listed[i].node].name));
+    width = std::max(width, 2 * listed[i].level + widthInColumns(model.nodes[listed[i].node].name));
   }
   width = std::min(width, kWidestName);
   std::fprintf(output, "\n  %s  translation  rotation     scale\n", padded(title, width).c_str());
@@ -153,7 +153,7 @@ void printCaches(ImportedModel const& model, ModelContent const& content, bool a
   std::size_t const shown = all ? model.morphs.size() : std::min(model.morphs.size(), kMostListedNodes);
   std::size_t width = 4;
   for (std::size_t i = 0; i < shown; ++i)
-    width = std::max(width, lengthInCharacters(model.nodes[model.morphs[i].node].name));
+    width = std::max(width, widthInColumns(model.nodes[model.morphs[i].node].name));
   width = std::min(width, kWidestName);
   std::size_t shapes = 0;
   for (ImportedMorph const& morph : model.morphs) shapes += morph.keys.size();
@@ -176,7 +176,7 @@ void printCaches(ImportedModel const& model, ModelContent const& content, bool a
 void printClips(std::vector<SurveyedClip> const& clips, double framesPerSecond, bool all, std::FILE* output) {
   std::size_t const shown = all ? clips.size() : std::min(clips.size(), kMostListedNodes);
   std::size_t width = 18;
-  for (std::size_t i = 0; i < shown; ++i) width = std::max(width, lengthInCharacters(clips[i].name));
+  for (std::size_t i = 0; i < shown; ++i) width = std::max(width, widthInColumns(clips[i].name));
   width = std::min(width, kWidestName);
   std::fprintf(output, "\n  %s    curves      keys    values  seconds           frames, %s per second\n",
                padded("clips of the scene", width).c_str(), brief(framesPerSecond, 6).c_str());
@@ -209,10 +209,10 @@ void printNames(std::vector<SurveyedName> const& names, bool all, std::FILE* out
 void printObjects(std::vector<SurveyedObject> const& objects, char const* title, bool all,
                   std::FILE* output) {
   std::size_t const shown = all ? objects.size() : std::min(objects.size(), kMostListedNodes);
-  std::size_t width = lengthInCharacters(title);
+  std::size_t width = widthInColumns(title);
   bool haveTags = false;
   for (std::size_t i = 0; i < shown; ++i) {
-    width = std::max(width, lengthInCharacters(objects[i].name));
+    width = std::max(width, widthInColumns(objects[i].name));
     haveTags = haveTags || !objects[i].tags.empty();
   }
   width = std::min(width, kWidestName);

@@ -21,7 +21,7 @@ std::string seconds(double time) { return brief(std::round(time * 1e4) / 1e4, 6)
 /// Number and name, all of one width.
 std::string label(std::size_t index, QueueModels const& models) {
   std::size_t width = 0;
-  for (QueueModel const& part : models.parts) width = std::max(width, lengthInCharacters(part.name));
+  for (QueueModel const& part : models.parts) width = std::max(width, widthInColumns(part.name));
   QueueModel const& part = models.parts[index];
   std::string const number = std::to_string(part.number);
   return std::string(3 - std::min<std::size_t>(3, number.size()), ' ') + number + "  " +
@@ -109,7 +109,7 @@ std::vector<std::string> drawChart(QueueRecord const& record, QueueModels const&
     hasOutside = hasOutside || !track.outside.empty();
     lines.push_back(label(i, models) + "  |" + columns.text() + "|  " + describe(track));
   }
-  std::string const indent(lines.empty() ? 0 : lengthInCharacters(label(0, models)) + 2, ' ');
+  std::string const indent(lines.empty() ? 0 : widthInColumns(label(0, models)) + 2, ' ');
   lines.push_back(indent + drawAxis(record.end));
   lines.push_back(
       indent + ' ' + kPlays + " plays   " + kStands + " paused" +

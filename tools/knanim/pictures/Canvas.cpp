@@ -87,7 +87,7 @@ double Canvas::textWidth(std::string const& text, TextStyle style) {
 std::string Canvas::fitted(std::string const& text, TextStyle style, double width) {
   if (textWidth(text, style) <= width) return text;
   std::size_t least = 1;
-  std::size_t most = lengthInCharacters(text);
+  std::size_t most = widthInColumns(text);
   while (most - least > 1) {
     std::size_t const middle = least + (most - least) / 2;
     (textWidth(shortened(text, middle), style) <= width ? least : most) = middle;

@@ -20,7 +20,7 @@ std::string bar(double share) {
 }
 
 std::string rightAligned(std::string const& text, std::size_t width) {
-  std::size_t const length = lengthInCharacters(text);
+  std::size_t const length = widthInColumns(text);
   return std::string(width > length ? width - length : 0, ' ') + text;
 }
 
@@ -67,7 +67,7 @@ std::vector<std::string> CadenceRecord::histogram(std::size_t mostLines) const {
     most = std::max(most, line.count);
   }
   std::size_t stepWidth = 0;
-  for (Line const& line : lines) stepWidth = std::max(stepWidth, lengthInCharacters(line.step));
+  for (Line const& line : lines) stepWidth = std::max(stepWidth, widthInColumns(line.step));
   std::size_t const countWidth = grouped(most).size();
   std::vector<std::string> result;
   for (Line const& line : lines) {

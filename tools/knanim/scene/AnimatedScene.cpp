@@ -152,12 +152,14 @@ void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& c
   std::map<std::pair<osg::NodePtr, std::size_t>, std::size_t> places;
   for (std::size_t i = 0; i < _meshes.size(); ++i)
     places.try_emplace({_meshes[i].node->getParent(), _meshes[i].mesh}, i);
+  // Models put together have no animation of one name.
+  auto const& animations = model.summary.animations;
+  std::string const name = animations.empty() ? "" : animations[model.animation].name;
   for (ImportedMorph const& morph : model.morphs) {
     if (morph.node >= _nodes.size() || !_nodes[morph.node].isAlive()) continue;
     auto const place = places.find({_nodes[morph.node], morph.mesh});
     if (place == places.end()) continue;
     ImportedMesh const& mesh = content.meshes[morph.mesh];
-    std::string const& name = model.summary.animations[model.animation].name;
     hangCache(place->second, mesh, makeMorphCache(mesh, morph), name.empty() ? "morph" : name);
   }
 }

@@ -54,7 +54,7 @@ std::string progressLine(std::string_view label, std::uint64_t done, std::uint64
   if (remaining.count() >= 0) tail += "  " + clockTime(remaining) + " left";
 
   auto const room = static_cast<std::size_t>(std::max(width, 0));
-  auto const fixed = lengthInCharacters(label) + tail.size() + 4;
+  auto const fixed = widthInColumns(label) + tail.size() + 4;
   if (fixed + kShortestBar > room) return shortened(std::string(label) + tail, room);
   int const length = std::min(kLongestBar, static_cast<int>(room - fixed));
   return std::string(label) + "  " + bar(share, length) + "  " + tail;

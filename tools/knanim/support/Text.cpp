@@ -5,6 +5,9 @@
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
+#include <locale.h>
+#include <vector>
+#include <wchar.h>
 
 namespace knanim {
 namespace {
@@ -43,6 +46,27 @@ bool steers(std::uint32_t codePoint) {
          (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
+/// A code point with the columns that it takes in a terminal.
+struct Glyph {
+  std::size_t begin = 0;
+  std::size_t width = 1;
+};
+
+/// By the system's own table: ideographs take two columns, marks that stand on another character none.
+std::vector<Glyph> glyphsOf(std::string_view text) {
+  static locale_t const table = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{});
+  locale_t const former = table != locale_t{} ? uselocale(table) : locale_t{};
+  std::vector<Glyph> glyphs;
+  for (std::size_t at = 0; at < text.size();) {
+    auto const [codePoint, length] = decode(text, at);
+    int const width = codePoint < 0x80 || table == locale_t{} ? 1 : wcwidth(static_cast<wchar_t>(codePoint));
+    glyphs.push_back({at, static_cast<std::size_t>(std::clamp(width, 0, 2))});
+    at += std::max<std::size_t>(length, 1);
+  }
+  if (table != locale_t{}) uselocale(former);
+  return glyphs;
+}
+
 template <typename Real>
 std::string shortestOf(Real value) {
   std::array<char, 64> buffer;
@@ -67,28 +91,28 @@ std::string printable(std::string_view text) {
   return result;
 }
 
-std::size_t lengthInCharacters(std::string_view text) {
-  std::size_t count = 0;
-  for (char const byte : text) count += isContinuation(byte) ? 0U : 1U;
-  return count;
+std::size_t widthInColumns(std::string_view text) {
+  std::size_t width = 0;
+  for (Glyph const& glyph : glyphsOf(text)) width += glyph.width;
+  return width;
 }
 
-std::string shortened(std::string_view text, std::size_t characters) {
-  std::size_t const length = lengthInCharacters(text);
-  if (length <= characters) return std::string(text);
-  if (characters == 0) return {};
-  std::size_t const head = (characters - 1) / 2;
-  std::size_t const tailBegin = length - (characters - 1 - head);
-  std::string result;
-  std::size_t index = 0;
-  for (std::size_t at = 0; at < text.size(); ++index) {
-    std::size_t end = at + 1;
-    while (end < text.size() && isContinuation(text[end])) ++end;
-    if (index == head) result += kEllipsis;
-    if (index < head || index >= tailBegin) result += text.substr(at, end - at);
-    at = end;
-  }
-  return result;
+std::string shortened(std::string_view text, std::size_t columns) {
+  if (widthInColumns(text) <= columns) return std::string(text);
+  if (columns == 0) return {};
+  std::vector<Glyph> const glyphs = glyphsOf(text);
+  std::size_t const forHead = (columns - 1) / 2;
+  std::size_t head = 0;
+  std::size_t used = 0;
+  for (; used + glyphs[head].width <= forHead; ++head) used += glyphs[head].width;
+  std::size_t tail = glyphs.size();
+  for (std::size_t left = columns - 1 - forHead; tail > head && glyphs[tail - 1].width <= left; --tail)
+    left -= glyphs[tail - 1].width;
+  std::string result(text.substr(0, glyphs[head].begin));
+  result += kEllipsis;
+  // A mark stands on the character before it.
+  while (tail < glyphs.size() && glyphs[tail].width == 0) ++tail;
+  return tail < glyphs.size() ? result.append(text.substr(glyphs[tail].begin)) : result;
 }
 
 std::string lowerEnding(std::string const& path) {
@@ -129,7 +153,7 @@ std::string shortTime(double seconds) {
 }
 
 std::string padded(std::string const& text, std::size_t width) {
-  return text + std::string(width - std::min(width, lengthInCharacters(text)), ' ');
+  return text + std::string(width - std::min(width, widthInColumns(text)), ' ');
 }
 
 }  // namespace knanim

@@ -10,11 +10,11 @@ namespace knanim {
 /// character is replaced by U+FFFD, so that a name from a file can neither steer a terminal nor break a drawing.
 std::string printable(std::string_view text);
 
-/// `text` in at most `characters` code points; what does not fit is cut out of the middle and shown as "…".
-std::string shortened(std::string_view text, std::size_t characters);
+/// `text` in at most so many columns of a terminal; what does not fit is cut out of the middle and shown as "…".
+std::string shortened(std::string_view text, std::size_t columns);
 
-/// The number of code points of valid UTF-8.
-std::size_t lengthInCharacters(std::string_view text);
+/// The columns of a terminal that valid UTF-8 takes: two for an East Asian character, none for a combining mark.
+std::size_t widthInColumns(std::string_view text);
 
 /// The ending of a file's name with its dot, in small letters; empty when there is none.
 std::string lowerEnding(std::string const& path);
@@ -35,7 +35,7 @@ std::string brief(double value, int digits = 4);
 /// A length of time in µs, ms or s.
 std::string shortTime(double seconds);
 
-/// `text` with spaces behind it up to `width` code points.
+/// `text` with spaces behind it up to `width` columns.
 std::string padded(std::string const& text, std::size_t width);
 
 }  // namespace knanim

@@ -23,6 +23,7 @@ TEST_F(ToolFiles, ConvertedModelsAreTheSameModels) {
   for (char const* const name :
        {"glTF2/glTF-Sample-Models/AnimatedMorphCube-glTF/AnimatedMorphCube.gltf", "X/Testwuson.X"}) {
     std::string const model = test::modelPath(name);
+    good("queue " + model);
     good("convert " + model + ' ' + file("a.osb"));
     good("convert " + file("a.osb") + ' ' + file("b.json"));
     good("convert " + file("b.json") + ' ' + file("c.osb"));

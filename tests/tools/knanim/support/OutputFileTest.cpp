@@ -72,4 +72,12 @@ TEST(Text, OnlyHarmlessUtf8Remains) {
   EXPECT_EQ(printable(std::string_view("a\0b", 3)), "a\uFFFDb");
 }
 
+TEST(Text, TablesCountColumnsAndNotCodePoints) {
+  EXPECT_EQ(widthInColumns("ab\u65E5\u672Ce\u0301"), 7U);
+  EXPECT_EQ(padded("\u65E5", 4) + '|', "\u65E5  |");
+  EXPECT_EQ(shortened("\u65E5\u672C\u8A9E\u65E5\u672C", 7), "\u65E5\u2026\u672C");
+  EXPECT_EQ(shortened("abce\u0301e\u0301", 4), "a\u2026e\u0301e\u0301");
+  EXPECT_EQ(shortened("abcdef", 1), "\u2026");
+}
+
 }  // namespace knanim::OutputFileTest
