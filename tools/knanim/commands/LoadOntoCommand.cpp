@@ -6,6 +6,7 @@
 #include "knanim/scene/SceneObjects.h"
 #include "knanim/support/Console.h"
 #include "knanim/support/LogCapture.h"
+#include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
 #include "model/geometry/Geometry.h"
 
@@ -65,7 +66,8 @@ EditResult loadObject(LoadedScene& loaded, LoadOntoOptions const& options, std::
                      : log.reason("refused")));
   }
   if (tried == 0)
-    return Failure{ExitCode::Usage, "no node or material matches " + printable(options.objects.front())};
+    return Failure{ExitCode::Usage, "no node or material matches " + printable(options.objects.front()) +
+                                        nearClause(nearNames(options.objects.front(), objects.names()))};
   result.line = counted(fitted, "object") + " of " + grouped(tried) + " took the animations of a " + kind;
   loaded.scene().readCurves(loaded.model());
   if (fitted > 0) return result;

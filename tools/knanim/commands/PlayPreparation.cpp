@@ -133,6 +133,8 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
   session.film = {options.frames, options.film, std::get<std::array<std::size_t, 2>>(size),
                   options.framesPerSecond};
   if (auto failure = chooseCurves(session)) return std::move(*failure);
+  if (!options.csv.empty() && session.columns.empty())
+    warn("the animation only morphs: the table has no channels", terminal);
   return session;
 }
 
