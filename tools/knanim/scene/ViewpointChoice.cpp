@@ -71,14 +71,15 @@ Viewpoint ofCamera(SceneCamera const& source, FigureRoom const& room) {
   return viewpoint;
 }
 
-/// Around the figure, at different heights and distances.
+/// Around the figure, at different heights and distances: far enough that it is seen whole on the way between them too,
+/// which comes nearer.
 std::vector<Viewpoint> around(FigureRoom const& room, float fov) {
   struct Place {
     float azimuth;
     float elevation;
     float distance;
   };
-  constexpr Place places[] = {{25, 12, 1}, {100, 38, 0.85F}, {190, 8, 0.7F}, {285, 24, 1.1F}};
+  constexpr Place places[] = {{25, 12, 1}, {100, 38, 1.15F}, {190, 8, 1.1F}, {285, 24, 1.2F}};
   float const degree = std::numbers::pi_v<float> / 180;
   float const fitting = 0.5F * std::max(room.size(), 1e-3F) / std::sin(fov / 2 * degree);
   std::vector<Viewpoint> viewpoints;
