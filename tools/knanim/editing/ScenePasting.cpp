@@ -21,7 +21,9 @@ std::variant<ImportedModel, Failure> loadSource(PasteOptions const& options, Ter
   auto const& file = std::get<ModelFile>(opened);
   auto loaded = file.loadChosen(options.animation);
   auto const* const failure = std::get_if<Failure>(&loaded);
-  warn((failure != nullptr ? file.model() : std::get<ImportedModel>(loaded)).warnings, terminal);
+  std::string const name = printable(std::filesystem::path(options.source).filename().string());
+  auto const& warnings = (failure != nullptr ? file.model() : std::get<ImportedModel>(loaded)).warnings;
+  for (std::string const& warning : warnings) warn(name + ": " + warning, terminal);
   if (failure != nullptr) return *failure;
   auto const& model = std::get<ImportedModel>(loaded);
   if (model.curves.empty())

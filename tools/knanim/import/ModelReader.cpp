@@ -47,6 +47,20 @@ class NotingFiles : public Assimp::DefaultIOSystem {
   std::vector<std::string>& _files;
 };
 
+/// An importer reads by this while it lives, and does not keep it: otherwise it would be its owner.
+class HandlerGuard {
+ public:
+  HandlerGuard(Assimp::Importer& importer, Assimp::IOSystem& files) : _importer(importer) {
+    _importer.SetIOHandler(&files);
+  }
+  ~HandlerGuard() { _importer.SetIOHandler(nullptr); }
+  HandlerGuard(HandlerGuard const&) = delete;
+  HandlerGuard& operator=(HandlerGuard const&) = delete;
+
+ private:
+  Assimp::Importer& _importer;
+};
+
 std::unique_ptr<Assimp::Importer> makeImporter() {
   auto importer = std::make_unique<Assimp::Importer>();
   // Otherwise the channels of an FBX file move helper nodes that stand in for the pivots.
@@ -59,10 +73,9 @@ std::unique_ptr<Assimp::Importer> makeImporter() {
 aiScene const* read(Assimp::Importer& importer, std::string const& path, std::uintmax_t fileBytes,
                     std::vector<std::string>& files) {
   MemoryLimit const limit(kMemoryForAnyModel + kMemoryForEachByte * fileBytes);
-  importer.SetIOHandler(std::make_unique<NotingFiles>(files).release());
-  aiScene const* const scene = importer.ReadFile(path, 0);
-  importer.SetIOHandler(nullptr);
-  return scene;
+  NotingFiles noting(files);
+  HandlerGuard const guard(importer, noting);
+  return importer.ReadFile(path, 0);
 }
 
 std::string importerName(Assimp::Importer const& importer) {

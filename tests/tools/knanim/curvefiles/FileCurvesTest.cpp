@@ -1,3 +1,4 @@
+#include "knanim/curvefiles/CurveReplacement.h"
 #include "tools/knanim/TestFiles.h"
 
 namespace knanim::FileCurvesTest {
@@ -51,6 +52,22 @@ TEST(FileCurves, DamagedFilesAreRefusedOrWarnedOfByName) {
     test::Outcome const outcome = test::run("play " + folder.file(each.file));
     test::expectParts(outcome.errors, each.said);
   }
+}
+
+TEST(FileCurves, TakenNodesLoseWhatIsNotAddedAndEndsAreKept) {
+  ImportedModel model;
+  model.nodes.resize(3);
+  for (std::size_t node = 0; node < 3; ++node)
+    model.curves.push_back({node, ChannelKind::Scale, 0, {}, {}, {{0, 1}, {1, 2}}});
+  CurveReplacement replacement(model);
+  replacement.takeNode(0);
+  replacement.add(1, ChannelKind::Scale, 0,
+                  SourceCurve{{{0, 1}, {1, 3}}, {{}}, Outside::Repeat, Outside::Constant});
+  replacement.finish();
+  ASSERT_EQ(model.curves.size(), 2U);
+  EXPECT_EQ(model.curves[0].node, 1U);
+  EXPECT_EQ(model.curves[0].form.keys.size(), 2U) << "the way it repeats is in the form";
+  EXPECT_EQ(model.curves[1].keys.back().value, 2);
 }
 
 }  // namespace knanim::FileCurvesTest
