@@ -28,7 +28,7 @@ struct WriteRule;
 /// Finds the animation trees of a scene.
 class KNANIM_API knAnimNodeCollector {
  public:
-  /// Trees by their owners.
+  /// The nodes of animation trees, by the container id of the node that the trees hang on.
   using Map = tbb::concurrent_unordered_map<unsigned int, std::vector<osg::AnimNodePtr>>;
 
   /// Adds an entry for every node at and below `node` whose attachment has an active tree: the node's container id,
@@ -39,22 +39,23 @@ class KNANIM_API knAnimNodeCollector {
   static void gatherAnimNodes(osg::NodePtr const& node, Map& map);
 };
 
-/// Runs evaluations: gathers curves, computes their values, writes fields and announces them. All operations are for
-/// the host's main thread; parallel work is done when they return. Host code that runs within a call (handlers of
-/// `changed`, callbacks, receivers of messages) may edit and destroy anything, and evaluate again.
+/// Runs evaluations: gathers curves, computes their values, writes fields and announces them (see `osg::announce`). An
+/// owner is a node or material that an animation tree hangs on; an aim is a container that a curve writes to. All
+/// operations are for the host's main thread; parallel work has finished when they return. Host code that runs within a
+/// call (handlers of `changed`, callbacks, receivers of messages) may edit and destroy anything, and evaluate again.
 class KNANIM_API knAnimEvaluator {
  public:
-  /// Names that hosts also find here.
+  /// The same types as members.
   using knCurveData = ::knCurveData;
   using knOSGChannelData = ::knOSGChannelData;
-  /// Owners by the container id of the curve or cache core that hangs on them.
+  /// The owners of each curve and shape cache, by the container id of the curve or cache.
   using ParentMap = std::unordered_map<unsigned int, knContainerSet>;
   /// The geometries of each shape cache, by the cache's node.
   using TimeShapeCacheMap = std::map<osg::AnimNodePtr, std::set<osg::GeometryPtr>>;
 
   knAnimEvaluator();
   ~knAnimEvaluator();
-  /// There is one evaluator.
+  /// Copies the settings, the queue and the present records. The library itself uses `the()` alone.
   knAnimEvaluator(knAnimEvaluator const& other);
   knAnimEvaluator& operator=(knAnimEvaluator const& other);
 
@@ -63,10 +64,10 @@ class KNANIM_API knAnimEvaluator {
 
   // --- Host callbacks -----------------------------------------------------------------------------------------
 
-  /// Gives the scene's material pool. While it is empty, or gives null, the other callback is asked. beginScene fills it
-  /// in, see knAnimManager::fillEmptyCallbacks.
+  /// Sets the callback that returns the scene's material pool. If it is empty or returns null, the next callback is
+  /// asked instead. beginScene fills it in if it is empty, see knAnimManager::fillEmptyCallbacks.
   static void setGetMaterialPoolCB(std::function<osg::MaterialPoolPtr()> callback);
-  /// Fills in the scene's materials. It may give null, dead and repeated handles.
+  /// Sets the callback that appends the scene's materials. Null, dead and repeated handles are allowed.
   static void setGetSceneMaterialsCB(std::function<void(std::vector<osg::MaterialPtr>&)> callback);
 
   /// The callbacks as they are set.
@@ -77,68 +78,71 @@ class KNANIM_API knAnimEvaluator {
 
   /// Evaluates the scene at `time` (seconds): the animations of everything below the scene's root and its
   /// sceneplate root, and of its materials. Fields are written in a fixed order of gathering and announced in one
-  /// commit; a curve that several objects share is computed once and written to all. With records in `filter` only
-  /// those curves are evaluated that equal one of them (same node and curve, value and offset 0, as in a record that
-  /// was never computed), and no caches. `ignored` is not read. Without a material-side root in the scene's record
-  /// nothing is evaluated. Sequences take no part.
+  /// commit; a curve that several objects share is computed once and written to all. If `filter` is not empty, only the
+  /// curves that it lists are evaluated, and no caches. A record lists a curve if node and curve are the same and its
+  /// value and offset are 0, as in a record that was never computed. `ignored` is not read. Without a material-side
+  /// root in the scene's record nothing is evaluated. Sequences take no part.
   ///
-  /// The host is asked for its materials first, so that what it edits then is seen; what is written is read from each
-  /// curve when its turn to be written comes.
+  /// The host is asked for its materials first, so that edits which it makes meanwhile take effect. What a curve writes
+  /// to is read from the curve only when its turn comes.
   void evaluate(float time, bool ignored, std::vector<knCurveData> filter);
 
   /// Evaluates one tree at `time` (seconds) for all its owners. Each node's `PostCycles` wrap the time for what is below
-  /// it. Of overlapping clips below a clip, one in progress wins a channel, else the one that ended last, else the one
-  /// that begins first. For that, curves are written in this order: those that begin later, the soonest last; those
-  /// that have ended, the latest end last; those in progress. Any other tree writes in ascending container id.
+  /// it. Where clips below a clip overlap, a clip in progress wins the channel, else the one that ended last, else the
+  /// one that begins next. To this end curves are written in this order: those still to begin, the next one last; those
+  /// that have ended, the latest end last; those in progress. In other trees curves are written in ascending order of
+  /// their container ids.
   ///
   /// `motionBlurOnly` leaves out curves whose node takes no part in motion blur. `commit` announces what changed;
   /// without it the announcement waits for the next commit. `checkParentMap` rebuilds the table of owners when animation
   /// trees have changed.
   void evaluateObject(osg::AnimNodePtr node, float time, bool motionBlurOnly, bool commit,
                       bool checkParentMap);
-  /// The same for the owners in `parents`, without consulting the table; nothing when there are none. They are noted as
-  /// owners of `node` itself until the table is rebuilt.
+  /// The same for the owners in `parents`, without consulting the table of owners; an empty set evaluates nothing. They
+  /// count as owners of `node` until the table is rebuilt.
   void evaluateObject(osg::AnimNodePtr node, std::set<osg::FieldContainerPtr> const& parents, float time,
                       bool motionBlurOnly, bool commit);
 
   /// Frees the memory that evaluations keep for the next one.
   void freeMemory();
 
-  /// Switches the sequences of object evaluation off and on. On at first.
+  /// True switches off the sequences in evaluations of single trees; false, as at first, switches them on.
   void blockSequenceEvaluation(bool block) { _blockSequenceEvaluation = block; }
-  /// Switches the curves that write to a sceneplate itself off and on. On at first. What writes to the sceneplate's node,
-  /// such as "visible", and values for a single channel are written all the same.
+  /// True switches off the curves that write to a sceneplate itself; false, as at first, switches them on. Curves of
+  /// the sceneplate's node, such as "visible", and single values given to setOSGFieldValue are written regardless.
   void blockSceneplateEvaluation(bool block) { _blockSceneplateEvaluation = block; }
 
   // --- Playing queue ------------------------------------------------------------------------------------------
   // Trees that play on their own clocks, from the moment they were enqueued. Null handles are ignored. The queue may be
   // changed, and trees destroyed, from any callback and message receiver that runs inside these operations. A tree that
-  // is destroyed while it plays is passed over and counted until it is dequeued.
+  // is destroyed while it plays is skipped, but still counted until it is dequeued.
 
-  /// With `start`, the tree begins to play now, from its start if it plays already. Without, it begins at the end of the
-  /// next `loop` and is first evaluated in the one after that.
+  /// With `start`, the tree begins to play now; if it plays already, it starts again. Without it, the tree begins at
+  /// the end of the next `loop` and is first evaluated in the one after that.
   void enqueue(osg::AnimNodePtr const& node, bool start);
-  /// Takes a tree out of the queue. If it was playing, its finished callbacks are called when it has `finished`, else
-  /// those for a single call are dropped; then "dequeuedAnimation" is sent with "animNodeId", an unsigned int. A tree that
-  /// was destroyed while it was in the queue leaves without a message.
+  /// Takes a tree out of the queue. If it was playing, `finished` decides: true calls its finished callbacks, false
+  /// drops those for a single call. Then "dequeuedAnimation" is sent with "animNodeId", an unsigned int. No message is
+  /// sent for a tree that was destroyed while in the queue.
   void dequeue(osg::AnimNodePtr const& node, bool finished);
   /// Takes all trees out, none of them as finished. What receivers start meanwhile is taken out too, without a message.
   void dequeueAll();
-  /// Whether a tree with a core of that name plays; a paused one does. Linear in the number of playing trees.
+  /// Whether a tree whose core has that name plays; a paused tree counts as playing. Linear in the number of playing
+  /// trees.
   bool isPlaying(std::string const& name) const;
-  /// The node's `Playing`.
+  /// The node's `Playing`; false for a null or dead handle.
   bool isPlaying(osg::AnimNodePtr const& node) const;
   /// Evaluates all playing trees at the present simulation time, announces what changed in one commit, and sends
-  /// "evaluatedAnimationObjects" with "count", an unsigned long: all in the queue, paused and destroyed ones too. Then
-  /// trees that have reached their end are dequeued as finished, and those that wait begin. A tree that ends is evaluated
-  /// at its end exactly. Call it once per pass of the host's loop; with an empty queue it is free.
+  /// "evaluatedAnimationObjects" with "count", an unsigned long: the number of trees in the queue, paused and destroyed
+  /// ones included. Then trees that have reached their end are dequeued as finished, and waiting ones begin. A tree
+  /// that ends is evaluated at its end exactly. Call it once per pass of the host's loop; with an empty queue it is
+  /// free.
   void loop();
 
   // --- Gathering ----------------------------------------------------------------------------------------------
 
   /// Adds to the records of the running evaluation all curves of the animation trees at and below `root`.
-  /// `motionBlurOnly` leaves out nodes that take no part in motion blur, `keepEmpty` takes curves without keys in.
-  /// See knAnimNodeCollector for what is passed over.
+  /// `motionBlurOnly` leaves out nodes that take no part in motion blur, `keepEmpty` includes curves without keys. See
+  /// knAnimNodeCollector for what is skipped.
   void gatherAnimDataR(osg::NodePtr const& root, bool motionBlurOnly, bool keepEmpty);
   /// The same for all materials of the scene.
   void gatherMaterialAnimData(bool motionBlurOnly, bool keepEmpty);
@@ -151,18 +155,18 @@ class KNANIM_API knAnimEvaluator {
 
   // --- Field writing ------------------------------------------------------------------------------------------
 
-  /// Writes a value wherever the curve is used in the scene. `commit` announces it. Walks the whole scene: for
-  /// single edits. A null or dead curve ends the call.
+  /// Writes a value wherever the curve is used in the scene. `commit` announces it. Walks the whole scene, so it is for
+  /// single edits. A null or dead curve is ignored.
   void setOSGFieldValue(osg::AnimCurvePtr const& curve, float value, bool commit);
-  /// Writes a value to a channel. A channel of a container that is gone ends the call. The channels
-  /// "aimTranslation" and "upTranslation" of a camera take effect in whole evaluations only.
+  /// Writes a value to a channel. A channel whose container is gone is ignored. The channels "aimTranslation" and
+  /// "upTranslation" of a camera take effect in whole evaluations only.
   void setOSGFieldValue(knOSGChannelData const& channel, float value, bool commit);
 
   // --- Aims and owners ----------------------------------------------------------------------------------------
 
   /// Finds the container that a curve of `owner` (a node or a material) writes to, and appends to `parents` the
-  /// containers that must be told of the change. `aim` is left as it is where there is none. Null and dead arguments end
-  /// the call.
+  /// containers that must be told of the change. If there is none, `aim` is unchanged. Null and dead arguments do
+  /// nothing.
   void computeAim(osg::AnimCurvePtr const& curve, osg::FieldContainerPtr const& owner,
                   osg::FieldContainerPtr& aim, std::vector<osg::FieldContainerPtr>& parents);
   /// The container that a curve is read from: the aim for the first owner in handle order; null when nothing in the scene

@@ -25,7 +25,7 @@
 /// say otherwise.
 class KNANIM_API knAnimManager {
  public:
-  /// Names that hosts also find here.
+  /// The same types as members.
   using knCurveData = ::knCurveData;
   using knOSGChannelData = ::knOSGChannelData;
   using knAnimNodeData = ::knAnimNodeData;
@@ -40,12 +40,12 @@ class KNANIM_API knAnimManager {
 
   // --- Host callbacks -----------------------------------------------------------------------------------------
   // All are optional. Those that are empty when a scene begins (knSceneDataManager::beginScene) are filled in from the
-  // embedded scene layer; an empty argument makes them empty again, until the next scene begins.
+  // embedded scene layer. An empty argument clears a callback until the next scene begins.
 
   /// Fills in, where they are empty, the callbacks that the scene layer can answer itself, those of the evaluator among
   /// them:
   /// - destroying a node drops the reference that was taken for it;
-  /// - all materials are those of the current scene's pool, whatever node is asked for, and the pool is that pool;
+  /// - the materials below any node are those of the current scene's material pool, and the pool is that pool;
   /// - a name that is taken gets a number, "Door_2", "Door_3", and so on;
   /// - the simulation is a switch of the library's own, on at first, which enableSimulation sets; filled in only where the
   ///   host has set neither of its two callbacks;
@@ -68,10 +68,10 @@ class KNANIM_API knAnimManager {
   }
   /// Destroys a copied node, to which a reference is held.
   static void setDestroyNodeCB(std::function<void(osg::NodePtr const&)> callback);
-  /// Fills in all materials used below a node. It may give null, dead and repeated handles.
+  /// Called to append all materials used below a node. Null, dead and repeated handles are allowed.
   static void setGetAllMaterialsCB(
       std::function<void(osg::NodePtr const&, std::vector<osg::MaterialPtr>&)> callback);
-  /// Makes a name unlike all those in the list.
+  /// Called with a name and the names of all animation nodes; returns a name that is not among these.
   static void setGetUniqueNameCB(
       std::function<std::string(std::string const&, std::vector<std::string>&)> callback);
 
@@ -94,13 +94,13 @@ class KNANIM_API knAnimManager {
   // --- Curve values -------------------------------------------------------------------------------------------
 
   /// Computes `value` of every record at the record's own `time`, in parallel, and returns when all are done. The
-  /// infinity modes that cycle also wrap `time`, "cycle relative" sets `cycleValueOffset`; nothing else is
-  /// written, neither in the records nor in the scene.
+  /// cycling infinity modes also wrap the record's `time`, and "cycle relative" sets `cycleValueOffset`; nothing else
+  /// is written, neither in the records nor in the scene.
   ///
   /// A record keeps its earlier value, 0 in a new one, when its node is null, dead or inactive, when its curve is
-  /// null, dead or empty, and when the segment at that time has no solution (see solveSegment). Division by zero
-  /// (a zero scale, a cycle without length) runs through as infinity or NaN. `time` (seconds) takes no part: one
-  /// evaluation can give every node its own wrapped time.
+  /// null, dead or empty, and when the segment at that time has no solution (see solveSegment). Division by zero (a
+  /// zero scale, a cycle without length) gives infinity or NaN. The argument `time` is not used, because one evaluation
+  /// can give every node its own wrapped time.
   ///
   /// A worked example: keys (0 s, 0) and (1 s, 10) with straight tangents under a node of scale 2 and offset 3
   /// stand at 3 s and 5 s. Time 4 gives 5; time 5 gives 10, the end key belonging to the curve; time 5.5 is past
@@ -112,17 +112,16 @@ class KNANIM_API knAnimManager {
   void computeCurveValues(std::vector<knCurveData>& data, float time);
 
   // --- Collecting curves --------------------------------------------------------------------------------------
-  // Walks over one animation tree, each node before its children. What is left out: `ignoreEmpty` curves without
-  // keys; `ignoreInactive` nodes that are inactive, with all below them, and curves whose `Active` is false;
-  // `ignoreVertex` the curves of `VertexAnimCurves` cores; `motionBlur` nodes that take no part in motion blur,
-  // with all below them. A null root collects nothing. The walks share static lists and must not run within each
-  // other.
+  // Walks over one animation tree, each node before its children. Each flag leaves something out: `ignoreEmpty` curves
+  // without keys; `ignoreInactive` inactive nodes, with all below them, and curves whose `Active` is false;
+  // `ignoreVertex` the curves of `VertexAnimCurves` cores; `motionBlur` nodes that take no part in motion blur, with
+  // all below them. A null root changes nothing. The walks share static lists and must not be nested.
 
   /// Appends a record for every curve, and the nodes of all sequences.
   void getAnimCurveData(osg::AnimNodePtr const& root, std::vector<knCurveData>& data,
                         std::vector<osg::AnimNodePtr>& sequenceNodes, bool ignoreEmpty, bool ignoreInactive,
                         bool ignoreVertex, bool motionBlur);
-  /// Replaces `curves` by all curves. The motion blur choice is that of the last getAnimCurveData.
+  /// Replaces the content of `curves` by all curves. `motionBlur` is as in the last getAnimCurveData.
   void getAnimCurves(osg::AnimNodePtr const& root, std::vector<osg::AnimCurvePtr>& curves, bool ignoreEmpty,
                      bool ignoreInactive, bool ignoreVertex);
   /// Replaces `nodes` by the nodes of all curves, with a null for a curve under a plain node.
@@ -141,8 +140,8 @@ class KNANIM_API knAnimManager {
   static bool _ignoreInactiveCurves;
   static bool _ignoreVertexAnimCurves;
   static bool _motionBlurCurves;
-  /// What it found. getAnimCurveNodes begins a new `_animCurveNodes`, the other walks begin the other lists: a list
-  /// that a walk does not return keeps growing, so clear it before you read it.
+  /// What it found. getAnimCurveNodes clears only `_animCurveNodes`; getAnimCurveData and getAnimCurves clear the other
+  /// lists of this walk, but not that one. To read a list that a walk does not return, clear it before the walk.
   static std::vector<knCurveData> _animData;
   static std::vector<knCurveData> _sceneAnimCurveData;
   static std::vector<knAnimNodeData> _nodesWithAnimation;
@@ -152,14 +151,14 @@ class KNANIM_API knAnimManager {
   static knDynBlockArray<osg::AnimNodePtr> _animRoots;
 
   // --- Evaluating one tree ------------------------------------------------------------------------------------
-  // Nothing happens for a node that is null, dead, without core or inactive, nor, without `force`, while the
-  // host's simulation is switched off. Time is in seconds. See knAnimEvaluator::evaluateObject.
+  // Nothing happens if the node is null, dead, inactive or has no core, or if the host's simulation is switched off and
+  // `force` is false. Time is in seconds. See knAnimEvaluator::evaluateObject.
 
   /// Evaluates the tree at the current time and announces what changed.
   void reevaluate(osg::AnimNodePtr node, bool force);
-  /// `commit` announces the written fields; without it they wait for the next commit, except for what an operation of the
-  /// aim sets and announces itself: rotations, views of cameras, colours of lights. `motionBlurOnly` leaves out curves
-  /// whose own node takes no part in motion blur; what a block or clip above says does not count.
+  /// `commit` announces the written fields; without it they wait for the next commit, except for fields that operations
+  /// of the target set and announce themselves: rotations, camera views, light colours. `motionBlurOnly` leaves out
+  /// curves whose own node takes no part in motion blur, whatever a block or clip above it says.
   void evaluateByTime(osg::AnimNodePtr node, float time, bool force, bool commit, bool motionBlurOnly);
   /// The same for a frame, which need not be whole.
   void evaluateByFrame(osg::AnimNodePtr node, float frame, bool force, bool commit, bool motionBlurOnly);
@@ -190,8 +189,8 @@ class KNANIM_API knAnimManager {
 
   /// Sets the frames per second here and in the scene's record, and sends "changedFPS" (receivers read fps()). Until it
   /// is called the rate is 24 here, which is what counts, and 30 in the record of a new scene. With keepKeysAtFrame the
-  /// keys of `_sceneAnimCurveData` move so that they stay at their frames. A rate of 0 is taken as it is; frames then
-  /// are not finite. The log is told once of a rate not above 0.
+  /// keys of `_sceneAnimCurveData` move so that they stay at their frames. A rate that is not above 0 is accepted, with
+  /// one warning in the log; at a rate of 0 the times of frames are not finite.
   void setFPS(double fps);
   double fps() const { return _fps; }
   void setKeepKeysAtFrame(bool keep) { _keepKeysAtFrame = keep; }
@@ -225,8 +224,8 @@ class KNANIM_API knAnimManager {
   bool getVerifyClipStructure() const { return _verifyClipStructure; }
 
   /// Moves to a time in seconds, evaluates the scene there and, with `notify`, sends "currentAnimTimeChanged" with
-  /// "time", a double. False, with nothing done, for the present time without `force`; `force` also evaluates
-  /// while the host's simulation is switched off.
+  /// "time", a double. Returns false and does nothing if that is the present time already, unless `force` is set.
+  /// `force` also evaluates while the host's simulation is switched off.
   bool setCurrentTime(double time, bool force, bool notify);
   /// The same for a frame, which need not be whole; then also sends "currentFrameChanged" with "frame", a double.
   /// At 24 frames per second, frame 48 is time 2.
@@ -248,7 +247,7 @@ class KNANIM_API knAnimManager {
   /// announcing them. The library leaves that list empty: a host that wants keys to stay at their frames fills it.
   void multiplyAnimationKeys(double factor);
 
-  /// For scripts.
+  /// For scripts: setCurrentFrame with `notify` but without `force`, and currentFrame.
   static void pySetCurrentFrame(double frame);
   static double pyGetCurrentFrame();
 
@@ -256,8 +255,8 @@ class KNANIM_API knAnimManager {
   static double getSimulationTime();
 
   // --- What can be keyed --------------------------------------------------------------------------------------
-  // A channel is one float of the scene: one component of one field of one container. Lists are appended to, in a
-  // fixed order. Made on demand, not per frame.
+  // A channel is one float of the scene: one component of one field of one container. Lists are appended to, in a fixed
+  // order. Call these on demand, not in each frame.
 
   /// The channels of a node, its core and what hangs from the core; nothing for a null or dead node.
   void getKeyableChannels(osg::NodePtr const& node, std::vector<knOSGChannelData>& channels);
@@ -268,37 +267,40 @@ class KNANIM_API knAnimManager {
                           std::vector<std::string> const& excludedNames);
   /// The channels that a material declares; nothing for a null or dead one.
   void getKeyableChannels(osg::MaterialPtr const& material, std::vector<knOSGChannelData>& channels);
-  /// Whether fields of that name can be keyed. The empty name counts as one that can.
+  /// Whether fields of that name can be keyed; true for the empty name.
   bool isKeyableAttribute(std::string const& name) const;
   /// Whether a field of that content type (`TypeBase::getId`) and name is shown as a colour.
   bool isColorField(osg::UInt32 contentTypeId, std::string const& name) const;
-  /// The colour of a new curve with that suffix: red for "X", and so on; orange for any other text.
+  /// The colour of a new curve with that suffix: red for X and R, green for Y and G, blue for Z and B, yellow for W, A
+  /// and I, orange for any other text.
   osg::Color3f getDefaultColor(std::string const& suffix);
-  /// 0 to 3 for a suffix of one letter; 0 for any other text.
+  /// The component that a suffix of one letter names: 1 for Y and G, 2 for Z and B, 3 for W and A, 0 for any other
+  /// text.
   osg::UInt32 getValueIndexFromSuffix(std::string const& suffix);
   /// Whether the builders of camera curves pass over channels of that name.
   bool ignoreChannel(std::string const& name) const;
 
   // --- Reading channels ---------------------------------------------------------------------------------------
   // The present value of one channel, as a curve on it would give it. Nothing in the scene changes. What cannot be
-  // read gives 0: null, dead and unknown containers, unknown fields, components and bits that there are none of,
-  // quaternions, vertex properties and lists. Any thread, while nobody writes; the overload for curves may look for
-  // owners anew and is for the main thread.
+  // read gives 0: null, dead and unknown containers, unknown fields, components and bits that do not exist,
+  // quaternions, vertex properties and lists. Any thread, while nobody writes; the overload for curves may rebuild the
+  // table of owners and is for the main thread only.
   //
-  // Not all is as it is written. A vector called "fieldOfView" is written in degrees and reads in radians. Bits of
-  // 64-bit fields (index 10 and above) can be written and read as 0. "visible" reads 1 for the traversal mask
-  // 0xFFFFFFFF alone.
+  // Some channels do not read as they are written. A vector called "fieldOfView" is written in degrees and read in
+  // radians. Bits of 64-bit fields (index 10 and above) can be written, but read as 0. "visible" reads 1 only if the
+  // traversal mask is 0xFFFFFFFF.
 
   /// A component, 0 to 3, of a field, or of what the container has under that name without a field ("visible" of a
-  /// node, "from" of a camera). For 32-bit whole numbers 10 and above is a bit, plus 10: 11 reads the second one.
+  /// node, "from" of a camera). In fields of 32-bit integers an index from 10 up is the number of a bit plus 10: 11
+  /// reads bit 1, the second one.
   float getOSGFieldValue(osg::FieldContainerPtr const& container, char const* fieldName, int valueIndex);
   /// The container, the field and the component that the record names.
   float getOSGFieldValue(knOSGChannelData const& channel);
   /// What a curve drives on a container; with a null or dead `aim`, on the first container that it drives in the scene.
   float getOSGFieldValue(osg::AnimCurvePtr const& curve, osg::FieldContainerPtr const& aim);
-  /// By a path: "Node.translation.Y" is the second component of "translation". What precedes the first dot is for the
-  /// reader; a path without dots is the name of a field. After the second dot the last letter gives the component: A or
-  /// W, B or Z, G or Y for 3, 2, 1, anything else for 0.
+  /// By a path: "Node.translation.Y" is the second component of "translation". The part before the first dot is
+  /// ignored; a path without dots is the name of a field. If there is a second dot, the last letter gives the
+  /// component: 3 for A or W, 2 for B or Z, 1 for G or Y, 0 for anything else.
   float getOSGFieldValue(unsigned int containerId, std::string const& path);
 
   // --- Attachments --------------------------------------------------------------------------------------------
@@ -307,17 +309,18 @@ class KNANIM_API knAnimManager {
   /// nobody writes.
   static osg::AnimAttachmentPtr getAnimAttachment(osg::AttachmentContainerPtr const& container);
   /// Adds a tree to the animations of a node or material, which gets its attachment when it has none. Null and dead
-  /// handles do nothing but a line in the log, once. Trees on cores are never evaluated.
+  /// handles change nothing; the first such call is logged. Trees on cores are never evaluated.
   void addAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
   /// Takes a top-level animation away.
   void subAnimation(osg::AttachmentContainerPtr const& container, osg::AnimNodePtr const& animation);
 
   // --- Making animations --------------------------------------------------------------------------------------
   // Null and dead handles, and empty names of fields and channels, give null, false or nothing, and change nothing;
-  // blocks may be nameless. Texts are compared byte by byte. Making a curve costs the same in every scene; making a
-  // block asks for a unique name, which looks at all containers there are.
+  // blocks may be nameless. Texts are compared byte by byte. Making a curve costs the same in every scene; so does
+  // making a block, unless the host's own callback makes unique names (see setGetUniqueNameCB): it is given the names
+  // of all animation nodes.
 
-  /// The first top-level curve of an attachment with that name (of a field) and suffix.
+  /// The first top-level curve of an attachment with that suffix whose name, that of its field, is `name`.
   osg::AnimCurvePtr findChannelCurve(std::string const& name, std::string const& suffix,
                                      osg::AnimAttachmentPtr const& attachment);
   /// The node of the first top-level curve with that channel name and suffix. A curve in a block is not top-level.
@@ -359,7 +362,7 @@ class KNANIM_API knAnimManager {
   bool rename(osg::NodePtr const& node, char const* name);
   /// Switches a node and all below it on or off.
   void setTreeActive(osg::NodePtr const& node, bool active);
-  /// Whether a node has no parent.
+  /// Whether a node has no parent; false for a null or dead one.
   bool isAnimationRoot(osg::AnimNodePtr const& animation);
   /// The topmost node above a node; null when that is no animation node.
   osg::AnimNodePtr getAnimationRoot(osg::AnimNodePtr const& animation);
@@ -371,9 +374,10 @@ class KNANIM_API knAnimManager {
 
   /// Start and end of a tree in seconds, all repetitions included; 0 and 0 for a tree without content.
   void getBounds(osg::AnimNodePtr const& animation, float& start, float& end);
-  /// The same in frames: the start cut off, the end as getLastRenderFrame has it.
+  /// The same in frames: the start without its fraction, the end by getLastRenderFrame.
   void getFrameBounds(osg::AnimNodePtr const& animation, int& start, int& end);
-  /// The last frame that a range reaches which ends at `frame`: 100.0005 is still 100, 100.001 is 101.
+  /// The last frame to render of a range that ends at `frame`: rounded up, except for fractions below 0.001. So
+  /// 100.0005 gives 100, and 100.001 gives 101.
   static int getLastRenderFrame(double frame);
   /// What a tree holds and its place in time; all zeros for null.
   knAnimInfo getInfo(osg::AnimNodePtr const& animation);
@@ -401,7 +405,7 @@ class KNANIM_API knAnimManager {
   /// Appends the scene's materials that have a curve with keys.
   void getMaterialsWithAnimation(std::vector<knAnimNodeData>& out);
   /// Appends the nodes at and below `root` that have a curve with keys or a shape cache and are not hidden; nothing at
-  /// or below a camera track. Not within another such walk.
+  /// or below a camera track. Must not be nested in another such walk.
   void getNodesWithAnimation(osg::NodePtr const& root, std::vector<knAnimNodeData>& out);
   /// The visitor of that walk, which collects into `_nodesWithAnimation`.
   static osg::Action::ResultE collectNodesWithAnimation(osg::NodePtr const& node);
@@ -420,14 +424,15 @@ class KNANIM_API knAnimManager {
   static osg::UInt64 _cpsStats;
 
   // --- Structures ---------------------------------------------------------------------------------------------
-  // Two trees of the manager's own, whatever hangs on the scene: the clips, and one that the library keeps for the
-  // host. Both stand in one attachment, which a host hangs on a node to save it with the scene. Null and dead handles
-  // do nothing. Printing goes to standard output.
+  // The manager owns two trees that do not depend on the scene: the clips, and one that the library keeps for the host.
+  // Both are in one attachment, which a host hangs on a node to save them with the scene. Null and dead handles do
+  // nothing. Printing goes to standard output.
 
   /// Hangs the manager's attachment on a node, which then shares it, or takes it away again.
   void pushStructureAttachment(osg::NodePtr const& node);
   void removeStructureAttachment(osg::NodePtr const& node);
-  /// Takes over what the attachment of a node holds, and removes that attachment from the node, whatever it was.
+  /// Merges the animation attachment of a node (see mergeStructureAttachment), and removes it from the node even if it
+  /// is no structure.
   void pullStructureAttachment(osg::NodePtr const& node);
   /// Moves the contents of both trees behind those of the manager's. An attachment whose root has not exactly two
   /// children is no structure and is left alone, as is the manager's own.
@@ -446,40 +451,41 @@ class KNANIM_API knAnimManager {
   void printStructureR(osg::AnimNodePtr const& animation, std::string indent);
 
   // --- Copying and pasting ------------------------------------------------------------------------------------
-  // One buffer for the process. What is copied remembers its aim, the node or material that owned it, and goes only to
-  // where it can drive the same: nodes whose core, or geometries whose material, is of the same type; materials of the
-  // same group. Any tree goes into a clip and below the clip structure's root, and nowhere else within a tree. What is
-  // refused is told on standard output, the others go on. Null and dead handles do nothing; an entry that died since it
-  // was copied is passed over. Callbacks and receivers may call any of these again, and destroy anything.
+  // One buffer for the process. Each copy remembers its aim, the node or material that owned the original, and can be
+  // pasted only where it can drive the same channels: onto nodes whose core, or geometries whose material, is of the
+  // same type, and onto materials of the same group. Any tree can also be pasted into a clip or below the clip
+  // structure's root, but nowhere else within a tree. A refused entry is reported on standard output, and the rest are
+  // pasted. Null and dead handles do nothing; an entry that died since it was copied is skipped. Callbacks and
+  // receivers may call any of these again, and destroy anything.
   //
-  // A copy costs the size of the tree and the way up to its owner, a paste the size of the tree, a look at all names
-  // (see setGetUniqueNameCB) for each tree, and once a look at what is animated in the scene.
+  // A copy is linear in the size of the tree and in its depth below its owner. A paste is linear in the size of the
+  // trees, asks for a unique name for each (see setGetUniqueNameCB), and walks once over what is animated in the scene.
 
   /// Empties the buffer by passing each tree to the host, whose callback drops the reference that copying took. Without
   /// the callback an error is logged and the buffer stays, so that copies accumulate.
   void clearCopyBuffer();
   /// Whether the buffer holds anything.
   bool hasCopyBufferContent() const { return !_copyBuffer.empty(); }
-  /// Clears the buffer and copies a tree into it. `aim` is the node or material that the tree was made for; when it is null
-  /// or dead, the first node of the scene, else the first material, that owns the tree.
+  /// Clears the buffer and copies a tree into it. `aim` is the node or material that the tree was made for. If it is
+  /// null or dead, the first node of the scene that owns the tree is taken, else the first such material.
   void copy(osg::AnimNodePtr const& animation, osg::FieldContainerPtr aim);
   /// Copies many. An empty list leaves the buffer as it is, as does a null tree above.
   void copy(std::vector<osg::AnimNodePtr> const& animations);
   /// Copies all top-level animations of a node or material; where there are none a warning is printed and the buffer
   /// stays.
   void copyFrom(osg::AttachmentContainerPtr const& container);
-  /// Copies, and removes the trees from their parents. That can drop their last reference: what was cut and is held nowhere
-  /// else can be pasted, but no longer shared.
+  /// Copies, and removes the trees from their parents. That can drop their last reference: a tree that nothing else
+  /// holds can then be pasted, but not with clonePasteTo.
   void cut(osg::AnimNodePtr const& animation);
   void cut(std::vector<osg::AnimNodePtr> const& animations);
 
-  /// Pastes independent copies. On a node or material they join its animations under unique names, and the attachment
-  /// is made first, also when nothing fits; in a tree they keep their names and places. `flip` inverts their `Flipped`,
-  /// a mark for the host's editor that no evaluation reads: to play backwards, give the tree a negative scale. `notify`
-  /// sends "pastedAnimations", also when nothing fits but not for an empty buffer. Gives the new trees.
+  /// Pastes independent copies. On a node or material they join its animations under unique names; the target gets an
+  /// attachment even when nothing fits. In a tree they keep their names and places. `flip` inverts their `Flipped`, a
+  /// mark for the host's editor that no evaluation reads; to play a tree backwards, give it a negative scale. `notify`
+  /// sends "pastedAnimations", even when nothing fits, but not for an empty buffer. Returns the new trees.
   void pasteTo(osg::MaterialPtr const& target, bool flip, bool notify);
   std::vector<osg::AnimNodePtr> pasteTo(osg::NodePtr const& target, bool flip, bool notify);
-  /// On each target. One message in all, also for an empty list or buffer.
+  /// The same for several targets. Sends one message in all, even for an empty list or buffer.
   void pasteTo(std::vector<osg::MaterialPtr> const& targets, bool flip, bool notify);
   void pasteTo(std::vector<osg::NodePtr> const& targets, bool flip, bool notify);
 
@@ -489,19 +495,20 @@ class KNANIM_API knAnimManager {
   std::vector<osg::AnimNodePtr> clonePasteTo(osg::NodePtr const& target, bool flip, bool notify);
   void clonePasteTo(std::vector<osg::MaterialPtr> const& targets, bool flip, bool notify);
   void clonePasteTo(std::vector<osg::NodePtr> const& targets, bool flip, bool notify);
-  /// The same into a tree, each at `offsetX` seconds. The row is one that was free at the time where the tree was before.
+  /// The same into a tree, each at `offsetX` seconds. The row is one that is free at the tree's former time, so at
+  /// `offsetX` it may be taken.
   std::vector<osg::AnimNodePtr> clonePasteToWithOffset(osg::AnimNodePtr const& target, float offsetX,
                                                        bool flip, bool notify);
 
   /// The first row (y of an offset: 0, 50, 100, ..) below `parent` that is free during `animation`. Spans that touch
   /// collide: with a child from 0 to 10 s on row 0, one from 10 to 20 s gets row 50, one from 10.5 s
-  /// row 0. Children between the rows, and `ignore`, do not count. 0 for null. Linear in the children.
+  /// row 0. Children whose y is not a multiple of 50, and `ignore`, do not count. 0 for null. Linear in the children.
   float calculateFreeOffsetYFor(osg::AnimNodePtr const& animation, osg::NodePtr const& parent,
                                 osg::AnimNodePtr const& ignore);
   /// The same for a span in seconds.
   float calculateFreeOffsetYFor(float start, float length, osg::NodePtr const& parent,
                                 osg::AnimNodePtr const& ignore);
-  /// The largest y of the offsets of the children, but at least -1, which is also that of none.
+  /// The largest y of the children's offsets, or -1 if that is larger or there are no children.
   float maxChildOffsetY(osg::NodePtr const& parent);
   /// Puts clip nodes that wait in a buffer back under their parents. The library itself puts none there.
   void restoreFromClipNodeBuffer();
@@ -510,20 +517,21 @@ class KNANIM_API knAnimManager {
   // One block can stand under many nodes: they share its core, and an edit of its curves shows in all of them. Null and
   // dead handles give false, 0 or null and change nothing.
 
-  /// Gives a tree cores of its own and a unique name. `parent` has only to be there.
+  /// Gives a tree cores of its own and a unique name. `parent` must be alive, and is otherwise not used.
   void unshareFrom(osg::AnimNodePtr& animation, osg::FieldContainerPtr const& parent);
   /// Gives each clip of a tree a core of its own and a unique name; what the clips hold stays shared.
   void unshareClipsR(osg::AnimNodePtr const& animation);
-  /// Replaces the animations of a material, or of a node and all below it, by copies that share nothing with what was
-  /// there, through the copy buffer and with its rules, messages and names. A node outside the scene ends up without
-  /// animations, as nothing can be pasted there; one whose attachment was empty is given what the buffer held before.
+  /// Replaces the animations of a material, or of a node and all below it, by copies that share nothing with the
+  /// originals. They go through the copy buffer, with its rules, messages and names: a node outside the scene ends up
+  /// without animations, as nothing can be pasted there, and a node whose attachment was empty gets what the buffer
+  /// held before.
   void createDuplicatesFromShared(osg::MaterialPtr& material);
   void createDuplicatesFromSharedR(osg::NodePtr& node);
 
-  /// Moves a tree to the animations of `to`, when `from` is compatible, and refreshes the scene's curve data; `notify`
-  /// sends "pastedAnimations". A material is given an attachment, a node must have one. The new owner takes the tree
-  /// from its parent, whoever that is: `from` only says what the tree was made for. Each call walks what is animated in
-  /// the scene.
+  /// Moves a tree to the animations of `to` if `from` and `to` are compatible, and refreshes the scene's curve data;
+  /// `notify` sends "pastedAnimations". A material without an attachment gets one, a node must have one. The tree
+  /// leaves its present parent, whichever that is: `from` only says what the tree was made for. Each call walks over
+  /// what is animated in the scene.
   bool moveBlockToMaterial(osg::AnimNodePtr const& block, osg::MaterialPtr const& from,
                            osg::MaterialPtr const& to, bool notify);
   bool moveBlockToNode(osg::AnimNodePtr const& block, osg::NodePtr const& from, osg::NodePtr const& to,
@@ -539,8 +547,8 @@ class KNANIM_API knAnimManager {
   unsigned int blockSceneRefCount(osg::AnimNodePtr const& block);
   /// How often it occurs in the tree that the node itself is part of; 0 at the top of a tree and in the clip structure.
   unsigned int blockNodeRefCount(osg::AnimNodePtr const& block);
-  /// Walks over the animations of the scene, of a node and all below it, and over one tree. Nothing is recorded and
-  /// nothing changes.
+  /// Kept for hosts: walks over the animations of the scene, of a node and all below it, and over one tree, without any
+  /// effect.
   void gatherAnimReferenceData();
   void gatherAnimReferenceDataR(osg::NodePtr const& node);
   void collectAnimReferenceDataR(osg::NodePtr const& node);
@@ -558,8 +566,8 @@ class KNANIM_API knAnimManager {
   // the cost is linear in what is walked over, static nodes included. Null and dead handles do nothing.
 
   /// Moves animations that hang on a node's core, or on the material of its geometry, to the node itself, for `node` and
-  /// all below it. A node without animations takes the attachment; one that has some takes every second tree, the first
-  /// one among them, and the others stay: call again until nothing moves.
+  /// all below it. A node without animations takes over the attachment. A node with animations takes every second tree,
+  /// beginning with the first; the others stay, so call again until nothing moves.
   void verifyToKeld60R(osg::NodePtr const& node);
   /// Takes out of the clip structure the blocks and shape caches that no node or material of the scene holds, then the
   /// clips and blocks that are empty. Nothing while getVerifyClipStructure() is false.
@@ -574,9 +582,10 @@ class KNANIM_API knAnimManager {
   void getAnimBlocksAndTimeShapeCachesR(osg::NodePtr const& node, std::set<unsigned int>& ids);
 
   // --- Animation files ----------------------------------------------------------------------------------------
-  // A file holds the animations of one container apart from any scene, and a sign of what type that container was: of
-  // the material, or of the node's core. They can be loaded onto what fits by the rule of pasting. The sign is an empty
-  // object: trees of a geometry that has a material fit onto geometries without one. Main thread.
+  // A file holds the animations of one container without its scene, and an empty object of the type of that container
+  // (of the material, or of the node's core). By that object the rule of pasting decides what the animations can be
+  // loaded onto. It has no material of its own, so trees of a geometry with a material fit geometries without one. Main
+  // thread.
 
   /// Saves all top-level animations of a node or material, or one tree alone when `source` is one, into a scene file,
   /// compressed. The file is either complete and new, or what it was before. False, with an error line in the log, when
@@ -601,8 +610,8 @@ class KNANIM_API knAnimManager {
   /// that node, and the node gets a copy that shares its curves and is switched off. Attachments that are empty
   /// afterwards are removed. Frames are converted to seconds by the current frame rate.
   ///
-  /// That copy is pasted, so the copy buffer holds the last such block afterwards. Without the callback that destroys
-  /// nodes, each block is pasted along with all before it: beginScene sets one.
+  /// That copy is pasted, so the copy buffer holds the last such block afterwards. Without a callback that destroys
+  /// nodes (beginScene sets one) the buffer is never cleared, and each block is pasted along with all before it.
   ///
   /// A text that is not well-formed prints one line on standard output and changes nothing. What is missing or fits
   /// nothing is left out in silence. A null or dead root and an empty text do nothing. Linear in the text and the scene;
@@ -617,14 +626,16 @@ class KNANIM_API knAnimManager {
   // one for the exposure when it fades. Null and dead handles do nothing. Times are in seconds.
 
   /// Makes the curves of every shot without children at and below `animNode` for the camera of `cameraNode`. A clone of
-  /// each, which shares the curves, is added to the animations of that node; the shot itself moves on by its own offset.
-  /// A node whose core is no UberCamera is an error in the log.
+  /// each shot, which shares the curves, is added to the animations of that node; the offset in time of the shot itself
+  /// doubles. If the core of `cameraNode` is not an UberCamera, an error is logged.
   void convertShotToCurvesR(osg::AnimNodePtr const& animNode, osg::NodePtr const& cameraNode);
   /// Makes the curves of one shot, or replaces their keys where the curves exist.
   void createAnimationCurvesForShotNode(osg::AnimNodePtr const& shotNode, osg::UberCameraPtr const& camera);
-  /// Sets the first key of all curves of shots and camera tracks at and below `root` to what their cameras are now.
+  /// Sets the first key of all curves of shots and camera tracks at and below `root` to the present values of their
+  /// cameras.
   void updateCameraShotCurves(osg::AnimNodePtr const& root);
-  /// The same for one camera, whichever curves these are.
+  /// The same for all such curves at and below `animNode`, with the values of the camera of `cameraNode`, whichever
+  /// camera they were made for.
   void updateCameraShotCurvesR(osg::AnimNodePtr const& animNode, osg::NodePtr const& cameraNode);
   /// Inserts the nodes of all shots at and below `animNode`.
   void getCameraShotsR(osg::AnimNodePtr const& animNode, std::set<osg::AnimNodePtr>& out);
@@ -660,10 +671,10 @@ class KNANIM_API knAnimManager {
 
   // --- Camera flights -----------------------------------------------------------------------------------------
   // A flight moves a camera from where it is to a target, by curves that are made for it below the camera's
-  // `AnimationRoot` and played by the queue. A new flight ends the former one. Durations are in seconds; one that is
-  // not above 0 makes no curves but for those of `fov` and `roll`. A camera that stands neither in the scene nor in the
-  // pool is not moved. Fields in `ignoredFields` ("from" and "at" among them) are not keyed. A camera with an aim takes
-  // its aim and up targets along. Null and dead cameras do nothing.
+  // `AnimationRoot` and played by the queue. A new flight ends the former one. Durations are in seconds; if one is not
+  // above 0, only the curves of `fov` and `roll` are made. A camera that is neither in the scene nor in the pool is not
+  // moved. Fields in `ignoredFields`, which may name "from" and "at", are not keyed. The flight of a camera with an aim
+  // node also moves that node and the up vector node. Null and dead cameras do nothing.
 
   /// To the state of another camera: its view, lens, tonemapping and fog.
   void animateCamera(osg::UberCameraPtr const& camera, osg::UberCameraPtr const& viewpoint, float duration,
@@ -681,14 +692,14 @@ class KNANIM_API knAnimManager {
   /// To a view in the camera's own space (that of its node's parent), angle of view and roll in degrees.
   void animateCamera(osg::UberCameraPtr const& camera, osg::Pnt3f const& from, osg::Pnt3f const& at,
                      osg::Vec3f const& up, float fov, float roll, float duration);
-  /// Stops what the camera's root plays, turntables too, and ends its repeating.
+  /// Stops the camera's flight or turntable, and sets the `PostCycles` of its root to 0.
   void stopCameraAnimation(osg::UberCameraPtr const& camera);
   /// Makes the flight to another camera's state without starting it, and returns its root.
   osg::AnimNodePtr prepareCameraAnimation(osg::UberCameraPtr const& camera,
                                           osg::UberCameraPtr const& viewpoint, float duration,
                                           std::vector<std::string> const& ignoredFields);
-  /// What flights are made of: each adds curves below `animNode`, from what is now to what is given, and announces it.
-  /// Channels are paired by their places; lists of different lengths make none.
+  /// The parts of flights: each adds curves below `animNode` that lead from the present values to the given ones, and
+  /// announces its children. Channels are paired by index; lists of different lengths give no curves.
   void createViewpointAnimationCurves(osg::AnimNodePtr const& animNode,
                                       std::vector<knOSGChannelData> const& fromChannels,
                                       std::vector<knOSGChannelData> const& toChannels, float duration,
@@ -716,7 +727,7 @@ class KNANIM_API knAnimManager {
   /// Moves the scene to a sample: `sample` is its position in the shutter interval of the camera, 0 to 1. Nothing happens
   /// for a null or dead camera, for one whose `MotionBlur` is off, and for the time that was sampled last.
   void applyMotionBlur(osg::UberCameraPtr const& camera, float sample);
-  /// Moves the scene back to the present time. Free when no sample was taken since.
+  /// Moves the scene back to the present time. Does nothing if no sample was taken since the last reset.
   void resetMotionBlur();
   /// Limits samples to one animation tree, by its container id, and in it to the nodes that take part in motion blur;
   /// 0, as at first, means all animations of the scene. Samples of an id that names nothing evaluate nothing.
@@ -735,30 +746,31 @@ class KNANIM_API knAnimManager {
   // small distance can be a large difference in value. For a bound on the values, and for curves whose tangents
   // matter, see knCurveReduction.
   //
-  // The first and the last point stay, and so does every point that lies farther than the tolerance, in its order and
-  // unchanged. Where first and last point of a stretch stand at one time, all between them goes. Cost: n log n
-  // distances as a rule, n squared at worst.
+  // Points that stay are unchanged and in their order. The first and the last point of the list always stay. A stretch
+  // is split at its farthest point, which stays too, if that lies farther than the tolerance; else all points between
+  // its ends are removed, as they also are if both ends are at the same time. Cost: usually n log n distances, n
+  // squared at worst.
 
-  /// Appends to `out` the points that are left of `points`. Nothing without points, and for a tolerance that is
-  /// negative or not a number. The distance ends in doubles.
+  /// Appends to `out` the points that are left of `points`; nothing if the tolerance is negative or not a number. The
+  /// last step of the distance is computed in double precision.
   void douglasPeuckerPointReduction(osg::MField<osg::Pnt2f> const& points, float tolerance,
                                     osg::MField<osg::Pnt2f>& out);
-  /// Reduces the keys of each curve, in parallel, at a tolerance of 0.0001, and announces each curve. The tangents go:
-  /// what is left is joined by straight lines. Null and dead handles are passed over; a curve that is listed twice is
-  /// announced twice. Distances are floats throughout, so that a point close to the tolerance can fall otherwise than
-  /// by the form above.
+  /// Reduces the keys of each curve, in parallel, at a tolerance of 0.0001, and announces each curve. The tangents are
+  /// lost: straight lines join what is left. Null and dead handles are skipped; a curve that is listed twice is
+  /// announced twice. Distances are in single precision throughout, so a point close to the tolerance can be decided
+  /// otherwise than by the overload above.
   void douglasPeuckerPointReduction(std::vector<osg::AnimCurvePtr> const& curves);
 
   // --- Renaming curves ----------------------------------------------------------------------------------------
-  // Tables map the name of a curve (of the field it drives) to a new one. "color.G" also brings a new component along:
-  // a text of more than two characters with a dot before the last, which becomes the suffix.
+  // Tables map the name of a curve (of the field it drives) to a new one. A new name of more than two characters with a
+  // dot before the last one, such as "color.G", also sets the component: the last character becomes the suffix.
 
   /// Renames a curve by a table: its name and its channel, and its node after name and suffix. A new component also sets
   /// the colour and the value index. False, with nothing changed, when the node is null, dead or no curve, or when the
   /// table does not have the name.
   bool renameCurve(osg::AnimNodePtr const& node, std::map<std::string, std::string> const& names);
-  /// All curves in the animations of one node, empty and inactive ones among them, those of vertex animations not.
-  /// Whether nodes without motion blur are left out is what the last getAnimCurveData was told.
+  /// The same for all curves in the animations of one node, including empty and inactive ones but not those of vertex
+  /// animations. Nodes without motion blur are left out if the last getAnimCurveData left them out.
   void renameCurves(osg::NodePtr const& node, std::map<std::string, std::string> const& names);
   /// Gives each curve that has no channel name the name of its node without dot and suffix: in the animations of all nodes
   /// at and below `root` and of its materials. A null root means the whole scene. Trees of any depth; linear.

@@ -86,8 +86,9 @@ class KNANIM_API knAuthoring {
   /// object gets rows of its own.
   static osg::AnimNodePtr makeClip(std::span<osg::NodePtr const> objects, std::string const& name,
                                    knClipOptions const& options = {});
-  /// The same of chosen blocks, such as `makeBlocks` returns, so that an object can have several clips. Null and dead ones
-  /// are passed over; each block counts once. The blocks need an owner: the clip moves what owns the curves.
+  /// The same for chosen blocks, such as `makeBlocks` returns, so that an object can have several clips. Null and dead
+  /// handles are skipped; each block counts once. Every block needs an owner, because the clip moves the owner of its
+  /// curves.
   static osg::AnimNodePtr makeClipOfBlocks(std::span<osg::AnimNodePtr const> blocks, std::string const& name,
                                            knClipOptions const& options = {});
 };

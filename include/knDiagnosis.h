@@ -27,8 +27,8 @@ enum class knStillness {
   NotWritable,     ///< the field is of a kind that takes no values
   Overwritten,     ///< a later curve of the same owner sets the same value
   NoShapes,        ///< a shape cache holds no shapes
-  ShapesDisagree,  ///< two neighbouring shapes of a cache have not the same numbers of vertices and normals
-  NoGeometry,  ///< the owner of a shape cache is no node with a geometry, or its geometry has no vertices to write
+  ShapesDisagree,  ///< two neighbouring shapes of a cache differ in their number of vertices or normals
+  NoGeometry,  ///< the owner of a shape cache is not a node with a geometry, or that geometry has no vertices to write
   Paused,            ///< a tree in the playing queue is paused, so the queue does not move it
   KeysOutOfOrder,    ///< keys that were written by hand, or shapes, are not in order of time
   WrongVertexCount,  ///< a shape of a cache has another number of vertices, or of normals, than its geometry
@@ -51,7 +51,7 @@ struct knStillnessReason {
   std::string text;                ///< the reason in words: one line, without a line end
 };
 
-/// What a question about the whole scene tells beside the rest.
+/// What a question about the whole scene reports in addition.
 struct knStillnessOptions {
   bool constantCurves = false;  ///< curves with one value at all keys, which most scenes have on purpose
 };
@@ -67,8 +67,9 @@ struct knStillnessOptions {
 /// scene evaluation, a tree that `knAnimManager::addAnimation` gave to a node outside the scene, to a material outside
 /// its pool, or to a core. Keys that are not finite are reported when they are added, a suffix that contradicts its
 /// index when the manager makes the curve, and a `BadPlayRange` or `BadCycles` when its tree is enqueued. Each of these
-/// calls is told once: a frame rate not above 0; a time that is not finite; a null or dead tree to enqueue, evaluate or
-/// add. After a thousand warnings, one line says that there are more. An evaluation without a fault does no work for this.
+/// mistakes is logged once: a frame rate not above 0; a time that is not finite; a null or dead tree to enqueue,
+/// evaluate or add. After a thousand warnings, one line says that there are more. An evaluation without a fault does no
+/// work for this.
 class KNANIM_API knDiagnosis {
  public:
   knDiagnosis() = delete;

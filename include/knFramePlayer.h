@@ -18,7 +18,7 @@ struct knFramePlaybackParams {
 /// How `knFramePlayer::play` plays. By default: forwards, in a loop, whole frames at the manager's rate.
 struct knPlayOptions {
   double firstFrame = 0.0;  ///< where playing begins, and begins again in a loop
-  double lastFrame = 0.0;   ///< the end of the loop, is played too; where playing begins if `reverse`
+  double lastFrame = 0.0;   ///< the end of the loop, which is played too; playing begins here if `reverse`
   /// Start again after the last frame. Otherwise frames run on past the end until `stop`: to play once, call
   /// `knFramePlayer::stop` after the `apply` that has brought `knAnimManager::currentFrame` there.
   bool loop = true;
@@ -35,10 +35,10 @@ struct knPlayOptions {
 /// Plays frames in real time. The host calls `tick` and then `apply` once per pass of its loop. The frame is computed from
 /// the time since the first tick, so that errors do not add up; a slow pass skips frames. Playing ends only by `stop`.
 ///
-/// A whole frame differs from time * fps by less than one. Of the two it is the one whose distance from the frame before
-/// is nearer to what the time between the ticks asks for, which keeps an even cadence where the host's rate and `fps` do
-/// not divide each other. So it depends on the ticks before: at 10 fps, 0.25 s after the first tick, it can be 2 or 3. For
-/// exact frames ask for `subframes`, or set them by `knAnimManager::setCurrentFrame`.
+/// With whole frames, the player shows one of the two frames next to time * fps: the one whose step from the previous
+/// frame better matches the time between the ticks. This keeps an even cadence where the host's rate and `fps` do not
+/// divide each other. So the frame depends on earlier ticks: at 10 fps, 0.25 s after the first tick, it can be 2 or 3.
+/// For exact frames ask for `subframes`, or set them with `knAnimManager::setCurrentFrame`.
 ///
 /// Main thread. A `tick` reads the clock once and allocates nothing, nor does an `apply` without a new frame.
 class KNANIM_API knFramePlayer {
@@ -49,9 +49,9 @@ class KNANIM_API knFramePlayer {
   knFramePlayer(knFramePlayer const&) = delete;
   knFramePlayer& operator=(knFramePlayer const&) = delete;
 
-  /// Begins to play, also while playing. The clock of the run starts with the first tick. With `external`, frames go
-  /// out as messages and the scene is left alone. `user` is whoever plays; sends "framePlayerUserChanged" with "user",
-  /// a void pointer, when that is another one than before.
+  /// Begins to play, or starts again while playing. The clock of the run starts with the first tick. With `external`,
+  /// frames go out as messages and the scene is left alone. `user` is any pointer that tells who plays; if it differs
+  /// from the former one, "framePlayerUserChanged" is sent with "user", a void pointer.
   void start(knFramePlaybackParams const& params, bool external, void* user);
   /// Begins playing as most hosts want it. The first frame is shown when the call returns, and evaluated even if the
   /// timeline stands on it already. For that the first tick is made within the call, so the clock of the run starts here,
@@ -74,7 +74,8 @@ class KNANIM_API knFramePlayer {
   bool isTicked() const { return _isTicked; }
   /// The same for `apply`.
   bool isApplied() const { return _isApplied; }
-  /// What `start` was given; after the first tick with the range sorted, the start frame held to it, and the start time.
+  /// What `start` was given; after the first tick, with the range sorted, the start frame clamped to it, and the start
+  /// time set.
   knFramePlaybackParams getPlaybackParams() const { return _params; }
   /// Who plays, as `start` or `stop` was told last.
   void* getUser() const { return _user; }

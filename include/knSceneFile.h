@@ -22,8 +22,8 @@ class KNANIM_API knSceneFile {
  public:
   knSceneFile() = delete;
 
-  /// Saves the current scene, as text when the name ends in ".json" or `form` says so. The file is either complete and
-  /// new, or what it was before. Nothing in the scene changes.
+  /// Saves the current scene in the given form: by default as text when the name ends in ".json", else binary. The file
+  /// is either complete and new, or what it was before. Nothing in the scene changes.
   ///
   /// False, with one error line in knLog that says why, when there is no scene and when the file can't be written. Needs
   /// about three times the size of the file in memory while it runs.
@@ -33,12 +33,12 @@ class KNANIM_API knSceneFile {
   /// Replaces the current scene, with its structures and timeline, by that of a file. Callbacks that are empty are filled
   /// in as when a scene begins.
   ///
-  /// "changedFPS" and "currentAnimTimeChanged" are sent when the scene is in its place, each if the value is another
-  /// one. Nothing is evaluated. Trees that were playing when they were saved stand still; what plays of the former
-  /// scene leaves the playing queue when it dies with that scene, and so do the roots of the structures. A frame rate
-  /// that is not above 0 is not taken, and knLog says so.
+  /// "changedFPS" and "currentAnimTimeChanged" are sent when the new scene is in place, each only if its value has
+  /// changed. Nothing is evaluated. Trees that were playing when they were saved do not play. Playing trees of the
+  /// former scene leave the playing queue when they die with it; the roots of the two structures are taken out of the
+  /// queue. A frame rate that is not above 0 is not taken, and knLog says so.
   ///
   /// False, with one error line in knLog that says why, and the present scene untouched, when the file can't be read or
-  /// holds something else than a whole scene.
+  /// holds something other than a whole scene.
   static bool load(std::string const& fileName);
 };

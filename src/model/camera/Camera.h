@@ -12,7 +12,7 @@ class PerspectiveCamera;
 class KNSCENE_API CameraBase : public Transform3D {
   KN_CONTAINER(CameraBase, Camera, Transform3D)
  public:
-  /// What is nearer or farther than this is not seen; in scene units along the line of sight, above 0.
+  /// The near and far planes: nothing nearer or farther is seen. In scene units along the line of sight, above 0.
   KN_SFIELD(Real32, Near, near, 0.1F)
   KN_SFIELD(Real32, Far, far, 10000.F)
   KN_CONTAINER_END
@@ -22,7 +22,7 @@ class KNSCENE_API CameraBase : public Transform3D {
 /// its own -z, with y up.
 class KNSCENE_API Camera : public CameraBase {
  public:
-  /// What positions and directions of a camera are told in.
+  /// The space in which positions and directions of a camera are given.
   enum CameraSpace : UInt32 {
     LocalSpace = 0,  ///< the space of the parent of the camera's node, which the camera's transform acts in
     WorldSpace = 1,
@@ -33,8 +33,8 @@ class KNSCENE_API Camera : public CameraBase {
   /// The matrix from the camera's local space to the world; the identity without a node or a parent above it.
   Matrix getLocalToWorld() const;
 
-  /// Conversions between the camera's local space and the world. Where the way to the world cannot be inverted,
-  /// what is asked for in local space comes back unchanged.
+  /// Conversions between the camera's local space and the world. If the matrix to the world cannot be inverted,
+  /// conversions to local space return their argument unchanged.
   virtual Pnt3f pointToWorld(Pnt3f const& local) const;
   virtual Vec3f vectorToWorld(Vec3f const& local) const;
   virtual Pnt3f pointToLocal(Pnt3f const& world) const;
@@ -62,7 +62,7 @@ class KNSCENE_API PerspectiveCamera : public PerspectiveCameraBase {
   /// The edges of what is seen, at distance 1: left, right, bottom, top. `aspect` is width by height of the
   /// picture, above 0.
   virtual Vec4f getViewEdges(Real32 aspect) const;
-  /// From the space that the camera looks down -z in to the cube from -1 to 1; see `getViewEdges`.
+  /// The projection from camera space, where the camera looks down -z, to the cube from -1 to 1; see `getViewEdges`.
   virtual Matrix getProjection(Real32 aspect) const;
 };
 

@@ -24,7 +24,7 @@ class KNSCENE_API UberCameraBase : public PerspectiveCamera {
   /// A turn around the line of sight in degrees, after from, at and up; a positive one turns the camera
   /// counterclockwise as it looks.
   KN_SFIELD(Real32, Roll, roll, 0.F)
-  /// The distance between from and at, above 0. While these two coincide, the last one that was.
+  /// The distance between from and at, above 0. While the two coincide, the last distance before that.
   KN_SFIELD(Real32, AtDistance, atDistance, 1.F)
 
   /// The full horizontal and vertical angles of view in radians, above 0 and below pi. They follow `Fov`.
@@ -66,16 +66,16 @@ class KNSCENE_API UberCameraBase : public PerspectiveCamera {
 
 /// The camera of a scene: a view, a lens, a sensor, and how it makes pictures.
 ///
-/// The view stands twice: as translation and rotation of the transform, and as from, at, up and roll. Both are
-/// kept in step. The operations below bring both up to date and announce every field that they changed, in one
-/// go, and none where nothing changed. The getters below tell what follows from all that was written, also from fields
-/// that were written directly and not announced yet; the fields of the other side follow with the announcement, with
-/// any mask. Where both sides were written directly, from, at and up win; a rotation wins against a roll. Pictures go
-/// by `Fov`; `FieldOfView` follows it in its shape. Angles that are written into it by themselves stay, and change no
-/// picture; it follows again once its vertical one is that of `Fov`.
+/// The view is stored twice: as translation and rotation of the transform, and as from, at, up and roll. The two are
+/// kept in step. The operations below update both and announce all changed fields at once, or nothing if none changed.
+/// The getters below reflect all writes, even direct writes to fields that are not announced yet; the fields of the
+/// other side follow with the announcement, whatever its mask. If both sides were written directly, from, at and up
+/// win; rotation wins over roll. Pictures use `Fov`; `FieldOfView` follows it and keeps its aspect ratio. Angles that
+/// are written to `FieldOfView` alone stay and change no picture; it follows again once its vertical angle equals
+/// `Fov`.
 ///
-/// Moving the transform takes `at` along at its distance. From and at in one place, an up vector along the line
-/// of sight, and values that are not finite leave the camera a valid orientation: the former one, or one near it.
+/// Moving the transform moves `at` along, at its distance. If from and at coincide, if up lies along the line of sight,
+/// or if values are not finite, the camera keeps a valid orientation: the former one, or one near it.
 ///
 /// Main thread.
 class KNSCENE_API UberCamera : public UberCameraBase {
@@ -84,7 +84,7 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   enum Flag : UInt32 {
     TrackOverridesFlag = 0x10,        ///< a viewpoint with durations of its own
     TurntableLoopFlag = 0x800,        ///< the turntable turns without end
-    TurntableBackwardsFlag = 0x1000,  ///< in the direction of falling angles
+    TurntableBackwardsFlag = 0x1000,  ///< the turntable turns toward smaller angles
     NavigatorFollowsFlag = 0x8000,    ///< the host's navigator follows the camera
   };
 
@@ -95,7 +95,7 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   /// Where the camera is, and what it looks at.
   Pnt3f getFrom(CameraSpace space = LocalSpace) const;
   Pnt3f getAt(CameraSpace space = LocalSpace) const;
-  /// The up vector as it was given, of any length and not always upright on the line of sight.
+  /// The up vector as it was given: of any length, and not necessarily perpendicular to the line of sight.
   Vec3f getUp(CameraSpace space = LocalSpace) const;
   /// All three at once.
   void getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up, CameraSpace space = LocalSpace) const;
@@ -106,11 +106,11 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   void setUp(Vec3f const& up, CameraSpace space = LocalSpace);
   void setViewByFromAtUp(Pnt3f const& from, Pnt3f const& at, Vec3f const& up, CameraSpace space = LocalSpace);
 
-  /// The place of the camera on a turntable whose axis is the upright through `at` in local space: the angle in
-  /// degrees within -180 to 180, 0 toward +z and 90 toward +x; the height above `at`; the distance from the
-  /// axis. On the axis itself the angle is the one that the camera is turned by. The setters change one and keep
-  /// the other two; turning takes the up vector along. A distance below 0 counts as 0. An angle or distance that
-  /// differs from the present one by no more than what float coordinates can hold changes nothing.
+  /// The place of the camera on a turntable whose axis is the vertical line through `at` in local space: the angle in
+  /// degrees within -180 to 180, 0 toward +z and 90 toward +x; the height above `at`; the distance from the axis. On
+  /// the axis itself the angle is the one that the camera is turned by. The setters change one and keep the other two;
+  /// turning takes the up vector along. A distance below 0 counts as 0. An angle or distance that differs from the
+  /// present one by no more than what float coordinates can hold changes nothing.
   Real32 getTurntableAngle() const;
   void setTurntableAngle(Real32 degrees);
   Real32 getTurntableHeight() const;
@@ -127,7 +127,8 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   Real32 getFStop() const { return _fRelativeAperture.getValue(); }
   void setFStop(Real32 number);
 
-  /// Takes fields that were written directly, as their announcement would, and announces all that changed with it.
+  /// Brings the view in step with fields that were written directly, as announcing them would, and announces all that
+  /// changed.
   void bringInStep();
 
   /// Null also when the node is gone.
@@ -144,8 +145,8 @@ class KNSCENE_API UberCamera : public UberCameraBase {
   /// A camera that has had flights brings them along.
   bool marksAnimation() const override { return getAnimationRoot() != nullptr; }
 
-  /// Follows the frustum sides where they are given, else angles of view and principal point; `aspect` widens
-  /// the picture where the angles of view do not fit it: the vertical one is kept.
+  /// The frustum sides if they are given, else from `Fov`, `aspect` and the principal point: `Fov` gives the height,
+  /// and `aspect` the width for it.
   Vec4f getViewEdges(Real32 aspect) const override;
   /// With the skew.
   Matrix getProjection(Real32 aspect) const override;

@@ -8,8 +8,8 @@ namespace osg {
 inline namespace knscene {
 
 /// The aim constraint of a camera: it keeps the camera turned to its aim node, and its up vector to its up vector node
-/// when it has one. The camera's own `AimNode` and `UpVectorNode` are all there is behind it; this is a view of them
-/// that is made when asked for. Main thread.
+/// when it has one. It has no data of its own: it is made on request, as a view of the camera's `AimNode` and
+/// `UpVectorNode`. Main thread.
 class KNSCENE_API AimConstraint {
  public:
   /// The constraint of a camera that has an aim node; nothing for any other, and for null and dead handles.
@@ -23,15 +23,14 @@ class KNSCENE_API AimConstraint {
   /// Whether there is an up vector node.
   bool hasUpVectorSources() const { return getUpVectorNode().isAlive(); }
 
-  /// The point in the world that a node is aimed at: where its transform turns around, or the origin of the space
-  /// below it. The origin of the world for a null or dead handle.
+  /// The point of a node that a camera aims at, in the world: the pivot of its transform, or else the origin of the
+  /// space below it. The origin of the world for a null or dead handle.
   static Pnt3f getAimPos(NodePtr const& node);
 
   /// Turns the camera where it stands: it looks at the aim node, with its up vector toward the up vector node, or as
-  /// it was when there is none. Announces what changed, and nothing when nothing did. Nothing happens when the aim
-  /// stands where the camera does, when a place is not finite, and when the aim node is a node of the camera's or stands
-  /// below one, as it would run away from the camera for ever. An up target in line with the aim keeps the former up
-  /// vector.
+  /// it was when there is none. Announces what changed, if anything. Nothing happens if the aim is at the camera's
+  /// position, if a position is not finite, or if the aim node is one of the camera's nodes or below one: it would then
+  /// move with the camera. If the up target is in line with the aim, the former up vector stays.
   void evaluate() const;
 
  private:

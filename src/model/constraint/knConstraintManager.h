@@ -11,8 +11,8 @@ class KNSCENE_API knConstraintManager {
   static std::optional<osg::AimConstraint> findAimConstraintForTarget(osg::UberCameraPtr const& camera);
 
   /// Turns every camera that has an aim to it, in the order in which they were aimed. A host calls it once per frame
-  /// after the animations were evaluated, as they move aims and cameras; cameras that are aimed at something below
-  /// another such camera follow with one frame's delay when they were aimed before that one. Linear in the number of
-  /// aimed cameras; cameras without an aim cost nothing.
+  /// after the animations were evaluated, as they move aims and cameras. A camera that is aimed at something below
+  /// another aimed camera follows one frame late if it was aimed before that one. Linear in the number of aimed
+  /// cameras; cameras without an aim cost nothing.
   static void evaluateConstraints();
 };

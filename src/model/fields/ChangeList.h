@@ -39,13 +39,12 @@ class KNSCENE_API ChangeList {
   /// without allocation for a container that the list already holds. Beside its entries a list takes four bytes for
   /// each id up to the highest it has held; ids of dead containers are used again, so that this stays bounded.
   void addChanged(FieldContainerPtr const& container, BitVector const& mask);
-  /// The same for the container of the entry at `place`, which must live: without looking for it.
+  /// The same for the entry at `place`, without a search; its container must be alive.
   void addChangedAt(std::size_t place, BitVector const& mask) {
     ++_announcements;
     _entries[place].mask |= mask;
   }
-  /// The same for a living container without an entry, as who has added all that there are can tell: without looking
-  /// for one.
+  /// The same without a search, for a living container that has no entry yet. The caller must know that.
   void addNew(FieldContainerPtr const& container, BitVector const& mask) {
     ++_announcements;
     _entries.push_back({container, mask});

@@ -36,9 +36,9 @@ class KNSCENE_API FieldContainerFactory {
   /// is as long as the most containers that have lived at once, and a few times RestOfIds.
   Store const* getFieldContainerStore() const { return &_store; }
   /// The container of that id, or null for an id that was never used or whose container is gone. The id of a dead
-  /// container names no other one until RestOfIds more containers have died. Whoever keeps ids for longer than that
-  /// keeps the handles beside them, which tell dead containers from living ones for ever, or a death hook. Any
-  /// thread, while no other creates or destroys containers.
+  /// container names no other one until RestOfIds more containers have died. Code that keeps ids for longer must also
+  /// keep the handles, which always tell dead containers from living ones, or use a death hook. Any thread, while no
+  /// other creates or destroys containers.
   FieldContainerPtr getContainer(UInt32 containerId) const {
     return containerId < _store.size() ? _store[containerId] : FieldContainerPtr();
   }

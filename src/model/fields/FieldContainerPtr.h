@@ -29,8 +29,8 @@ struct StoreEntry {
 
 /// The three parts of every handle: the container's size, the field that notes its parents, and its store address.
 /// A handle is a plain value: copying it counts nothing. The store address is that of the container's place, together
-/// with the generation of the place; handles are equal when both are, and are ordered by address first. A missing
-/// object is one whose address is null.
+/// with the generation of the place; handles are equal when both are, and are ordered by address first. The address of
+/// a null handle is null.
 class KNSCENE_API FieldContainerPtrBase {
  public:
   /// The parent entry position of a null handle, and of containers that note no parents.
@@ -93,7 +93,7 @@ class KNSCENE_API FieldContainerPtr : public FieldContainerPtrBase {
   /// What the handle points to.
   using StoredObject = FieldContainer;
 
-  /// While set, announcing a field does not call the container's `changed`. Main thread only.
+  /// While set, announcing a field calls the container's `followChange` instead of its `changed`. Main thread only.
   static bool _ignore_change;
 
   /// Null.

@@ -20,12 +20,11 @@ KNSCENE_API void closeGapsAlone(void (*close)(void*), void* list);
 
 }  // namespace detail
 
-/// A list side by side in memory, as std::vector, that grows and shrinks at both ends in constant time. An insertion
-/// moves the shorter side.
+/// A list that is contiguous in memory, like std::vector, and grows and shrinks at both ends in constant time. An
+/// insertion moves the shorter side.
 ///
-/// A list of handles can also give up one in its midst in constant time: it leaves a gap, which the next access closes,
-/// together with all others. Nobody sees a gap but who asks for places. Reading is safe from any thread while nobody
-/// writes.
+/// A list of handles can also drop one from its middle in constant time: that leaves a gap, and the next access closes
+/// all gaps. Only code that asks for places sees them. Reading is safe from any thread while nobody writes.
 template <class T>
 class TwoEndedList {
  public:

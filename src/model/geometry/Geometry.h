@@ -23,7 +23,7 @@ class KNSCENE_API GeometryBase : public NodeCore {
   KN_SFIELD_OWNED(GeoNormalsPtr, Normals, normals)
   /// What the surface looks like; null leaves that to the groups above.
   KN_SFIELD_OWNED(MaterialPtr, Material, material)
-  /// The corners of all faces, one after the other, as numbers of positions.
+  /// The corners of all faces, one after the other, as indices into `Positions`.
   KN_MFIELD(UInt32, Indices, indices)
   /// How many corners each face takes from `Indices`: 1 for a point, 2 for a line, more for a polygon.
   KN_MFIELD(UInt32, FaceSizes, faceSizes)
@@ -45,7 +45,7 @@ class KNSCENE_API Geometry : public GeometryBase {
   /// Stores a transform and takes a reference to it; null takes it away.
   void setTransform(Transform3DPtr const& transform) { detail::replaceOwned(*this, _fTransform, transform); }
 
-  /// Appends a face. Its corners may name positions that come later.
+  /// Appends a face. Its corners may be indices of positions that are added later.
   void addFace(std::span<UInt32 const> corners);
   /// The number of faces that have all their corners: sizes past the end of the indices do not count.
   UInt32 getFaceCount() const;

@@ -15,7 +15,7 @@ class KNSCENE_API LensFlareEffectBase : public AttachmentContainer {
   KN_SFIELD(Real32, Size, size, 0.25F)
   /// Multiplies the light's colour.
   KN_SFIELD(Real32, Brightness, brightness, 1.F)
-  /// The intensity of the light, in its own unit, from which on the effect shows.
+  /// The intensity of the light, in its own unit, above which the effect shows.
   KN_SFIELD(Real32, Threshold, threshold, 0.F)
   /// The turn of the rays in degrees.
   KN_SFIELD(Real32, Rotation, rotation, 0.F)

@@ -18,7 +18,8 @@ class KNSCENE_API UberLightBase : public NodeCore {
   KN_SFIELD_OWNED(ColorComponentSettingsPtr, Glossy, glossy)
   /// In the light's own unit; see `UberLight::getIntensity`.
   KN_FIELD_BARE(SField<Real32>, Intensity, intensity, Plain, 1000.F)
-  /// Colour temperature in kelvin. Setting it leaves the colours, a curve sets them: `updateColorByTemperature`.
+  /// Colour temperature in kelvin. The setter leaves the colours as they are; a curve on this field also updates them,
+  /// by `updateColorByTemperature`.
   KN_SFIELD(Real32, Temperature, temperature, 6500.F)
   /// The light's own unit of intensity, one of `UberLight::IntensityUnit`.
   KN_SFIELD_READ(UInt32, Unit, unit, Plain, 1U)
@@ -39,7 +40,7 @@ class KNSCENE_API UberLightBase : public NodeCore {
 /// changed; the plain field setters do not.
 class KNSCENE_API UberLight : public UberLightBase {
  public:
-  /// What an intensity is told in. They convert by way of the luminous flux, with 683 lm per watt and the solid
+  /// The unit of an intensity. Units are converted by way of the luminous flux, with 683 lm per watt and the solid
   /// angle of the cone, 2 pi (1 - cos(coneAngle / 2)).
   enum IntensityUnit : UInt32 {
     Watt = 0,     ///< radiant power, as if all of it were green light of 555 nm

@@ -36,10 +36,10 @@ class KNSCENE_API ColorComponentSettings : public ColorComponentSettingsBase {
  public:
   /// The colour with the gain; no component is below 0.
   Color3f getEffectiveColor() const;
-  /// Where the image is hit by a point of the surface, (0, 0) to (1, 1) within it. (0.5, 0.5) is the centre.
+  /// Where on the image a point of the surface falls: (0, 0) to (1, 1) within it. (0.5, 0.5) is the centre.
   Vec2f getImageCoordinates(Pnt3f const& point) const;
 
-  /// Of its own, only the picture of an image sequence can be keyed: all else belongs to whoever uses it.
+  /// Declares only `ImageNumber`: all other channels are declared by the material or light that uses this.
   bool hasChannelDescriptions() const override { return true; }
   void getChannelDescriptions(std::vector<ChannelDescription>& out) const override;
 

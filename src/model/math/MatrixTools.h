@@ -11,10 +11,10 @@ inline namespace knscene {
 template <std::same_as<Real32> Element>
 using TransformationMatrix = Matrix;
 
-/// What a camera does that stands at `from`, looks at `at` and has `up` upwards: its matrix takes the space in which it
-/// looks down -z, with y up, to the space that the arguments are given in. `up` need not be upright on the line of
-/// sight, nor of length 1. Where from and at coincide, or up lies along the line of sight, the nearest axis that does
-/// not stands in, so that the rotation is valid always. Values that are not finite give the identity.
+/// The matrix of a camera at `from` that looks at `at` with `up` upwards: it takes camera space, where the camera looks
+/// down -z with y up, to the space of the arguments. `up` need not be perpendicular to the line of sight, nor of length
+/// 1. If from and at coincide, or up lies along the line of sight, a coordinate axis is used instead, so that the
+/// rotation is always valid. Values that are not finite give the identity.
 KNSCENE_API Matrix lookAt(Pnt3f const& from, Pnt3f const& at, Vec3f const& up);
 
 /// The parts of an affine matrix M = T * R * SO * S * SO^-1: translation, rotation, and a stretch by `scale` along the
@@ -30,9 +30,8 @@ struct TransformParts {
 };
 
 /// Splits a matrix by its polar decomposition (Higham, "Computing the Polar Decomposition with Applications", 1986) and
-/// the eigenvectors of the stretch (Shoemake and Duff, "Matrix Animation and Polar Decomposition", 1992). A singular
-/// matrix keeps its translation, and its rotation is the identity; so are all parts but the translation where values are
-/// not finite.
+/// the eigenvectors of the stretch (Shoemake and Duff, "Matrix Animation and Polar Decomposition", 1992). For a matrix
+/// that is singular or has values that are not finite, all parts but the translation are those of the identity.
 KNSCENE_API TransformParts splitTransform(Matrix const& matrix);
 
 }  // namespace knscene

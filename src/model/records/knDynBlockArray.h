@@ -25,8 +25,8 @@ struct knAlignedMemory {
 /// whoever knows that its push_back has returned; reading all of them wants the appending threads joined.
 /// clear and destruction want the array to themselves.
 ///
-/// Memory: elements end without a destructor being run. When memory runs out a line is printed and elements
-/// are lost, never the program: a lost element reads as a value-initialised one.
+/// Memory: destructors of elements are not run. When memory runs out, a line is printed and the program goes on, but
+/// elements are lost: a lost element reads as a value-initialised one.
 template <class T, class Memory = knAlignedMemory>
 class knDynBlockArray {
   static_assert(std::is_trivially_copyable_v<T> && std::is_nothrow_default_constructible_v<T>);

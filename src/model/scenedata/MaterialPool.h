@@ -15,8 +15,9 @@ class KNSCENE_API MaterialPoolBase : public NodeCore {
  public:
   /// In order of adding.
   KN_MFIELD_READ(MaterialPtr, Materials, materials, Owned)
-  /// The node that the scene's camera nodes stand below; null while there is none. Those that beginScene makes hang below
-  /// the node of the pool, where lookups over the whole scene begin; a host that sets its own hangs them there itself.
+  /// The node that the scene's camera nodes stand below; null while there is none. beginScene makes this root and the
+  /// next one below the pool's node, where lookups over the whole scene begin; a host that sets its own must hang them
+  /// there itself.
   KN_SFIELD_READ(NodePtr, CameraRoot, cameraRoot, Owned)
   /// The node that the sceneplates stand below; null while there is none.
   KN_SFIELD_READ(NodePtr, SceneplateRoot, sceneplateRoot, Owned)
@@ -41,7 +42,7 @@ class KNSCENE_API MaterialPool : public MaterialPoolBase {
   /// Takes a material away and drops the reference to it. One that the pool does not have is ignored.
   void sub(MaterialPtr const& material);
 
-  /// The pool stands for whatever its materials, cameras and sceneplates bring.
+  /// True, for the animations that its materials, cameras and sceneplates may bring.
   bool marksAnimation() const override { return true; }
 
  protected:

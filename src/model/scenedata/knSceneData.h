@@ -20,8 +20,8 @@ class KNSCENE_API knSceneDataBase : public osg::FieldContainer {
 /// The record of a scene. It holds a reference to each of its roots.
 class KNSCENE_API knSceneData : public knSceneDataBase {
  public:
-  /// The root of the scene's objects. Null while no scene exists: for the record of the current scene, the log is told
-  /// so as an error, once until a scene has begun and ended.
+  /// The root of the scene's objects. Null while no scene exists; for the record of the current scene this also logs an
+  /// error, once until a scene has begun and ended.
   osg::NodePtr const& getRoot() const;
   /// Take a reference to the node and drop that to the former one. Another root raises `AnimNode::_changed`.
   void setRoot(osg::NodePtr const& root) { setRoots(root, getMaterialRoot()); }

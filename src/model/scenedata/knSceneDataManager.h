@@ -10,8 +10,8 @@ class KNSCENE_API knSceneDataManager {
  public:
   knSceneDataManager() = delete;
 
-  /// The record of a scene, always of a living container. For any number but 0 it is an empty one: what is
-  /// written to it is gone at the next call.
+  /// The record of a scene; the handle is always alive. For any number but 0 the record is empty, and what is written
+  /// to it is lost at the next call.
   static knSceneDataPtr getSceneData(unsigned int scene);
 
   /// The node that the scene's sceneplates stand below: that of its material pool. Null while there is none,
@@ -22,8 +22,8 @@ class KNSCENE_API knSceneDataManager {
   /// below it the root of the objects, the pool's camera root and its sceneplate root, each with a `Group` as its core.
   /// The frame rate stays, and so do the clips of the manager: see `knAnimManager::clearClipStructure`.
   ///
-  /// The animation library fills in the host callbacks that are empty then, so that a host that sets none has a working
-  /// one; see `knAnimManager::fillEmptyCallbacks`.
+  /// The animation library then fills in host callbacks that are empty, so that a host that sets none gets working
+  /// defaults; see `knAnimManager::fillEmptyCallbacks`.
   static void beginScene();
   /// Drops the present scene: its record holds no roots any more. The frame rate stays.
   static void endScene();

@@ -19,7 +19,7 @@ class KNSCENE_API AnimBlockBase : public AnimObject {
 /// A group of curves of one object, or of a camera track.
 class KNSCENE_API AnimBlock : public AnimBlockBase {
  public:
-  /// Blocks that stand among the nodes of the scene are found there.
+  /// So that walks find blocks that are cores of scene nodes.
   bool marksAnimation() const override { return true; }
 };
 

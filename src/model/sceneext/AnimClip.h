@@ -16,7 +16,7 @@ class KNSCENE_API AnimClipBase : public AnimObject {
 /// An arrangement of blocks, curves, sequences, shots, caches and other clips on a timeline.
 class KNSCENE_API AnimClip : public AnimClipBase {
  public:
-  /// Clips that stand among the nodes of the scene are found there.
+  /// So that walks find clips that are cores of scene nodes.
   bool marksAnimation() const override { return true; }
 };
 

@@ -62,13 +62,13 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   bool isEmpty() const { return getControlPoints().empty(); }
 
   /// Adds a key and returns its place. Keys are kept in order of time; among equal times the new one comes last.
-  /// A time that is not finite is refused with -1; values and tangents are taken as they are. The log is warned of numbers
-  /// that are not finite. Announces nothing: after the last key of an edit, announce `ControlPoints`.
+  /// A time that is not finite is refused with -1; values and tangents are taken as they are. Numbers that are not
+  /// finite are logged as a warning. Announces nothing: after the last key of an edit, announce `ControlPoints`.
   ///
   /// `replaceSameTime` puts the key in the place of the first one at exactly this time, if there is one.
-  /// `computeTangents` turns a zero vector into one of its type's making, and keeps it up to date when further
-  /// keys come beside it: type 1 runs straight toward the neighbour, type 2 leaves flat, type 0 stays zero, so
-  /// that the value holds; other types stay as given. A vector that is not zero is always kept.
+  /// `computeTangents` computes a zero vector from its type, and again whenever a key is added beside it: type 1 points
+  /// straight at the neighbour, type 2 is flat, type 0 stays zero, so that the value holds; other types stay as given.
+  /// A vector that is not zero is always kept.
   Int32 addPoint(Point2f const& position, Vector2f const& inTangent, Vector2f const& outTangent,
                  UInt32 inType, UInt32 outType, bool replaceSameTime, bool computeTangents);
   /// Adds a key at each point, joined by straight lines: what addPoint does for each in turn, in one pass. Linear in
@@ -81,22 +81,22 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   /// Releases room that the keys do not need.
   void shrink();
 
-  /// Computes a tangent anew by a type, which becomes the key's; -1 keeps the key's own. Types 0 to 2 act as in
-  /// addPoint, any other leaves the vector. At the end of the curve that has no neighbour the vector is zero. An
-  /// index out of range is ignored.
+  /// Computes a tangent anew by `type`, which becomes the key's; -1 means the type that the key has. Types 0 to 2 act
+  /// as in addPoint, others leave the vector as it is. At an end of the curve, where there is no neighbour, the vector
+  /// is zero. An index out of range is ignored.
   void computeIntangent(UInt32 index, Int32 type);
   void computeOuttangent(UInt32 index, Int32 type);
 
   /// Multiplies the times of all keys and the time parts of all tangents by a factor, in double precision. Computed
-  /// tangents go on following their neighbours. A factor below 0 turns the order of the keys round, which is for
-  /// the caller to mend. Announces nothing.
+  /// tangents go on following their neighbours. A negative factor reverses the order of the keys, which the caller must
+  /// then restore. Announces nothing.
   void scaleTimes(Real64 factor);
 
   std::optional<TimeRange> getTimeRange() const override;
 
   /// The keys, in order of time.
   MField<CCPnt> const& getControlPoints() const { return AnimCurveBase::getControlPoints(); }
-  /// For writing: nothing is taken for granted about the keys afterwards.
+  /// For writing: the curve no longer assumes that its keys are in order.
   MField<CCPnt>& getControlPoints() {
     setSegmentHint(NoSegment);
     return AnimCurveBase::getControlPoints();
@@ -105,12 +105,12 @@ class KNSCENE_API AnimCurve : public AnimCurveBase {
   /// What getSegmentHint answers when the keys may be out of order: before they were looked at, and after they were
   /// handed out for writing or announced.
   static constexpr UInt32 NoSegment = 0xFFFFFFFFU;
-  /// The segment that was read last, as the index of its earlier key: a hint for the next search, and no more. It
-  /// is set only by who has seen that the keys ascend. Any thread.
+  /// The segment that was read last, as the index of its earlier key: a hint for the next search, and no more. Set it
+  /// only after checking that the keys ascend. Any thread.
   UInt32 getSegmentHint() const { return _segmentHint.load(std::memory_order_relaxed); }
   void setSegmentHint(UInt32 segment) const { _segmentHint.store(segment, std::memory_order_relaxed); }
-  /// Where a time would stand among keys at equal distances, as a fraction of their indices: where to begin a search.
-  /// By the keys as they were when they were looked at last; may be any number.
+  /// An estimate of the index at `time`, with a fraction, as if keys were at equal distances: where to begin a search.
+  /// It rests on the keys as they were when last checked, and may be any number.
   Real32 guessPlace(Real32 time) const {
     return (time - _firstTime.load(std::memory_order_relaxed)) * _keyRate.load(std::memory_order_relaxed);
   }

@@ -83,11 +83,11 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   /// the box is empty. y runs from 0 to 0. Measured once and kept until something in the tree changes; control
   /// points that were written directly count as changed once they are announced. Main thread.
   ///
-  /// A class of the host's that overrides this is asked anew whenever a node above it is measured, and keeps those
-  /// from being kept; see hasOwnAnimVolume.
+  /// An override in a host's class is called again whenever a node above it is measured, and the results of the nodes
+  /// above are not kept; see hasOwnAnimVolume.
   virtual void getAnimVolume(BoxVolume& volume) const;
-  /// Whether getAnimVolume answers by other rules than those of AnimNode. Assumed of every derived class; one that
-  /// leaves getAnimVolume alone says no here, and the nodes above it keep what they have measured.
+  /// Whether getAnimVolume is overridden. True by default for every derived class; a class that does not override it
+  /// returns false here, so that the nodes above it can keep their results.
   virtual bool hasOwnAnimVolume() const { return &getType() != &AnimNodeBase::_type; }
   /// The box of getAnimVolume.
   BoxVolume getWorldVolume() const override;
@@ -99,8 +99,8 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
 
   bool keepsNameApart() const override { return true; }
 
-  /// Gives the node a core of its own, where it shares one. The text, when not empty, becomes the name of the
-  /// copy. Inactive or hidden nodes are no exception. What the core owns is copied with it.
+  /// Gives the node a core of its own if it shares one, also if the node is inactive or hidden. `name`, unless empty,
+  /// becomes the name of the copy. What the core owns is copied with it.
   void unshare(std::string const& name);
   /// The same for this node and every node below.
   void unshareTree(std::string const& name);
@@ -117,7 +117,7 @@ class KNSCENE_API AnimNode : public AnimNodeBase {
   void changed(BitVector const& mask, UInt32 origin) override;
   void followChange(BitVector const& mask) override;
 
-  /// The core's time range may be another one, or something below changed: measure again at the next request.
+  /// The core's time range, or something below, may have changed: measure again at the next request.
   void timeRangeChanged() const;
 
  protected:

@@ -42,10 +42,10 @@ using AnimObjectPtr = AnimObjectBase::Ptr;
 /// Base of the cores of animation nodes.
 class KNSCENE_API AnimObject : public AnimObjectBase {
  public:
-  /// The time that the core itself spans, in its own axis: before any node's placement. Nothing for a core that
-  /// spans no time by itself, as a block or an empty curve.
+  /// The time that the core itself spans, in its own time, before any node's offset and scale. Nothing for a core that
+  /// spans no time by itself, such as a block or an empty curve.
   virtual std::optional<TimeRange> getTimeRange() const { return std::nullopt; }
-  /// The same for a caller that keeps the answer and is told when it may be another one.
+  /// The same for a caller that keeps the result and is told when it may have changed.
   std::optional<TimeRange> measureTimeRange() const {
     _isMeasured.store(true, std::memory_order_relaxed);
     return getTimeRange();
@@ -55,8 +55,8 @@ class KNSCENE_API AnimObject : public AnimObjectBase {
   void followChange(BitVector const& mask) override;
 
  protected:
-  /// The result of getTimeRange may be another one: whoever measured this core measures it again. Constant time
-  /// while nobody has, else linear in the nodes of this core.
+  /// The result of getTimeRange may have changed: whatever measured this core measures it again. Constant time while
+  /// nobody has, else linear in the nodes of this core.
   void timeRangeChanged();
 
  private:

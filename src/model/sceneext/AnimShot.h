@@ -40,7 +40,7 @@ class KNSCENE_API AnimShot : public AnimShotBase {
   /// What `TransitionType` may be besides 0, for none.
   enum Transition : UInt32 { FlightTransition = 1, FadeTransition = 2 };
 
-  /// Sets a field, and notes that the time range is another one.
+  /// Sets a field, and notes that the time range has changed.
   void setShotDuration(Real32 const& seconds) {
     AnimShotBase::setShotDuration(seconds);
     timeRangeChanged();
@@ -54,8 +54,8 @@ class KNSCENE_API AnimShot : public AnimShotBase {
     timeRangeChanged();
   }
 
-  /// The shot, after the flight to its start where it has one. A fade runs beside the shot: the longer one counts.
-  /// Curves below the shot's node count besides.
+  /// The shot, after the flight to its start where it has one. A fade runs beside the shot: the longer of the two
+  /// counts. Curves below the shot's node are not part of it.
   std::optional<TimeRange> getTimeRange() const override {
     Real32 const shot = getShotDuration();
     Real32 const transition = getTransitionDuration();

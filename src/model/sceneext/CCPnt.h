@@ -50,7 +50,7 @@ class CCPnt {
   Real32 outY() const { return _outY; }
   Vec2f intangent() const { return {_inX, _inY}; }
   Vec2f outtangent() const { return {_outX, _outY}; }
-  /// Setting a component by hand keeps the tangent from following its neighbours any more.
+  /// A tangent that is set by hand no longer follows its neighbours, unless `follows` is true.
   void setInX(Real32 const& x) { setIntangent({x, _inY}); }
   void setInY(Real32 const& y) { setIntangent({_inX, y}); }
   void setOutX(Real32 const& x) { setOuttangent({x, _outY}); }
@@ -72,7 +72,7 @@ class CCPnt {
   void setInType(UInt32 type) { _inType = narrowType(type); }
   void setOutType(UInt32 type) { _outType = narrowType(type); }
 
-  /// Whether the curve computed the tangent from its type, and computes it again when a neighbour comes between.
+  /// Whether the curve computed the tangent from its type, and computes it again when a key is added beside it.
   bool inFollows() const { return _inFollows; }
   bool outFollows() const { return _outFollows; }
 

@@ -24,7 +24,7 @@ class KNSCENE_API TimeShapeDataBase : public FieldContainer {
 /// One shape of a cache.
 class KNSCENE_API TimeShapeData : public TimeShapeDataBase {
  public:
-  /// A cache that holds the shape keeps it at its place in the list.
+  /// Does not move the shape within the list of a cache that holds it.
   void setTime(Real32 const& seconds);
 
   void changed(BitVector const& mask, UInt32 origin) override;

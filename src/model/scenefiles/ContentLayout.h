@@ -35,8 +35,8 @@ std::size_t pieceSize(ContentPiece piece);
 /// The bytes of one value, or 0 where the layout is not known or a value's length is not fixed.
 std::size_t fixedSize(ContentLayout layout);
 
-/// Whether values of that layout can stand in the table of types as what a field has when nothing else is said.
-/// Handles and texts have their own such value, null and the empty one.
+/// Whether the table of types can give a default for values of that layout. Handles and texts always have null and the
+/// empty text as their default.
 bool canHaveDefault(ContentLayout layout);
 
 }  // namespace knscene

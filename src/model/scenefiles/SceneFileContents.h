@@ -37,8 +37,8 @@ struct SceneContents {
   std::string hiddenHandles = {};
 };
 
-/// What an object of a type counts for where its memory is limited, in bytes; null stands for an unknown type.
-/// Types above a size count as that size: a file has to be readable wherever its types are known.
+/// How many bytes an object of a type counts for in the memory limit of a reader; null stands for an unknown type.
+/// Types above 2 kB count as 2 kB, so that a file is readable wherever its types are known.
 UInt64 objectMemory(FieldContainerType const* type);
 
 /// The contents for the root and all that it holds, directly or through others. Empty when that can't be

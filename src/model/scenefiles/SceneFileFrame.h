@@ -22,7 +22,7 @@ inline namespace knscene {
 /// The format that this release writes, and the latest that it reads.
 inline constexpr UInt32 SceneFileVersion = 1;
 
-/// How many bytes a file has before its end, from where its stream stands; 0 for a stream that does not tell.
+/// The number of bytes from a stream's position to the end of its file; 0 if the stream does not tell.
 UInt64 bytesLeft(std::istream& stream);
 
 /// Writes the contents in their frame. With `compress` they are packed, unless they pack so well that a reader

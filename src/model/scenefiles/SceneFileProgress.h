@@ -8,17 +8,17 @@
 namespace osg {
 inline namespace knscene {
 
-/// Tells how far reading and writing of scene files is, on the thread that it was made on and as long as it lives; the one
-/// made last is told. By it a program with an eye on its user shows progress, and ends what takes too long.
+/// While it lives, reports the progress of reading and writing scene files on the thread that made it; only the one
+/// made last does. A program can show the progress to its user, and end what takes too long.
 class KNSCENE_API SceneFileProgress {
  public:
-  /// Is told the step, such as "reading", and how much of it is done, in units of its own: bytes or objects. False ends
-  /// the reading or writing, which then fails like any other, with the reason that it was interrupted. Called often, so it
-  /// should look at its own clock before it does more than that; it must not read or write scene files itself. An edit of
+  /// Called with the step, such as "reading", and how much of it is done, in bytes or objects. False ends the reading
+  /// or writing, which then fails like any other, with the reason that it was interrupted. It is called often, so it
+  /// should check a clock before it does anything slow, and it must not read or write scene files itself. An edit of
   /// the structure that is being written ends the writing.
   using Watch = std::function<bool(char const* step, UInt64 done, UInt64 total)>;
 
-  /// Tells `watch` from now on, and its destructor the one that was told before.
+  /// Calls `watch` from now on; after its destruction, the former watch is called again.
   explicit SceneFileProgress(Watch watch);
   ~SceneFileProgress();
   SceneFileProgress(SceneFileProgress const&) = delete;
@@ -26,7 +26,7 @@ class KNSCENE_API SceneFileProgress {
 
   /// For readers and writers: tells, and says whether to go on. True when nobody wants to know.
   static bool tell(char const* step, UInt64 done, UInt64 total);
-  /// Whether the watch has said so; then it is asked no more.
+  /// Whether the watch has ended the operation; it is not called any more then.
   static bool isInterrupted();
 
   /// The reason that the log gives.

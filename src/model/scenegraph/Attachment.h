@@ -58,7 +58,7 @@ class KNSCENE_API AttachmentContainer : public FieldContainer {
   void subAttachment(AttachmentPtr const& attachment, UInt16 binding = 0);
 
  protected:
-  /// The set of attachments is another one now.
+  /// The set of attachments has changed.
   virtual void attachmentsChanged() {}
   void fieldsAssigned() override;
   void onDestroy() override;

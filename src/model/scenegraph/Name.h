@@ -21,7 +21,7 @@ class KNSCENE_API Name : public NameBase {
  public:
   /// The name. What is written through the second one is noticed when names are looked up.
   std::string const& getName() const { return NameBase::getName(); }
-  /// For writing: nothing is taken for granted about the text afterwards, until it is set anew.
+  /// For writing: until the name is set anew, the register reads it again at each look-up.
   std::string& getName();
   /// Sets the name; nothing is announced.
   void setName(std::string const& name);
@@ -48,7 +48,7 @@ class KNSCENE_API Name : public NameBase {
 
 using NamePtr = Name::Ptr;
 
-/// Names of nodes, kept in `Name` attachments at binding 0.
+/// Names of nodes, kept in `Name` attachments at binding 0. Main thread, except reading while nobody writes.
 class KNSCENE_API NodeUtils {
  public:
   /// The container's name, or null when the handle is null or dead, or the container has no name. The text

@@ -22,7 +22,8 @@ class KNSCENE_API NodeCore : public AttachmentContainer {
   /// The field that notes the parents.
   static constexpr UInt16 ParentEntryPosition = ParentsFieldId;
 
-  /// Multiplies what the core does to the space below its node onto `matrix`, from the right. Nothing by default.
+  /// Multiplies `matrix` from the right by the transform that the core applies to the space below its node. Nothing by
+  /// default.
   virtual void accumulateMatrix(Matrix& matrix) const;
   /// Grows `volume` by what the core itself occupies, in the space of its node's children. Nothing by default.
   virtual void extendVolume(BoxVolume& volume) const;
@@ -32,7 +33,7 @@ class KNSCENE_API NodeCore : public AttachmentContainer {
   virtual bool marksAnimation() const { return false; }
 
  protected:
-  /// The result of marksAnimation may be another one: the nodes of this core look again.
+  /// The result of marksAnimation may have changed: the nodes of this core ask again.
   void animationMarkChanged();
   void onDestroy() override;
 
@@ -76,8 +77,8 @@ class KNSCENE_API Node : public AttachmentContainer {
 
   /// Raised by everything that changes which containers own which animation trees: any structural change of a tree
   /// of AnimNodes, attachments with animations that are hung or taken away, animation roots that are set, and nodes,
-  /// cores, materials and scene roots that bring animations along when they join or leave. Whoever rebuilds what
-  /// rests on it clears it. Main thread.
+  /// cores, materials and scene roots that bring animations along when they join or leave. Code that rebuilds what
+  /// depends on it clears it. Main thread.
   static bool _changed;
 
   /// Whether all bits of the traversal mask are set.
@@ -93,9 +94,9 @@ class KNSCENE_API Node : public AttachmentContainer {
   /// The place of a child, -1 when it is none. Constant time, except after many changes in the midst of the children.
   Int32 findChild(NodePtr const& child) const;
 
-  /// Puts a node at the end of the children, taking it away from the parent it had. A null or dead handle, the
-  /// node itself, and a node that this node stands below are refused: nothing happens. Constant time, except
-  /// that a child with children of its own is compared with this node's ancestors.
+  /// Puts a node at the end of the children, removing it from its former parent. A null or dead handle, this node
+  /// itself and its ancestors are refused: nothing happens. Constant time, except that a child with children of its own
+  /// is compared with this node's ancestors.
   void addChild(NodePtr const& child);
   /// The same at the place `index`; an index past the end means the end.
   void insertChild(UInt32 index, NodePtr const& child);
@@ -112,7 +113,7 @@ class KNSCENE_API Node : public AttachmentContainer {
   /// addChild would refuse the new one.
   bool replaceChildBy(NodePtr const& oldChild, NodePtr const& newChild);
 
-  /// Whether the node's name is to be unlike those of all other nodes that say so here: animation nodes do.
+  /// Whether the node's name must differ from those of all other nodes that return true here, as animation nodes do.
   virtual bool keepsNameApart() const { return false; }
 
   /// The matrix from the space below this node to the world: the cores of all ancestors and the node's own.
@@ -121,8 +122,8 @@ class KNSCENE_API Node : public AttachmentContainer {
   /// animation tree spans time instead: see `AnimNode::getAnimVolume`.
   virtual BoxVolume getWorldVolume() const;
 
-  /// Of all nodes that share a core, one is the first: false for it, and where the core is not shared. Which one it is
-  /// changes with the nodes. Constant time.
+  /// Whether another node counts as the first user of this node's core; false if the core is not shared. Which node is
+  /// the first can change when nodes take or leave the core. Constant time.
   bool isFurtherUserOfCore() const { return _placeAmongUsers != 0; }
   /// Whether this node or one below it carries an attachment that can hold animations, or has a core that brings
   /// some. Constant time.
@@ -132,9 +133,9 @@ class KNSCENE_API Node : public AttachmentContainer {
   std::span<NodePtr const> getAnimatedChildren() const { return _animatedChildren; }
 
  protected:
-  /// The core or the children are other ones now.
+  /// The core or the children have changed.
   virtual void structureChanged() {}
-  /// The node has another parent, or none, or values that it takes from its parent may be others.
+  /// The parent has changed, or values that the node takes from it may have.
   virtual void parentChanged() {}
 
   void attachmentsChanged() override;

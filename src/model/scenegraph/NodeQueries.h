@@ -16,7 +16,8 @@ inline std::string nameOf(AttachmentContainerPtr const& container) {
 }
 
 /// The core of a node as a `Core`; null when the handle is null or dead, and when the node has no core or one of another
-/// type. It is a plain pointer for use within a call: test it, and keep the handle instead. Any thread, while nobody writes.
+/// type. It is a plain pointer for use within a call: test it, and keep the handle, not the pointer. Any thread, while
+/// nobody writes.
 template <class Core>
 Core* coreOf(NodePtr const& node) {
   return node.isAlive() ? dcastTo<Core>(node->getCore()) : nullptr;

@@ -19,8 +19,8 @@ struct Action {
 
 /// Walks a tree depth first, each node before its children, children in order. A null or dead `root`, or an
 /// empty `visit`, does nothing. The visitor may change the tree: what it takes away is not visited, what it adds
-/// below the present node is, what it adds beside it or above is not. Returns Continue, or the answer that ended
-/// the walk. Trees may be of any depth.
+/// below the present node is, what it adds beside it or above is not. Returns Continue, or the answer that ended the
+/// walk. Trees may be of any depth. Main thread, or any thread while nobody writes.
 KNSCENE_API Action::ResultE traverse(NodePtr const& root,
                                      std::function<Action::ResultE(NodePtr const&)> const& visit);
 

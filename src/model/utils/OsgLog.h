@@ -14,7 +14,7 @@ inline namespace knscene {
 /// How much a line matters, from the most to the least.
 enum class LogLevel { Fatal, Warning, Notice, Info, Debug };
 
-/// A lock that may be taken again by the thread that has it; it is free when it was released as often.
+/// A recursive lock: the thread that holds it may take it again, and must release it as often.
 class KNSCENE_API Lock {
  public:
   Lock() = default;

@@ -28,8 +28,8 @@ class KNSCENE_API knLog {
   /// back the sink that was set before; on return no other thread is inside that one any more.
   static Sink setSink(Sink sink);
 
-  /// A text, with its line ends, of the operations that tell by printing: copying and pasting, structures, old
-  /// animations. It goes to the standard output, or, once they are sent there, to the log, line by line as messages.
+  /// Prints a text, line ends included, for operations that report by printing: copying and pasting, structures, old
+  /// animations. It goes to the standard output or, after sendPrintsToLog(true), to the log, each line as a message.
   static void print(std::string_view text);
   /// Sends what operations print to the log, or again to the standard output. Off at first.
   static void sendPrintsToLog(bool on);
