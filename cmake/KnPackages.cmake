@@ -87,7 +87,8 @@ endforeach()
 
 # Whoever develops with it reads the pages and the examples where Debian puts them.
 set(pages_dir "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}")
-install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${pages_dir}" COMPONENT development EXCLUDE_FROM_ALL)
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION "${pages_dir}"
+  COMPONENT development EXCLUDE_FROM_ALL)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${pages_dir}"
   COMPONENT development EXCLUDE_FROM_ALL PATTERN Doxyfile EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
 

@@ -21,5 +21,5 @@ class KNANIM_API knAnimHelper {
   /// Values become value * scale + offset, and tangents grow with them: value 3 with an out tangent of (1 s, 1) becomes,
   /// by scale 2 and offset 1, value 7 with (1 s, 2). Times stay. Announces the keys, also when there are none or the
   /// values stay; a null or dead curve is left alone.
-  static void scaleAndOffsetCurveValues(osg::AnimCurvePtr& curve, float scale, float offset);
+  static void scaleAndOffsetCurveValues(osg::AnimCurvePtr const& curve, float scale, float offset);
 };

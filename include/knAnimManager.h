@@ -525,8 +525,8 @@ class KNANIM_API knAnimManager {
   /// originals. They go through the copy buffer, with its rules, messages and names: a node outside the scene ends up
   /// without animations, as nothing can be pasted there, and a node whose attachment was empty gets what the buffer
   /// held before.
-  void createDuplicatesFromShared(osg::MaterialPtr& material);
-  void createDuplicatesFromSharedR(osg::NodePtr& node);
+  void createDuplicatesFromShared(osg::MaterialPtr const& material);
+  void createDuplicatesFromSharedR(osg::NodePtr const& node);
 
   /// Moves a tree to the animations of `to` if `from` and `to` are compatible, and refreshes the scene's curve data;
   /// `notify` sends "pastedAnimations". A material without an attachment gets one, a node must have one. The tree

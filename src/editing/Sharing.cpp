@@ -108,7 +108,7 @@ void knAnimManager::unshareClipsR(AnimNodePtr const& root) {
   });
 }
 
-void knAnimManager::createDuplicatesFromShared(MaterialPtr& materialArgument) {
+void knAnimManager::createDuplicatesFromShared(MaterialPtr const& materialArgument) {
   MaterialPtr const material = materialArgument;
   osg::Ref<osg::AnimAttachment> const former = getAnimAttachment(material);
   if (!former) return;
@@ -119,7 +119,7 @@ void knAnimManager::createDuplicatesFromShared(MaterialPtr& materialArgument) {
 
 /// A node with nothing to copy prints the warning of copyFrom, and is given what the buffer held before. That is meant:
 /// clearing the buffer first would take away what a host has put there for such nodes.
-void knAnimManager::createDuplicatesFromSharedR(NodePtr& root) {
+void knAnimManager::createDuplicatesFromSharedR(NodePtr const& root) {
   CurveDataRefresh const refresh;
   osg::traverse(root, [this](NodePtr const& argument) {
     NodePtr const node = argument;

@@ -28,7 +28,7 @@ void knAnimHelper::getAllCurvesByName(osg::AttachmentContainerPtr container, std
   }
 }
 
-void knAnimHelper::scaleAndOffsetCurveValues(AnimCurvePtr& curve, float scale, float offset) {
+void knAnimHelper::scaleAndOffsetCurveValues(AnimCurvePtr const& curve, float scale, float offset) {
   if (!curve.isAlive()) return;
   for (osg::CCPnt& key : curve->getControlPoints()) {
     key.setY(key.y() * scale + offset);
