@@ -40,7 +40,7 @@ bool isNew(FieldContainerPtr const& subject, knStillness cause, UInt32 detail = 
 /// The line itself, or that the log is full.
 std::string lineOf(std::string const& text) {
   if (told().causes.size() <= MostWarnings) return onOneLine(text);
-  return "more animations move nothing than are told of here; knDiagnosis::whyStill lists all";
+  return "further animations that move nothing are not reported; knDiagnosis::whyStill lists all";
 }
 
 }  // namespace

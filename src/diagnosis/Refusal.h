@@ -23,7 +23,7 @@ bool isOfFlightOrTrack(osg::AnimCurve const& curve, osg::FieldContainerPtr const
 /// That the owner of a curve has nothing that takes it.
 std::string describeNoAim(osg::FieldContainerPtr const& owner, std::string const& field);
 inline constexpr char const* NoSceneText =
-    "nothing is evaluated, as there is no scene: begin one by knSceneDataManager::beginScene()";
+    "nothing is evaluated, because there is no scene: start one with knSceneDataManager::beginScene()";
 
 /// A text without line ends: names may have some.
 std::string onOneLine(std::string text);

@@ -16,7 +16,7 @@ void checkTime(double time) {
   if (!std::isfinite(time)) [[unlikely]]
     MotionWarnings::tellMistake(
         MotionWarnings::Mistake::TimelineTime,
-        "the timeline is moved to a time that is not finite: curves give no sensible values there");
+        "the timeline is moved to a time that is not finite: curves have no valid values there");
 }
 
 }  // namespace
@@ -26,7 +26,7 @@ void knAnimManager::setFPS(double fps) {
   if (!(fps > 0.0))
     MotionWarnings::tellMistake(
         MotionWarnings::Mistake::FrameRate,
-        "a frame rate is set that is not above 0: frames have no sensible times with it");
+        "the frame rate is set to a value that is not above 0: frames then have no valid times");
   if (_keepKeysAtFrame) multiplyAnimationKeys(_fps / fps);
   _fps = fps;
   knSceneDataManager::getSceneData(0)->setFps(fps);

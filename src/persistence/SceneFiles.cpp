@@ -19,7 +19,7 @@ KN_CONTAINER_TYPE(SavedSceneBase, SavedScene, "SavedScene")
 namespace {
 
 bool fail(char const* what, std::string const& fileName, char const* why) {
-  knLog::error(("scene file " + fileName + " can't be " + what + ": " + why).c_str());
+  knLog::error(("scene file " + fileName + " cannot be " + what + ": " + why).c_str());
   return false;
 }
 

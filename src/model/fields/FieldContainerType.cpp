@@ -76,7 +76,7 @@ void FieldContainerType::buildFields() {
     _isRefused = true;
     std::string const reason =
         isChildOfRefused ? "its parent type is refused" : "it has more than 127 fields";
-    knLog::error(("container type " + getName().str() + " can't be used: " + reason).c_str());
+    knLog::error(("container type " + getName().str() + " cannot be used: " + reason).c_str());
   }
 
   std::size_t const size = std::bit_ceil(fields->descriptions.size() * 4 + 4);

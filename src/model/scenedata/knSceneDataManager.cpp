@@ -44,7 +44,7 @@ osg::NodePtr nodeWithCore(osg::NodeCorePtr const& core) {
 osg::NodePtr const& knSceneData::getRoot() const {
   osg::NodePtr const& root = knSceneDataBase::getRoot();
   if (!root && this == &records().current && !std::exchange(isMissingSceneTold, true))
-    knLog::error("there is no scene, and so no root: begin one by knSceneDataManager::beginScene()");
+    knLog::error("there is no scene, so there is no root: start one with knSceneDataManager::beginScene()");
   return root;
 }
 

@@ -121,7 +121,7 @@ class FrameReader {
     auto const got = static_cast<std::size_t>(_stream.gcount());
     _offset += got;
     if (got == size && _stream) return true;
-    return fail(_stream.bad() ? "it can't be read on" : "it ends early", _offset);
+    return fail(_stream.bad() ? "the rest of it cannot be read" : "it ends early", _offset);
   }
 
   bool goesOn(UInt64 done, UInt64 total) {

@@ -26,7 +26,7 @@ std::string sceneName(char const* fileName) {
 }
 
 bool writeFailed(std::string const& name, std::string const& why) {
-  knLog::error((name + " can't be written: " + why).c_str());
+  knLog::error((name + " cannot be written: " + why).c_str());
   return false;
 }
 
@@ -34,7 +34,7 @@ NodePtr readFailed(std::string const& name, SceneFileProblem const& problem) {
   std::string const line = problem.line > 0 ? "line " + std::to_string(problem.line) + ", " : "";
   std::string const place = " (" + line + "byte " + std::to_string(problem.offset) +
                             (problem.inContents ? " of its contents)" : ")");
-  knLog::error((name + " can't be read: " + problem.what + place).c_str());
+  knLog::error((name + " cannot be read: " + problem.what + place).c_str());
   return {};
 }
 
@@ -65,7 +65,7 @@ bool readAll(std::istream& stream, std::string& text) {
 NodePtr readText(std::istream& stream, SceneFileProblem& problem, Warnings& warnings) {
   std::string text;
   if (!readAll(stream, text)) {
-    problem = {"it can't be read on", text.size(), false};
+    problem = {"the rest of it cannot be read", text.size(), false};
     return {};
   }
   SceneContents contents;
@@ -191,7 +191,7 @@ bool saveSceneFile(NodePtr const& root, std::string const& fileName, bool compre
 NodePtr loadSceneFile(std::string const& fileName) {
   cached_ifstream stream(fileName, FileBufferSize, 1);
   if (!stream.is_open()) {
-    knLog::error((sceneName(fileName.c_str()) + " can't be read: it can't be opened").c_str());
+    knLog::error((sceneName(fileName.c_str()) + " cannot be read: it cannot be opened").c_str());
     return {};
   }
   return SceneFileHandler::the().read(stream, fileName.c_str());

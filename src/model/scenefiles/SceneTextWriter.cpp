@@ -520,7 +520,7 @@ class TextWriter {
 
 std::string putSceneText(SceneContents const& contents, SceneFileProblem& problem) {
   if (!contents.hiddenHandles.empty()) {
-    problem.what = "field '" + contents.hiddenHandles + "' holds handles in a form that a text can't follow";
+    problem.what = "field '" + contents.hiddenHandles + "' holds handles in a form that a text cannot follow";
     return {};
   }
   std::string text = TextWriter(contents.bytes, false).write();

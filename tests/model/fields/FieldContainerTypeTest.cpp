@@ -44,7 +44,7 @@ TEST_F(FieldContainerTypeTest, ATypeWithMoreFieldsThanAMaskHoldsIsRefusedInTheLo
     EXPECT_EQ(type->getNumFieldDescs(), Singles::_type.getNumFieldDescs()) << type->getCName();
   }
   ASSERT_EQ(log.lines().size(), 2U);
-  EXPECT_EQ(log.lines()[0].text, "container type TestFull can't be used: it has more than 127 fields");
+  EXPECT_EQ(log.lines()[0].text, "container type TestFull cannot be used: it has more than 127 fields");
 }
 
 TEST_F(FieldContainerTypeTest, DerivationAndGroupsAgreeWithAWalkThroughTheParents) {

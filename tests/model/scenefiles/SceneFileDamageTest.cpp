@@ -49,7 +49,7 @@ bool survives(std::string const& bytes) {
     expectSound(root);
     root.subRef();
   } else {
-    EXPECT_TRUE(log.contains("scene file test can't be read: ") && log.contains("byte "));
+    EXPECT_TRUE(log.contains("scene file test cannot be read: ") && log.contains("byte "));
     EXPECT_EQ(log.lines().size(), 1U);
   }
   EXPECT_EQ(FieldContainerFactory::the().getLivingCount(), livingBefore);

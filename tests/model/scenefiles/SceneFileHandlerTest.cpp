@@ -279,8 +279,8 @@ TEST_F(SceneFileHandlerTest, StreamsAreLeftBehindTheSceneAndAsTheyWereWithoutOne
   for (int times = 0; times < 2; ++times) EXPECT_TRUE(*Held(handler().read(stream, nullptr)));
   EXPECT_EQ(static_cast<std::size_t>(stream.tellg()), written.size());
   EXPECT_EQ(log.errors(), (std::vector<std::string>{
-                              "scene file can't be written: there is no scene",
-                              "scene file can't be written: containers hold each other in a circle"}));
+                              "scene file cannot be written: there is no scene",
+                              "scene file cannot be written: containers hold each other in a circle"}));
 }
 
 TEST_F(SceneFileHandlerTest, OperationsRunOnWhatWasRead) {

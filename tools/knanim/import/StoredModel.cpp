@@ -116,7 +116,7 @@ std::vector<ImportedCurve> activeCurves(SceneParts const& parts, std::size_t& ot
 /// The library's reason begins with the name of the file, which the message has already.
 std::string reasonOf(LogCapture const& log) {
   std::string const reason = log.reason("there is no scene in it");
-  std::string const head = "can't be read: ";
+  std::string const head = "cannot be read: ";
   std::size_t const at = reason.find(head);
   return at == std::string::npos ? reason : reason.substr(at + head.size());
 }

@@ -46,7 +46,7 @@ std::string sizeOf(std::string const& path) {
 
 /// The library's reason begins with the same as this message.
 Failure unwritable(std::string const& path, std::string const& reason) {
-  std::string const head = "can't be written: ";
+  std::string const head = "cannot be written: ";
   std::size_t const at = reason.find(head);
   return {ExitCode::OutputUnwritable,
           "cannot write " + printable(path) + ": " +

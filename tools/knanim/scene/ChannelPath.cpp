@@ -52,7 +52,7 @@ Failure whyNone(std::vector<SceneObject const*> const& objects, std::string_view
   SceneObject const& first = *objects.front();
   std::string const where = (first.isMaterial ? "material " : "node ") + quoted(first.name);
   if (label.empty()) {
-    return usage(where + ": the path names no channel: add a field and a component, as in " +
+    return usage("the path names only the " + where + ": add a field and a component, as in " +
                  printable(first.name + '.' + channelLabel(first.channels.front())));
   }
   std::size_t const point = label.find('.');

@@ -24,7 +24,7 @@ struct ToleranceRule {
 };
 
 Failure misused(std::string const& text, std::string const& reason) {
-  return {ExitCode::Usage, "tolerance \"" + printable(text) + "\": " + reason};
+  return {ExitCode::Usage, "--tolerance \"" + printable(text) + "\": " + reason};
 }
 
 std::variant<ToleranceRule, Failure> parseRule(std::string const& text) {
