@@ -107,7 +107,7 @@ ExitCode convertXml(ConvertXmlOptions const& options, Terminal terminal) {
         terminal);
   if (std::size_t const first = text.find_first_not_of("\xEF\xBB\xBF \t\r\n");
       first == std::string::npos || text[first] != '<')
-    return report({ExitCode::NotAModel, printable(options.xml) + " is no XML file"}, terminal);
+    return report({ExitCode::NotAModel, printable(options.xml) + " is not an XML file"}, terminal);
   auto const opened = LoadedScene::load({options.model, ""}, terminal);
   if (auto const* failure = std::get_if<Failure>(&opened)) return report(*failure, terminal);
   LoadedScene& loaded = *std::get<0>(opened);

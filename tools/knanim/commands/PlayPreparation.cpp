@@ -134,7 +134,7 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
                   options.framesPerSecond};
   if (auto failure = chooseCurves(session)) return std::move(*failure);
   if (!options.csv.empty() && session.columns.empty())
-    warn("the animation only morphs: the table has no channels", terminal);
+    warn("the animation has only morph targets: the table has no channels", terminal);
   return session;
 }
 
