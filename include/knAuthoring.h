@@ -60,11 +60,11 @@ class KNANIM_API knAuthoring {
   /// gives and use `knAnimManager::getOSGFieldValue`.
   static std::optional<float> getValue(osg::AttachmentContainerPtr const& object, std::string_view channel);
 
-  /// Adds keys to a curve, one value for each time (seconds), and announces the curve once. Times may come in any
-  /// order; of equal times the last one counts, unless `replaceSameTime` is off. Neighbours that have `Smooth` or
-  /// `Clamped` tangents, as made last, get them anew, so that keys set one by one give the curve of all at once. Adds
-  /// nothing if the curve is null or
-  /// dead, if the lists differ in length or are empty, or if a number is not finite.
+  /// Adds keys to a curve, one value for each time (seconds), and announces the curve once. Times may come in any order;
+  /// of equal times the last one counts, unless `replaceSameTime` is off. Neighbours whose tangents are exactly what
+  /// `Smooth` or `Clamped` made are made again, so that keys set one by one give the curve of all at once; tangents that
+  /// were set by hand stay, unless they equal what those make (a lone key with zero vectors does). Adds nothing if the
+  /// curve is null or dead, if the lists differ in length or are empty, or if a number is not finite.
   static bool setKeys(osg::AnimCurvePtr const& curve, std::span<float const> times,
                       std::span<float const> values, knKeyOptions const& options = {});
   static bool setKeys(osg::AnimCurvePtr const& curve, std::initializer_list<osg::Pnt2f> keys,
@@ -77,8 +77,7 @@ class KNANIM_API knAuthoring {
                      std::initializer_list<float> values, knKeyOptions const& options = {});
 
   /// Moves the top-level curves of each object into a block, as `knAnimManager::createBlock` does, which calls it `name`
-  /// followed by "_Block". Returns the new
-  /// blocks in the order of the objects; an object without curves gets none.
+  /// followed by "_Block". Returns the new blocks in the order of the objects; an object without curves gets none.
   static std::vector<osg::AnimNodePtr> makeBlocks(std::span<osg::NodePtr const> objects,
                                                   std::string const& name);
   /// Makes a clip of all animations of the objects, adds it to the clip structure, and returns its node. Top-level

@@ -2,6 +2,7 @@
 
 #include "knAnimEvaluator.h"
 #include "knAnimManager.h"
+#include "manager/Creation.h"
 #include "model/scenegraph/Group.h"
 
 #include <algorithm>
@@ -89,14 +90,14 @@ void FlightTree::clear(AnimNodePtr const& root) {
 
 osg::Ref<AnimNode> FlightTree::makeCurveNode(knOSGChannelData const& channel) {
   OwnersKept const kept;
-  return osg::Ref<AnimNode>(knAnimManager::the()->createChannelCurveNode(channel, {}));
+  return osg::Ref<AnimNode>(
+      makeChannelCurveNode(channel.fieldName, channel.valueIndex, channel.suffix, channel.channelName));
 }
 
 osg::Ref<AnimNode> FlightTree::makeCurveNode(std::string const& name, osg::UInt32 index,
                                              std::string const& suffix, std::string const& channelName) {
   OwnersKept const kept;
-  return osg::Ref<AnimNode>(
-      knAnimManager::the()->createChannelCurveNode({}, name, index, suffix, channelName));
+  return osg::Ref<AnimNode>(makeChannelCurveNode(name, index, suffix, channelName));
 }
 
 void FlightTree::add(AnimNodePtr const& node) {

@@ -204,9 +204,7 @@ class Examination {
     NodePtr top;
     bool isClip = false;
     for (NodePtr node = tree; node.isAlive(); node = node->getParent()) {
-      auto const* const animNode = osg::dcastTo<AnimNode>(node);
-      if (animNode != nullptr && (animNode->getPlaying() || animNode->getLastEvaluationTime() != 0.F)) return;
-      if (!node->isActive()) return;
+      if (std::optional<bool> const isDriven = askForDriving(node)) return;
       isClip = isClip || osg::hasCore<osg::AnimClip>(node);
       top = node;
     }
@@ -216,12 +214,12 @@ class Examination {
     std::vector<FieldContainerPtr> const holders = findHolders(tree);
     isClip = isClip && (holders.empty() || top == NodePtr(knAnimManager::the()->clipStructureRoot()));
     if (!isClip && std::ranges::none_of(holders, isTrack)) return;
-    bool hasMotions = false;
+    bool hasStill = false;
     forEachNode(tree, [&](NodePtr const& node) {
-      hasMotions = hasMotions || hasMotion(node);
-      return !hasMotions;
+      hasStill = hasStill || (hasMotion(node) && !isDrivenElsewhere(*node->getCore()));
+      return !hasStill;
     });
-    if (!hasMotions) return;
+    if (!hasStill) return;
     add(knStillness::NotStepped, tree, {},
         titleOf(tree) + (isClip ? ": a clip" : ": a camera track") +
             " is left out when the scene is evaluated, and nothing else has evaluated this one after 0 s: "
@@ -265,7 +263,9 @@ class Examination {
     return true;
   }
   void lookAtRun(AnimNodePtr const& node) {
-    if (node->getPlaying() && !node->getPausing() && !(lastPassTime() >= node->getStartTime()))
+    // A clock that went back stands before all of them.
+    bool const isDue = _now >= node->getStartTime() && !(lastPassTime() >= node->getStartTime());
+    if (node->getPlaying() && !node->getPausing() && isDue)
       add(knStillness::NotStepped, node, {},
           titleOf(node) +
               " is in the playing queue, but no pass was made since: call knAnimEvaluator::loop in each pass "
@@ -293,6 +293,17 @@ class Examination {
     });
     return hasMotions && isPlayed;
   }
+  /// Whether another tree that shares a curve or cache was evaluated, as a clip of a camera track's block.
+  bool isDrivenElsewhere(osg::NodeCore const& core) {
+    return std::ranges::any_of(core.getParents(),
+                               [this](NodePtr const& user) { return _driven.find(user, askForDriving); });
+  }
+  static std::optional<bool> askForDriving(NodePtr const& node) {
+    auto const* const animNode = osg::dcastTo<AnimNode>(node);
+    if (animNode != nullptr && (animNode->getPlaying() || animNode->getLastEvaluationTime() != 0.F))
+      return true;
+    return node->isActive() ? std::nullopt : std::optional(false);
+  }
   static std::optional<bool> askForActiveClip(NodePtr const& node) {
     if (!node->isActive()) return false;
     return osg::hasCore<osg::AnimClip>(node) ? std::optional(true) : std::nullopt;
@@ -313,13 +324,17 @@ class Examination {
       add(knStillness::NoKeys, node, curve, title + " has no keys");
       return;
     }
-    if (std::optional<Fault> const fault = findKeyFault(*curve))
-      add(fault->cause, node, curve, title + fault->text);
-    auto const isFlat = [&](osg::CCPnt const& key) {
+    // Many nodes may share a long curve.
+    auto const [known, isNew] = _keyFaults.try_emplace(curve);
+    if (isNew) known->second = {findKeyFault(*curve), _tellsConstant && isConstant(keys)};
+    auto const& [fault, isFlat] = known->second;
+    if (fault) add(fault->cause, node, curve, title + fault->text);
+    if (isFlat) add(knStillness::SameValues, node, curve, title + " has one value at all keys");
+  }
+  static bool isConstant(osg::MField<osg::CCPnt> const& keys) {
+    return std::ranges::all_of(keys, [&](osg::CCPnt const& key) {
       return key.y() == keys.front().y() && key.inY() == 0.F && key.outY() == 0.F;
-    };
-    if (_tellsConstant && std::ranges::all_of(keys, isFlat))
-      add(knStillness::SameValues, node, curve, title + " has one value at all keys");
+    });
   }
 
   void lookAtCache(AnimNodePtr const& node, osg::TimeShapeCachePtr const& cache) {
@@ -332,21 +347,28 @@ class Examination {
   }
 
   void lookAtShapes(AnimNodePtr const& node, osg::TimeShapeCachePtr const& cache, std::string const& title) {
+    auto const [known, isNew] = _shapeFaults.try_emplace(cache);
+    if (isNew) known->second = findShapeFaults(*cache);
+    for (Fault const& fault : known->second) add(fault.cause, node, cache, title + fault.text);
+  }
+  static std::vector<Fault> findShapeFaults(osg::TimeShapeCache const& cache) {
+    std::vector<Fault> faults;
     osg::TimeShapeData const* last = nullptr;
     bool agree = true;
-    for (osg::TimeShapeDataPtr const& shape : std::as_const(*cache).getShapes()) {
+    for (osg::TimeShapeDataPtr const& shape : cache.getShapes()) {
       if (!shape.isAlive()) continue;
       if (std::string const numbers = describeNumbers(*shape); !numbers.empty())
-        add(knStillness::BadKeys, node, cache, title + ": " + numbers);
+        faults.push_back({knStillness::BadKeys, ": " + numbers});
       if (last != nullptr && shape->getTime() < last->getTime())
-        add(knStillness::KeysOutOfOrder, node, cache,
-            title + ": its shapes are not in order of time, as TimeShapeCache::addShape puts them");
+        faults.push_back({knStillness::KeysOutOfOrder,
+                          ": its shapes are not in order of time, as TimeShapeCache::addShape puts them"});
       std::string const text = last != nullptr && agree ? describeDisagreement(*last, *shape) : "";
       agree = agree && text.empty();
-      if (!text.empty()) add(knStillness::ShapesDisagree, node, cache, title + ": " + text);
+      if (!text.empty()) faults.push_back({knStillness::ShapesDisagree, ": " + text});
       last = &*shape;
     }
-    if (last == nullptr) add(knStillness::NoShapes, node, cache, title + " holds no shapes");
+    if (last == nullptr) faults.push_back({knStillness::NoShapes, " holds no shapes"});
+    return faults;
   }
 
   void lookAtGeometry(AnimNodePtr const& node, osg::TimeShapeCache const& cache,
@@ -419,13 +441,18 @@ class Examination {
     return aim;
   }
 
-  bool const _isSimulating = knAnimManager::simulationEnabled();  // by the host, which may edit anything
+  // By the host, which may edit anything.
+  bool const _isSimulating = knAnimManager::simulationEnabled();
+  double const _now = knAnimManager::getSimulationTime();
   SceneOwners _owners;
   SceneMembership _membership;
   AnswersFromAbove _clips;
+  AnswersFromAbove _driven;
   bool _isOfScene = false;
   bool _tellsConstant = true;
   std::unordered_set<AnimCurvePtr> _aimed;
+  std::unordered_map<AnimCurvePtr, std::pair<std::optional<Fault>, bool>> _keyFaults;
+  std::unordered_map<osg::TimeShapeCachePtr, std::vector<Fault>> _shapeFaults;
   Reasons _reasons;
 };
 

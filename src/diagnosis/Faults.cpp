@@ -28,13 +28,12 @@ constexpr float MostReach = 2.F;
 bool hasVector(UInt32 type) { return type == osg::LinearTangent || type == osg::SmoothTangent; }
 
 std::string describeTangent(char const* name, float along, float width) {
+  if (!(along < -MostBackward * width) && !(along > MostReach * width)) return {};
   std::ostringstream text;
   if (along < -MostBackward * width) {
     text << "the " << name << " points away from its segment by " << -along << " s";
-  } else if (along > MostReach * width) {
-    text << "the " << name << " reaches over " << along << " s in a segment of " << width << " s";
   } else {
-    return {};
+    text << "the " << name << " reaches over " << along << " s in a segment of " << width << " s";
   }
   text << ": tangents are vectors from their key, not positions, in seconds and values";
   return text.str();
@@ -50,11 +49,12 @@ std::optional<Fault> findTangentFault(CCPnt const& a, CCPnt const& b, std::size_
   if (!(width > 0.F)) return std::nullopt;
   if (std::string const text = describeTangent("out-tangent", a.outX(), width); !text.empty())
     return faultOf(knStillness::StrayTangent, index, ": " + text);
-  if (std::string const text = describeTangent("in-tangent", -b.inX(), width); !text.empty())
+  bool const isHeld = holdsValue(a.outtangent(), b.intangent());
+  // Where the value holds, nothing reads the in-tangent.
+  if (std::string const text = isHeld ? "" : describeTangent("in-tangent", -b.inX(), width); !text.empty())
     return faultOf(knStillness::StrayTangent, index + 1, ": " + text);
   bool const isZero = a.outX() == 0.F && a.outY() == 0.F;
-  if (a.y() == b.y() || !isZero || !hasVector(a.outType()) || !holdsValue(a.outtangent(), b.intangent()))
-    return std::nullopt;
+  if (a.y() == b.y() || !isZero || !hasVector(a.outType()) || !isHeld) return std::nullopt;
   return faultOf(knStillness::NoTangent, index,
                  " holds its value until the next one: its out-tangent is no step, but a zero vector; "
                  "AnimCurve::addPoint computes it on demand, and knCurves::setTangents afterwards");
@@ -67,7 +67,7 @@ std::optional<UInt32> componentOf(std::string const& suffix) {
     std::size_t const place = Letters.find(letter);
     if (place != std::string_view::npos) return static_cast<UInt32>(place % 4);
   }
-  // The colour correction of a material.
+  // The colour correction of a material. That of a camera has the same four the other way round.
   constexpr std::pair<std::string_view, UInt32> Words[] = {
       {"contrast", 0}, {"brightness", 1}, {"saturation", 2}, {"hueShift", 3}};
   for (auto const& [word, component] : Words) {
@@ -123,6 +123,7 @@ std::string describeSuffix(AnimCurve const& curve) {
   if (curve.getName() == "frustumSides") return {};
   std::optional<UInt32> const component = componentOf(curve.getSuffix());
   if (!component || *component == curve.getValueIndex()) return {};
+  if (curve.getSuffix().size() > 1 && 3 - *component == curve.getValueIndex()) return {};
   return componentMoved(curve) + "component " + std::to_string(*component);
 }
 

@@ -31,6 +31,12 @@ Told& told() {
   return instance;
 }
 
+/// Whether nothing more is told of a cause.
+bool isTold(FieldContainerPtr const& subject, knStillness cause, UInt32 detail) {
+  auto const& causes = told().causes;
+  return !told().isOn || causes.size() > MostWarnings || causes.contains({subject, cause, detail});
+}
+
 /// Whether to tell of a cause: once for each subject.
 bool isNew(FieldContainerPtr const& subject, knStillness cause, UInt32 detail = 0) {
   auto& causes = told().causes;
@@ -48,8 +54,12 @@ std::string lineOf(std::string const& text) {
 void MotionWarnings::noteRefusal(FieldContainerPtr const& curve, FieldContainerPtr const& aim,
                                  std::string const& field, UInt32 valueIndex) {
   std::optional<knStillness> const cause = findRefusal(aim, field, valueIndex);
-  bool const hasCurve = curve.isAlive();
-  if (!cause || !isNew(hasCurve ? curve : aim, *cause, hasCurve ? 0 : valueIndex)) return;
+  auto const* const object = osg::dcastTo<osg::AnimCurve>(curve);
+  bool const hasCurve = object != nullptr;
+  FieldContainerPtr const& subject = hasCurve ? curve : aim;
+  UInt32 const detail = hasCurve ? 0 : valueIndex;
+  if (!cause || isTold(subject, *cause, detail) || (hasCurve && isOfFlightOrTrack(*object, aim))) return;
+  isNew(subject, *cause, detail);
   std::string const who = hasCurve ? titleOf(osg::dcast<osg::AnimCurvePtr>(curve)) : "a value";
   told().refusals.push_back(
       lineOf(who + " moves nothing: " + describeRefusal(aim, field, valueIndex, *cause)));

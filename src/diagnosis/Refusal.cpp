@@ -9,6 +9,7 @@
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
+#include <ranges>
 #include <sstream>
 #include <utility>
 
@@ -31,9 +32,11 @@ bool hasNoPlace(WriteRule const& rule, FieldContainerPtr const& aim) {
   return isOfLight && rule.field == nullptr && !isOnLight(aim);
 }
 
-/// A name among the nodes that have a core. Of very many nodes only a few are asked.
+/// Of the nodes that have a core, only so many are asked.
+constexpr std::size_t MostAsked = 16;
+
+/// A name among the nodes that have a core.
 std::string nameOfUser(osg::NodeCore const& core) {
-  constexpr std::size_t MostAsked = 16;
   auto const& users = core.getParents();
   for (std::size_t i = 0; i < std::min(users.size(), MostAsked); ++i) {
     if (std::string name = osg::nameOf(users[i]); !name.empty()) return name;
@@ -123,7 +126,8 @@ bool isOfFlightOrTrack(osg::AnimCurve const& curve, FieldContainerPtr const& aim
   auto const isTrack = [](FieldContainerPtr const& holder) {
     return osg::hasCore<osg::CameraTrack>(osg::dcast<osg::NodePtr>(holder));
   };
-  return std::ranges::any_of(curve.getParents(), [&](osg::NodePtr const& node) {
+  // What makes a curve is the first to have it.
+  return std::ranges::any_of(curve.getParents() | std::views::take(MostAsked), [&](osg::NodePtr const& node) {
     if (flight.isAlive() && node->getParent() == flight) return true;
     return isUnplaced && isNearTop(node) &&
            std::ranges::any_of(findHolders(osg::dcast<osg::AnimNodePtr>(node)), isTrack);

@@ -1,6 +1,5 @@
 // From a value to the field that it lands in.
 #include "diagnosis/MotionWarnings.h"
-#include "diagnosis/Refusal.h"
 #include "evaluation/FieldContents.h"
 #include "evaluation/FieldWrite.h"
 #include "model/fields/FieldContainerFactory.h"
@@ -79,8 +78,6 @@ void writeRotation(FieldContainerPtr const& aim, WriteRule const& rule, osg::UIn
 }  // namespace
 
 void knAnimEvaluator::FieldWrite::noteRefusal(FieldContainerPtr const& aim) const {
-  auto const* const object = curve != nullptr ? osg::dcastTo<osg::AnimCurve>(*curve) : nullptr;
-  if (object != nullptr && isOfFlightOrTrack(*object, aim)) return;
   MotionWarnings::noteRefusal(curve != nullptr ? *curve : FieldContainerPtr(), aim, name, valueIndex);
 }
 

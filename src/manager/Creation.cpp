@@ -80,6 +80,21 @@ AnimAttachmentPtr findOrCreateAttachment(osg::AttachmentContainerPtr const& cont
   return attachment.isAlive() ? attachment : AnimAttachmentPtr();
 }
 
+AnimNodePtr makeChannelCurveNode(std::string const& name, osg::UInt32 valueIndex, std::string const& suffix,
+                                 std::string const& channelName) {
+  if (name.empty()) return {};
+  std::string const& title = channelName.empty() ? name : channelName;
+  std::string const nodeName = suffix.empty() ? title : title + "." + suffix;
+  AnimCurvePtr const curve = osg::AnimCurveBase::create();
+  curve->setName(name);
+  curve->setChannelName(title);
+  curve->setSuffix(suffix);
+  curve->setValueIndex(valueIndex);
+  curve->setColor(knAnimManager::the()->getDefaultColor(suffix));
+  announce(curve, osg::BitVector::all());
+  return makeNode(curve, nodeName);
+}
+
 // --- Animations of a container ------------------------------------------------------------------------------------
 
 // Arguments are copied where they may stand in what the host's code drops meanwhile.
@@ -148,18 +163,11 @@ AnimNodePtr knAnimManager::createChannelCurveNode(knOSGChannelData const& channe
 AnimNodePtr knAnimManager::createChannelCurveNode(AnimAttachmentPtr const& attachment,
                                                   std::string const& name, unsigned int valueIndex,
                                                   std::string const& suffix, std::string channelName) {
-  if (name.empty()) return {};
-  if (channelName.empty()) channelName = name;
-  AnimCurvePtr const curve = osg::AnimCurveBase::create();
-  curve->setName(name);
-  curve->setChannelName(channelName);
-  curve->setSuffix(suffix);
-  curve->setValueIndex(valueIndex);
-  curve->setColor(getDefaultColor(suffix));
-  announce(curve, osg::BitVector::all());
+  AnimNodePtr const node = makeChannelCurveNode(name, valueIndex, suffix, channelName);
+  if (!node.isAlive()) return {};
+  AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore());
   std::string const contradiction = describeSuffix(*curve);
-  std::string const nodeName = suffix.empty() ? channelName : channelName + "." + suffix;
-  AnimNodePtr const node = makeNode(curve, nodeName);
+  std::string const nodeName = nameOf(node);
   if (attachment.isAlive()) {
     MotionWarnings::noteNewTree(node);
     attachment->addAnimation(node);

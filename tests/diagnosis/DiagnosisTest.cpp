@@ -184,6 +184,7 @@ TEST_F(DiagnosisTest, SlipsOfSuffixTangentAndNumberAreTold) {
   create("B");
   make("glare", 11, "");
   make("scale", 1, "left");
+  make("colorCorrection", 0, "hueShift");  // of a camera
   EXPECT_EQ(log.warnings().size(), 3U);
 
   AnimNodePtr const tree = animate(door, newCurveNode("translation", 2, {}));
@@ -198,6 +199,7 @@ TEST_F(DiagnosisTest, SlipsOfSuffixTangentAndNumberAreTold) {
   EXPECT_TRUE(names(causesOf({0.4F, 0}, {2.6F, 5}, 3, false), knStillness::StrayTangent, "key 1: the in"));
   EXPECT_TRUE(names(causesOf({}, {}, LinearTangent, false), knStillness::NoTangent, "key 0"));
   EXPECT_TRUE(causesOf({1.3F, 0}, {0.005F, 0}, 3, false).empty());
+  EXPECT_TRUE(causesOf({}, {-4, 0}, StepTangent, false).empty()) << "nothing reads the in-tangent";
   EXPECT_TRUE(causesOf({}, {}, StepTangent, false).empty() && causesOf({}, {}, 1, true).empty());
 
   tree->setPostCycles(-2);
@@ -222,10 +224,22 @@ TEST_F(DiagnosisTest, WhatIsNotSteppedIsNamedUntilItIs) {
   EXPECT_TRUE(isStill("knAnimEvaluator::loop"));
   knAnimEvaluator::the()->loop();
   EXPECT_FALSE(isStill("loop"));
-  now += 1;
+  now -= 5;
+  knAnimEvaluator::the()->loop();
+  EXPECT_FALSE(isStill("loop")) << "the clock went back";
+  now += 6;
   manager.enqueue(tree, true);
   EXPECT_TRUE(isStill("loop"));
   manager.dequeueAll();
+
+  NodePtr const track = addNode(CameraTrack::create(), addNode(UberCamera::create()));
+  addNode(UberCamera::create(), track);
+  AnimNodePtr const block = manager.createMissingCameraTrackBlockForNode(track);
+  AnimNodePtr const ride = knAuthoring::makeClipOfBlocks({{block}}, "ride", {.switchOffInScene = false});
+  EXPECT_TRUE(names(knDiagnosis::whyStill(block), knStillness::NotStepped, "a camera track"));
+  manager.evaluateByTime(ride, 1, true, true, false);
+  EXPECT_FALSE(names(knDiagnosis::whyStill(block), knStillness::NotStepped)) << "a clip moves its curves";
+  manager.clearClipStructure();
 
   knFramePlayer& player = knFramePlayer::the();
   player.play({.firstFrame = 0, .lastFrame = 9});
