@@ -344,6 +344,9 @@ void defineShoot(CLI::App& command, ShootOptions& options) {
   command.add_option("--move", options.move, "How the camera moves")
       ->capture_default_str()
       ->check(oneOf({"track", "flight", "shot", "turntable"}));
+  command.add_flag("--even", options.even,
+                   "Turn the turntable at constant speed, for films that repeat; otherwise the turn starts "
+                   "and ends slowly");
   command.add_option("--camera", options.cameras, "A camera of the model as a viewpoint. May be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);

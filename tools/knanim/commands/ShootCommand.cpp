@@ -72,6 +72,7 @@ std::optional<Failure> checkCompanions(ShootOptions const& options) {
     return usage("--motion-blur requires --strip, --frames or --film");
   if (options.shutter != usual.shutter && options.motionBlur < 2)
     return usage("--shutter requires --motion-blur, of 2 samples at least");
+  if (options.even && options.move != "turntable") return usage("--even requires --move turntable");
   if (options.pause > 0 && options.move == "turntable")
     return usage("--pause cannot be combined with --move turntable");
   return std::nullopt;
@@ -91,6 +92,7 @@ class Shoot {
 
  private:
   void lookAround();
+  void warnOfSeam(Terminal terminal) const;
   MoveSettings settings() const;
   std::optional<Failure> shoot(CameraMove& move, Terminal terminal);
   FilmFrame capture(CameraMove& move, CameraMoment const& moment, long long number);
@@ -139,10 +141,23 @@ MoveSettings Shoot::settings() const {
   settings.seconds = _options.seconds;
   settings.pause = settings.kind == MoveKind::Turntable ? 0 : _options.pause;
   settings.fade = _options.fade;
+  settings.even = _options.even;
   settings.near = _options.near ? static_cast<float>(*_options.near) : std::min(0.1F, 0.005F * size);
   settings.far = _options.far ? static_cast<float>(*_options.far) : std::max(1e4F, 100 * size);
   settings.shutterSpeed = static_cast<float>(1 / _options.shutter);
   return settings;
+}
+
+/// The last frame of an even turn is followed by the first one again, at the same distance only in a whole number of them.
+void Shoot::warnOfSeam(Terminal terminal) const {
+  double const frames = _options.seconds * _options.framesPerSecond;
+  double const whole = std::max(1.0, std::round(frames));
+  if (std::abs(frames - whole) < 1e-6 * whole) return;
+  warn("a turn takes " + brief(frames) +
+           " frames: where a film begins anew, the step is smaller (--seconds " +
+           brief(whole / _options.framesPerSecond, 9) + " makes it " +
+           grouped(static_cast<std::uint64_t>(whole)) + ')',
+       terminal);
 }
 
 FilmFrame Shoot::capture(CameraMove& move, CameraMoment const& moment, long long number) {
@@ -168,6 +183,7 @@ FilmFrame Shoot::capture(CameraMove& move, CameraMoment const& moment, long long
 std::optional<Failure> Shoot::shoot(CameraMove& move, Terminal terminal) {
   double const last = std::floor(move.duration() * _options.framesPerSecond + 1e-6);
   if (!(last < kMostFrames)) return usage("the move has more than 100 000 frames; use a lower --fps");
+  if (_options.even) warnOfSeam(terminal);
   FrameRange range{_options.framesPerSecond, 0, static_cast<long long>(last)};
   // Once around, the camera is where it began: a film that repeats shows that view once.
   bool const comesBack = _options.move == "turntable" && range.last > 0;

@@ -97,7 +97,9 @@ void printNearness(ShootRecord const& record, std::span<CameraMoment const> way,
 
 std::string describeMove(ShootOptions const& options, std::size_t viewpoints) {
   std::string const each = brief(options.seconds) + " s";
-  if (options.move == "turntable") return "the turntable, once around in " + each;
+  if (options.move == "turntable")
+    return std::string("the turntable, once around ") + (options.even ? "at constant speed " : "") + "in " +
+           each;
   std::string const count = std::to_string(viewpoints);
   std::string text = options.move == "flight" ? "flights from one to the next of " + count + " viewpoints, "
                      : options.move == "shot" ? "shots from one to the next of " + count + " viewpoints, "

@@ -56,6 +56,8 @@ CameraMove::CameraMove(std::vector<Viewpoint> viewpoints, MoveSettings const& se
       break;
     case MoveKind::Turntable:
       _camera->setTurntableAnimationDuration(static_cast<float>(settings.seconds));
+      // A turn that is played over and over has no place to be slow at.
+      if (settings.even) _camera->setFlags(_camera->getFlags() | osg::UberCamera::TurntableLoopFlag);
       break;
   }
 }

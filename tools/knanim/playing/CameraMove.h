@@ -29,6 +29,7 @@ struct MoveSettings {
   double seconds = 3;  ///< from one viewpoint to the next, or once around
   double pause = 0;    ///< seconds at a viewpoint, but the first and the last
   double fade = 0;     ///< seconds in which the exposure comes up at the begin of a part
+  bool even = false;   ///< the turntable has one speed all around
   float near = 0.1F;
   float far = 10000;
   float shutterSpeed = 50;

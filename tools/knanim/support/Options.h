@@ -199,6 +199,7 @@ struct ShootOptions {
   std::string move = "track";  ///< "track", "flight", "shot" or "turntable"
   std::vector<std::string> cameras;          ///< of the model, as viewpoints
   std::vector<std::string> views;            ///< FROM:AT or FROM:AT:UP
+  bool even = false;                         ///< a turntable of constant speed
   double seconds = 3;                        ///< from one viewpoint to the next
   double pause = 0;                          ///< at a viewpoint
   double fade = 0;                           ///< in which the exposure comes up

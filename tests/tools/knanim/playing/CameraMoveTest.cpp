@@ -58,6 +58,16 @@ TEST(CameraMoveTest, AModelWithOneCameraIsShotFromFourPlacesOrAroundOnce) {
                     {"1  Camera", "frames      10, 10 per second", "1 viewpoint at a frame"});
 }
 
+TEST(CameraMoveTest, AnEvenTurntableTurnsByTheSameAngleFromFrameToFrame) {
+  std::string const shoot = "shoot " + test::modelPath("BLEND/BlenderDefault_269.blend") + " --even --fps 10";
+  test::Outcome const even = test::run(shoot + " --move turntable --seconds 2");
+  EXPECT_EQ(even.errors, "");
+  test::expectParts(even.output, {"frames      20,", "turn        342 degrees, the largest step 1 times"});
+  test::expectParts(test::run(shoot + " --move turntable --seconds 1.04").errors,
+                    {"--seconds 1 makes it 10)"});
+  EXPECT_EQ(test::run(shoot).code, ExitCode::Usage);
+}
+
 TEST(CameraMoveTest, FacesAreCutOffAtThePlanesOfTheView) {
   PictureView const view = PictureView::through(osg::Matrix(), {-1, 1, -1, 1}, 0, 2, 10, 1);
   std::vector<osg::Pnt3f> const face{{0, 0, 5}, {1, 0, -4}, {0, 1, -40}};
