@@ -16,11 +16,15 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
+#include <numbers>
+#include <span>
 
 namespace knanim {
 namespace {
 
 constexpr int kPosesOfStage = 12;
+constexpr int kPosesOfWay = 24;
+constexpr double kWidestView = 100;  ///< in degrees, what can be advised
 constexpr double kMostFrames = 100'000;
 
 Failure usage(std::string message) { return {ExitCode::Usage, std::move(message)}; }
@@ -78,6 +82,36 @@ std::optional<Failure> checkCompanions(ShootOptions const& options) {
   return std::nullopt;
 }
 
+/// What a camera shows of the figure on its way.
+struct WayView {
+  double least = 1;  ///< the part of the points in the worst frame
+  double most = 0;   ///< and in the best one
+  double fov = 0;    ///< vertically, in degrees: shows all of it in all frames; 180 when nothing does
+
+  void add(CameraMoment const& moment, double aspect, std::span<osg::Pnt3f const> points);
+};
+
+void WayView::add(CameraMoment const& moment, double aspect, std::span<osg::Pnt3f const> points) {
+  if (points.empty()) {
+    most = 1;
+    return;
+  }
+  PictureView const view = moment.view(aspect);
+  std::size_t shown = 0;
+  double reach = 0;  // in halves of the picture
+  for (osg::Pnt3f const& point : points) {
+    auto const seen = view.see(point);
+    double const away = seen ? std::max(std::abs(seen->x), std::abs(seen->y) * aspect) : INFINITY;
+    shown += away <= 1 ? 1U : 0U;
+    reach = std::max(reach, away);
+  }
+  double const part = static_cast<double>(shown) / static_cast<double>(points.size());
+  least = std::min(least, part);
+  most = std::max(most, part);
+  double const half = std::atan(reach * static_cast<double>(moment.edges[3]));
+  fov = std::max(fov, 2 * half * 180 / std::numbers::pi);
+}
+
 /// Shoots one move: frame by frame, as a host does, and draws what is asked for.
 class Shoot {
  public:
@@ -93,6 +127,9 @@ class Shoot {
  private:
   void lookAround();
   void warnOfSeam(Terminal terminal) const;
+  WayView lookAhead(std::vector<Viewpoint> const& viewpoints, MoveSettings const& moving) const;
+  std::variant<std::vector<Viewpoint>, Failure> decideViewpoints(MoveSettings const& moving,
+                                                                 Terminal terminal) const;
   MoveSettings settings() const;
   std::optional<Failure> shoot(CameraMove& move, Terminal terminal);
   FilmFrame capture(CameraMove& move, CameraMoment const& moment, long long number);
@@ -146,6 +183,51 @@ MoveSettings Shoot::settings() const {
   settings.far = _options.far ? static_cast<float>(*_options.far) : std::max(1e4F, 100 * size);
   settings.shutterSpeed = static_cast<float>(1 / _options.shutter);
   return settings;
+}
+
+WayView Shoot::lookAhead(std::vector<Viewpoint> const& viewpoints, MoveSettings const& moving) const {
+  CameraMove move(viewpoints, moving);
+  WayView seen;
+  for (int i = 0; i < kPosesOfWay; ++i) {
+    double const time = move.duration() * i / (kPosesOfWay - 1);
+    move.showAt(time);
+    std::vector<osg::Pnt3f> points;
+    _figure.addPoints(_figure.capture(), points);
+    seen.add(momentOf(move.camera(), time, _aspect), _aspect, points);
+  }
+  return seen;
+}
+
+/// A camera of the model was set up for one side of the figure. A turntable that was not told to begin there begins
+/// elsewhere if the figure is not seen whole on the way.
+std::variant<std::vector<Viewpoint>, Failure> Shoot::decideViewpoints(MoveSettings const& moving,
+                                                                      Terminal terminal) const {
+  auto chosen = chooseViewpoints(_options, _loaded.scene(), _room);
+  auto const* const viewpoints = std::get_if<std::vector<Viewpoint>>(&chosen);
+  bool const isNamed = !_options.cameras.empty() || !_options.views.empty();
+  bool const isCut = _options.near || _options.far;
+  if (viewpoints == nullptr || isCut || (!isNamed && !viewpoints->front().isOfModel)) return chosen;
+  WayView const seen = lookAhead(*viewpoints, moving);
+  bool const turns = moving.kind == MoveKind::Turntable;
+  std::string const name = printable(viewpoints->front().name);
+  bool const isCropped = seen.least < kLeastShown && viewpoints->front().isOfModel && (turns || !isNamed);
+  if (!isCropped && seen.most > 0) return chosen;
+  if (turns && !isNamed) {
+    warn("the model's first camera " + std::string(seen.most > 0 ? "crops" : "sees nothing of") +
+             " the figure on its way around, so the turn begins at a place from which all of it is seen "
+             "(--camera \"" +
+             name + "\" uses that camera anyway)",
+         terminal);
+    return chooseViewpoints(_options, _loaded.scene(), _room, false);
+  }
+  std::string const advice = seen.fov < kWidestView
+                                 ? "--fov " + brief(std::ceil(seen.fov)) + " shows all of it"
+                                 : "--view gives the camera another place";
+  warn((seen.most > 0 ? "the camera crops the figure on its way; "
+                      : "the camera sees nothing of the figure; ") +
+           advice,
+       terminal);
+  return chosen;
 }
 
 /// The last frame of an even turn is followed by the first one again, at the same distance only in a whole number of them.
@@ -256,11 +338,11 @@ std::optional<Failure> Shoot::drawPlan(CameraMove const& move) {
 
 std::optional<Failure> Shoot::run(Terminal terminal) {
   lookAround();
-  auto chosen = chooseViewpoints(_options, _loaded.scene(), _room);
-  if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
   MoveSettings const moving = settings();
   if (!(moving.near < moving.far))
     return usage("--near must be below --far, which is " + brief(static_cast<double>(moving.far)));
+  auto chosen = decideViewpoints(moving, terminal);
+  if (auto* failure = std::get_if<Failure>(&chosen)) return std::move(*failure);
   CameraMove move(std::move(std::get<std::vector<Viewpoint>>(chosen)), moving);
   _record.viewpoints = move.viewpoints();
   _record.arrivals = move.arrivals();

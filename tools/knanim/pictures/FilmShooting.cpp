@@ -16,8 +16,6 @@ namespace {
 constexpr int kTrailSteps = 24;
 constexpr double kTrailSeconds = 0.6;
 constexpr std::size_t kFramesOfSurvey = 48;
-/// A camera that does not show as much of the figure's points in every frame crops it.
-constexpr double kLeastShown = 0.9;
 
 osg::NodePtr findCamera(AnimatedScene const& scene, std::string const& name) {
   for (SceneCamera const& camera : scene.cameras()) {

@@ -20,6 +20,9 @@ std::vector<long long> spreadFrames(FrameRange const& range, std::size_t count);
 /// The name of the camera that looks at all of the figure from aside.
 inline constexpr char const* kFittedCamera = "fit";
 
+/// A camera that does not show as much of the figure's points in every frame crops it.
+inline constexpr double kLeastShown = 0.9;
+
 struct Shooting {
   FilmPicture film;
   std::string cameraName;  ///< empty for the fitted one

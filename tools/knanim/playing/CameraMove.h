@@ -19,6 +19,7 @@ struct Viewpoint {
   osg::Vec3f up = {0, 1, 0};
   float fov = 40;  ///< vertically, in degrees
   float exposure = 1;
+  bool isOfModel = false;  ///< one of the model's cameras
 };
 
 /// By which of the library's means a camera gets from one viewpoint to the next.

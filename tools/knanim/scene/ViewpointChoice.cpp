@@ -61,6 +61,7 @@ Viewpoint ofCamera(SceneCamera const& source, FigureRoom const& room) {
   auto const camera = osg::dcast<osg::UberCameraPtr>(source.node->getCore());
   Viewpoint viewpoint;
   viewpoint.name = source.name;
+  viewpoint.isOfModel = true;
   osg::Pnt3f at;
   camera->getFromAtUp(viewpoint.from, at, viewpoint.up, osg::Camera::WorldSpace);
   osg::Vec3f const way = osg::normalized(at - viewpoint.from);
@@ -95,7 +96,7 @@ std::vector<Viewpoint> around(FigureRoom const& room, float fov) {
 }
 
 std::optional<Failure> addCameras(ShootOptions const& options, AnimatedScene const& scene,
-                                  FigureRoom const& room, std::vector<Viewpoint>& viewpoints) {
+                                  FigureRoom const& room, bool useOwn, std::vector<Viewpoint>& viewpoints) {
   for (std::string const& name : options.cameras) {
     auto const cameras = scene.cameras();
     auto const found = std::find_if(cameras.begin(), cameras.end(),
@@ -103,7 +104,7 @@ std::optional<Failure> addCameras(ShootOptions const& options, AnimatedScene con
     if (found == cameras.end()) return usage(noCamera(name, cameras));
     viewpoints.push_back(ofCamera(*found, room));
   }
-  if (!options.cameras.empty() || !options.views.empty()) return std::nullopt;
+  if (!useOwn || !options.cameras.empty() || !options.views.empty()) return std::nullopt;
   // One camera is enough to turn around, but not to go anywhere.
   if (scene.cameras().size() < 2 && options.move != "turntable") return std::nullopt;
   for (SceneCamera const& camera : scene.cameras()) viewpoints.push_back(ofCamera(camera, room));
@@ -136,9 +137,9 @@ std::string noCamera(std::string const& name, std::span<SceneCamera const> camer
 
 std::variant<std::vector<Viewpoint>, Failure> chooseViewpoints(ShootOptions const& options,
                                                                AnimatedScene const& scene,
-                                                               FigureRoom const& room) {
+                                                               FigureRoom const& room, bool useOwn) {
   std::vector<Viewpoint> viewpoints;
-  if (auto failure = addCameras(options, scene, room, viewpoints)) return std::move(*failure);
+  if (auto failure = addCameras(options, scene, room, useOwn, viewpoints)) return std::move(*failure);
   std::size_t const ofModel = viewpoints.size();
   for (std::string const& text : options.views) {
     auto const viewpoint = readLookAt(text);
