@@ -302,7 +302,7 @@ void defineEdit(CLI::App& command, EditOptions& options) {
   addStep(command, options, "--share", EditVerb::Share, "FROM=TO",
           "Let the node TO use the same curves as FROM: an edit of one shows in the other");
   addStep(command, options, "--cut", EditVerb::Cut, "NODES",
-          "Remove the animations of nodes whose name matches");
+          "Remove the animations of nodes whose name matches, with the shape caches of their meshes");
   addStep(command, options, "--unshare", EditVerb::Unshare, "NODES",
           "Give curves of their own to nodes whose name matches");
   addStep(command, options, "--rename", EditVerb::Rename, "FILE",

@@ -87,6 +87,13 @@ std::optional<Failure> check(EditOptions const& options) {
     return Failure{ExitCode::Usage, "--replace requires --paste, --copy or --share"};
   if (options.steps.empty())
     return Failure{ExitCode::Usage, "there is nothing to do: give a step, such as --shift 0.5"};
+  if (auto failure = checkRate(options.framesPerSecond)) return failure;
+  for (EditStep const& step : options.steps) {
+    bool const hasAmount =
+        step.verb == EditVerb::Scale || step.verb == EditVerb::Offset || step.verb == EditVerb::Shift;
+    if (auto const failure = hasAmount ? SceneEditing::checkAmount(step.text) : std::nullopt)
+      return Failure{failure->code, std::string(verbName(step.verb)) + ": " + failure->message};
+  }
   std::vector<std::string> inputs = {options.model, paste.source, paste.map};
   for (EditStep const& step : options.steps) {
     if (step.verb == EditVerb::Rename) inputs.push_back(step.text);

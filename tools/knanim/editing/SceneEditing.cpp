@@ -5,6 +5,7 @@
 #include "knanim/scene/ChannelChoice.h"
 #include "knanim/support/NearNames.h"
 #include "knanim/support/Text.h"
+#include "model/geometry/Geometry.h"
 #include "model/sceneext/AnimTreeCloning.h"
 
 #include <algorithm>
@@ -44,6 +45,16 @@ Trees topTrees(osg::NodePtr const& node) {
   osg::AnimAttachmentPtr const attachment = knAnimManager::getAnimAttachment(node);
   if (attachment.isAlive()) attachment->getTopLevelAnimations(trees, true);
   return trees;
+}
+
+/// Of the meshes that a node shows: their shape caches.
+std::vector<std::pair<osg::NodePtr, osg::AnimNodePtr>> treesOfMeshes(osg::NodePtr const& node) {
+  std::vector<std::pair<osg::NodePtr, osg::AnimNodePtr>> found;
+  for (osg::NodePtr const& child : node->getChildren()) {
+    if (osg::dcastTo<osg::Geometry>(child->getCore()) == nullptr) continue;
+    for (osg::AnimNodePtr const& tree : topTrees(child)) found.emplace_back(child, tree);
+  }
+  return found;
 }
 
 std::string nameOf(osg::NodePtr const& node) {
@@ -95,6 +106,10 @@ std::variant<std::vector<std::size_t>, Failure> SceneEditing::nodesThatFit(std::
     if (fits(pattern, _model.nodes[i].name) && !topTrees(_scene.nodes()[i]).empty()) found.push_back(i);
   }
   if (!found.empty()) return found;
+  return nothingAnimated(pattern);
+}
+
+Failure SceneEditing::nothingAnimated(std::string const& pattern) const {
   std::vector<std::string> names;
   for (ImportedNode const& node : _model.nodes) names.push_back(node.name);
   return usage("no node with an animation matches " + quoted(pattern) +
@@ -175,7 +190,10 @@ EditResult SceneEditing::copyBetween(std::string const& text, bool isShared, boo
   std::string const sourceName = printable(_model.nodes[std::get<std::size_t>(from)].name);
   std::string const targetName = printable(_model.nodes[std::get<std::size_t>(to)].name);
   Trees const trees = topTrees(source);
-  if (trees.empty()) return usage("node " + quoted(sourceName) + " has no animation to copy");
+  if (trees.empty())
+    return usage("node " + quoted(sourceName) +
+                 (treesOfMeshes(source).empty() ? " has no animation to copy"
+                                                : " has only shape caches, which belong to its own meshes"));
   if (knAnimManager::the()->isCompatible(source, target) != 1)
     return usage("node " + quoted(targetName) + " is of a different kind from " + quoted(sourceName));
   copyOnto(source, target, isShared, isReplaced);
@@ -185,17 +203,34 @@ EditResult SceneEditing::copyBetween(std::string const& text, bool isShared, boo
                     {}};
 }
 
-EditResult SceneEditing::cut(std::string const& pattern) {
-  auto const found = nodesThatFit(pattern);
-  if (auto const* failure = std::get_if<Failure>(&found)) return *failure;
+std::size_t SceneEditing::cutShapes(std::size_t node, std::string const& pattern) {
+  bool const isAll = fits(pattern, _model.nodes[node].name);
   std::size_t count = 0;
-  for (std::size_t const node : std::get<0>(found)) {
-    Trees const trees = topTrees(_scene.nodes()[node]);
-    knAnimManager::the()->cut(trees);
-    count += trees.size();
+  for (auto const& [mesh, tree] : treesOfMeshes(_scene.nodes()[node])) {
+    if (!isAll && !fits(pattern, nameOf(mesh))) continue;
+    knAnimManager::the()->subAnimation(mesh, tree);
+    ++count;
+    auto const shown = std::ranges::find(_scene.meshes(), mesh, &SceneMesh::node);
+    std::erase_if(_model.morphs, [&](ImportedMorph const& morph) {
+      return morph.node == node && shown != _scene.meshes().end() && morph.mesh == shown->mesh;
+    });
   }
+  return count;
+}
+
+EditResult SceneEditing::cut(std::string const& pattern) {
+  std::size_t count = 0;
+  std::size_t nodes = 0;
+  for (std::size_t i = 0; i < _model.nodes.size(); ++i) {
+    Trees const trees = fits(pattern, _model.nodes[i].name) ? topTrees(_scene.nodes()[i]) : Trees();
+    if (!trees.empty()) knAnimManager::the()->cut(trees);
+    std::size_t const taken = trees.size() + cutShapes(i, pattern);
+    count += taken;
+    nodes += taken > 0 ? 1U : 0U;
+  }
+  if (count == 0) return nothingAnimated(pattern);
   refresh();
-  return EditReport{counted(count, "animation") + " of " + counted(std::get<0>(found).size(), "node"), {}};
+  return EditReport{counted(count, "animation") + " of " + counted(nodes, "node"), {}};
 }
 
 EditResult SceneEditing::unshare(std::string const& pattern) {
@@ -259,6 +294,12 @@ EditResult SceneEditing::rename(std::string const& path) {
   report.line = counted(all, "curve") + " by " + printable(path);
   refresh();
   return report;
+}
+
+std::optional<Failure> SceneEditing::checkAmount(std::string const& text) {
+  auto amount = readAmount(text);
+  if (auto* failure = std::get_if<Failure>(&amount)) return std::move(*failure);
+  return std::nullopt;
 }
 
 EditResult SceneEditing::changeValues(std::string const& text, bool isFactor) {

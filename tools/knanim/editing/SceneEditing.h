@@ -3,6 +3,7 @@
 #include "knanim/scene/LoadedScene.h"
 #include "knanim/support/Failure.h"
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -29,12 +30,15 @@ class SceneEditing {
   /// same curves. What TO had is removed, or else switched off.
   EditResult copy(std::string const& text, bool isReplaced) { return copyBetween(text, false, isReplaced); }
   EditResult share(std::string const& text, bool isReplaced) { return copyBetween(text, true, isReplaced); }
-  /// Takes away the animations of the nodes that a pattern fits.
+  /// Takes away the animations of the nodes that a pattern fits with the shape caches of their meshes, and the caches of
+  /// the meshes that it fits.
   EditResult cut(std::string const& pattern);
   /// Gives the animations of nodes curves of their own.
   EditResult unshare(std::string const& pattern);
   /// Renames curves by the table in a file.
   EditResult rename(std::string const& path);
+  /// Whether what `scale`, `offset` and `shift` take can be read; fails with `Usage`.
+  static std::optional<Failure> checkAmount(std::string const& text);
   /// Both take "PATTERN=NUMBER", or "NUMBER" for all curves.
   EditResult scale(std::string const& text) { return changeValues(text, true); }
   EditResult offset(std::string const& text) { return changeValues(text, false); }
@@ -51,6 +55,9 @@ class SceneEditing {
   /// then, if it has the same name, it is called "NAME (before)" from now on.
   void copyOnto(osg::NodePtr const& source, osg::NodePtr const& target, bool isShared, bool isReplaced);
   std::size_t shiftAll(float seconds);
+  /// Of the meshes of a node, as for `cut`. How many there were.
+  std::size_t cutShapes(std::size_t node, std::string const& pattern);
+  Failure nothingAnimated(std::string const& pattern) const;
   void refresh();
 
   AnimatedScene& _scene;

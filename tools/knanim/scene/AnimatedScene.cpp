@@ -145,6 +145,9 @@ void AnimatedScene::readCurves(ImportedModel& model) {
     model.curves.push_back(describe(each));
   }
   if (!model.curves.empty() && model.summary.animations.empty()) model.summary.animations.emplace_back();
+  std::erase_if(_caches, [this](SceneCache const& each) {
+    return std::ranges::count(findCaches(_meshes[each.mesh].node), each.node) == 0;
+  });
 }
 
 void AnimatedScene::hangMorphs(ImportedModel const& model, ModelContent const& content) {

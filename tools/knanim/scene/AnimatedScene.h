@@ -91,7 +91,7 @@ class AnimatedScene {
   void switchOff(osg::AnimNodePtr const& tree);
 
   /// Looks at what hangs on the nodes by now, after blocks and curves came or went: `curves` and those of the model
-  /// become what is active there.
+  /// become what is active there, and caches that are gone are forgotten.
   void readCurves(ImportedModel& model);
 
   /// Shows a mesh by a cache in which its bones have been taken into account. Another cache that it has gives

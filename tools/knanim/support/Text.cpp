@@ -70,7 +70,8 @@ std::vector<Glyph> glyphsOf(std::string_view text) {
 template <typename Real>
 std::string shortestOf(Real value) {
   std::array<char, 64> buffer;
-  auto const result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+  Real const shown = value == 0 ? Real(0) : value;
+  auto const result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), shown);
   return {buffer.data(), result.ptr};
 }
 

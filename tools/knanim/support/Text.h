@@ -25,7 +25,7 @@ std::string grouped(std::uint64_t count);
 /// "1 node", "2 nodes", "0 nodes"; an ending other than s is written out as the plural.
 std::string counted(std::uint64_t count, std::string_view singular, std::string_view plural = {});
 
-/// The shortest decimal that reads back as the same number; "nan", "inf" and "-inf" are possible.
+/// The shortest decimal that reads back as the same number; 0 for -0 too; "nan", "inf" and "-inf" are possible.
 std::string shortest(float value);
 std::string shortest(double value);
 

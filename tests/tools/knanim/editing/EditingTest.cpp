@@ -44,6 +44,17 @@ TEST(Editing, StepsKeepSharedCurvesAndPlaces) {
   EXPECT_EQ(editing.copy("Hips=Hips", false).index(), 1U);
 }
 
+TEST(Editing, ACutTakesShapeCachesToo) {
+  std::string const model = "glTF2/glTF-Sample-Models/AnimatedMorphCube-glTF/AnimatedMorphCube.gltf";
+  auto const loaded = LoadedScene::load({test::modelPath(model), ""}, {});
+  LoadedScene& scene = *std::get<0>(loaded);
+  ASSERT_EQ(scene.scene().caches().size(), 1U);
+  SceneEditing editing(scene);
+  EXPECT_EQ(std::get<EditReport>(editing.cut("Cu?e")).line, "1 animation of 1 node");
+  EXPECT_TRUE(scene.scene().caches().empty() && !timeSpan(scene.model()));
+  EXPECT_EQ(editing.cut("AnimatedMorphCube").index(), 1U);
+}
+
 /// A root that rests turned, and a bone below it.
 ImportedModel bone(double length, std::array<double, 3> const& rest, bool isAnimated) {
   ImportedModel model;
