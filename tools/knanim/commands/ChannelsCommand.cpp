@@ -96,10 +96,10 @@ void printOverview(SceneObjects const& objects, bool all, std::FILE* output) {
                grouped(animated).c_str());
 }
 
-void printJson(LoadedScene const& scene, SceneObjects const& objects, Objects const& chosen,
-               std::FILE* output) {
+void printJson(std::string const& model, LoadedScene const& scene, SceneObjects const& objects,
+               Objects const& chosen, std::FILE* output) {
   JsonText json;
-  json.beginObject().add("model", scene.name()).add("seconds", scene.time());
+  json.beginObject().add("model", model).add("seconds", scene.time());
   json.name("objects").beginList();
   for (SceneObject const* object : chosen) {
     json.beginObject().add("path", object->path).add("name", object->name).add("kind", object->kind);
@@ -166,7 +166,7 @@ ExitCode channels(ChannelsOptions const& options, Terminal terminal) {
     if (isStandardOutput(options.csv)) return ExitCode::Ok;
   }
   if (options.json) {
-    printJson(scene, objects, std::get<Objects>(chosen), terminal.output);
+    printJson(options.scene.model, scene, objects, std::get<Objects>(chosen), terminal.output);
     return ExitCode::Ok;
   }
   std::fprintf(terminal.output, "%s\n", scene.title().c_str());

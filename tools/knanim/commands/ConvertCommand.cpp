@@ -52,6 +52,7 @@ std::optional<Failure> check(ConvertOptions const& options) {
     return Failure{ExitCode::Usage, "the animations of one object go to .osb or .json files"};
   if (!options.object.empty() && options.bakeSkins)
     return Failure{ExitCode::Usage, "--bake-skins cannot be combined with --object"};
+  if (auto failure = checkRate(options.framesPerSecond)) return failure;
   return checkSceneOutput(options.out, {&options.model, 1});
 }
 

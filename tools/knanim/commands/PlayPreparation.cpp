@@ -100,6 +100,7 @@ std::variant<PlaySession, Failure> preparePlay(PlayOptions const& options, Termi
   auto const size = readFilmSize(options.size);
   if (auto const* failure = std::get_if<Failure>(&size)) return *failure;
   if (auto failure = checkRate(options.framesPerSecond)) return std::move(*failure);
+  if (auto failure = checkClock(options.clock)) return std::move(*failure);
   auto opened = ModelFile::open(options.model);
   if (auto* failure = std::get_if<Failure>(&opened)) return std::move(*failure);
   auto& file = std::get<ModelFile>(opened);

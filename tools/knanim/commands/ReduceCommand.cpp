@@ -115,6 +115,7 @@ std::optional<Failure> writePicture(PlotPicture const& picture, std::string cons
 
 ExitCode reduce(ReduceOptions const& options, Terminal terminal) {
   if (auto const failure = checkPicture(options)) return report(*failure, terminal);
+  if (auto const failure = checkTolerances(options.tolerances)) return report(*failure, terminal);
   if (auto const failure = checkSceneOutput(options.out, {&options.model, 1}))
     return report(*failure, terminal);
   auto const loaded = LoadedScene::load({options.model, options.animation}, terminal);

@@ -17,6 +17,7 @@ namespace {
 constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr double kMostPasses = 10'000'000;
 constexpr double kFastestRate = 100'000;
+constexpr double kUsualRate = 60;
 constexpr long long kDefaultRounds = 3;
 /// What the player can tell apart.
 constexpr long long kLargestFrame = std::numeric_limits<std::int32_t>::max();
@@ -46,13 +47,6 @@ bool readLoop(std::string_view text, FrameRange& frames) {
 
 std::optional<Failure> check(RunPlan const& plan, bool isRealtime) {
   double const rate = plan.rate;
-  if (!std::isfinite(rate) || (rate != 0 && (rate < 1 || rate > kFastestRate)))
-    return usage("--rate must be from 1 to " + brief(kFastestRate, 6) +
-                 " passes per second, or 0 with --realtime");
-  if (rate == 0 && !isRealtime)
-    return usage("--rate 0 requires --realtime: a simulated clock would stand still");
-  if (plan.seconds && (!std::isfinite(*plan.seconds) || *plan.seconds <= 0))
-    return usage("--seconds must be finite and above 0");
   if (plan.frames.first < -kLargestFrame || plan.frames.last > kLargestFrame)
     return usage("frames played on a clock must have numbers from -" + std::to_string(kLargestFrame) +
                  " to " + std::to_string(kLargestFrame));
@@ -193,16 +187,31 @@ double RunPlan::duration() const {
   return std::min(length() / frames.framesPerSecond, seconds.value_or(kInfinite));
 }
 
+std::optional<Failure> checkClock(ClockOptions const& options) {
+  double const rate = options.rate.value_or(kUsualRate);
+  if (!std::isfinite(rate) || (rate != 0 && (rate < 1 || rate > kFastestRate)))
+    return usage("--rate must be from 1 to " + brief(kFastestRate, 6) +
+                 " passes per second, or 0 with --realtime");
+  if (rate == 0 && !options.realtime)
+    return usage("--rate 0 requires --realtime: a simulated clock would stand still");
+  if (options.seconds && (!std::isfinite(*options.seconds) || *options.seconds <= 0))
+    return usage("--seconds must be finite and above 0");
+  FrameRange loop;
+  if (options.loop && !readLoop(*options.loop, loop))
+    return usage("--loop takes two whole frame numbers like 10:50, not " + printable(*options.loop));
+  return std::nullopt;
+}
+
 std::variant<RunPlan, Failure> planRun(ClockOptions const& options, FrameRange const& frames) {
+  if (auto failure = checkClock(options)) return std::move(*failure);
   RunPlan plan{.frames = frames,
                .loop = options.loop.has_value(),
                .reverse = options.reverse,
                .subframes = options.subframes,
-               .rate = options.rate.value_or(60),
+               .rate = options.rate.value_or(kUsualRate),
                .seconds = options.seconds};
   if (plan.loop) {
-    if (!readLoop(*options.loop, plan.frames))
-      return usage("--loop takes two whole frame numbers like 10:50, not " + printable(*options.loop));
+    readLoop(*options.loop, plan.frames);
     plan.rounds = options.rounds;
     if (!options.rounds && !options.seconds) plan.rounds = kDefaultRounds;
   }

@@ -31,9 +31,12 @@ struct RunPlan {
   double duration() const;
 };
 
-/// What the options ask for, where `frames` is what is played without a loop. Fails with `Usage` for a loop that is not
-/// two whole numbers, a rate or duration that cannot be kept, frame numbers beyond 32 bits, and on a simulated clock for
-/// more than ten million passes.
+/// Fails with `Usage` for what is wrong with any animation: a loop that is not two whole numbers, a rate or duration that
+/// cannot be kept.
+std::optional<Failure> checkClock(ClockOptions const& options);
+
+/// What the options ask for, where `frames` is what is played without a loop. Fails as `checkClock` does, and
+/// for frame numbers beyond 32 bits, and on a simulated clock for more than ten million passes.
 std::variant<RunPlan, Failure> planRun(ClockOptions const& options, FrameRange const& frames);
 
 enum class RunEnd : std::uint8_t { Complete, Interrupted, Refused };

@@ -118,6 +118,14 @@ SceneReduction fitSegments(AnimatedScene const& scene, std::span<double const> t
 
 }  // namespace
 
+std::optional<Failure> checkTolerances(std::span<std::string const> texts) {
+  for (std::string const& text : texts) {
+    auto parsed = parseRule(text);
+    if (auto* failure = std::get_if<Failure>(&parsed)) return std::move(*failure);
+  }
+  return std::nullopt;
+}
+
 std::variant<std::vector<double>, Failure> chooseTolerances(ImportedModel const& model,
                                                             std::span<std::string const> texts,
                                                             double figureSize) {

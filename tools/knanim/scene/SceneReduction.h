@@ -4,6 +4,7 @@
 #include "knanim/scene/AnimatedScene.h"
 #include "knanim/support/Failure.h"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <variant>
@@ -16,6 +17,9 @@ enum class ReductionMethod : std::uint8_t {
   Fit,     ///< few Bezier segments within a tolerance that is proven
   Points,  ///< Ramer-Douglas-Peucker at the library's fixed tolerance, straight lines after it
 };
+
+/// Fails with `Usage` for tolerances that cannot be read.
+std::optional<Failure> checkTolerances(std::span<std::string const> texts);
 
 /// Tolerances for the curves of a model, in their order and units, from "PATTERN=VALUE" or "VALUE" for all. Patterns
 /// are those of `chooseChannels`, and the names of channels ("rotation"); the last one that fits decides. "VALUE%" is a

@@ -40,6 +40,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
   };
   std::string const play = "play " + film + ' ';
   std::string const picture = folder.file("a.png");
+  std::string const missing = folder.file("missing.fbx");
   std::string const nowhere = folder.file("no/where.png");
   std::vector<Case> const cases = {
       {"", ExitCode::Usage, "no command given; there are \"play\""},
@@ -60,13 +61,17 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
        "overwrite a file of the model"},
       {play + "--image " + picture + " --frame 999", ExitCode::Usage, "0 to 29"},
       {play + "--csv ''", ExitCode::Usage, "--csv: needs the name of a file"},
-      {play + "--loop 0:2.5", ExitCode::Usage, "whole frame numbers"},
+      // Before the model is read, which is not there.
+      {"play " + missing + " --loop 0:2.5", ExitCode::Usage, "whole frame numbers"},
+      {"reduce " + missing + " --tolerance abc", ExitCode::Usage, "tolerance \"abc\": expected"},
+      {"convert " + missing + ' ' + picture + ".glb --fps 0", ExitCode::Usage, "--fps must be"},
+      {"edit " + missing + " --shift x", ExitCode::Usage, "shift: \"x\": expected"},
       {play + "--loop 0:3000000000", ExitCode::Usage, "2147483647"},
       {play + "--realtime --seconds 0", ExitCode::Usage, "above 0"},
       {play + "--loop 0:9 --seconds 1e9", ExitCode::Usage, "more passes"},
       {"play " + copy + " --csv " + folder.file("./copy.x"), ExitCode::Usage, "would overwrite the input "},
       {"info " + film + " --animation 9", ExitCode::Usage, "3 \"Wuson_Bind\""},
-      {"play " + folder.file("missing.fbx"), ExitCode::FileUnreadable, "No such file"},
+      {"play " + missing, ExitCode::FileUnreadable, "No such file"},
       {"info " + folder.file(""), ExitCode::FileUnreadable, "Is a directory"},
       {"play " + nonsense, ExitCode::NotAModel, " as a model: "},
       {"info " + empty, ExitCode::NotAModel, " as a model: "},
