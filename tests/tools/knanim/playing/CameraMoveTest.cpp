@@ -68,6 +68,18 @@ TEST(CameraMoveTest, AnEvenTurntableTurnsByTheSameAngleFromFrameToFrame) {
   EXPECT_EQ(test::run(shoot).code, ExitCode::Usage);
 }
 
+TEST(CameraMoveTest, ATurntableShowsTheFigureWholeOrTellsHowItWould) {
+  std::string const shoot =
+      "shoot " + test::modelPath("FBX/huesitos.fbx") + " --move turntable --seconds 1 --fps 8";
+  test::Outcome const moved = test::run(shoot);
+  test::expectParts(moved.errors, {"first camera crops the figure on its way around"});
+  test::expectParts(moved.output, {"1  view 1"});
+  test::Outcome const named = test::run(shoot + " --camera Camera");
+  test::expectParts(named.errors, {"--fov 55 shows all of it"});
+  test::expectParts(named.output, {"1  Camera"});
+  EXPECT_EQ(test::run(shoot + " --camera Camera --fov 55").errors.find("crops"), std::string::npos);
+}
+
 TEST(CameraMoveTest, FacesAreCutOffAtThePlanesOfTheView) {
   PictureView const view = PictureView::through(osg::Matrix(), {-1, 1, -1, 1}, 0, 2, 10, 1);
   std::vector<osg::Pnt3f> const face{{0, 0, 5}, {1, 0, -4}, {0, 1, -40}};
