@@ -64,7 +64,7 @@ TEST(CommandLine, EveryFailureHasItsCodeAndSaysWhy) {
       // Before the model is read, which is not there.
       {"play " + missing + " --loop 0:2.5", ExitCode::Usage, "whole frame numbers"},
       {"reduce " + missing + " --tolerance abc", ExitCode::Usage, "tolerance \"abc\": expected"},
-      {"convert " + missing + ' ' + picture + ".glb --fps 0", ExitCode::Usage, "--fps must be"},
+      {"convert " + missing + ' ' + picture + ".glb --bake-skins --fps 0", ExitCode::Usage, "--fps must be"},
       {"edit " + missing + " --shift x", ExitCode::Usage, "shift: \"x\": expected"},
       {play + "--loop 0:3000000000", ExitCode::Usage, "2147483647"},
       {play + "--realtime --seconds 0", ExitCode::Usage, "above 0"},
