@@ -112,8 +112,9 @@ std::vector<FieldContainerType*> FieldContainerFactory::getTypes() const {
 
 UInt32 FieldContainerFactory::registerType(FieldContainerType& type) {
   std::lock_guard const lock(_typesMutex);
-  auto const namesake = std::ranges::find_if(
-      _types, [&](FieldContainerType const* other) { return other->getName() == type.getName(); });
+  auto const namesake =
+      std::ranges::find(_types, std::string_view(type.getName()),
+                        [](FieldContainerType const* other) { return std::string_view(other->getName()); });
   if (namesake != _types.end()) {
     std::lock_guard const clashLock(nameClashes().mutex);
     nameClashes().waiting.push_back({*namesake, &type});
