@@ -9,7 +9,6 @@
 #include "model/scenegraph/NodeQueries.h"
 
 #include <algorithm>
-#include <ranges>
 #include <sstream>
 #include <utility>
 
@@ -126,12 +125,17 @@ bool isOfFlightOrTrack(osg::AnimCurve const& curve, FieldContainerPtr const& aim
   auto const isTrack = [](FieldContainerPtr const& holder) {
     return osg::hasCore<osg::CameraTrack>(osg::dcast<osg::NodePtr>(holder));
   };
-  // What makes a curve is the first to have it.
-  return std::ranges::any_of(curve.getParents() | std::views::take(MostAsked), [&](osg::NodePtr const& node) {
+  auto const isOfOne = [&](osg::NodePtr const& node) {
     if (flight.isAlive() && node->getParent() == flight) return true;
     return isUnplaced && isNearTop(node) &&
            std::ranges::any_of(findHolders(osg::dcast<osg::AnimNodePtr>(node)), isTrack);
-  });
+  };
+  // What makes a curve is the first to have it.
+  auto const& users = curve.getParents();
+  for (std::size_t i = 0; i < std::min(users.size(), MostAsked); ++i) {
+    if (isOfOne(users[i])) return true;
+  }
+  return false;
 }
 
 std::string describeNoAim(FieldContainerPtr const& owner, std::string const& field) {
