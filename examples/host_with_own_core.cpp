@@ -26,14 +26,22 @@ class Pump : public osg::NodeCore {
   /// Told once per commit that touched this pump.
   void changed(osg::BitVector const& mask, osg::UInt32 origin) override {
     osg::NodeCore::changed(mask, origin);
-    _fFlow.setValue(getSpeed() / 60.F * 0.5F);
+    updateFlow();
+  }
+  /// A file or a copy has filled the fields, but not this one.
+  void fieldsAssigned() override {
+    osg::NodeCore::fieldsAssigned();
+    updateFlow();
   }
 
-  /// Lists the channel for editors: "speed" is no name that the library knows.
+  /// Lists the channel for editors: "speed" is not a name that the library knows.
   void getChannelDescriptions(std::vector<osg::ChannelDescription>& out) const override {
     out.push_back({{getContainerId()}, "speed", "speed"});
   }
   bool hasChannelDescriptions() const override { return true; }
+
+ private:
+  void updateFlow() { _fFlow.setValue(getSpeed() / 60.F * 0.5F); }
 };
 
 KN_CONTAINER_TYPE(Pump, Pump, "HostPump")
@@ -41,15 +49,12 @@ KN_CONTAINER_TYPE(Pump, Pump, "HostPump")
 }  // namespace host
 
 namespace {
-
 double now = 0;  // the host's clock in seconds
 
 /// Names as this host numbers them: "Run", "Run-1", "Run-2".
 std::string uniqueName(std::string const& wanted, std::vector<std::string>& taken) {
   std::string name = wanted;
-  for (int i = 1; std::find(taken.begin(), taken.end(), name) != taken.end(); ++i) {
-    name = wanted + "-" + std::to_string(i);
-  }
+  for (int i = 1; std::ranges::count(taken, name) > 0; ++i) name = wanted + "-" + std::to_string(i);
   return name;
 }
 
@@ -72,7 +77,6 @@ int main() {
   std::vector<knOSGChannelData> channels;
   manager.getKeyableChannels(node, channels);
   for (knOSGChannelData const& channel : channels) std::printf("channel %s\n", channel.channelName.c_str());
-
   for (int run = 0; run < 2; ++run) {
     auto const [curveNode, curve] = manager.createCurve("speed", "");
     osg::Ref<osg::AnimNode> const made = curveNode;  // ends with this round; the block has a node of its own
@@ -81,7 +85,6 @@ int main() {
     manager.importBlock(node, {curve}, "Run");
   }
   for (std::string const& name : knAnimManager::pyGetBlocks(true)) std::printf("block %s\n", name.c_str());
-
   manager.setCurrentTime(1, false, false);
   std::printf("at 1 s: %.0f a minute, %.1f l/s\n", static_cast<double>(pump->getSpeed()),
               static_cast<double>(pump->getFlow()));

@@ -1,5 +1,6 @@
 // A ball bounces while its curve is edited: keys are moved and added, and the next frame shows it.
 #include <knAnimManager.h>
+#include <knAuthoring.h>
 #include <knCurves.h>
 #include <knFramePlayer.h>
 #include <model/fields/FieldContainer.h>
@@ -13,17 +14,6 @@ namespace {
 
 double now = 0;  // the host's clock in seconds
 osg::NodePtr ball;
-
-osg::AnimCurvePtr makeBounce() {
-  knAnimManager& manager = *knAnimManager::the();
-  osg::AnimNodePtr const node = manager.createChannelCurveNode({}, "translation", 1, "Y", "translation");
-  osg::AnimCurvePtr const curve = osg::dcast<osg::AnimCurvePtr>(node->getCore());
-  for (osg::Pnt2f const& key : {osg::Pnt2f(0, 0), osg::Pnt2f(1, 4), osg::Pnt2f(2, 0)}) {
-    curve->addPoint(key, {}, {}, osg::SmoothTangent, osg::SmoothTangent, false, true);
-  }
-  manager.addAnimation(ball, node);
-  return curve;
-}
 
 /// One pass of the host's loop.
 float passAt(double time) {
@@ -47,13 +37,10 @@ int main() {
   ball = osg::Node::create();
   ball->setCore(osg::Transform3D::create());
   knSceneDataManager::getSceneData(0)->getRoot()->addChild(ball);
-  osg::AnimCurvePtr const curve = makeBounce();
+  osg::AnimCurvePtr const curve = knAuthoring::makeCurve(ball, "translation.Y");
+  knAuthoring::setKeys(curve, {{0, 0}, {1, 4}, {2, 0}});
 
-  knFramePlaybackParams params;
-  params.loop = true;
-  params.rangeEnd = 39;  // two seconds
-  params.fps = 20;
-  knFramePlayer::the().start(params, false, nullptr);
+  knFramePlayer::the().play({.lastFrame = 39});  // two seconds, in a loop
 
   bool isRight = isNear(passAt(0), 0) && isNear(passAt(1), 4) && isNear(passAt(2.5), 2);
 

@@ -1,5 +1,6 @@
 // A moon orbits a planet that orbits a sun, each at its own rate, for as long as you like: curves that cycle.
 #include <knAnimManager.h>
+#include <knAuthoring.h>
 #include <model/scenedata/knSceneDataManager.h>
 #include <model/scenegraph/Transform3D.h>
 
@@ -20,14 +21,10 @@ osg::NodePtr addNode(osg::NodePtr const& parent, char const* name, osg::Vec3f co
 
 /// One full turn about y in `period` seconds, repeated before the first key and after the last.
 void spin(osg::NodePtr const& node, float period) {
-  knAnimManager& manager = *knAnimManager::the();
-  osg::AnimNodePtr const curveNode = manager.createChannelCurveNode({}, "eulerRotation", 1, "Y", "rotation");
-  osg::AnimCurvePtr const curve = osg::dcast<osg::AnimCurvePtr>(curveNode->getCore());
-  curve->addPoint({0, 0}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
-  curve->addPoint({period, 360}, {}, {}, osg::LinearTangent, osg::LinearTangent, false, true);
+  osg::AnimCurvePtr const curve = knAuthoring::makeCurve(node, "rotation.Y");
+  knAuthoring::setKeys(curve, {{0, 0}, {period, 360}}, {.tangents = knTangents::Straight});
   curve->setPreInfinityMode(osg::CycleInfinity);
   curve->setPostInfinityMode(osg::CycleInfinity);
-  manager.addAnimation(node, curveNode);
 }
 
 /// Where the origin of a node is in the world.
@@ -52,7 +49,6 @@ int main() {
   spin(planetOrbit, 8);
   spin(moonOrbit, 2);
 
-  bool isRight = true;
   for (double time = -2; time <= 26; time += 4) {
     knAnimManager::the()->setCurrentTime(time, false, false);
     osg::Pnt3f const p = positionOf(planet);
@@ -61,7 +57,7 @@ int main() {
                 static_cast<double>(p.z()), static_cast<double>(m.x()), static_cast<double>(m.z()));
   }
   // 26 s are three orbits of the planet and a quarter, and thirteen whole ones of the moon.
-  isRight = isAt(planet, {0, 0, -10}) && isAt(moon, {0, 0, -12});
+  bool const isRight = isAt(planet, {0, 0, -10}) && isAt(moon, {0, 0, -12});
   knSceneDataManager::endScene();
   return isRight ? 0 : 1;
 }
