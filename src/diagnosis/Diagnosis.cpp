@@ -223,8 +223,7 @@ class Examination {
     add(knStillness::NotStepped, tree, {},
         titleOf(tree) + (isClip ? ": a clip" : ": a camera track") +
             " is left out when the scene is evaluated, and nothing else has evaluated this one after 0 s: "
-            "call "
-            "knAnimManager::enqueue or evaluateByTime");
+            "call knAnimManager::enqueue or evaluateByTime");
   }
 
   void lookAtAll(knStillnessOptions const& options) {

@@ -39,8 +39,7 @@ bool isTold(FieldContainerPtr const& subject, knStillness cause, UInt32 detail) 
 
 /// Whether to tell of a cause: once for each subject.
 bool isNew(FieldContainerPtr const& subject, knStillness cause, UInt32 detail = 0) {
-  auto& causes = told().causes;
-  return told().isOn && causes.size() <= MostWarnings && causes.emplace(subject, cause, detail).second;
+  return !isTold(subject, cause, detail) && told().causes.emplace(subject, cause, detail).second;
 }
 
 /// The line itself, or that the log is full.

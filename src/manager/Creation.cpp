@@ -167,7 +167,7 @@ AnimNodePtr knAnimManager::createChannelCurveNode(AnimAttachmentPtr const& attac
   if (!node.isAlive()) return {};
   AnimCurvePtr const curve = osg::dcast<AnimCurvePtr>(node->getCore());
   std::string const contradiction = describeSuffix(*curve);
-  std::string const nodeName = nameOf(node);
+  std::string const nodeName = contradiction.empty() ? "" : nameOf(node);
   if (attachment.isAlive()) {
     MotionWarnings::noteNewTree(node);
     attachment->addAnimation(node);

@@ -18,8 +18,8 @@ class KNSCENE_API AnimSequenceBase : public AnimObject {
   KN_CONTAINER_END
 };
 
-/// A timed trigger of a viewpoint, a variant set, or with neither flag of a named sequence. It fires
-/// when an evaluation of its clip passes the second that the offset of its node names, whatever the nodes above say.
+/// A timed trigger of a viewpoint, a variant set, or with neither flag of a named sequence. It fires when an evaluation
+/// of its clip passes the second that the offset of its node names, whatever the nodes above say.
 class KNSCENE_API AnimSequence : public AnimSequenceBase {
  public:
   std::optional<TimeRange> getTimeRange() const override { return TimeRange{0.F, 0.F}; }

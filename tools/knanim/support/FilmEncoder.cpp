@@ -140,6 +140,7 @@ int FilmEncoder::wait() {
 /// The first line that the program printed, which is nearest to the cause: with the film's own name, and without the part
 /// of the program that it comes from.
 std::string FilmEncoder::firstWords() const {
+  if (_words == nullptr) return {};
   std::rewind(_words);
   std::array<char, 1024> buffer;
   if (std::fgets(buffer.data(), static_cast<int>(buffer.size()), _words) == nullptr) return {};
